@@ -1,0 +1,24 @@
+/// UTF-16 texts, UTF-8 texts and paths. Names in the file system are bytes, by custom UTF-8; bytes that are
+/// no UTF-8 are shown as lone surrogates U+DC80 to U+DCFF, so that every path survives the way to UTF-16 and
+/// back. Thread-safe.
+#pragma once
+
+#include "varnek/Export.hpp"
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace varnek::files {
+
+/// Throws FileError (invalidName) for NUL and for lone surrogates other than U+DC80 to U+DCFF.
+VARNEK_EXPORT std::filesystem::path pathFromUtf16(std::u16string_view text);
+
+VARNEK_EXPORT std::u16string utf16FromPath(const std::filesystem::path& path);
+
+/// Strict conversion of text that is no path; empty when it is not well-formed.
+VARNEK_EXPORT std::optional<std::u16string> utf16FromUtf8(std::string_view text);
+VARNEK_EXPORT std::optional<std::string> utf8FromUtf16(std::u16string_view text);
+
+} // namespace varnek::files

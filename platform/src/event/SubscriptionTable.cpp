@@ -1,0 +1,149 @@
+#include "event/SubscriptionTable.hpp"
+
+#include "varnek/log/Channel.hpp"
+
+#include <algorithm>
+#include <exception>
+#include <iterator>
+#include <utility>
+
+namespace varnek::event::detail {
+namespace {
+
+log::Channel channel("varnek::event::EventManager");
+
+void report(const Event& event, const char* cause) {
+    VARNEK_LOG(channel, error) << "Listener of " << event.typeInfo()->qualifiedName()
+                               << " threw an exception: " << cause;
+}
+
+} // namespace
+
+/// Counts itself among the running calls, and among those of its thread.
+class Subscription::Call {
+  public:
+    explicit Call(Subscription& subscription) noexcept : subscription_(subscription), outer_(innermost) {
+        subscription_.calls_.fetch_add(1);
+        innermost = this;
+    }
+    Call(const Call&) = delete;
+    Call& operator=(const Call&) = delete;
+    ~Call() {
+        innermost = outer_;
+        subscription_.calls_.fetch_sub(1);
+        subscription_.calls_.notify_all();
+    }
+
+    static int ofThisThread(const Subscription& subscription) noexcept {
+        int count = 0;
+        for (const Call* call = innermost; call != nullptr; call = call->outer_)
+            count += &call->subscription_ == &subscription ? 1 : 0;
+        return count;
+    }
+
+  private:
+    static thread_local const Call* innermost;
+    Subscription& subscription_;
+    const Call* outer_;
+};
+
+thread_local const Subscription::Call* Subscription::Call::innermost = nullptr;
+
+Subscription::Subscription(std::uint64_t order, std::vector<std::u16string> types, Listener listener,
+                           std::weak_ptr<SubscriptionTable> table)
+    : order_(order), types_(std::move(types)), listener_(std::move(listener)), table_(std::move(table)) {}
+
+void Subscription::deliver(const EventHandle& event) noexcept {
+    const Call call(*this); // before the test: who disconnects then waits for us
+    if (!connected())
+        return;
+    try {
+        listener_(event);
+    } catch (const std::exception& failure) {
+        report(*event, failure.what());
+    } catch (...) {
+        report(*event, "not a standard exception");
+    }
+}
+
+void Subscription::waitForCalls() const noexcept {
+    const int own = Call::ofThisThread(*this);
+    for (int running = calls_.load(); running > own; running = calls_.load())
+        calls_.wait(running);
+}
+
+SubscriptionHandle SubscriptionTable::add(std::vector<std::u16string> types, Listener listener) {
+    std::sort(types.begin(), types.end());
+    types.erase(std::unique(types.begin(), types.end()), types.end());
+    const auto added = std::make_shared<Subscription>(nextOrder_.fetch_add(1), std::move(types),
+                                                      std::move(listener), weak_from_this());
+    std::vector<List> lists; // new ones first, then those that they replace, freed after the lock
+    lists.reserve(added->types().size());
+    const std::lock_guard lock(mutex_);
+    for (const std::u16string& type : added->types()) {
+        const List& old = lists_[type];
+        auto next = old ? std::make_shared<std::vector<SubscriptionHandle>>(*old)
+                        : std::make_shared<std::vector<SubscriptionHandle>>();
+        next->push_back(added);
+        lists.push_back(std::move(next));
+    }
+    for (std::size_t i = 0; i < lists.size(); ++i)
+        lists[i].swap(lists_.find(added->types()[i])->second);
+    size_.fetch_add(1, std::memory_order_release);
+    return added;
+}
+
+void SubscriptionTable::remove(const SubscriptionHandle& subscription) noexcept {
+    size_.fetch_sub(1, std::memory_order_release);
+    std::vector<List> replaced; // freed after the lock: listeners may be destroyed with them
+    try {
+        replaced.reserve(subscription->types().size());
+        const std::lock_guard lock(mutex_);
+        for (const std::u16string& type : subscription->types()) {
+            const auto found = lists_.find(type);
+            if (found == lists_.end() || !found->second)
+                continue;
+            auto next = std::make_shared<std::vector<SubscriptionHandle>>();
+            std::copy_if(found->second->begin(), found->second->end(), std::back_inserter(*next),
+                         [](const SubscriptionHandle& other) { return other->connected(); });
+            replaced.push_back(std::exchange(found->second, std::move(next)));
+            if (found->second->empty())
+                lists_.erase(found);
+        }
+    } catch (...) {
+        // Out of memory: it stays in the lists and is passed over until the next change of them.
+    }
+}
+
+void SubscriptionTable::clear() noexcept {
+    std::unordered_map<std::u16string, List> lists;
+    {
+        const std::lock_guard lock(mutex_);
+        lists.swap(lists_);
+        size_ = 0;
+    }
+    for (const auto& [type, list] : lists)
+        if (list)
+            for (const SubscriptionHandle& subscription : *list)
+                subscription->endCalls();
+}
+
+std::vector<SubscriptionHandle> SubscriptionTable::listenersOf(const Event& event) const {
+    std::vector<SubscriptionHandle> found;
+    if (empty())
+        return found;
+    {
+        const std::lock_guard lock(mutex_);
+        for (const auto* types : {&event.eventTypes(), &event.typeInfo()->eventTypes()})
+            for (const std::u16string& type : *types)
+                if (const auto list = lists_.find(type); list != lists_.end() && list->second)
+                    found.insert(found.end(), list->second->begin(), list->second->end());
+    }
+    const auto order = [](const SubscriptionHandle& subscription) { return subscription->order(); };
+    std::ranges::sort(found, {}, order);
+    const auto repeated = std::ranges::unique(found, {}, order);
+    found.erase(repeated.begin(), repeated.end());
+    return found;
+}
+
+} // namespace varnek::event::detail

@@ -1,0 +1,7 @@
+#include "varnek/exception/Exception.hpp"
+
+namespace varnek::exception {
+
+Exception::~Exception() = default;
+
+} // namespace varnek::exception

@@ -1,0 +1,201 @@
+#include "varnek/files/FileReplacement.hpp"
+
+#include "files/LinkTarget.hpp"
+#include "files/TemporaryDirectory.hpp"
+#include "varnek/files/FileAccess.hpp"
+#include "varnek/files/FileError.hpp"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+namespace varnek::files {
+namespace {
+
+enum class Stage { prepared, writing, flushed, renamed, done, failed };
+
+constexpr std::size_t maxNameBytes = 255;
+constexpr std::string_view temporaryExtension = ".tmp";
+
+/// `<name>.tmp`, cut where no file could have that name.
+std::string temporaryName(const std::string& name) {
+    return name.substr(0, maxNameBytes - temporaryExtension.size()).append(temporaryExtension);
+}
+
+detail::Descriptor openTargetFolder(const std::filesystem::path& target) {
+    if (!detail::isPlainName(target.filename().native()) || target.native().find('\0') != std::string::npos)
+        throw FileError(FileErrorKind::invalidName, "replace file", target.native().c_str(), 0,
+                        "not the name of a file");
+    const std::filesystem::path folder = detail::folderOf(target);
+    auto opened = detail::openAt(AT_FDCWD, folder.c_str(), O_RDONLY | O_DIRECTORY);
+    if (!opened)
+        detail::throwCannotCreate(folder, errno);
+    return opened;
+}
+
+} // namespace
+
+struct FileReplacement::State {
+    State(const std::filesystem::path& wanted, const ReplacementOptions& options)
+        : folder(openTargetFolder(wanted)),
+          name(detail::entryBehindLinks(folder.get(), wanted.filename().native(), wanted)),
+          target(wanted.parent_path() / name), mode(options.mode) {
+        takeOverAttributes();
+        const auto& root = options.temporaryDirectoryRoot;
+        directory.emplace(root.empty() ? detail::folderOf(target) : root);
+        temporaryFileName = temporaryName(name);
+        directoryPath = directory->path();
+        filePath = directoryPath / temporaryFileName;
+    }
+    ~State() { discard(); }
+
+    void takeOverAttributes() {
+        if (::fstatat(folder.get(), name.c_str(), &existing, AT_SYMLINK_NOFOLLOW) != 0) {
+            if (errno == ENOENT)
+                return;
+            throw FileError(FileErrorKind::openFailed, "replace file", target, errno);
+        }
+        if (!S_ISREG(existing.st_mode))
+            throw FileError(FileErrorKind::notRegularFile, "replace file", target, 0, "not a regular file");
+        exists = true;
+        mode &= existing.st_mode & 0777;
+    }
+
+    void open() {
+        file = detail::openAt(directory->descriptor(), temporaryFileName.c_str(),
+                              O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, 0600);
+        if (!file)
+            fail(FileErrorKind::openFailed, "create file", filePath, errno);
+        // An administrator's save leaves a user's file to the user. Others may not give files away, and need
+        // not.
+        if (exists && (existing.st_uid != ::geteuid() || existing.st_gid != ::getegid())) [[maybe_unused]]
+            const int ignored = ::fchown(file.get(), existing.st_uid, existing.st_gid);
+        if (::fchmod(file.get(), mode) != 0)
+            fail(FileErrorKind::openFailed, "set permissions of file", filePath, errno);
+        stage = Stage::writing;
+    }
+
+    [[noreturn]] void fail(FileErrorKind kind, const char* operation, const std::filesystem::path& path,
+                           int error) {
+        const FileError failure(kind, operation, path, error);
+        discard();
+        throw failure;
+    }
+
+    void expect(bool inOrder) const {
+        if (!inOrder)
+            throw std::logic_error("file replacement: step out of order, or after a failed one");
+    }
+
+    void discard() noexcept {
+        if (!directory)
+            return;
+        file.close();
+        if (stage != Stage::renamed && stage != Stage::done) {
+            ::unlinkat(directory->descriptor(), temporaryFileName.c_str(), 0);
+            stage = Stage::failed;
+        }
+        directory.reset();
+    }
+
+    detail::Descriptor folder;
+    std::string name;
+    std::filesystem::path target;
+    unsigned mode;
+    struct stat existing = {};
+    bool exists = false;
+    std::optional<detail::TemporaryDirectory> directory;
+    std::string temporaryFileName;
+    std::filesystem::path directoryPath, filePath;
+    detail::Descriptor file;
+    Stage stage = Stage::prepared;
+};
+
+FileReplacement::FileReplacement(const std::filesystem::path& target, const ReplacementOptions& options)
+    : state_(std::make_unique<State>(target, options)) {}
+FileReplacement::FileReplacement(FileReplacement&&) noexcept = default;
+FileReplacement& FileReplacement::operator=(FileReplacement&&) noexcept = default;
+FileReplacement::~FileReplacement() = default;
+
+const std::filesystem::path& FileReplacement::target() const noexcept {
+    return state_->target;
+}
+const std::filesystem::path& FileReplacement::temporaryDirectory() const noexcept {
+    return state_->directoryPath;
+}
+const std::filesystem::path& FileReplacement::temporaryFile() const noexcept {
+    return state_->filePath;
+}
+
+void FileReplacement::write(std::string_view bytes) {
+    State& s = *state_;
+    s.expect(s.stage == Stage::prepared || s.stage == Stage::writing);
+    if (s.stage == Stage::prepared)
+        s.open();
+    while (!bytes.empty()) {
+        const ssize_t written =
+            detail::uninterrupted([&] { return ::write(s.file.get(), bytes.data(), bytes.size()); });
+        if (written <= 0) // a write of nothing would go on for ever
+            s.fail(FileErrorKind::writeFailed, "write file", s.filePath, written < 0 ? errno : EIO);
+        bytes.remove_prefix(static_cast<std::size_t>(written));
+    }
+}
+
+void FileReplacement::beginFlush() noexcept {
+    if (state_->file)
+        ::sync_file_range(state_->file.get(), 0, 0, SYNC_FILE_RANGE_WRITE);
+}
+
+void FileReplacement::flush() {
+    State& s = *state_;
+    if (s.stage == Stage::prepared)
+        write({}); // an empty file is a content too
+    s.expect(s.stage == Stage::writing);
+    if (const int error = detail::flush(s.file.get()))
+        s.fail(FileErrorKind::flushFailed, "flush file", s.filePath, error);
+    if (const int error = s.file.close())
+        s.fail(FileErrorKind::closeFailed, "close file", s.filePath, error);
+    s.stage = Stage::flushed;
+}
+
+void FileReplacement::rename() {
+    State& s = *state_;
+    if (s.stage == Stage::prepared || s.stage == Stage::writing)
+        flush();
+    s.expect(s.stage == Stage::flushed);
+    if (::renameat(s.directory->descriptor(), s.temporaryFileName.c_str(), s.folder.get(), s.name.c_str()) !=
+        0)
+        s.fail(FileErrorKind::renameFailed, "rename file onto", s.target, errno);
+    s.stage = Stage::renamed;
+}
+
+void FileReplacement::flushFolder() {
+    State& s = *state_;
+    s.expect(s.stage == Stage::renamed);
+    if (const int error = detail::flush(s.folder.get()))
+        s.fail(FileErrorKind::folderFlushFailed, "flush folder", detail::folderOf(s.target), error);
+    s.stage = Stage::done;
+}
+
+void FileReplacement::commit() {
+    if (state_->stage != Stage::renamed)
+        rename();
+    flushFolder();
+}
+
+void FileReplacement::removeTemporaryDirectory() noexcept {
+    state_->discard();
+}
+
+void replaceFile(const std::filesystem::path& target, std::string_view bytes,
+                 const ReplacementOptions& options) {
+    FileReplacement replacement(target, options);
+    replacement.write(bytes);
+    replacement.commit();
+}
+
+void copyFile(const std::filesystem::path& from, const std::filesystem::path& to, std::uint64_t maxBytes,
+              const ReplacementOptions& options) {
+    replaceFile(to, readFile(from, maxBytes), options);
+}
+
+} // namespace varnek::files

@@ -1,0 +1,58 @@
+#include "cppmicroservices/ServiceRegistration.h"
+
+#include "microservices/ServiceRegistry.hpp"
+
+#include <stdexcept>
+
+namespace cppmicroservices {
+inline namespace varnek_platform {
+namespace {
+
+detail::Registration& checked(const std::shared_ptr<detail::Registration>& registration) {
+    if (registration == nullptr)
+        throw std::logic_error("ServiceRegistrationBase object invalid");
+    return *registration;
+}
+
+/// Throws when the service, and be it with its framework, is gone.
+std::shared_ptr<detail::ServiceRegistry> registryOf(const detail::Registration& registration) {
+    auto registry = registration.registry.lock();
+    if (registry == nullptr || !registration.registered())
+        throw std::logic_error("Service is unregistered");
+    return registry;
+}
+
+} // namespace
+
+ServiceRegistrationBase::ServiceRegistrationBase(std::shared_ptr<detail::Registration> registration) noexcept
+    : registration_(std::move(registration)) {}
+
+ServiceRegistrationBase::operator bool() const noexcept {
+    return registration_ != nullptr && registration_->registered();
+}
+
+ServiceReferenceBase ServiceRegistrationBase::GetReference(const std::string& interfaceId) const {
+    registryOf(checked(registration_));
+    return interfaceId.empty() || registration_->has(interfaceId)
+               ? detail::References::reference(registration_, interfaceId)
+               : ServiceReferenceBase();
+}
+
+void ServiceRegistrationBase::SetProperties(const ServiceProperties& properties) {
+    registryOf(checked(registration_))->setProperties(*registration_, properties);
+}
+
+void ServiceRegistrationBase::Unregister() {
+    registryOf(checked(registration_))->remove(*registration_);
+}
+
+bool operator==(const ServiceRegistrationBase& a, const ServiceRegistrationBase& b) noexcept {
+    return a.registration_ == b.registration_;
+}
+
+bool operator<(const ServiceRegistrationBase& a, const ServiceRegistrationBase& b) noexcept {
+    return a.registration_ < b.registration_;
+}
+
+} // namespace varnek_platform
+} // namespace cppmicroservices

@@ -1,0 +1,25 @@
+/// Whether what a tree holds has reached the disk.
+#pragma once
+
+#include "settingscore/Export.hpp"
+
+#include <string>
+#include <string_view>
+
+namespace settings::core {
+
+class Settings;
+
+struct SaveReport {
+    /// Nothing of the product's values on the level waits to be written.
+    bool isOnDisk = true;
+    std::string file;    ///< UTF-8; empty for levels without files and for trees that save nothing
+    std::string outcome; ///< one word: "saved", "unchanged", "failed", "notWritable", ...
+    std::string message; ///< of a failure
+};
+
+/// How the last save of the file ended that keeps the level's values of this node's product.
+/// UnSupportedLevel. Thread-safe, does not block.
+SETTINGSCORE_EXPORT SaveReport lastSave(const Settings& node, std::string_view level);
+
+} // namespace settings::core

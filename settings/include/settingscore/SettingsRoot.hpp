@@ -1,0 +1,41 @@
+/// The roots of the settings trees.
+#pragma once
+
+#include "settingscore/Export.hpp"
+#include "settingscore/level/RootIndex.hpp"
+
+#include <boost/shared_ptr.hpp>
+
+#include <string>
+#include <vector>
+
+namespace settings::core {
+
+class Settings;
+
+/// A file that could not be used while a tree was built; the rest of the tree is in place.
+struct LoadProblem {
+    std::string file;    ///< UTF-8 path
+    std::string message; ///< what is wrong with it
+};
+
+namespace detail {
+
+/// The root of the tree with that index. The tree of DefaultRootIndex is built on first use from the location
+/// file below the factory folder; the first callers wait for it. SettingsLibraryNotInitialized for any other
+/// index that has no tree. Thread-safe.
+SETTINGSCORE_EXPORT boost::shared_ptr<Settings> getSettingsRoot(const RootIndex& index);
+
+/// What went wrong while the tree of that index was built. Thread-safe.
+SETTINGSCORE_EXPORT std::vector<LoadProblem> getLoadProblems(const RootIndex& index);
+
+} // namespace detail
+} // namespace settings::core
+
+namespace settings::standalone {
+
+/// The root of the process's standalone tree (index 0, both flags true): outside the application's main tree,
+/// it raises no events and saves nothing. Thread-safe.
+SETTINGSCORE_EXPORT boost::shared_ptr<settings::core::Settings> getSettingsRoot();
+
+} // namespace settings::standalone

@@ -1,0 +1,45 @@
+#include "settingscore/settings/file/FileFailureText.hpp"
+
+#include "opc/PackageError.hpp"
+#include "settingscore/exception/FileFailures.hpp"
+#include "settingscore/exception/MessageText.hpp"
+#include "settingscore/settings/file/FileLog.hpp"
+#include "varnek/files/PathText.hpp"
+
+namespace settings::core::detail {
+
+std::string causeOfCurrentException() {
+    try {
+        throw;
+    } catch (const std::exception& failure) {
+        return failure.what();
+    } catch (...) {
+        return {};
+    }
+}
+
+std::string notWrittenText(std::string_view cause) {
+    return "Failed to write settings file; Error: " + std::string(cause.empty() ? "Unknown" : cause);
+}
+
+void throwNotWritten(const std::filesystem::path& file, std::string_view cause) {
+    VARNEK_LOG(fileLog, error) << notWrittenText(cause);
+    throw exception::SettingsFileNotWritten(varnek::files::utf16FromPath(file),
+                                            shownText(cause.empty() ? "Unknown" : cause));
+}
+
+void throwNotOpened(const opc::OpenError& failure, const std::filesystem::path& file) {
+    if (failure.kind() == opc::ErrorKind::notFound)
+        throw exception::FileDoesNotExist(varnek::files::utf16FromPath(file));
+    constexpr std::string_view sentence = "Failed to open OPC Package "; // said by the exception itself
+    std::string_view cause = failure.what();
+    if (cause.starts_with(sentence))
+        cause.remove_prefix(sentence.size());
+    throw exception::PackageCannotBeOpened(varnek::files::utf16FromPath(file), shownText(cause));
+}
+
+std::u16string shownText(std::string_view text) {
+    return exception::detail::utf16(text);
+}
+
+} // namespace settings::core::detail

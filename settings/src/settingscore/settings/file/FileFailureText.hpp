@@ -1,0 +1,29 @@
+/// Failures of files as the interface shows them.
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <string_view>
+
+namespace opc {
+class OpenError;
+}
+
+namespace settings::core::detail {
+
+/// What the exception being handled says; empty when it is none of the standard ones. Inside a handler only.
+std::string causeOfCurrentException();
+
+/// "Failed to write settings file; Error: <cause>", with "Unknown" for an empty cause.
+std::string notWrittenText(std::string_view cause);
+
+/// Logs that text and raises SettingsFileNotWritten.
+[[noreturn]] void throwNotWritten(const std::filesystem::path& file, std::string_view cause);
+
+/// Raises FileDoesNotExist or PackageCannotBeOpened.
+[[noreturn]] void throwNotOpened(const opc::OpenError& failure, const std::filesystem::path& file);
+
+/// Text of any encoding as UTF-16; what is not valid is left out.
+std::u16string shownText(std::string_view text);
+
+} // namespace settings::core::detail

@@ -1,0 +1,347 @@
+// Requests, turns and saves; reading is in levelFileReading.cpp.
+
+#include "settingscore/settings/file/LevelFileKeeper.hpp"
+
+#include "settingscore/SettingsSaving.hpp"
+#include "settingscore/level/SettingsLevelManager.hpp"
+#include "settingscore/settings/file/FileFailureText.hpp"
+#include "settingscore/settings/file/FileLog.hpp"
+#include "settingscore/settings/file/LevelFileState.hpp"
+#include "settingscore/settings/file/PrefdirFileAccess.hpp"
+#include "settingscore/settings/file/PresentFile.hpp"
+#include "settingscore/settings/file/SettingsFileReader.hpp"
+#include "settingscore/settings/file/SettingsFileWriter.hpp"
+#include "settingscore/settings/file/TreeSnapshot.hpp"
+#include "settingscore/settings/settingsFile.hpp"
+#include "varnek/files/FileAccess.hpp"
+#include "varnek/files/PathText.hpp"
+
+namespace settings::core::detail {
+
+namespace {
+
+thread_local int saveDepth = 0;
+
+struct InsideSave {
+    InsideSave() noexcept { ++saveDepth; }
+    ~InsideSave() { --saveDepth; }
+};
+
+/// Whether the request is still to be met after this outcome.
+bool leavesMark(SaveOutcome outcome) {
+    switch (outcome) {
+    case SaveOutcome::switchedOff:
+    case SaveOutcome::notWritable:
+    case SaveOutcome::waitingForRead:
+    case SaveOutcome::failed:
+        return true;
+    default:
+        return false;
+    }
+}
+
+void logEncrypted(const std::filesystem::path& file) {
+    VARNEK_LOG(fileLog, warning) << "Don't write file because it was previously encrypted: " << file.string();
+}
+
+} // namespace
+
+bool isInsideSave() noexcept {
+    return saveDepth > 0;
+}
+
+// ---- bookkeeping
+// --------------------------------------------------------------------------------------------------
+
+std::filesystem::path LevelFileKeeper::folderOfLevel(LevelIndex level) {
+    return varnek::files::pathFromUtf16(
+        SettingsLevelManager::getSettingsLevelObjs()[position(level)].levelRootPath());
+}
+
+LevelFileKeeper::LevelFileKeeper(FolderOfLevel folders) : folders_(std::move(folders)) {}
+LevelFileKeeper::~LevelFileKeeper() = default;
+
+LevelFileKeeper::FileState& LevelFileKeeper::stateOf(const Key& key) const {
+    auto& state = states_[key];
+    if (state == nullptr)
+        state = std::make_unique<FileState>();
+    return *state;
+}
+
+std::filesystem::path LevelFileKeeper::fileOf(std::string_view group, LevelIndex level) const {
+    return folders_(level) / fileNameOf(group);
+}
+
+LevelFileStatus LevelFileKeeper::statusOf(const Key& key, const FileState& state) const {
+    LevelFileStatus status = state.status;
+    status.group = key.first;
+    status.level = key.second;
+    return status;
+}
+
+LevelFileStatus LevelFileKeeper::status(std::string_view group, LevelIndex level) const {
+    const Key key(group, level);
+    LevelFileStatus status;
+    {
+        const std::lock_guard lock(mutex_);
+        status = statusOf(key, stateOf(key));
+    }
+    status.file = fileOf(group, level);
+    return status;
+}
+
+std::vector<LevelFileStatus> LevelFileKeeper::allStatuses() const {
+    std::vector<LevelFileStatus> all;
+    {
+        const std::lock_guard lock(mutex_);
+        for (const auto& [key, state] : states_)
+            all.push_back(statusOf(key, *state));
+    }
+    for (LevelFileStatus& status : all)
+        status.file = fileOf(status.group, status.level);
+    return all;
+}
+
+std::optional<VersionRecord> LevelFileKeeper::versionRecord(std::string_view group, LevelIndex level) const {
+    const std::lock_guard lock(mutex_);
+    return stateOf({std::string(group), level}).version;
+}
+
+void LevelFileKeeper::setVersionRecord(std::string_view group, LevelIndex level, VersionRecord record) {
+    const std::lock_guard lock(mutex_);
+    stateOf({std::string(group), level}).version = std::move(record);
+}
+
+// ---- turns
+// --------------------------------------------------------------------------------------------------------
+
+LevelFileKeeper::Turn::Turn(LevelFileKeeper& keeper, const Key& key) : keeper_(keeper) {
+    std::unique_lock lock(keeper.mutex_);
+    FileState& state = keeper.stateOf(key);
+    if (state.isBusy && isInsideSave())
+        return;
+    keeper.turnEnded_.wait(lock, [&] { return !state.isBusy; });
+    state.isBusy = true;
+    state_ = &state;
+}
+
+LevelFileKeeper::Turn::~Turn() {
+    if (state_ == nullptr)
+        return;
+    {
+        const std::lock_guard lock(keeper_.mutex_);
+        state_->isBusy = false;
+    }
+    keeper_.turnEnded_.notify_all();
+}
+
+// ---- requests
+// -----------------------------------------------------------------------------------------------------
+
+void LevelFileKeeper::requestSave(const NodePtr& topLevelGroup, LevelIndex level) {
+    if (levelTable[position(level)].fileSlot != 0)
+        submit({topLevelGroup->getName(), level}, topLevelGroup);
+}
+
+void LevelFileKeeper::requestDelete(const NodePtr& topLevelGroup, LevelIndex level) {
+    if (levelTable[position(level)].fileSlot == 0)
+        return;
+    const Key key(topLevelGroup->getName(), level);
+    {
+        const std::lock_guard lock(mutex_);
+        FileState& state = stateOf(key);
+        state.leftovers = nullptr;
+        state.foreignParts = nullptr;
+    }
+    submit(key, {});
+}
+
+void LevelFileKeeper::submit(const Key& key, const NodePtr& group) {
+    {
+        std::unique_lock lock(mutex_);
+        FileState& state = stateOf(key);
+        state.group = group;
+        state.status.isMarked = true;
+        ++state.requested;
+        runPasses(key, lock);
+    }
+    if (isSettingsSavingTurnedOn() && !isInsideSave())
+        saveWhatWasSkipped(key);
+}
+
+/// Returns when a pass has taken up the last request that was made before the call; inside a save at once
+/// when another thread, or this one further up, is at it.
+void LevelFileKeeper::runPasses(const Key& key, std::unique_lock<std::mutex>& lock) {
+    FileState& state = stateOf(key);
+    const std::uint64_t mine = state.requested;
+    while (state.attempted < mine) {
+        if (state.isBusy) {
+            if (isInsideSave())
+                return; // whoever is at it goes on as long as there are requests
+            turnEnded_.wait(lock);
+            continue;
+        }
+        state.isBusy = true;
+        do {
+            const std::uint64_t taken = state.requested;
+            const NodePtr group = state.group;
+            lock.unlock();
+            auto [outcome, message] = attempt(key, group);
+            lock.lock();
+            state.attempted = taken;
+            state.status.saved = outcome;
+            state.status.saveMessage = std::move(message);
+            anySkipped_ = anySkipped_ || outcome == SaveOutcome::switchedOff;
+            if (state.requested == taken)
+                state.status.isMarked = leavesMark(outcome);
+        } while (state.attempted < state.requested);
+        state.isBusy = false;
+        if (!state.status.isMarked)
+            state.group = nullptr;
+        turnEnded_.notify_all();
+    }
+}
+
+void LevelFileKeeper::saveWhatWasSkipped(const Key& besides) {
+    std::unique_lock lock(mutex_);
+    if (!std::exchange(anySkipped_, false))
+        return;
+    std::vector<Key> skipped;
+    for (const auto& [key, state] : states_)
+        if (key != besides && state->status.isMarked && state->status.saved == SaveOutcome::switchedOff)
+            skipped.push_back(key);
+    for (const Key& key : skipped) {
+        ++stateOf(key).requested;
+        runPasses(key, lock);
+    }
+}
+
+// ---- saving
+// -------------------------------------------------------------------------------------------------------
+
+std::pair<SaveOutcome, std::string> LevelFileKeeper::attempt(const Key& key, const NodePtr& group) {
+    const InsideSave inside;
+    try {
+        return {group == nullptr ? removeFile(key) : save(key, group), {}};
+    } catch (...) {
+        const std::string cause = causeOfCurrentException();
+        VARNEK_LOG(fileLog, error) << "Exception caught: " << (cause.empty() ? "Unknown" : cause);
+        return {SaveOutcome::failed, cause};
+    }
+}
+
+SaveOutcome LevelFileKeeper::save(const Key& key, const NodePtr& group) {
+    const std::filesystem::path file = fileOf(key.first, key.second);
+    LevelFileStatus before = status(key.first, key.second);
+    if (before.isEncrypted) {
+        logEncrypted(file);
+        return SaveOutcome::encrypted;
+    }
+    if (!isSettingsSavingTurnedOn())
+        return SaveOutcome::switchedOff;
+    if (mustReadFirst(key))
+        before.loaded = read(key, group);
+    if (before.loaded == LoadOutcome::unreadable)
+        return SaveOutcome::waitingForRead;
+    bool keepsMore = false;
+    {
+        const std::lock_guard lock(mutex_);
+        const FileState& state = stateOf(key);
+        keepsMore = state.leftovers != nullptr || state.foreignParts != nullptr;
+    }
+    PrefdirFileAccess access(
+        key.second, group, file,
+        [&](const NodePtr& saved, const std::filesystem::path& path, std::string_view, SaveOutcome& outcome) {
+            return image(key, saved, path, outcome);
+        },
+        keepsMore);
+    const SaveOutcome outcome = execute(access);
+    const bool isGone = outcome == SaveOutcome::nothingToSave && group->originLevel() != LevelIndex::session;
+    return isGone ? removeFile(key) : outcome;
+}
+
+/// The one place where a save is carried out; a writer thread would take the access from here.
+SaveOutcome LevelFileKeeper::execute(SettingsFileAccess& access) {
+    VARNEK_LOG(fileLog, info) << "Save settings file: " << access.filePath().string();
+    VARNEK_LOG(fileLog, debug) << access.description();
+    return saveSettingsFile(access);
+}
+
+std::optional<std::string> LevelFileKeeper::image(const Key& key, const NodePtr& group,
+                                                  const std::filesystem::path& file, SaveOutcome& outcome) {
+    PresentFile present = PresentFile::at(file);
+    if (present.state == PresentFile::State::encrypted) {
+        logEncrypted(file);
+        outcome = SaveOutcome::encrypted;
+        return std::nullopt;
+    }
+    if (present.state == PresentFile::State::unreadable) {
+        outcome = SaveOutcome::waitingForRead;
+        return std::nullopt;
+    }
+    SettingsFileContent content;
+    content.tree = snapshotOf(group, key.second);
+    bool isDamaged = present.state == PresentFile::State::damaged;
+    {
+        const std::lock_guard lock(mutex_);
+        const FileState& state = stateOf(key);
+        if (state.leftovers != nullptr)
+            content.tree.addMissing(state.leftovers->clone());
+        if (state.foreignParts != nullptr)
+            content.foreignParts = *state.foreignParts;
+        content.version = state.version;
+        content.revision = state.status.revision;
+        isDamaged = isDamaged || state.status.loaded == LoadOutcome::damaged;
+    }
+    if (content.tree.isEmpty() && !content.tree.isUserDefined && content.foreignParts.empty()) {
+        outcome = SaveOutcome::nothingToSave;
+        return std::nullopt;
+    }
+    if (isDamaged && present.state != PresentFile::State::absent)
+        present.state = PresentFile::State::damaged; // to be replaced, whatever it says
+    auto bytes = fileImage(content, key.second, present);
+    if (present.state == PresentFile::State::damaged)
+        setAside(file);
+    const std::lock_guard lock(mutex_);
+    LevelFileStatus& known = stateOf(key).status;
+    known.loaded = LoadOutcome::ok;
+    known.loadMessage.clear();
+    known.revision = std::max(content.revision, present.revision);
+    outcome = SaveOutcome::unchanged;
+    return bytes;
+}
+
+SaveOutcome LevelFileKeeper::removeFile(const Key& key) {
+    if (!isSettingsSavingTurnedOn())
+        return SaveOutcome::switchedOff;
+    const std::filesystem::path file = fileOf(key.first, key.second);
+    const PresentFile present = PresentFile::at(file);
+    switch (present.state) {
+    case PresentFile::State::absent:
+        return SaveOutcome::nothingToSave;
+    case PresentFile::State::encrypted:
+        logEncrypted(file);
+        return SaveOutcome::encrypted;
+    case PresentFile::State::unreadable:
+        return SaveOutcome::waitingForRead;
+    case PresentFile::State::damaged:
+        setAside(file);
+        break;
+    case PresentFile::State::plain:
+        if (status(key.first, key.second).loaded == LoadOutcome::damaged) {
+            setAside(file);
+            break;
+        }
+        VARNEK_LOG(fileLog, info) << "Delete settings file: " << file.string();
+        varnek::files::removeFile(file);
+        break;
+    }
+    const std::lock_guard lock(mutex_);
+    FileState& state = stateOf(key);
+    state.status.loaded = LoadOutcome::absent;
+    state.status.loadMessage.clear();
+    state.status.revision = std::max(state.status.revision, present.revision);
+    return SaveOutcome::removed;
+}
+
+} // namespace settings::core::detail

@@ -1,0 +1,122 @@
+/// Keeps the files of one tree: one file for each top-level group and level, in the level's folder.
+///
+/// It remembers for each file what the tree cannot hold: values whose definition is missing, parts that this
+/// library does not know, the version record, the revision number, whether the file is encrypted, and how the
+/// last reading and the last saving ended.
+///
+/// Saving runs in the thread that asks for it and is over when the request returns; a failure is logged and
+/// can be asked for, it does not come back. A request that cannot be met stays marked and goes with the next
+/// one. Of one file only one operation runs at a time: a request that arrives meanwhile waits and shares the
+/// next write with all others that wait. A request from inside a save (from a save hook) does not wait; the
+/// file is written again afterwards.
+///
+/// Threads: thread-safe. mutex_ (rank "level files") is held while the bookkeeping changes, never while a
+/// node, a hook or the disk works. Everything but the queries blocks on the disk, and for an encrypted file
+/// in the security plug-in.
+#pragma once
+
+#include "settingscore/level/LevelIndex.hpp"
+#include "settingscore/settings/file/FileOutcome.hpp"
+#include "settingscore/settings/file/SettingsFileAccess.hpp"
+#include "settingscore/settings/file/SettingsFileContent.hpp"
+#include "settingscore/settings/node/TreeContext.hpp"
+
+#include <condition_variable>
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace settings::core::detail {
+
+/// What is known of one file.
+struct LevelFileStatus {
+    std::string group;
+    LevelIndex level = LevelIndex::user;
+    std::filesystem::path file;
+    LoadOutcome loaded = LoadOutcome::notRead;
+    std::string loadMessage; // of a failure
+    SaveOutcome saved = SaveOutcome::none;
+    std::string saveMessage; // of a failure
+    bool isEncrypted = false;
+    bool isMarked = false; // something is still to be saved
+    std::uint64_t revision = 0;
+};
+
+class LevelFileKeeper : public SaveRequests {
+  public:
+    /// The folder of a level's files; empty where there is none.
+    using FolderOfLevel = std::function<std::filesystem::path(LevelIndex)>;
+
+    /// The folders of the process's levels.
+    static std::filesystem::path folderOfLevel(LevelIndex level);
+
+    explicit LevelFileKeeper(FolderOfLevel folders = folderOfLevel);
+    ~LevelFileKeeper() override;
+
+    void requestSave(const NodePtr& topLevelGroup, LevelIndex level) override;
+    void loadUserSettings(const NodePtr& topLevelGroup) override;
+    void requestDelete(const NodePtr& topLevelGroup, LevelIndex level) override;
+
+    /// Reads the group's file of the level into the tree. Values that are in memory already stay. A file that
+    /// cannot be read puts nothing in place and stays as it is.
+    LoadOutcome loadLevel(const NodePtr& topLevelGroup, LevelIndex level);
+
+    /// Brings back the top-level groups that users added: those with a file in the level's folder and no node
+    /// below `root`. Files of groups whose definition is missing are left alone. Returns the groups.
+    std::vector<NodePtr> loadAddedGroups(const NodePtr& root, LevelIndex level);
+
+    /// Puts values in place whose definition has appeared since their file was read.
+    void adoptLeftovers(const NodePtr& topLevelGroup);
+
+    std::filesystem::path fileOf(std::string_view group, LevelIndex level) const;
+    LevelFileStatus status(std::string_view group, LevelIndex level) const;
+    /// Of all files that have been asked for, in order of group and level.
+    std::vector<LevelFileStatus> allStatuses() const;
+
+    /// How far the personal file has followed the changes between releases; a new record is written with the
+    /// next save.
+    std::optional<VersionRecord> versionRecord(std::string_view group, LevelIndex level) const;
+    void setVersionRecord(std::string_view group, LevelIndex level, VersionRecord record);
+
+  private:
+    using Key = std::pair<std::string, LevelIndex>;
+    struct FileState;
+    class Turn;
+
+    FileState& stateOf(const Key& key) const; // mutex_ is held
+    LevelFileStatus statusOf(const Key& key, const FileState& state) const;
+    void submit(const Key& key, const NodePtr& group);
+    void saveWhatWasSkipped(const Key& besides);
+    void runPasses(const Key& key, std::unique_lock<std::mutex>& lock);
+
+    // Below, the caller has the file's turn and does not hold mutex_.
+    std::pair<SaveOutcome, std::string> attempt(const Key& key, const NodePtr& group);
+    SaveOutcome save(const Key& key, const NodePtr& group);
+    SaveOutcome removeFile(const Key& key);
+    SaveOutcome execute(SettingsFileAccess& access);
+    std::optional<std::string> image(const Key& key, const NodePtr& group, const std::filesystem::path& file,
+                                     SaveOutcome& outcome);
+    bool mustReadFirst(const Key& key) const;
+    LoadOutcome read(const Key& key, const NodePtr& group);
+    NodePtr readAddedGroup(const Key& key, const NodePtr& root);
+    std::optional<SettingsFileContent> readContent(const Key& key);
+    LoadOutcome refuse(const Key& key, LoadOutcome outcome, const std::string& cause);
+    void remember(const Key& key, SettingsFileContent content, GroupRecord rest);
+    void adopt(const Key& key, const NodePtr& group);
+
+    const FolderOfLevel folders_;
+    mutable std::mutex mutex_;
+    std::condition_variable turnEnded_;
+    bool anySkipped_ = false;                                  // a save was left out because saving is off
+    mutable std::map<Key, std::unique_ptr<FileState>> states_; // entries are never removed
+};
+
+} // namespace settings::core::detail

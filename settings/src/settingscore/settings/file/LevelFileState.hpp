@@ -1,0 +1,44 @@
+/// What the keeper of level files remembers of one file, and the turns on it.
+#pragma once
+
+#include "settingscore/settings/file/LevelFileKeeper.hpp"
+#include "settingscore/settings/node/SettingsNodeImpl.hpp"
+
+namespace settings::core::detail {
+
+/// Guarded by the keeper's mutex.
+struct LevelFileKeeper::FileState {
+    LevelFileStatus status;
+    std::shared_ptr<const GroupRecord> leftovers; // null: none
+    std::shared_ptr<const std::vector<ForeignPart>> foreignParts;
+    std::optional<VersionRecord> version;
+
+    std::filesystem::path userSettingsAreOf; // the file that loadUserSettings has read; empty: none yet
+
+    NodePtr group;               // whose values are to be saved; empty: the file is to go
+    std::uint64_t requested = 0; // number of the last request
+    std::uint64_t attempted = 0; // number of the last request that a pass has taken up
+    bool isBusy = false;         // somebody has the turn
+};
+
+/// The right to work on one file; given back at the end of the scope.
+class LevelFileKeeper::Turn {
+  public:
+    /// Waits until the file is free. A thread that is inside a save must not wait for another one that may
+    /// wait for it: then the turn may not be had.
+    Turn(LevelFileKeeper& keeper, const Key& key);
+    Turn(const Turn&) = delete;
+    Turn& operator=(const Turn&) = delete;
+    ~Turn();
+
+    explicit operator bool() const noexcept { return state_ != nullptr; }
+
+  private:
+    LevelFileKeeper& keeper_;
+    FileState* state_ = nullptr;
+};
+
+/// Whether the calling thread is inside a save.
+bool isInsideSave() noexcept;
+
+} // namespace settings::core::detail

@@ -1,0 +1,94 @@
+#include "settingscore/settings/file/PrefdirFileAccess.hpp"
+
+#include "settingscore/Settings.hpp"
+#include "settingscore/level/SettingsLevelManager.hpp"
+#include "settingscore/settings/file/FileLog.hpp"
+#include "settingscore/settings/node/LevelCheck.hpp"
+#include "varnek/files/FileError.hpp"
+#include "varnek/files/Folder.hpp"
+
+#include <unistd.h>
+
+namespace settings::core::detail {
+
+namespace {
+
+bool isWritableFolder(const std::filesystem::path& folder) {
+    return ::access(folder.c_str(), W_OK | X_OK) == 0;
+}
+
+/// The first save of a new user makes the folder.
+void createMissingFolder(const std::filesystem::path& folder) {
+    try {
+        if (!std::filesystem::exists(folder))
+            varnek::files::createFolders(folder);
+    } catch (const std::exception& failure) { // then it is not writable
+        VARNEK_LOG(fileLog, warning) << failure.what();
+    }
+}
+
+} // namespace
+
+PrefdirFileAccess::PrefdirFileAccess(LevelIndex level, NodePtr group, std::filesystem::path filePath,
+                                     FileWriterFunction writer, bool keepsMore)
+    : SettingsFileAccess(std::move(filePath)), level_(level), group_(std::move(group)),
+      writer_(std::move(writer)), keepsMore_(keepsMore) {}
+
+bool PrefdirFileAccess::skip(SaveOutcome why) {
+    setOutcome(why);
+    return false;
+}
+
+bool PrefdirFileAccess::hasSomethingToPersist() const {
+    if (group_->originLevel() == LevelIndex::session)
+        return false; // such a group never reaches a file
+    if (keepsMore_ || group_->hasAnythingToPersist(level_))
+        return true;
+    const auto tree = group_->treeContext();
+    return tree != nullptr && tree->fileTree;
+}
+
+bool PrefdirFileAccess::checkBeforeSaving() {
+    const SettingsLevel& level = SettingsLevelManager::getSettingsLevelObjs()[position(level_)];
+    if (!level.canHaveFile())
+        return skip(SaveOutcome::levelWithoutFile);
+    checkModifiableLevel(level.levelName(), [this] { return involvedObject(); });
+    if (group_ == nullptr) {
+        VARNEK_LOG(fileLog, info) << "EXIT  SettingsFile::saveSettings(), nothing to save";
+        return skip(SaveOutcome::nothingToSave);
+    }
+    if (!hasSomethingToPersist())
+        return skip(SaveOutcome::nothingToSave);
+    const std::filesystem::path folder = filePath().parent_path();
+    if (level.isUserLevel())
+        createMissingFolder(folder);
+    if (!isWritableFolder(folder)) {
+        VARNEK_LOG(fileLog, warning) << "EXIT settingsFile::saveSettingsFileAccess(), no write permission ";
+        return skip(SaveOutcome::notWritable);
+    }
+    return true;
+}
+
+std::optional<std::string> PrefdirFileAccess::content() {
+    SaveOutcome outcome = SaveOutcome::unchanged;
+    auto bytes = writer_(group_, filePath(), levelName(level_), outcome);
+    if (!bytes)
+        setOutcome(outcome);
+    return bytes;
+}
+
+std::string PrefdirFileAccess::description() const {
+    return "SaveObj : " + (group_ == nullptr ? std::string() : group_->getName()) +
+           "Level : " + std::string(levelName(level_));
+}
+
+unsigned PrefdirFileAccess::fileMode() const {
+    // Everybody reads the installation's settings; personal ones are nobody else's business.
+    return level_ == LevelIndex::user ? 0600 : 0644;
+}
+
+exception::ObjectHandle PrefdirFileAccess::involvedObject() const {
+    return group_ == nullptr ? nullptr : group_->getThisObjectImpl();
+}
+
+} // namespace settings::core::detail

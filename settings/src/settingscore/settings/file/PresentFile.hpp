@@ -1,0 +1,38 @@
+/// The file that is in the place of one that is to be written.
+#pragma once
+
+#include "opc/model/Package.hpp"
+
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <string>
+
+namespace settings::core::detail {
+
+struct PresentFile {
+    enum class State : std::uint8_t {
+        absent = 0,
+        plain = 1,
+        encrypted = 2,  // must not be replaced
+        damaged = 3,    // no package
+        unreadable = 4, // a passing fault says nothing about what it holds
+    };
+
+    State state = State::absent;
+    std::optional<opc::model::Package> package; // of a plain one
+    std::uint64_t revision = 0;
+    std::string message; // why it is damaged or unreadable
+
+    /// Blocks on the disk. Does not throw for what it may find.
+    static PresentFile at(const std::filesystem::path& file);
+};
+
+/// Renames a damaged file to "<name>.damaged", where it replaces an earlier one, so that the next save does
+/// not destroy what might be saved from it. varnek::files::FileError.
+void setAside(const std::filesystem::path& file);
+
+/// "<name>.damaged".
+std::filesystem::path placeAside(const std::filesystem::path& file);
+
+} // namespace settings::core::detail

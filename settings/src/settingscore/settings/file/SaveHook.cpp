@@ -1,0 +1,63 @@
+#include "settingscore/settings/file/SaveHook.hpp"
+
+#include <cstdlib>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <utility>
+
+namespace settings::core::detail {
+
+namespace {
+
+struct HookState {
+    std::recursive_mutex mutex; // rank "save hook"
+    std::shared_ptr<const SaveHook> hook;
+};
+
+HookState& state() {
+    static HookState* const only = new HookState; // threads may still save while the process ends
+    return *only;
+}
+
+std::mutex routeMutex;
+std::optional<bool> throughHook;
+
+} // namespace
+
+SaveHook setSaveHook(SaveHook hook) {
+    const std::lock_guard lock(state().mutex);
+    auto next = hook ? std::make_shared<const SaveHook>(std::move(hook)) : nullptr;
+    const auto before = std::exchange(state().hook, std::move(next));
+    return before == nullptr ? SaveHook() : *before;
+}
+
+void callSaveHook(SettingsFileAccess& access) {
+    const std::lock_guard lock(state().mutex);
+    const auto hook = state().hook; // a hook that replaces itself goes on running
+    if (hook != nullptr)
+        (*hook)(access, access.filePath());
+    else
+        access.writeTo(access.filePath());
+}
+
+void whileNoOtherSaveReplacesFiles(const std::function<void()>& work) {
+    const std::lock_guard lock(state().mutex);
+    work();
+}
+
+bool savesGoThroughHook() {
+    const std::lock_guard lock(routeMutex);
+    if (!throughHook) {
+        const char* folder = std::getenv("SETTINGS_USERDIR");
+        throughHook = folder == nullptr || *folder == '\0';
+    }
+    return *throughHook;
+}
+
+void forgetSaveRoute() {
+    const std::lock_guard lock(routeMutex);
+    throughHook.reset();
+}
+
+} // namespace settings::core::detail

@@ -1,0 +1,52 @@
+/// One save of one file: whether it may go ahead, where it goes, what the file is to hold.
+///
+/// Confined to the thread that runs the save. It lives for one save; the save procedure in settingsFile.hpp
+/// calls it in a fixed order.
+#pragma once
+
+#include "settingscore/exception/SettingsException.hpp"
+#include "settingscore/settings/file/FileOutcome.hpp"
+
+#include <filesystem>
+#include <optional>
+#include <string>
+
+namespace settings::core::detail {
+
+class SettingsFileAccess {
+  public:
+    virtual ~SettingsFileAccess();
+
+    /// Whether this save may go ahead; false: skip it, outcome() says why. Raises what is worth an error.
+    virtual bool checkBeforeSaving() = 0;
+    /// The bytes that the file is to hold, or nothing when it is to stay as it is; then outcome() says why.
+    /// May read the present file.
+    virtual std::optional<std::string> content() = 0;
+    /// What is saved, for the log.
+    virtual std::string description() const = 0;
+    /// A file of the preferences directory.
+    virtual bool isPrefdirFile() const { return false; }
+    /// Permission bits of a file that is new.
+    virtual unsigned fileMode() const { return 0600; }
+    /// The node that a failure names; may be empty.
+    virtual exception::ObjectHandle involvedObject() const { return {}; }
+
+    const std::filesystem::path& filePath() const noexcept { return filePath_; }
+    SaveOutcome outcome() const noexcept { return outcome_; }
+    void setOutcome(SaveOutcome outcome) noexcept { outcome_ = outcome; }
+
+    /// Replaces the file at `path` with content(), durably, unless there is nothing to replace. What the
+    /// default save hook does. SettingsFileNotWritten, and what content() raises.
+    void writeTo(const std::filesystem::path& path);
+
+  protected:
+    explicit SettingsFileAccess(std::filesystem::path filePath) : filePath_(std::move(filePath)) {}
+    SettingsFileAccess(const SettingsFileAccess&) = delete;
+    SettingsFileAccess& operator=(const SettingsFileAccess&) = delete;
+
+  private:
+    std::filesystem::path filePath_;
+    SaveOutcome outcome_ = SaveOutcome::none;
+};
+
+} // namespace settings::core::detail

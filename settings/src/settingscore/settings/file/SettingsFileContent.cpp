@@ -1,0 +1,64 @@
+#include "settingscore/settings/file/SettingsFileContent.hpp"
+
+#include <algorithm>
+#include <set>
+#include <utility>
+
+namespace settings::core::detail {
+
+namespace {
+
+std::unique_ptr<NodeDefinition> copyOf(const std::unique_ptr<NodeDefinition>& definition) {
+    return definition == nullptr ? nullptr : std::make_unique<NodeDefinition>(*definition);
+}
+
+constexpr auto byName = [](const auto& a, const auto& b) { return a.name < b.name; };
+
+template <class Record>
+Record* find(std::vector<Record>& records, const std::string& name) {
+    const auto found =
+        std::find_if(records.begin(), records.end(), [&](const Record& r) { return r.name == name; });
+    return found == records.end() ? nullptr : &*found;
+}
+
+} // namespace
+
+SettingRecord SettingRecord::clone() const {
+    return {name, value, readOnly, visible, isUserDefined, copyOf(definition)};
+}
+
+bool GroupRecord::isEmpty() const noexcept {
+    return settings.empty() && std::all_of(groups.begin(), groups.end(), [](const GroupRecord& group) {
+               return !group.isUserDefined && group.isEmpty();
+           });
+}
+
+GroupRecord GroupRecord::clone() const {
+    GroupRecord copy{name, readOnly, visible, isUserDefined, copyOf(definition)};
+    copy.settings.reserve(settings.size());
+    for (const SettingRecord& setting : settings)
+        copy.settings.push_back(setting.clone());
+    copy.groups.reserve(groups.size());
+    for (const GroupRecord& group : groups)
+        copy.groups.push_back(group.clone());
+    return copy;
+}
+
+void GroupRecord::addMissing(GroupRecord other) {
+    std::set<std::string, std::less<>> taken;
+    for (const SettingRecord& setting : settings)
+        taken.insert(setting.name);
+    for (SettingRecord& setting : other.settings)
+        if (!taken.contains(setting.name) && find(groups, setting.name) == nullptr)
+            settings.push_back(std::move(setting));
+    for (GroupRecord& group : other.groups) {
+        if (GroupRecord* known = find(groups, group.name))
+            known->addMissing(std::move(group));
+        else if (!taken.contains(group.name))
+            groups.push_back(std::move(group));
+    }
+    std::sort(settings.begin(), settings.end(), byName);
+    std::sort(groups.begin(), groups.end(), byName);
+}
+
+} // namespace settings::core::detail

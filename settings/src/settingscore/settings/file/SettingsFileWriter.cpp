@@ -1,0 +1,133 @@
+#include "settingscore/settings/file/SettingsFileWriter.hpp"
+
+#include "opc/PackageError.hpp"
+#include "opc/qfservices/CorePropertiesManager.hpp"
+#include "opc/qfservices/FileSystemManager.hpp"
+#include "settingscore/settings/file/FileFailureText.hpp"
+#include "settingscore/settings/file/FileLog.hpp"
+#include "settingscore/settings/file/GroupJson.hpp"
+#include "settingscore/settings/file/ReleaseJson.hpp"
+#include "settingscore/settings/file/SettingsFileKeys.hpp"
+#include "settingscore/settings/file/TreeSnapshot.hpp"
+#include "settingscore/settings/node/NodeNames.hpp"
+#include "varnek/files/FileReplacement.hpp"
+#include "varnek/files/PathText.hpp"
+#include "varnek/release/Release.hpp"
+#include "json/Writer.hpp"
+
+namespace settings::core::detail {
+
+using opc::qfservices::FileSystemManager;
+
+namespace {
+
+/// Fills one package. Parts replace what has their name.
+class PackageWriter {
+  public:
+    PackageWriter(const opc::model::Package& package, LevelIndex level)
+        : package_(package), parts_(package), level_(level) {}
+
+    void setProperties(std::uint64_t revision) {
+        opc::qfservices::CoreProperties properties;
+        properties.title = keys::title;
+        properties.contentType = keys::contentType;
+        properties.version = varnek::release::getCurrentVARNEKReleaseInfo().label.text();
+        properties.revision = revision;
+        opc::qfservices::CorePropertiesManager(package_).setCoreProperties(properties);
+    }
+
+    void write(const SettingsFileContent& content) {
+        addPart(keys::schemaPart, std::string(keys::schemaIdentifier));
+        writeGroup(content.tree, std::u16string(keys::treeFolder), content.tree.name);
+        if (level_ == LevelIndex::factory)
+            addPart(keys::upgradersPart, varnek::json::write(writeUpgraders(content.upgraders)));
+        else if (content.version)
+            addPart(keys::versionPart, varnek::json::write(writeVersion(*content.version)));
+        for (const ForeignPart& part : content.foreignParts)
+            writeForeign(part);
+    }
+
+  private:
+    void addPart(std::u16string_view name, std::string text) {
+        parts_.addFile(name, std::move(text), opc::qfservices::getTextContentType());
+    }
+
+    void writeGroup(const GroupRecord& group, const std::u16string& folder, const std::string& fullName) {
+        addPart(folder + std::u16string(keys::groupFile),
+                varnek::json::write(detail::writeGroup(group, fullName, level_)));
+        for (const GroupRecord& child : group.groups) {
+            const std::string name = encodedName(child.name);
+            writeGroup(child, folder + u"/" + std::u16string(name.begin(), name.end()),
+                       fullName + "." + child.name);
+        }
+    }
+
+    /// A part of ours that has come into its place wins.
+    void writeForeign(const ForeignPart& part) {
+        try {
+            if (!parts_.hasEntry(part.name))
+                parts_.addFile(part.name, *part.bytes, part.contentType);
+        } catch (const opc::WriteError& failure) {
+            if (failure.kind() != opc::ErrorKind::duplicatePart)
+                throw;
+            VARNEK_LOG(fileLog, warning) << failure.what();
+        }
+    }
+
+    const opc::model::Package& package_;
+    FileSystemManager parts_;
+    LevelIndex level_;
+};
+
+} // namespace
+
+std::optional<std::string> fileImage(SettingsFileContent& content, LevelIndex level,
+                                     const PresentFile& present) {
+    const auto package = opc::model::Package::create();
+    PackageWriter writer(package, level);
+    writer.setProperties(present.revision);
+    writer.write(content);
+    if (present.state == PresentFile::State::plain && opc::model::sameContent(*present.package, package))
+        return std::nullopt;
+    content.revision = std::max(present.revision, content.revision) + 1;
+    writer.setProperties(content.revision);
+    return package.toBytes();
+}
+
+void SettingsFileWriter::write(SettingsFileContent content, LevelIndex level,
+                               const std::filesystem::path& file) {
+    const PresentFile present = PresentFile::at(file);
+    if (present.state == PresentFile::State::encrypted || present.state == PresentFile::State::unreadable)
+        throwNotWritten(file, present.state == PresentFile::State::encrypted
+                                  ? "an encrypted file is never replaced by a plain one"
+                                  : present.message);
+    try {
+        const auto bytes = fileImage(content, level, present);
+        if (bytes)
+            varnek::files::replaceFile(
+                file, *bytes,
+                {.temporaryDirectoryRoot = {}, .mode = level == LevelIndex::factory ? 0644U : 0600U});
+    } catch (const std::exception& failure) {
+        throwNotWritten(file, failure.what());
+    }
+}
+
+void SettingsFileWriter::write(const NodePtr& group, LevelIndex level, const std::filesystem::path& file,
+                               const std::optional<VersionRecord>& version) {
+    SettingsFileContent content;
+    content.tree = snapshotOf(group, level);
+    content.version = version;
+    write(std::move(content), level, file);
+}
+
+void SettingsFileWriter::writeFactoryFile(const NodePtr& group, const std::filesystem::path& file,
+                                          const std::vector<UpgraderRecord>& upgraders) {
+    VARNEK_LOG(fileLog, info) << "Start:Write factory file: " << file.string();
+    SettingsFileContent content;
+    content.tree = snapshotOf(group, LevelIndex::factory);
+    content.upgraders = upgraders;
+    write(std::move(content), LevelIndex::factory, file);
+    VARNEK_LOG(fileLog, info) << "Finish:Write factory file: " << file.string();
+}
+
+} // namespace settings::core::detail

@@ -1,0 +1,134 @@
+#include "settingscore/settings/file/TreeLoader.hpp"
+
+#include "settingscore/settings/file/FileLog.hpp"
+#include "json/ArrayConversion.hpp"
+#include "json/Writer.hpp"
+
+namespace settings::core::detail {
+
+namespace {
+
+std::string shownValue(const ShapedArray& value, bool isSecret) {
+    if (isSecret)
+        return "(encrypted)";
+    return value.first.isVoid() ? "(none)" : varnek::json::write(varnek::json::toTyped(value.first));
+}
+
+template <class Record>
+NodeSpec specOf(Record& record, const LoadRules& rules) {
+    NodeSpec spec;
+    spec.name = std::move(record.name);
+    spec.origin = record.isUserDefined ? rules.level : LevelIndex::factory;
+    spec.readOnly = record.readOnly;
+    spec.visible = record.visible;
+    spec.definition = std::move(record.definition);
+    return spec;
+}
+
+void logSetting(const std::string& name, const ShapedArray& value, const LoadRules& rules) {
+    VARNEK_LOG(fileLog, debug) << "Create setting from file: " << name
+                               << " for level: " << levelName(rules.level)
+                               << " with value: " << shownValue(value, rules.isSecret);
+}
+
+NodePtr makeSetting(SettingRecord&& record, const LoadRules& rules) {
+    logSetting(record.name, record.value, rules);
+    ShapedArray value = std::move(record.value);
+    auto setting = rules.makeNode(specOf(record, rules), false);
+    if (!value.first.isVoid())
+        setting->loadValue(rules.level, std::move(value));
+    return setting;
+}
+
+/// Loads the records of one group into its node.
+class GroupLoader {
+  public:
+    GroupLoader(const NodePtr& group, const LoadRules& rules) : group_(group), rules_(rules) {
+        for (const NodePtr& child : group->getChildren()) // an alias stands for itself here
+            children_.push_back(child);
+    }
+
+    GroupRecord load(GroupRecord&& record) {
+        GroupRecord rest;
+        for (SettingRecord& setting : record.settings)
+            loadSetting(std::move(setting), rest);
+        for (GroupRecord& child : record.groups)
+            loadGroup(std::move(child), rest);
+        if (!made_.empty())
+            group_->adoptChildren(std::move(made_));
+        rest.name = std::move(record.name);
+        rest.readOnly = record.readOnly;
+        rest.visible = record.visible;
+        rest.isUserDefined = record.isUserDefined;
+        rest.definition = std::move(record.definition);
+        return rest;
+    }
+
+  private:
+    NodePtr find(const std::string& name) const {
+        const auto found =
+            std::lower_bound(children_.begin(), children_.end(), name,
+                             [](const NodePtr& child, const std::string& n) { return child->getName() < n; });
+        return found != children_.end() && (*found)->getName() == name ? *found : NodePtr();
+    }
+
+    void loadSetting(SettingRecord&& record, GroupRecord& rest) {
+        const NodePtr known = find(record.name);
+        if (known == nullptr && record.isUserDefined)
+            made_.push_back(makeSetting(std::move(record), rules_));
+        else if (known == nullptr || !known->isLeafNode())
+            rest.settings.push_back(std::move(record));
+        else if (!record.value.first.isVoid() && known->valueOn(rules_.level).first.isVoid()) {
+            logSetting(record.name, record.value, rules_);
+            known->loadValue(rules_.level, std::move(record.value));
+        }
+    }
+
+    void loadGroup(GroupRecord&& record, GroupRecord& rest) {
+        NodePtr group = find(record.name);
+        if (group == nullptr && record.isUserDefined) {
+            GroupRecord shell{record.name, record.readOnly, record.visible, true,
+                              std::move(record.definition)};
+            group = rules_.makeNode(specOf(shell, rules_), true);
+            made_.push_back(group);
+        }
+        if (group == nullptr || group->isLeafNode()) {
+            if (record.isUserDefined || !record.isEmpty())
+                rest.groups.push_back(std::move(record));
+            return;
+        }
+        GroupRecord below = GroupLoader(group, rules_).load(std::move(record));
+        if (!below.isEmpty())
+            rest.groups.push_back(std::move(below));
+    }
+
+    const NodePtr& group_;
+    const LoadRules& rules_;
+    std::vector<NodePtr> children_; // sorted by name
+    std::vector<NodePtr> made_;
+};
+
+} // namespace
+
+boost::shared_ptr<SettingsImpl> makePlainNode(NodeSpec spec, bool isGroup) {
+    return isGroup ? SettingsImpl::makeGroup(std::move(spec)) : SettingsImpl::makeSetting(std::move(spec));
+}
+
+boost::shared_ptr<SettingsImpl> buildTree(GroupRecord&& record, const LoadRules& rules) {
+    std::vector<NodePtr> children;
+    children.reserve(record.settings.size() + record.groups.size());
+    for (SettingRecord& setting : record.settings)
+        children.push_back(makeSetting(std::move(setting), rules));
+    for (GroupRecord& child : record.groups)
+        children.push_back(buildTree(std::move(child), rules));
+    auto group = rules.makeNode(specOf(record, rules), true);
+    if (!children.empty())
+        group->adoptChildren(std::move(children));
+    return group;
+}
+
+GroupRecord loadIntoTree(GroupRecord&& record, const NodePtr& group, const LoadRules& rules) {
+    return GroupLoader(group, rules).load(std::move(record));
+}
+
+} // namespace settings::core::detail

@@ -1,0 +1,111 @@
+// Settings that are handed from user to user in files of their own.
+
+#include "opc/PackageError.hpp"
+#include "settingscore/Settings.hpp"
+#include "settingscore/exception/Exceptions.hpp"
+#include "settingscore/settings/file/FileFailureText.hpp"
+#include "settingscore/settings/file/SettingsFileReader.hpp"
+#include "settingscore/settings/file/SettingsFileWriter.hpp"
+#include "settingscore/settings/file/TreeLoader.hpp"
+#include "settingscore/settings/file/TreeSnapshot.hpp"
+#include "settingscore/settings/node/LevelCheck.hpp"
+#include "settingscore/settings/node/SettingsAccess.hpp"
+#include "varnek/files/PathText.hpp"
+
+#include <algorithm>
+#include <stdexcept>
+
+namespace settings::core {
+
+using namespace detail;
+
+namespace {
+
+using ConstHandle = boost::shared_ptr<const Settings>;
+
+/// From the product down to the node, both included.
+std::vector<NodePtr> chainTo(const NodePtr& node) {
+    std::vector<NodePtr> chain{node};
+    for (NodePtr parent = node->getParent(); parent != nullptr && !parent->isRoot();
+         parent = parent->getParent())
+        chain.insert(chain.begin(), parent);
+    return chain;
+}
+
+void checkExportable(const std::vector<ConstHandle>& nodes) {
+    for (const ConstHandle& node : nodes)
+        if (node->isRoot())
+            throw exception::CannotExportSettingsRoot(node);
+    for (const ConstHandle& node : nodes)
+        if (!node->isConnectedToTheSettingsTree())
+            throw exception::CannotExportStandaloneSettings(node);
+    const auto product = [](const ConstHandle& node) {
+        return chainTo(SettingsAccess::mutableNode(*node)).front();
+    };
+    const NodePtr first = product(nodes.front());
+    for (const ConstHandle& node : nodes)
+        if (const NodePtr other = product(node); other != first)
+            throw exception::ErrorExportMultipleNodesBelongsToDiffProducts(first->getName(),
+                                                                           other->getName());
+}
+
+/// The product with nothing but the way to one node, and what is there.
+GroupRecord branchTo(const std::vector<NodePtr>& chain, std::size_t at, LevelIndex level) {
+    if (at + 1 == chain.size() && !chain[at]->isLeafNode())
+        return snapshotOf(chain[at], level);
+    GroupRecord record = shellOf(chain[at], level);
+    const NodePtr& next = chain[at + 1];
+    if (!next->isLeafNode())
+        record.groups.push_back(branchTo(chain, at + 1, level));
+    else if (auto setting = snapshotOfSetting(next, level))
+        record.settings.push_back(std::move(*setting));
+    return record;
+}
+
+/// Groups that exist for this session only never reach a file.
+bool isForThisSessionOnly(const std::vector<NodePtr>& chain) {
+    return std::any_of(chain.begin(), chain.end(), [](const NodePtr& node) {
+        return !node->isLeafNode() && node->originLevel() == LevelIndex::session;
+    });
+}
+
+} // namespace
+
+void Settings::exportSettings(const std::vector<ConstHandle>& nodes, const std::u16string& path,
+                              std::string_view level) {
+    if (nodes.empty())
+        throw std::invalid_argument("no settings to export");
+    const std::filesystem::path file = varnek::files::pathFromUtf16(path);
+    if (!file.is_absolute())
+        throw exception::ErrorExportOrImportSettingsUsingRelativePath(nodes.front(), path);
+    checkExportable(nodes);
+    const LevelIndex at = requireLevel(level, [&] { return nodes.front(); });
+    SettingsFileContent content;
+    content.tree = shellOf(chainTo(SettingsAccess::mutableNode(*nodes.front())).front(), at);
+    for (const ConstHandle& node : nodes) {
+        const auto chain = chainTo(SettingsAccess::mutableNode(*node));
+        if (!isForThisSessionOnly(chain))
+            content.tree.addMissing(branchTo(chain, 0, at));
+    }
+    SettingsFileWriter::write(std::move(content), at, file);
+}
+
+boost::shared_ptr<Settings> Settings::importAsStandaloneObject(const std::u16string& path,
+                                                               std::string_view level) {
+    const std::filesystem::path file = varnek::files::pathFromUtf16(path);
+    if (!file.is_absolute())
+        throw exception::ErrorExportOrImportSettingsUsingRelativePath(path);
+    std::error_code ignored;
+    if (!std::filesystem::exists(file, ignored))
+        throw exception::FileDoesNotExist(path);
+    const LevelIndex at = requireLevel(level, [] { return ConstHandle(); });
+    try {
+        SettingsFileContent content = readSettingsFile(file, FileUse::imported);
+        const LoadRules rules{.level = at, .isSecret = content.isEncrypted, .makeNode = makePlainNode};
+        return SettingsAccess::wrap(buildTree(std::move(content.tree), rules));
+    } catch (const opc::OpenError& failure) {
+        throwNotOpened(failure, file);
+    }
+}
+
+} // namespace settings::core

@@ -1,0 +1,216 @@
+// How the keeper of level files brings their values into the tree.
+
+#include "opc/PackageError.hpp"
+#include "settingscore/Settings.hpp"
+#include "settingscore/exception/FileFailures.hpp"
+#include "settingscore/settings/file/FileFailureText.hpp"
+#include "settingscore/settings/file/FileLog.hpp"
+#include "settingscore/settings/file/LevelFileState.hpp"
+#include "settingscore/settings/file/SettingsFileReader.hpp"
+#include "settingscore/settings/file/TreeLoader.hpp"
+#include "varnek/files/FileError.hpp"
+#include "varnek/files/Folder.hpp"
+
+namespace settings::core::detail {
+
+namespace {
+
+constexpr LevelIndex levelsWithPersonalFiles[] = {LevelIndex::user, LevelIndex::installation};
+
+bool isThere(const std::filesystem::path& file) {
+    std::error_code ignored;
+    return std::filesystem::exists(std::filesystem::symlink_status(file, ignored));
+}
+
+GroupRecord shell(const GroupRecord& of) {
+    GroupRecord record;
+    record.name = of.name;
+    record.readOnly = of.readOnly;
+    record.visible = of.visible;
+    record.isUserDefined = of.isUserDefined;
+    if (of.definition != nullptr)
+        record.definition = std::make_unique<NodeDefinition>(*of.definition);
+    return record;
+}
+
+} // namespace
+
+bool LevelFileKeeper::mustReadFirst(const Key& key) const {
+    switch (status(key.first, key.second).loaded) {
+    case LoadOutcome::ok:
+        return false;
+    case LoadOutcome::absent:
+        return isThere(fileOf(key.first, key.second)); // another process has made it meanwhile
+    default:
+        return true;
+    }
+}
+
+LoadOutcome LevelFileKeeper::refuse(const Key& key, LoadOutcome outcome, const std::string& cause) {
+    if (outcome != LoadOutcome::absent)
+        VARNEK_LOG(fileLog, error) << "Cannot read settings file: " << fileOf(key.first, key.second).string()
+                                   << " at level: " << levelName(key.second)
+                                   << " Exception caught: " << cause;
+    const std::lock_guard lock(mutex_);
+    LevelFileStatus& status = stateOf(key).status;
+    status.loaded = outcome;
+    status.loadMessage = cause;
+    return outcome;
+}
+
+std::optional<SettingsFileContent> LevelFileKeeper::readContent(const Key& key) {
+    const std::filesystem::path file = fileOf(key.first, key.second);
+    if (isThere(file))
+        VARNEK_LOG(fileLog, info) << "Read settings file: " << file.string()
+                                  << " for level: " << levelName(key.second);
+    try {
+        SettingsFileContent content = readSettingsFile(file, FileUse::level);
+        if (content.tree.name != key.first)
+            FilePlace{file, {}}.refuse(ReadError::name, "$.groupName",
+                                       "the file holds the group \"" + content.tree.name + "\"");
+        return content;
+    } catch (const opc::OpenError& failure) {
+        if (failure.kind() == opc::ErrorKind::notFound)
+            refuse(key, LoadOutcome::absent, {});
+        else
+            refuse(key, failure.isPassing() ? LoadOutcome::unreadable : LoadOutcome::damaged, failure.what());
+    } catch (const exception::ErrorReadingSettingsData& failure) {
+        const bool isEncrypted = failure.getErrorCode() == ReadError::encrypted;
+        refuse(key, isEncrypted ? LoadOutcome::unreadable : LoadOutcome::damaged, failure.what());
+        const std::lock_guard lock(mutex_);
+        LevelFileStatus& status = stateOf(key).status;
+        status.isEncrypted = status.isEncrypted || isEncrypted;
+    } catch (...) { // out of memory, for one: it says nothing about the file
+        refuse(key, LoadOutcome::unreadable, causeOfCurrentException());
+    }
+    return std::nullopt;
+}
+
+void LevelFileKeeper::remember(const Key& key, SettingsFileContent content, GroupRecord rest) {
+    auto leftovers = rest.isEmpty() ? nullptr : std::make_shared<const GroupRecord>(std::move(rest));
+    auto foreignParts =
+        content.foreignParts.empty()
+            ? nullptr
+            : std::make_shared<const std::vector<ForeignPart>>(std::move(content.foreignParts));
+    const std::lock_guard lock(mutex_);
+    FileState& state = stateOf(key);
+    state.leftovers = std::move(leftovers);
+    state.foreignParts = std::move(foreignParts);
+    state.version = std::move(content.version);
+    state.status.loaded = LoadOutcome::ok;
+    state.status.loadMessage.clear();
+    state.status.isEncrypted = content.isEncrypted;
+    state.status.revision = content.revision;
+}
+
+LoadOutcome LevelFileKeeper::read(const Key& key, const NodePtr& group) {
+    auto content = readContent(key);
+    if (!content)
+        return status(key.first, key.second).loaded;
+    const LoadRules rules{.level = key.second, .isSecret = content->isEncrypted, .makeNode = makePlainNode};
+    GroupRecord rest = loadIntoTree(std::move(content->tree), group, rules);
+    remember(key, std::move(*content), std::move(rest));
+    return LoadOutcome::ok;
+}
+
+LoadOutcome LevelFileKeeper::loadLevel(const NodePtr& topLevelGroup, LevelIndex level) {
+    const Key key(topLevelGroup->getName(), level);
+    {
+        const Turn turn(*this, key);
+        if (turn)
+            read(key, topLevelGroup);
+    }
+    adoptLeftovers(topLevelGroup);
+    return status(key.first, level).loaded;
+}
+
+void LevelFileKeeper::loadUserSettings(const NodePtr& topLevelGroup) {
+    const std::filesystem::path file = fileOf(topLevelGroup->getName(), LevelIndex::user);
+    bool isOfAnotherFolder = false;
+    {
+        const std::lock_guard lock(mutex_);
+        FileState& state = stateOf({topLevelGroup->getName(), LevelIndex::user});
+        if (state.userSettingsAreOf == file)
+            return;
+        isOfAnotherFolder = !state.userSettingsAreOf.empty();
+        state.userSettingsAreOf = file;
+    }
+    if (isOfAnotherFolder)
+        topLevelGroup->unloadLevel(LevelIndex::user);
+    loadLevel(topLevelGroup, LevelIndex::user);
+}
+
+// ---- values whose definition appears later
+// ------------------------------------------------------------------------
+
+void LevelFileKeeper::adopt(const Key& key, const NodePtr& group) {
+    std::shared_ptr<const GroupRecord> leftovers;
+    bool isSecret = false;
+    {
+        const std::lock_guard lock(mutex_);
+        leftovers = stateOf(key).leftovers;
+        isSecret = stateOf(key).status.isEncrypted;
+    }
+    if (leftovers == nullptr)
+        return;
+    const LoadRules rules{.level = key.second, .isSecret = isSecret, .makeNode = makePlainNode};
+    GroupRecord rest = loadIntoTree(leftovers->clone(), group, rules);
+    leftovers = rest.isEmpty() ? nullptr : std::make_shared<const GroupRecord>(std::move(rest));
+    const std::lock_guard lock(mutex_);
+    stateOf(key).leftovers = std::move(leftovers);
+}
+
+void LevelFileKeeper::adoptLeftovers(const NodePtr& topLevelGroup) {
+    for (const LevelIndex level : levelsWithPersonalFiles) {
+        const Key key(topLevelGroup->getName(), level);
+        const Turn turn(*this, key);
+        if (turn)
+            adopt(key, topLevelGroup);
+    }
+}
+
+// ---- groups that users added
+// --------------------------------------------------------------------------------------
+
+NodePtr LevelFileKeeper::readAddedGroup(const Key& key, const NodePtr& root) {
+    auto content = readContent(key);
+    if (!content || !content->tree.isUserDefined)
+        return {}; // a file whose definition is missing today is read when it appears
+    const LoadRules rules{.level = key.second, .isSecret = content->isEncrypted, .makeNode = makePlainNode};
+    const NodePtr group = buildTree(shell(content->tree), rules);
+    GroupRecord rest = loadIntoTree(std::move(content->tree), group, rules);
+    try {
+        root->adoptChildren({group});
+    } catch (const std::exception& failure) { // differs from another group by case only
+        refuse(key, LoadOutcome::unreadable, failure.what());
+        return {};
+    }
+    remember(key, std::move(*content), std::move(rest));
+    return group;
+}
+
+std::vector<NodePtr> LevelFileKeeper::loadAddedGroups(const NodePtr& root, LevelIndex level) {
+    std::vector<std::filesystem::path> files;
+    try {
+        files = varnek::files::listFiles(folders_(level), Settings::settingsExtension);
+    } catch (const varnek::files::FileError& failure) {
+        if (failure.kind() != varnek::files::FileErrorKind::notFound)
+            VARNEK_LOG(fileLog, error) << failure.what();
+    }
+    std::vector<NodePtr> added;
+    for (const std::filesystem::path& file : files) {
+        const std::string name = groupNameOf(file);
+        const bool isAGroups = fileNameOf(name) == file.filename().string();
+        if (!isAGroups || root->getChild(name, false) != nullptr)
+            continue;
+        const Key key(name, level);
+        const Turn turn(*this, key);
+        if (const NodePtr group = turn ? readAddedGroup(key, root) : NodePtr())
+            added.push_back(group);
+    }
+    for (const NodePtr& group : added)
+        adoptLeftovers(group);
+    return added;
+}
+
+} // namespace settings::core::detail

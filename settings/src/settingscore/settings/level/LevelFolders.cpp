@@ -1,0 +1,75 @@
+#include "settingscore/settings/level/LevelFolders.hpp"
+
+#include "settingscore/level/SettingsLevelManager.hpp"
+#include "varnek/host/Environment.hpp"
+
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <mutex>
+#include <string_view>
+#include <utility>
+
+namespace settings::core::detail {
+
+namespace {
+
+std::mutex functionsMutex; // rank "level functions"; guards functions()
+
+LevelFolders& functions() {
+    static auto* const installed = new LevelFolders; // outlives every thread
+    return *installed;
+}
+
+/// The variable when it is not empty, else what the function gives.
+std::u16string folder(std::string_view variable, FolderFunction LevelFolders::*function) {
+    if (auto value = varnek::host::environmentVariable(variable); value && !value->empty())
+        return *std::move(value);
+    FolderFunction fallback;
+    {
+        const std::lock_guard lock(functionsMutex);
+        fallback = functions().*function;
+    }
+    return fallback ? fallback() : std::u16string();
+}
+
+} // namespace
+
+LevelFolders setLevelFolders(LevelFolders folders) {
+    LevelFolders before;
+    {
+        const std::lock_guard lock(functionsMutex);
+        before = std::exchange(functions(), std::move(folders));
+    }
+    forgetLevelFolders();
+    return before;
+}
+
+void forgetLevelFolders() {
+    for (const SettingsLevel& level : SettingsLevelManager::getSettingsLevelObjs())
+        level.forgetRootPath();
+}
+
+std::u16string userFolder() {
+    try {
+        return folder("SETTINGS_USERDIR", &LevelFolders::user);
+    } catch (const std::exception& failure) {
+        std::fprintf(stderr, "%s \n", failure.what());
+        std::fflush(stderr);
+        std::_Exit(1);
+    }
+}
+
+std::u16string installationFolder() {
+    return folder("SETTINGS_INSTALLATIONDIR", &LevelFolders::installation);
+}
+
+std::u16string factoryFolder() {
+    return folder("SETTINGS_FACTORYDIR", &LevelFolders::factory);
+}
+
+std::u16string workgroupFolder() {
+    return folder("SETTINGS_WORKGROUPDIR", &LevelFolders::workgroup);
+}
+
+} // namespace settings::core::detail

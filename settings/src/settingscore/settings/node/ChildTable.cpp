@@ -1,0 +1,130 @@
+#include "settingscore/settings/node/ChildTable.hpp"
+
+#include "settingscore/settings/node/SettingsNodeImpl.hpp"
+
+#include <algorithm>
+#include <bit>
+#include <functional>
+#include <map>
+
+namespace settings::core::detail {
+
+namespace {
+
+std::uint32_t hashOf(std::string_view name) noexcept {
+    return static_cast<std::uint32_t>(std::hash<std::string_view>{}(name));
+}
+
+bool byName(const NodePtr& a, const NodePtr& b) {
+    return a->getName() < b->getName();
+}
+
+} // namespace
+
+ChildIndex::ChildIndex(std::vector<NodePtr> children) : children_(std::move(children)) {
+    std::sort(children_.begin(), children_.end(), byName);
+    slots_.resize(std::bit_ceil(children_.size() + children_.size() / 3 + 1));
+    const std::size_t mask = slots_.size() - 1;
+    for (std::size_t order = 0; order < children_.size(); ++order) {
+        const std::uint32_t hash = hashOf(children_[order]->getName());
+        std::size_t at = hash & mask;
+        while (slots_[at].order != 0)
+            at = (at + 1) & mask;
+        slots_[at] = {hash, static_cast<std::uint32_t>(order + 1), children_[order].get()};
+    }
+}
+
+const ChildIndex::Slot* ChildIndex::findSlot(std::string_view name) const noexcept {
+    const std::uint32_t hash = hashOf(name);
+    const std::size_t mask = slots_.size() - 1;
+    for (std::size_t at = hash & mask; slots_[at].order != 0; at = (at + 1) & mask)
+        if (slots_[at].hash == hash && slots_[at].node->getName() == name)
+            return &slots_[at];
+    return nullptr;
+}
+
+SettingsNodeImpl* ChildIndex::find(std::string_view name) const noexcept {
+    const Slot* slot = findSlot(name);
+    return slot == nullptr ? nullptr : slot->node;
+}
+
+const NodePtr* ChildIndex::findShared(std::string_view name) const noexcept {
+    const Slot* slot = findSlot(name);
+    return slot == nullptr ? nullptr : &children_[slot->order - 1];
+}
+
+NodePtr ChildTable::find(std::string_view name) const {
+    const varnek::concurrency::ReadSection section;
+    const ChildIndex* index = read();
+    const NodePtr* child = index == nullptr ? nullptr : index->findShared(name);
+    return child == nullptr ? NodePtr() : *child;
+}
+
+std::vector<NodePtr> ChildTable::inOrder() const {
+    return copy(0);
+}
+
+std::vector<NodePtr> ChildTable::copy(std::size_t room) const {
+    const varnek::concurrency::ReadSection section;
+    const ChildIndex* index = read();
+    std::vector<NodePtr> children;
+    if (index != nullptr) {
+        children.reserve(index->inOrder().size() + room);
+        children = index->inOrder();
+    }
+    return children;
+}
+
+void ChildTable::publish(std::vector<NodePtr> children) {
+    index_.publish(children.empty() ? nullptr : std::make_unique<const ChildIndex>(std::move(children)));
+}
+
+bool ChildTable::insert(const NodePtr& child) {
+    if (find(child->getName()) != nullptr)
+        return false;
+    auto children = copy(1);
+    children.push_back(child);
+    publish(std::move(children));
+    return true;
+}
+
+void ChildTable::insertAll(std::vector<NodePtr> children) {
+    std::map<std::string_view, NodePtr> all;
+    for (const NodePtr& child : copy(0))
+        all.emplace(child->getName(), child);
+    for (NodePtr& child : children) {
+        const std::string_view name = child->getName();
+        all.erase(name); // the key must be the name of the node that stays
+        all.emplace(name, std::move(child));
+    }
+    std::vector<NodePtr> merged;
+    merged.reserve(all.size());
+    for (auto& entry : all)
+        merged.push_back(std::move(entry.second));
+    publish(std::move(merged));
+}
+
+NodePtr ChildTable::remove(std::string_view name) {
+    auto children = copy(0);
+    const auto found = std::find_if(children.begin(), children.end(),
+                                    [&](const NodePtr& c) { return c->getName() == name; });
+    if (found == children.end())
+        return {};
+    NodePtr removed = *found;
+    children.erase(found);
+    publish(std::move(children));
+    return removed;
+}
+
+bool ChildTable::replace(const NodePtr& replacement) {
+    auto children = copy(0);
+    const auto found = std::find_if(children.begin(), children.end(),
+                                    [&](const NodePtr& c) { return c->getName() == replacement->getName(); });
+    if (found == children.end())
+        return false;
+    *found = replacement;
+    publish(std::move(children));
+    return true;
+}
+
+} // namespace settings::core::detail

@@ -1,0 +1,33 @@
+/// What a definition says about a node beyond its name, flags and factory value. Most settings have nothing
+/// here, so the node keeps a pointer that is usually null.
+#pragma once
+
+#include "settingscore/validation/FactorySettingProperties.hpp"
+#include "json/Value.hpp"
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace settings::core::detail {
+
+/// Immutable once given to a node.
+struct NodeDefinition {
+    ValidatorVariant validator;
+    RunTimeDefaultVariant factoryValueFcn;
+    std::vector<SettingValueValidator::ConfigData> multiCheckValueValidators;
+    std::string aliasName;
+    FactorySettingProperties::ErrorHandler errorHandler;
+    bool hasAdditionalFile = false;
+    bool isToolboxGroup = false;
+    varnek::json::Object attributes;
+    std::string factoryFile; // of a top-level group
+
+    /// Whether there is anything to keep.
+    bool isEmpty() const;
+
+    /// The part of `properties` that a node keeps here; null when there is none.
+    static std::unique_ptr<NodeDefinition> from(const FactorySettingProperties& properties);
+};
+
+} // namespace settings::core::detail

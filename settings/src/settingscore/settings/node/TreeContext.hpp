@@ -1,0 +1,37 @@
+/// What a node needs to know of the tree it stands in. The root supplies it; a standalone tree has none.
+#pragma once
+
+#include "settingscore/level/LevelIndex.hpp"
+#include "settingscore/level/RootIndex.hpp"
+
+#include <boost/shared_ptr.hpp>
+
+namespace settings::core::detail {
+
+class SettingsNodeImpl;
+using NodePtr = boost::shared_ptr<SettingsNodeImpl>;
+
+/// What a tree asks of the files behind it. Thread-safe; called without any node lock, after a change is in
+/// place. May write at once or later; failures do not come back through here.
+class SaveRequests {
+  public:
+    virtual ~SaveRequests() = default;
+
+    virtual void requestSave(const NodePtr& topLevelGroup, LevelIndex level) = 0;
+    /// The group's personal values are to be read now, unless that happened already for the current folder.
+    virtual void loadUserSettings(const NodePtr& topLevelGroup) = 0;
+    /// The group is gone from its tree: its files on `level` are to go as well.
+    virtual void requestDelete(const NodePtr& topLevelGroup, LevelIndex level) = 0;
+};
+
+/// Immutable for the life of a root, apart from what `saves` does inside.
+struct TreeContext {
+    RootIndex rootIndex;
+    /// Part of the settings tree: changes raise events and are saved.
+    bool connected = false;
+    /// A tree that stands for one file; its empty groups are skipped when it is written.
+    bool fileTree = false;
+    boost::shared_ptr<SaveRequests> saves;
+};
+
+} // namespace settings::core::detail

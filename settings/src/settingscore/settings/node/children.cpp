@@ -1,0 +1,238 @@
+// The children of a group: looking them up, adding and removing them.
+
+#include "settingscore/Settings.hpp"
+#include "settingscore/boostany/ArrayConversion.hpp"
+#include "settingscore/events/Notification.hpp"
+#include "settingscore/events/SettingsAddNodeEvent.hpp"
+#include "settingscore/events/SettingsRemoveNodeEvent.hpp"
+#include "settingscore/exception/Exceptions.hpp"
+#include "settingscore/settings/node/FullNamePath.hpp"
+#include "settingscore/settings/node/LevelCheck.hpp"
+#include "settingscore/settings/node/NodeLog.hpp"
+#include "settingscore/settings/node/NodeNames.hpp"
+#include "settingscore/settings/node/SettingsAccess.hpp"
+#include "settingscore/settings/settingsImpl.hpp"
+
+#include <boost/make_shared.hpp>
+#include <boost/thread/locks.hpp>
+
+namespace settings::core::detail {
+
+// ---- look-up
+// ----------------------------------------------------------------------------------------------------
+
+NodePtr SettingsImpl::getChild(std::string_view name, bool) {
+    if (group_ == nullptr)
+        return {};
+    const NodePtr child = group_->children.find(name);
+    return child == nullptr ? child : followAlias(child);
+}
+
+ConstNodePtr SettingsImpl::getChild(std::string_view name, bool load) const {
+    return const_cast<SettingsImpl*>(this)->getChild(name, load);
+}
+
+std::vector<NodePtr> SettingsImpl::getChildren() {
+    return group_ == nullptr ? std::vector<NodePtr>() : group_->children.inOrder();
+}
+
+std::vector<ConstNodePtr> SettingsImpl::getChildren() const {
+    if (group_ == nullptr)
+        return {};
+    const auto children = group_->children.inOrder();
+    return {children.begin(), children.end()};
+}
+
+std::string SettingsImpl::aliasName() const {
+    if (!isAlias_.load(std::memory_order_relaxed))
+        return {};
+    const varnek::concurrency::ReadSection section;
+    const NodeDefinition* definition = definition_.read();
+    return definition == nullptr ? std::string() : definition->aliasName;
+}
+
+/// One step: an alias of an alias is not followed further. A destination that is not there leaves the setting
+/// to stand for itself.
+NodePtr SettingsImpl::followAlias(const NodePtr& child) const {
+    const std::string path = child->aliasName();
+    if (path.empty())
+        return child;
+    const std::string& name = child->getName();
+    if (NodePtr known = group_->aliases.find(name); known != nullptr && known->getParent() != nullptr)
+        return known;
+    NodePtr root = boost::const_pointer_cast<SettingsImpl>(shared_from_this());
+    for (NodePtr parent = root->getParent(); parent != nullptr; parent = root->getParent())
+        root = parent;
+    const std::string from = child->getFullName(false, ".");
+    const NodePtr destination = walkWithoutAliases(root, path);
+    if (destination == nullptr || destination == child) {
+        VARNEK_LOG(nodeLog, warning) << "try to map " << from << " to " << path
+                                     << " failed. Dest node does not exist.";
+        return child;
+    }
+    VARNEK_LOG(nodeLog, info) << "Alias from:" << from << "to:" << path;
+    group_->aliases.remember(name, destination);
+    return destination;
+}
+
+// ---- adding
+// -------------------------------------------------------------------------------------------------------
+
+void SettingsImpl::checkStructureMayChange(const boost::shared_ptr<const Settings>& child,
+                                           bool adding) const {
+    // A standalone read-only group accepts children: that is how import and merge input are built.
+    if (isReadOnly() && (!adding || isConnectedToTheSettingsTree()))
+        throw exception::CannotAddRemoveNodeUnderReadOnlyParent(getThisObjectImpl(), child);
+}
+
+void SettingsImpl::checkNewName(std::string_view name) const {
+    if (!isAcceptableName(name, getFullName(false, "."), isRoot()))
+        throw exception::InvalidSettingOrGroupName(std::string(name));
+}
+
+NodePtr SettingsImpl::clashing(std::string_view name) const {
+    return group_->children.find(name);
+}
+
+void SettingsImpl::refuseClash(const NodePtr& existing) const {
+    throw exception::SameNameChildAlreadyExisted(getThisObjectImpl(), existing->getName());
+}
+
+void SettingsImpl::insertChild(const NodePtr& child) {
+    boost::upgrade_lock<boost::shared_mutex> lock(group_->mutex);
+    if (const NodePtr existing = clashing(child->getName()))
+        refuseClash(existing);
+    const boost::upgrade_to_unique_lock<boost::shared_mutex> unique(lock);
+    if (!group_->children.insert(child))
+        throw exception::ErrorAddingChildNodeOrKey(getThisObjectImpl(), child->getName());
+    child->setParent(shared_from_this());
+}
+
+NodePtr SettingsImpl::add(NodeSpec spec, bool isGroup, const ShapedArray& initial, LevelIndex level) {
+    if (group_ == nullptr)
+        throw exception::NotANodeName(getThisObjectImpl(), name_);
+    checkNewName(spec.name);
+    const auto child = makeChild(std::move(spec), isGroup);
+    checkStructureMayChange(child->getThisObjectImpl(), true);
+    if (const NodePtr existing = clashing(child->getName()))
+        refuseClash(existing);
+    if (!initial.first.isVoid()) {
+        child->checkStorable(initial);
+        child->loadValue(level, initial);
+    }
+    insertChild(child);
+    varnek::concurrency::reclaimIfDue();
+    if (isConnectedToTheSettingsTree()) {
+        announceAdded(child);
+        child->saveThisSubTree(level);
+    }
+    return child;
+}
+
+NodePtr SettingsImpl::addSetting(std::string_view name, const FactorySettingProperties& definition,
+                                 std::string_view level) {
+    const LevelIndex at = checkLevel(level);
+    return add(NodeSpec::from(name, definition, at), false,
+               ShapedArray(definition.getFactoryValue(),
+                           settingscore::boostany::isVectorShape(definition.getFactoryValue())),
+               at);
+}
+
+NodePtr SettingsImpl::addGroup(std::string_view name, const FactorySettingProperties& definition,
+                               std::string_view level) {
+    const LevelIndex at = checkLevel(level);
+    return add(NodeSpec::from(name, definition, at), true, {}, at);
+}
+
+void SettingsImpl::announceAdded(const NodePtr& child) {
+    notify([&] {
+        const auto self = getThisObject();
+        return boost::make_shared<SettingsAddNodeEvent>(child->getThisObject(), self,
+                                                        self->getListenerAddNodeEventType(),
+                                                        self->getRootIndex(), child->needsSyncWithVCOSTree());
+    });
+}
+
+// ---- removing
+// ---------------------------------------------------------------------------------------------------
+
+void SettingsImpl::removeNode(std::string_view name) {
+    const NodePtr child = group_ == nullptr ? NodePtr() : group_->children.find(name);
+    if (child == nullptr)
+        throw exception::NoSuchNode(getThisObjectImpl(), std::string(name));
+    checkStructureMayChange(child->getThisObjectImpl(), false);
+    if (child->originLevel() == LevelIndex::factory)
+        throw exception::AttemptedRemovalOfFactoryGroupOrSetting(
+            child->getThisObjectImpl(), std::string(levelName(LevelIndex::factory)), modifiableLevelNames());
+    const auto tree = treeContext();
+    const bool connected = tree != nullptr && tree->connected;
+    const NodePtr topLevel = connected ? child->getTopLevelNodeForSave() : NodePtr();
+    std::vector<LevelIndex> affected;
+    for (const LevelIndex level : {LevelIndex::user, LevelIndex::installation})
+        if (child->hasAnythingToPersist(level))
+            affected.push_back(level);
+    {
+        boost::upgrade_lock<boost::shared_mutex> lock(group_->mutex);
+        if (group_->children.find(name) != child) // somebody else was quicker
+            throw exception::NoSuchNode(getThisObjectImpl(), std::string(name));
+        const boost::upgrade_to_unique_lock<boost::shared_mutex> unique(lock);
+        group_->children.remove(name);
+        child->setParent({});
+        group_->aliases.forget(name);
+    }
+    varnek::concurrency::reclaimIfDue();
+    if (!connected)
+        return;
+    announceRemoved(child);
+    for (const LevelIndex level : affected) {
+        if (child != topLevel)
+            saveThisSubTree(level);
+        else if (tree->saves != nullptr)
+            tree->saves->requestDelete(child, level);
+    }
+}
+
+void SettingsImpl::announceRemoved(const NodePtr& child) {
+    notify([&] {
+        const auto self = getThisObject();
+        return boost::make_shared<SettingsRemoveNodeEvent>(
+            child->getThisObject(), self, self->getListenerRemoveNodeEventType(), self->getRootIndex());
+    });
+}
+
+// ---- nodes that loaders build
+// -------------------------------------------------------------------------------------
+
+void SettingsImpl::adoptChildren(std::vector<NodePtr> children) {
+    const auto self = shared_from_this();
+    for (const NodePtr& child : children)
+        checkNewName(child->getName());
+    const boost::unique_lock<boost::shared_mutex> lock(group_->mutex);
+    std::vector<NodePtr> replaced;
+    for (const NodePtr& child : children) {
+        if (NodePtr old = group_->children.find(child->getName()))
+            replaced.push_back(std::move(old));
+    }
+    std::vector<NodePtr> adopted = children;
+    group_->children.insertAll(std::move(children));
+    for (const NodePtr& old : replaced)
+        old->setParent({});
+    for (const NodePtr& child : adopted)
+        child->setParent(self);
+}
+
+NodePtr SettingsImpl::createFactorySetting(std::string_view name,
+                                           const FactorySettingProperties& definition) {
+    checkNewName(name);
+    const auto child = makeChild(NodeSpec::from(name, definition, LevelIndex::factory), false);
+    const varnek::data::Array& value = definition.getFactoryValue();
+    if (!value.isVoid()) {
+        const ShapedArray shaped(value, settingscore::boostany::isVectorShape(value));
+        child->checkStorable(shaped);
+        child->loadValue(LevelIndex::factory, shaped);
+    }
+    insertChild(child);
+    return child;
+}
+
+} // namespace settings::core::detail

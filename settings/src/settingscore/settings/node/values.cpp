@@ -1,0 +1,209 @@
+// Reading, storing and dropping the values of a group's settings.
+
+#include "settingscore/Settings.hpp"
+#include "settingscore/boostany/ArrayConversion.hpp"
+#include "settingscore/events/EventTypes.hpp"
+#include "settingscore/events/Notification.hpp"
+#include "settingscore/events/SettingsValueChangeEvent.hpp"
+#include "settingscore/exception/Exceptions.hpp"
+#include "settingscore/settings/node/LevelCheck.hpp"
+#include "settingscore/settings/node/NodeLog.hpp"
+#include "settingscore/settings/settingsImpl.hpp"
+
+#include <boost/make_shared.hpp>
+#include <boost/thread/locks.hpp>
+
+namespace settings::core::detail {
+
+using varnek::concurrency::ReadSection;
+using varnek::data::Array;
+
+varnek::log::Channel nodeLog("settings::core::settingsImpl");
+
+// ---- look-up
+// ----------------------------------------------------------------------------------------------------
+
+NodePtr SettingsImpl::childOrThrow(std::string_view name) const {
+    NodePtr child = group_ == nullptr ? NodePtr() : group_->children.find(name);
+    if (child == nullptr) {
+        VARNEK_LOG(nodeLog, info) << "Setting full name = " << getFullName(false, ".") << " key=" << name;
+        throw exception::NoSuchKey(getThisObjectImpl(), std::string(name));
+    }
+    return child;
+}
+
+NodePtr SettingsImpl::findSetting(std::string_view name) const {
+    NodePtr setting = followAlias(childOrThrow(name));
+    if (!setting->isLeafNode())
+        throw exception::NotAKeyName(getThisObjectImpl(), std::string(name));
+    return setting;
+}
+
+const SettingsNodeImpl* SettingsImpl::peekChild(std::string_view name) const noexcept {
+    const ChildIndex* index = group_ == nullptr ? nullptr : group_->children.read();
+    return index == nullptr ? nullptr : index->find(name);
+}
+
+const LevelValues* SettingsImpl::peekValues(std::string_view name) const noexcept {
+    const SettingsNodeImpl* child = peekChild(name);
+    return child == nullptr ? nullptr : child->values();
+}
+
+const LevelValues* SettingsImpl::values() const noexcept {
+    return isLeafNode() && !isAlias_.load(std::memory_order_relaxed) ? &values_ : nullptr;
+}
+
+// ---- reading
+// ----------------------------------------------------------------------------------------------------
+
+ShapedArray SettingsImpl::read(std::string_view name, std::string_view level) const {
+    const NodePtr setting = findSetting(name);
+    if (!level.empty())
+        return setting->valueOn(requireLevel(level, [this] { return getThisObjectImpl(); }));
+    for (const LevelIndex at : levelsInOrder)
+        if (ShapedArray value = setting->valueOn(at); !value.first.isVoid())
+            return value;
+    return {};
+}
+
+Array SettingsImpl::get(std::string_view name, std::string_view level) const {
+    const auto at = levelIndexOf(level);
+    if (at || level.empty()) [[likely]] {
+        const ReadSection section;
+        if (const LevelValues* values = peekValues(name)) [[likely]] {
+            const LevelSlots* slots = values->read();
+            if (slots == nullptr)
+                return {};
+            const std::size_t from = at ? position(*at) : slots->effectivePosition();
+            return from == levelCount ? Array() : slots->values[from];
+        }
+    }
+    return read(name, level).first; // aliases, groups, nodes of other processes, and every error
+}
+
+ShapedArray SettingsImpl::getAny(std::string_view name, std::string_view level) const {
+    return read(name, level);
+}
+
+bool SettingsImpl::isSet(std::string_view name, std::string_view level) const {
+    return !read(name, level).first.isVoid();
+}
+
+boost::optional<std::uint64_t> SettingsImpl::getDataTypeIndex(std::string_view name) const {
+    const NodePtr setting = findSetting(name);
+    const auto* local = dynamic_cast<const SettingsImpl*>(setting.get());
+    const std::uint8_t index = local == nullptr ? 0 : local->dataTypeIndex_.load(std::memory_order_relaxed);
+    return index == 0 ? boost::none : boost::optional<std::uint64_t>(index);
+}
+
+// ---- storing
+// ----------------------------------------------------------------------------------------------------
+
+SettingsImpl::WriterLock SettingsImpl::lockForWriting() const {
+    // Settings outside any group (removed ones that a handle keeps) share one lock.
+    static boost::shared_mutex orphans;
+    for (;;) {
+        auto parent = parentGroup();
+        const GroupState* state = parent == nullptr ? nullptr : parent->group_;
+        boost::upgrade_lock<boost::shared_mutex> lock(parent == nullptr ? orphans : parent->group_->mutex);
+        if (parent_.load(std::memory_order_seq_cst) == state)
+            return {std::move(parent), std::move(lock)};
+    }
+}
+
+void SettingsImpl::setValue(std::string_view name, const Array& value, bool isVector,
+                            std::string_view level) {
+    const NodeValue pair(followAlias(childOrThrow(name)), ShapedArray(value, isVector));
+    multipleSet({&pair, 1}, level, false);
+}
+
+SettingsImpl::StoreOutcome SettingsImpl::store(LevelIndex level, const ShapedArray& value) {
+    StoreOutcome outcome;
+    WriterLock lock = lockForWriting();
+    if (values_.on(level) == value)
+        return outcome;
+    ShapedArray before = values_.effective();
+    {
+        const boost::upgrade_to_unique_lock<boost::shared_mutex> unique(lock.lock);
+        values_.store(level, value);
+        recordDataType(value);
+    }
+    outcome.stored = true;
+    outcome.effectiveChanged = values_.effective() != before;
+    outcome.before = std::move(before.first);
+    return outcome;
+}
+
+void SettingsImpl::recordDataType(const ShapedArray& value) {
+    std::uint8_t none = 0;
+    if (!value.first.isVoid())
+        dataTypeIndex_.compare_exchange_strong(
+            none,
+            static_cast<std::uint8_t>(settingscore::boostany::variantIndexOf(value.first, value.second)),
+            std::memory_order_relaxed);
+}
+
+void SettingsImpl::announce(const StoreOutcome& outcome, LevelIndex level) {
+    VARNEK_LOG(nodeLog, info) << "Modify setting: " << getFullName(false, ".") << " at " << levelName(level)
+                              << " level.";
+    notify([&] {
+        const auto self = getThisObject();
+        return boost::make_shared<SettingsValueChangeEvent>(self, self->getListenerValueChangeEventType(),
+                                                            self->getRootIndex(), outcome.before);
+    });
+}
+
+void SettingsImpl::unset(std::string_view name, std::string_view level) {
+    const LevelIndex at = checkLevel(level);
+    const auto setting = boost::dynamic_pointer_cast<SettingsImpl>(findSetting(name)->unwrap());
+    if (setting == nullptr)
+        throw exception::NoSuchKey(getThisObjectImpl(), std::string(name));
+    if (setting->isReadOnly())
+        throw exception::CannotChangeValueForReadOnlySetting(setting->getThisObjectImpl());
+    StoreOutcome outcome;
+    {
+        WriterLock lock = setting->lockForWriting();
+        if (setting->values_.on(at).first.isVoid())
+            throw exception::ValueNotDefinedForGivenLevel(setting->getThisObjectImpl(), std::string(level));
+        outcome.before = setting->values_.effective().first;
+        const boost::upgrade_to_unique_lock<boost::shared_mutex> unique(lock.lock);
+        setting->values_.store(at, {});
+    }
+    if (setting->isConnectedToTheSettingsTree()) {
+        setting->announce(outcome, at);
+        setting->saveThisSubTree(at);
+    }
+    varnek::concurrency::reclaimIfDue();
+}
+
+// ---- values that come from files
+// ----------------------------------------------------------------------------------
+
+void SettingsImpl::loadValue(LevelIndex level, ShapedArray value) {
+    WriterLock lock = lockForWriting();
+    const boost::upgrade_to_unique_lock<boost::shared_mutex> unique(lock.lock);
+    recordDataType(value);
+    values_.store(level, std::move(value));
+}
+
+void SettingsImpl::unloadLevel(LevelIndex level) {
+    if (isLeafNode()) {
+        if (!values_.on(level).first.isVoid())
+            loadValue(level, {});
+        return;
+    }
+    for (const NodePtr& child : group_->children.inOrder())
+        child->unloadLevel(level);
+}
+
+bool SettingsImpl::hasAnythingToPersist(LevelIndex level) const {
+    if (originLevel() == level)
+        return true;
+    if (isLeafNode())
+        return !values_.on(level).first.isVoid();
+    const auto children = group_->children.inOrder();
+    return std::any_of(children.begin(), children.end(),
+                       [&](const NodePtr& child) { return child->hasAnythingToPersist(level); });
+}
+
+} // namespace settings::core::detail

@@ -1,0 +1,38 @@
+/// The settings trees of this process, by their root index.
+#pragma once
+
+#include "settingscore/settings/root/SettingsImplRoot.hpp"
+
+#include <boost/shared_ptr.hpp>
+
+#include <cstdint>
+
+namespace settings::core::detail {
+
+class LevelFileKeeper;
+
+/// The state of one tree: its root and the files behind it. Immutable once in the map.
+struct SettingsRootStateMgr {
+    boost::shared_ptr<SettingsImplRoot> root;
+    boost::shared_ptr<LevelFileKeeper> files;
+};
+
+/// Thread-safe without an outer lock.
+class RootStates {
+  public:
+    static RootStates& instance();
+
+    /// Empty when there is no tree of that index.
+    boost::shared_ptr<SettingsRootStateMgr> find(std::int32_t index) const;
+    /// False, and nothing changed, when the index is taken.
+    bool insert(std::int32_t index, boost::shared_ptr<SettingsRootStateMgr> state);
+    bool erase(std::int32_t index);
+
+  private:
+    RootStates();
+    ~RootStates();
+    struct Map;
+    Map* const map_;
+};
+
+} // namespace settings::core::detail

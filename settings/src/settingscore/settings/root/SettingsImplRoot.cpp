@@ -1,0 +1,82 @@
+#include "settingscore/settings/root/SettingsImplRoot.hpp"
+
+#include "settingscore/Settings.hpp"
+#include "settingscore/exception/Exceptions.hpp"
+#include "varnek/log/Channel.hpp"
+
+#include <boost/make_shared.hpp>
+
+#include <algorithm>
+
+namespace settings::core::detail {
+
+namespace {
+
+constexpr char rootName[] = "root";
+
+char lowered(char c) {
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+
+bool sameButForCase(std::string_view a, std::string_view b) {
+    return std::equal(a.begin(), a.end(), b.begin(), b.end(),
+                      [](char x, char y) { return lowered(x) == lowered(y); });
+}
+
+NodeSpec rootSpec() {
+    NodeSpec spec;
+    spec.name = rootName;
+    spec.origin = LevelIndex::factory;
+    return spec;
+}
+
+} // namespace
+
+SettingsImplRoot::SettingsImplRoot(TreeContext context)
+    : SettingsImpl(rootSpec(), true), context_(boost::make_shared<const TreeContext>(std::move(context))) {}
+
+boost::shared_ptr<SettingsImplRoot> SettingsImplRoot::make(TreeContext context) {
+    static varnek::log::Channel channel("settings::core::settingsImplRoot");
+    VARNEK_LOG(channel, info) << "SettingsImplRoot::SettingsImplRoot "
+                              << " RootIndex:" << context.rootIndex.index();
+    boost::shared_ptr<SettingsImplRoot> root(new SettingsImplRoot(std::move(context)));
+    finish(root);
+    return root;
+}
+
+NodePtr SettingsImplRoot::clashing(std::string_view name) const {
+    for (const NodePtr& child : group().children.inOrder())
+        if (sameButForCase(child->getName(), name))
+            return child;
+    return {};
+}
+
+NodePtr SettingsImplRoot::addSetting(std::string_view, const FactorySettingProperties&,
+                                     std::string_view level) {
+    checkLevel(level);
+    throw exception::CanNotAddKeyToRootException(getThisObject());
+}
+
+NodePtr SettingsImplRoot::createFactorySetting(std::string_view name, const FactorySettingProperties&) {
+    throw exception::CannotAddKeyToRoot(std::string(name));
+}
+
+void SettingsImplRoot::refuseClash(const NodePtr& existing) const {
+    throw exception::ErrorAddingTopLevelNode(existing->getName());
+}
+
+void SettingsImplRoot::adoptChildren(std::vector<NodePtr> children) {
+    for (auto child = children.begin(); child != children.end(); ++child) {
+        const std::string& name = (*child)->getName();
+        if (const NodePtr existing = clashing(name))
+            throw exception::ProductNodeAlreadyExisted(name, existing->getName());
+        const auto twin = std::find_if(children.begin(), child, [&](const NodePtr& other) {
+            return sameButForCase(other->getName(), name);
+        });
+        if (twin != child)
+            throw exception::ProductNodeAlreadyExisted(name, (*twin)->getName());
+    }
+    SettingsImpl::adoptChildren(std::move(children));
+}
+
+} // namespace settings::core::detail

@@ -1,0 +1,82 @@
+#include "settingscore/settings/root/TreeBuilder.hpp"
+
+#include "settingscore/FactoryFileLocation.hpp"
+#include "settingscore/Settings.hpp"
+#include "settingscore/exception/Exceptions.hpp"
+#include "settingscore/settings/file/FileLog.hpp"
+#include "settingscore/settings/file/LevelFileKeeper.hpp"
+#include "settingscore/settings/file/SettingsFileReader.hpp"
+#include "settingscore/settings/file/TreeLoader.hpp"
+
+#include <boost/make_shared.hpp>
+
+namespace settings::core::detail {
+
+namespace {
+
+class Builder {
+  public:
+    Builder(const RootIndex& index, std::filesystem::path factoryFolder)
+        : factoryFolder_(std::move(factoryFolder)), tree_{boost::make_shared<SettingsRootStateMgr>(), {}} {
+        tree_.state->files = boost::make_shared<LevelFileKeeper>();
+        TreeContext context;
+        context.rootIndex = index;
+        context.connected = true;
+        context.saves = tree_.state->files;
+        tree_.state->root = SettingsImplRoot::make(std::move(context));
+    }
+
+    BuiltTree build() {
+        if (!factoryFolder_.empty())
+            for (const FactoryFileLocation& location : readFactoryFileLocations(factoryFolder_))
+                addGroup(location);
+        for (const LevelIndex level : {LevelIndex::installation, LevelIndex::user})
+            tree_.state->files->loadAddedGroups(tree_.state->root, level);
+        for (const LevelFileStatus& status : tree_.state->files->allStatuses())
+            if (status.loaded == LoadOutcome::damaged || status.loaded == LoadOutcome::unreadable)
+                report(status.file, status.loadMessage);
+        return std::move(tree_);
+    }
+
+  private:
+    void addGroup(const FactoryFileLocation& location) {
+        const auto file = factoryFolder_ / location.factoryFile;
+        try {
+            const auto group = readGroup(location, file);
+            tree_.state->root->adoptChildren({group});
+            tree_.state->files->loadLevel(group, LevelIndex::installation);
+            tree_.state->files->loadLevel(group, LevelIndex::user);
+        } catch (const std::exception& failure) {
+            VARNEK_LOG(fileLog, error) << "Cannot read settings factory file:" << file.string()
+                                       << "Exception caught: " << failure.what();
+            report(file, failure.what());
+        }
+    }
+
+    NodePtr readGroup(const FactoryFileLocation& location, const std::filesystem::path& file) const {
+        SettingsFileContent content = readSettingsFile(file, FileUse::factory);
+        if (content.tree.name != location.toolboxGroupName)
+            throw std::runtime_error("the location file names the group \"" + location.toolboxGroupName +
+                                     "\", the factory file \"" + content.tree.name + "\"");
+        if (location.hidden)
+            content.tree.visible = false;
+        auto group = detail::buildTree(std::move(content.tree), LoadRules{});
+        group->setFactoryFile(file.string());
+        return group;
+    }
+
+    void report(const std::filesystem::path& file, std::string message) {
+        tree_.problems.push_back({file.string(), std::move(message)});
+    }
+
+    const std::filesystem::path factoryFolder_;
+    BuiltTree tree_;
+};
+
+} // namespace
+
+BuiltTree buildTree(const RootIndex& index, const std::filesystem::path& factoryFolder) {
+    return Builder(index, factoryFolder).build();
+}
+
+} // namespace settings::core::detail

@@ -1,0 +1,185 @@
+/// A group or a setting that lives in this process.
+///
+/// Reading takes no lock: children and values are immutable snapshots. Changes of one group's children and of
+/// its settings' values are serialised by that group's lock (rank "node" in ARCHITECTURE.md), which is never
+/// held while validators, listeners, save requests or the file system are called, and never together with
+/// another node's lock.
+#pragma once
+
+#include "settingscore/settings/node/AliasTable.hpp"
+#include "settingscore/settings/node/ChildTable.hpp"
+#include "settingscore/settings/node/SettingsNodeImpl.hpp"
+
+#include <boost/enable_shared_from_this.hpp>
+#include <boost/thread/lock_types.hpp>
+#include <boost/thread/shared_mutex.hpp>
+#include <boost/weak_ptr.hpp>
+
+#include <atomic>
+#include <functional>
+#include <memory>
+
+namespace settings::core::detail {
+
+class SettingsImpl;
+
+/// What only a group has. Children point here, so it outlives the group until no reader can see it.
+struct GroupState {
+    boost::weak_ptr<SettingsImpl> self;
+    boost::shared_mutex mutex; // rank "node": children, aliases and the values of the child settings
+    ChildTable children;
+    AliasTable aliases;
+    boost::optional<std::uint32_t> version;
+};
+
+/// How a node is to be made.
+struct NodeSpec {
+    std::string name;
+    LevelIndex origin = LevelIndex::factory;
+    ReadOnlyState readOnly = ReadOnlyState::inherited;
+    bool visible = true;
+    std::unique_ptr<NodeDefinition> definition;           // null: nothing beyond the above
+    boost::optional<std::uint32_t> version = boost::none; // groups only
+
+    /// The flags and the kept part of a definition.
+    static NodeSpec from(std::string_view name, const FactorySettingProperties& properties,
+                         LevelIndex origin);
+};
+
+class SettingsImpl : public SettingsNodeImpl, public boost::enable_shared_from_this<SettingsImpl> {
+  public:
+    static boost::shared_ptr<SettingsImpl> makeGroup(NodeSpec spec);
+    static boost::shared_ptr<SettingsImpl> makeSetting(NodeSpec spec);
+    ~SettingsImpl() override;
+
+    std::string getFullName(bool includeRoot, std::string_view separator) const override;
+    bool isSet(std::string_view name, std::string_view level) const override;
+    void unset(std::string_view name, std::string_view level) override;
+    boost::optional<std::uint64_t> getDataTypeIndex(std::string_view name) const override;
+    ConstNodePtr getChild(std::string_view name, bool load) const override;
+    NodePtr getChild(std::string_view name, bool load) override;
+    std::vector<ConstNodePtr> getChildren() const override;
+    std::vector<NodePtr> getChildren() override;
+    NodePtr getParent() const override;
+    bool isLeafNode() const override { return group_ == nullptr; }
+    bool isVisible() const override { return visible_.load(std::memory_order_relaxed); }
+    bool isReadOnly() const override;
+    bool isRoot() const override { return false; }
+    boost::optional<std::uint32_t> getVersionNumber() const override;
+    void mergeDescendants(const ConstNodePtr& other, std::string_view level) override;
+    RootIndex getRootIndex() const override;
+    NodePtr addSetting(std::string_view name, const FactorySettingProperties& definition,
+                       std::string_view level) override;
+    NodePtr addGroup(std::string_view name, const FactorySettingProperties& definition,
+                     std::string_view level) override;
+    bool isConnectedToTheSettingsTree() const override;
+    ShapedArray getAny(std::string_view name, std::string_view level) const override;
+    varnek::data::Array get(std::string_view name, std::string_view level) const override;
+    boost::shared_ptr<Settings> getThisObject() override;
+    void setValue(std::string_view name, const varnek::data::Array& value, bool isVector,
+                  std::string_view level) override;
+    std::vector<Failure> multipleSet(std::span<const NodeValue> values, std::string_view level,
+                                     bool collect) override;
+    std::vector<Failure> multipleValidate(std::span<const NodeValue> values, bool collect) const override;
+    void removeNode(std::string_view name) override;
+    void loadUserSettingsOncePerPrefdir() override;
+    bool needsSyncWithVCOSTree() const override { return needsSync_.load(std::memory_order_relaxed); }
+    void setSyncWithVCOSTree(bool sync) override { needsSync_.store(sync, std::memory_order_relaxed); }
+    void reloadFactoryFile(std::string_view name) override;
+
+    NodePtr findSetting(std::string_view name) const override;
+    LevelIndex checkLevel(std::string_view level) const override;
+    void saveThisSubTree(LevelIndex level) override;
+    NodePtr getTopLevelNodeForSave() override;
+    const std::string& getName() const override { return name_; }
+    NodeIdentity identity() const override;
+    boost::shared_ptr<const TreeContext> treeContext() const override;
+    LevelIndex originLevel() const override { return origin_; }
+    ReadOnlyState readOnlyState() const override { return readOnly_.load(std::memory_order_relaxed); }
+    bool hasAnythingToPersist(LevelIndex level) const override;
+    ShapedArray valueOn(LevelIndex level) const override { return values_.on(level); }
+    void loadValue(LevelIndex level, ShapedArray value) override;
+    void unloadLevel(LevelIndex level) override;
+    FactorySettingProperties definition() const override;
+    varnek::json::Object attributes() const override;
+    void setAttributes(varnek::json::Object attributes) override;
+    void setValidator(const ValidatorVariant& validator) override;
+    void validate() const override;
+    NodePtr createFactorySetting(std::string_view name, const FactorySettingProperties& definition) override;
+    void adoptChildren(std::vector<NodePtr> children) override;
+    void setParent(const NodePtr& parent) override;
+    const LevelValues* peekValues(std::string_view name) const noexcept override;
+    const SettingsNodeImpl* peekChild(std::string_view name) const noexcept override;
+    std::string aliasName() const override;
+    void registerFactoryFile(const std::u16string& file, const std::u16string& folder,
+                             const std::vector<UpgraderRecord>& upgraders, bool replace,
+                             std::string_view name) override;
+    void writeFactoryFile(const std::u16string& file, const std::vector<UpgraderRecord>& upgraders) override;
+    void loaderAdded(std::string_view name) override;
+    boost::shared_ptr<const Settings> getThisObjectImpl() const override;
+    NodePtr unwrap() override { return shared_from_this(); }
+    void checkStructureMayChange(const boost::shared_ptr<const Settings>& child, bool adding) const override;
+    const LevelValues* values() const noexcept override;
+
+    /// Of a top-level group: the factory file that its definitions come from, UTF-8; empty when there is
+    /// none.
+    std::string factoryFile() const;
+    void setFactoryFile(std::string path);
+
+  protected:
+    SettingsImpl(NodeSpec spec, bool isGroup);
+    /// Gives a node made by a derived class its self reference; call once, after the shared handle exists.
+    static void finish(const boost::shared_ptr<SettingsImpl>& node);
+
+    /// A node of the same family for a child that is added here.
+    virtual boost::shared_ptr<SettingsImpl> makeChild(NodeSpec spec, bool isGroup) const;
+    /// The child that leaves no room for one called `name`, or empty. Called under the group's lock as well.
+    virtual NodePtr clashing(std::string_view name) const;
+    [[noreturn]] virtual void refuseClash(const NodePtr& existing) const;
+
+    GroupState& group() const { return *group_; }
+
+  private:
+    struct WriterLock {
+        boost::shared_ptr<SettingsImpl> owner; // keeps the mutex alive; released after the lock
+        boost::upgrade_lock<boost::shared_mutex> lock;
+    };
+
+    struct StoreOutcome {
+        bool stored = false;
+        bool effectiveChanged = false;
+        varnek::data::Array before; // the effective value that was
+    };
+
+    boost::shared_ptr<SettingsImpl> parentGroup() const;
+    /// The lock that serialises writers of this setting's values, taken.
+    WriterLock lockForWriting() const;
+    StoreOutcome store(LevelIndex level, const ShapedArray& value);
+    void recordDataType(const ShapedArray& value);
+    void announce(const StoreOutcome& outcome, LevelIndex level);
+    void checkStorable(const ShapedArray& value) const;
+    void insertChild(const NodePtr& child);
+    void checkNewName(std::string_view name) const;
+    NodePtr childOrThrow(std::string_view name) const;
+    NodePtr followAlias(const NodePtr& child) const;
+    ShapedArray read(std::string_view name, std::string_view level) const;
+    NodePtr add(NodeSpec spec, bool isGroup, const ShapedArray& initial, LevelIndex level);
+    void announceAdded(const NodePtr& child);
+    void announceRemoved(const NodePtr& child);
+    void updateDefinition(const std::function<void(NodeDefinition&)>& change);
+
+    const std::string name_;
+    const std::uint64_t serial_;
+    const LevelIndex origin_;
+    std::atomic<ReadOnlyState> readOnly_;
+    std::atomic<bool> visible_;
+    std::atomic<bool> needsSync_{false};
+    std::atomic<bool> isAlias_{false};
+    std::atomic<std::uint8_t> dataTypeIndex_{0}; // 0: none recorded
+    std::atomic<const GroupState*> parent_{nullptr};
+    varnek::concurrency::Snapshot<NodeDefinition> definition_;
+    LevelValues values_;      // of a setting
+    GroupState* const group_; // of a group, owned; handed to the reclamation at the end
+};
+
+} // namespace settings::core::detail

@@ -1,0 +1,68 @@
+/// A connected settings tree with its files in a folder of its own, and access to what the files hold.
+#pragma once
+
+#include "support/TempFolder.hpp"
+#include "support/TestTree.hpp"
+
+#include "settingscore/settings/file/LevelFileKeeper.hpp"
+#include "varnek/log/Channel.hpp"
+#include "json/Value.hpp"
+
+#include <functional>
+
+namespace settings::test {
+
+using core::LevelIndex;
+using core::detail::LevelFileKeeper;
+using core::detail::LevelFileStatus;
+using core::detail::LoadOutcome;
+using core::detail::SaveOutcome;
+
+/// A process that starts with the files below `base`: make one, define groups, load them.
+class FileTree {
+  public:
+    explicit FileTree(const std::filesystem::path& base);
+
+    /// Adds a factory group below the root.
+    Handle group(const std::string& name) const { return TestTree::childGroup(root, name); }
+    /// Reads the group's values of both levels.
+    void load(const Handle& group) const;
+    std::filesystem::path file(const std::string& group, LevelIndex level = LevelIndex::user) const {
+        return keeper->fileOf(group, level);
+    }
+    LevelFileStatus status(const std::string& group, LevelIndex level = LevelIndex::user) const {
+        return keeper->status(group, level);
+    }
+
+    boost::shared_ptr<LevelFileKeeper> keeper;
+    boost::shared_ptr<core::detail::SettingsImplRoot> rootNode;
+    Handle root;
+};
+
+/// The lines that the channel of settings files writes while it lives.
+class FileLogLines {
+  public:
+    FileLogLines();
+    ~FileLogLines();
+    /// Those since the last call that contain `text`.
+    std::vector<std::string> take(std::string_view text = {});
+
+  private:
+    varnek::log::Sink before_;
+};
+
+// What is in a package.
+
+std::vector<std::string> partsOf(const std::filesystem::path& file);
+std::string partText(const std::filesystem::path& file, const std::string& part);
+varnek::json::Object partJson(const std::filesystem::path& file, const std::string& part);
+/// The setting object of that name in the JSON of a group.
+const varnek::json::Object& settingIn(const varnek::json::Object& group, std::string_view name);
+void putPart(const std::filesystem::path& file, const std::string& part, const std::string& text);
+void deletePart(const std::filesystem::path& file, const std::string& part);
+/// Rewrites a file, encrypted with the password.
+void encrypt(const std::filesystem::path& file, const std::string& password);
+
+inline const std::string topPart = "/settingstree/settings.json";
+
+} // namespace settings::test

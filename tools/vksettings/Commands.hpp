@@ -1,0 +1,74 @@
+/// What the tool can do, apart from how its command line looks. Every command writes its result to `out` and
+/// raises an exception when it is refused; main turns that into a message and an exit code.
+#pragma once
+
+#include <ostream>
+#include <string>
+#include <vector>
+
+namespace vksettings {
+
+/// Documented in the README: scripts rely on them.
+enum ExitCode { done = 0, refused = 1, usage = 2, fileOrSystem = 3 };
+
+struct ListOptions {
+    std::string name; // empty: the root
+    bool recursive = false;
+    bool hidden = false;
+    bool json = false;
+};
+void list(const ListOptions& options, std::ostream& out);
+
+struct GetOptions {
+    std::string name;
+    std::string level; // empty: the effective value
+    bool json = false;
+};
+void get(const GetOptions& options, std::ostream& out);
+
+struct SetOptions {
+    std::string name;
+    std::string value;
+    std::string level = "user";
+    bool json = false; // the value is JSON, whatever the type of the setting
+};
+void set(const SetOptions& options);
+
+void unset(const std::string& name, const std::string& level);
+
+struct ExplainOptions {
+    std::string name;
+    bool json = false;
+};
+void explain(const ExplainOptions& options, std::ostream& out);
+
+struct ExportOptions {
+    std::vector<std::string> names;
+    std::string file;
+    std::string level = "user";
+};
+void exportSettings(const ExportOptions& options, std::ostream& out);
+
+struct ImportOptions {
+    std::string file;
+    std::string level = "user";
+    bool merge = false; // store the values; otherwise only show what the file holds
+};
+void importSettings(const ImportOptions& options, std::ostream& out);
+
+struct DumpOptions {
+    std::string file;
+    std::string password; // of an encrypted file
+};
+void dump(const DumpOptions& options, std::ostream& out);
+
+void factoryBuild(const std::string& document, const std::string& file, std::ostream& out);
+void factoryInstall(const std::string& file, bool hidden, std::ostream& out);
+
+struct GSchemaOptions {
+    std::vector<std::string> files;
+    std::string folder; // where the documents go; empty: the current one
+};
+void factoryFromGSchema(const GSchemaOptions& options, std::ostream& out);
+
+} // namespace vksettings

@@ -1,0 +1,62 @@
+// factory build, install and from-gschema: what toolbox authors do.
+
+#include "Commands.hpp"
+
+#include "settingscore/FactoryFileLocation.hpp"
+#include "settingscore/factoryfile/FactoryFileGenerator.hpp"
+#include "settingscore/factoryfile/GSchemaConverter.hpp"
+#include "settingscore/level/SettingsLevelManager.hpp"
+#include "varnek/files/FileReplacement.hpp"
+#include "varnek/files/PathText.hpp"
+
+#include <filesystem>
+#include <stdexcept>
+
+namespace vksettings {
+
+namespace {
+
+std::filesystem::path absolute(const std::string& file) {
+    return std::filesystem::absolute(file).lexically_normal();
+}
+
+std::filesystem::path factoryFolder() {
+    const auto* level = settings::core::getSettingsLevelManagerInstance()->getSettingsLevelByName("factory");
+    if (level->levelRootPath().empty())
+        throw std::runtime_error("there is no factory folder: set SETTINGS_FACTORYDIR");
+    return varnek::files::pathFromUtf16(level->levelRootPath());
+}
+
+} // namespace
+
+void factoryBuild(const std::string& document, const std::string& file, std::ostream& out) {
+    const auto generator = varnek::settings::FactoryFileGenerator::fromDocument(absolute(document));
+    generator.write(absolute(file));
+    out << "wrote " << file << ": definitions of \"" << generator.getGroup().getName() << "\"\n";
+}
+
+void factoryInstall(const std::string& file, bool hidden, std::ostream& out) {
+    const auto copy = settings::core::installFactoryFile(absolute(file), factoryFolder(), hidden);
+    out << "installed " << copy.string() << '\n';
+}
+
+void factoryFromGSchema(const GSchemaOptions& options, std::ostream& out) {
+    varnek::settings::GSchemaConverter converter;
+    for (const std::string& file : options.files)
+        converter.addFile(absolute(file));
+    const auto result = converter.convert();
+    const std::filesystem::path folder = options.folder.empty() ? "." : options.folder;
+    for (const auto& document : result.documents) {
+        const auto target = folder / (document.groupName + ".json");
+        varnek::files::replaceFile(absolute(target.string()), document.text,
+                                   {.temporaryDirectoryRoot = {}, .mode = 0644});
+        out << "wrote " << target.string() << '\n';
+    }
+    for (const auto& left : result.unmapped)
+        out << "not mapped: " << left.schema << (left.key.empty() ? "" : " " + left.key) << ": "
+            << left.reason << '\n';
+    out << "mapped " << result.mappedKeys << " keys of " << options.files.size() << " files, not mapped "
+        << result.unmappedKeys() << '\n';
+}
+
+} // namespace vksettings

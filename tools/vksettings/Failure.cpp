@@ -1,0 +1,180 @@
+#include "Failure.hpp"
+
+#include "SaveOutcome.hpp"
+
+#include "opc/PackageError.hpp"
+#include "settingscore/FactoryFileLocation.hpp"
+#include "settingscore/Settings.hpp"
+#include "settingscore/exception/Exceptions.hpp"
+#include "settingscore/factoryfile/InvalidDefinition.hpp"
+#include "varnek/files/FileError.hpp"
+#include "json/Value.hpp"
+
+#include <filesystem>
+
+namespace vksettings {
+
+namespace {
+
+namespace ex = settings::core::exception;
+
+std::string utf8(const std::u16string& text) {
+    return std::string(varnek::json::Value(text).asString());
+}
+
+std::string quoted(const std::string& text) {
+    return "\"" + text + "\"";
+}
+
+std::string nameOf(const ex::ObjectHandle& object) {
+    return object == nullptr ? "" : object->getFullName();
+}
+
+std::string below(const ex::ObjectHandle& group) {
+    const std::string name = nameOf(group);
+    return name.empty() ? "at the top" : "below " + quoted(name);
+}
+
+std::string joined(const std::vector<std::string>& texts) {
+    std::string all;
+    for (const std::string& text : texts)
+        all += (all.empty() ? "" : ", ") + text;
+    return all;
+}
+
+/// Tries one class; on a match the sentence it makes of it ends the search.
+class Sentences {
+  public:
+    explicit Sentences(const std::exception& failure) : failure_(failure) {}
+
+    template <class Failure, class Make>
+    Sentences& on(ExitCode code, Make make) {
+        if (result_.message.empty())
+            if (const auto* found = dynamic_cast<const Failure*>(&failure_))
+                result_ = {make(*found), code};
+        return *this;
+    }
+    template <class Failure>
+    Sentences& on(ExitCode code) {
+        return on<Failure>(code, [](const Failure& failure) { return std::string(failure.what()); });
+    }
+    Explained result() const { return result_; }
+
+  private:
+    const std::exception& failure_;
+    Explained result_;
+};
+
+void describeTreeFailures(Sentences& sentences) {
+    sentences
+        .on<ex::InvalidNodePath>(
+            refused,
+            [](const auto& f) { return "there is no group or setting " + quoted(f.getInvalidName()); })
+        .on<ex::NoSuchKey>(refused,
+                           [](const auto& f) {
+                               return "there is no setting " + quoted(f.getInputName()) + " " +
+                                      below(f.getObjectInvovled());
+                           })
+        .on<ex::NotAKeyName>(refused,
+                             [](const auto& f) {
+                                 return quoted(f.getInputName()) + " " + below(f.getObjectInvovled()) +
+                                        " is a group, not a setting";
+                             })
+        .on<ex::UnSupportedLevel>(refused,
+                                  [](const auto& f) {
+                                      return "there is no level " + quoted(f.getInputLevel()) +
+                                             "; levels are: " + joined(f.getSupportedLevelList());
+                                  })
+        .on<ex::CantModifyValuesOnReadOnlyLevel>(refused,
+                                                 [](const auto& f) {
+                                                     return "the level " + quoted(f.getLevelToModify()) +
+                                                            " cannot be changed here (" +
+                                                            nameOf(f.getObjectInvovled()) + ")";
+                                                 })
+        .on<ex::CannotChangeValueForReadOnlySetting>(
+            refused, [](const auto& f) { return quoted(nameOf(f.getCausingObject())) + " is read-only"; })
+        .on<ex::ValueNotDefinedForGivenLevel>(refused,
+                                              [](const auto& f) {
+                                                  return quoted(nameOf(f.getObjectInvovled())) +
+                                                         " has no value on level " + quoted(f.getLevel());
+                                              })
+        .on<ex::ErrorMergingNodesWithDiffAttr>(
+            refused,
+            [](const auto& f) {
+                return quoted(nameOf(f.getDesObject())) +
+                       " is a group on one side and a setting on the other";
+            })
+        .on<ex::ErrorExportMultipleNodesBelongsToDiffProducts>(refused,
+                                                               [](const auto& f) {
+                                                                   return "one file holds one product, not " +
+                                                                          quoted(utf8(f.getProduct1Name())) +
+                                                                          " and " +
+                                                                          quoted(utf8(f.getProduct2Name()));
+                                                               })
+        .on<ex::ProductNodeAlreadyExisted>(refused, [](const auto& f) {
+            return "there is a product " + quoted(f.getExistingName()) + " already; " +
+                   quoted(f.getInputName()) + " may not differ from it by case only";
+        });
+}
+
+void describeValueFailures(Sentences& sentences) {
+    sentences
+        .on<ex::ValueIsNotInRange>(refused,
+                                   [](const auto& f) {
+                                       return quoted(nameOf(f.getCausingObject())) + ": " +
+                                              utf8(f.getValueToSetStr()) + " is not in the range from " +
+                                              utf8(f.getMinValueStr()) + " to " + utf8(f.getMaxValueStr());
+                                   })
+        .on<ex::ValueIsNotOneOfTheChoicesAndNotInRange>(refused,
+                                                        [](const auto& f) {
+                                                            return quoted(nameOf(f.getCausingObject())) +
+                                                                   ": " + utf8(f.getValueToSetStr()) +
+                                                                   " is none of " + utf8(f.getChoicesStr());
+                                                        })
+        .on<ex::UnsupportedType>(refused,
+                                 [](const auto& f) {
+                                     return quoted(nameOf(f.getCausingObject())) +
+                                            " cannot hold a value of type " + f.getTypeName();
+                                 })
+        .on<ex::ValidationException>(
+            refused, [](const auto& f) { return quoted(nameOf(f.getCausingObject())) + ": " + f.what(); })
+        .on<std::invalid_argument>(refused);
+}
+
+void describeFileFailures(Sentences& sentences) {
+    sentences.on<NotSaved>(fileOrSystem)
+        .on<varnek::settings::InvalidDefinition>(refused)
+        .on<ex::FileDoesNotExist>(
+            fileOrSystem, [](const auto& f) { return utf8(f.getFilePath()) + ": there is no such file"; })
+        .on<ex::FileCannotBeOpened>(
+            fileOrSystem, [](const auto& f) { return utf8(f.getFilePath()) + ": cannot be opened"; })
+        .on<ex::PackageCannotBeOpened>(fileOrSystem,
+                                       [](const auto& f) { return utf8(f.getFilePath()) + ": " + f.what(); })
+        .on<ex::ErrorWriteToTempSettingsFile>(fileOrSystem,
+                                              [](const auto& f) {
+                                                  return utf8(f.getTempFilePath()) + ": " + f.what() + " " +
+                                                         utf8(f.getDetail());
+                                              })
+        .on<ex::ErrorReadingSettingsData>(fileOrSystem)
+        .on<ex::SettingsFileNotWritten>(fileOrSystem)
+        .on<settings::core::MalformedLocationFile>(fileOrSystem)
+        .on<opc::PackageError>(fileOrSystem)
+        .on<varnek::files::FileError>(fileOrSystem)
+        .on<std::filesystem::filesystem_error>(fileOrSystem)
+        .on<std::system_error>(fileOrSystem);
+}
+
+} // namespace
+
+Explained explainFailure(const std::exception& failure) {
+    Sentences sentences(failure);
+    describeTreeFailures(sentences);
+    describeValueFailures(sentences);
+    describeFileFailures(sentences);
+    Explained explained = sentences.result();
+    if (explained.message.empty())
+        explained = {failure.what(), refused};
+    return explained;
+}
+
+} // namespace vksettings

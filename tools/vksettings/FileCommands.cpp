@@ -1,0 +1,132 @@
+// export, import and dump: settings files outside the tree.
+
+#include "Commands.hpp"
+#include "SaveOutcome.hpp"
+#include "Tree.hpp"
+#include "ValueText.hpp"
+
+#include "opc/model/Package.hpp"
+#include "opc/qfpackaging/Encryption.hpp"
+#include "opc/qfservices/CorePropertiesManager.hpp"
+#include "opc/qfservices/FileSystemManager.hpp"
+#include "varnek/files/PathText.hpp"
+#include "json/ParseError.hpp"
+#include "json/Parser.hpp"
+#include "json/Writer.hpp"
+
+#include <filesystem>
+
+namespace vksettings {
+
+namespace json = varnek::json;
+
+namespace {
+
+std::filesystem::path absolute(const std::string& file) {
+    return std::filesystem::absolute(file).lexically_normal();
+}
+
+std::u16string absoluteUtf16(const std::string& file) {
+    return varnek::files::utf16FromPath(absolute(file));
+}
+
+std::size_t countValues(const settings::core::Settings& group, const std::string& level) {
+    std::size_t count = 0;
+    for (const Handle& child : group.getChildren())
+        if (!child->isLeafNode())
+            count += countValues(*child, level);
+        else if (group.isSet(child->getName(), level))
+            ++count;
+    return count;
+}
+
+void showValues(const settings::core::Settings& group, const std::string& prefix, const std::string& level,
+                std::ostream& out) {
+    for (const Handle& child : group.getChildren()) {
+        const std::string name = prefix + "." + child->getName();
+        if (!child->isLeafNode())
+            showValues(*child, name, level, out);
+        else if (group.isSet(child->getName(), level))
+            out << name << " = " << shown(group.get(child->getName(), level)) << '\n';
+    }
+}
+
+json::Object shownProperties(const opc::qfservices::CoreProperties& properties) {
+    json::Object object;
+    const auto add = [&](const char* name, const std::string& text) {
+        if (!text.empty())
+            object.set(name, text);
+    };
+    add("title", properties.title);
+    add("contentType", properties.contentType);
+    add("version", properties.version);
+    add("creator", properties.creator);
+    add("created", properties.created);
+    add("modified", properties.modified);
+    if (properties.revision != 0)
+        object.set("revision", properties.revision);
+    return object;
+}
+
+/// JSON parts as JSON, everything else as text.
+json::Value shownPart(const std::string& bytes) {
+    try {
+        return json::parse(bytes);
+    } catch (const json::ParseError&) {
+        return bytes;
+    }
+}
+
+void collectParts(const opc::qfservices::FileSystemManager& files, std::u16string_view folder,
+                  json::Object& parts) {
+    for (const auto& entry : files.getChildren(folder)) {
+        if (entry.isFolder()) {
+            collectParts(files, entry.getPathName(), parts);
+            continue;
+        }
+        const json::Value name(entry.getPathName());
+        parts.set(name.asString(), shownPart(*files.getFileContentSource(entry.getPathName())));
+    }
+}
+
+} // namespace
+
+void exportSettings(const ExportOptions& options, std::ostream& out) {
+    std::vector<boost::shared_ptr<const settings::core::Settings>> nodes;
+    for (const std::string& name : options.names)
+        nodes.push_back(resolve(name));
+    settings::core::Settings::exportSettings(nodes, absoluteUtf16(options.file), options.level);
+    out << "exported to " << options.file << '\n';
+}
+
+void importSettings(const ImportOptions& options, std::ostream& out) {
+    const Handle input =
+        settings::core::Settings::importAsStandaloneObject(absoluteUtf16(options.file), options.level);
+    if (!options.merge) {
+        showValues(*input, input->getName(), options.level, out);
+        return;
+    }
+    const Handle product = resolve(input->getName());
+    product->mergeDescendants(input, options.level);
+    requireSaved(*product, options.level);
+    out << "merged " << countValues(*input, options.level) << " values into \"" << input->getName()
+        << "\" on level \"" << options.level << "\"\n";
+}
+
+void dump(const DumpOptions& options, std::ostream& out) {
+    auto package = opc::model::Package::open(absolute(options.file));
+    if (!options.password.empty())
+        opc::qfpackaging::enableDecryptionFromPassword(package, {options.password});
+    json::Object parts;
+    const opc::qfservices::FileSystemManager files(package);
+    collectParts(files, u"/", parts);
+    json::Object document;
+    document.set("file", options.file);
+    document.set("encrypted", files.isEncrypted());
+    document.set("coreProperties",
+                 shownProperties(opc::qfservices::CorePropertiesManager(package).getCoreProperties()));
+    document.set("parts", std::move(parts));
+    out << json::writeIndented(json::Value(std::move(document))) << '\n';
+}
+
+} // namespace vksettings

@@ -1,0 +1,164 @@
+// list, get and explain: what the tree holds.
+
+#include "Commands.hpp"
+#include "Tree.hpp"
+#include "ValueText.hpp"
+
+#include "settingscore/SettingExplanation.hpp"
+#include "json/Writer.hpp"
+
+namespace vksettings {
+
+namespace json = varnek::json;
+using varnek::data::Array;
+
+namespace {
+
+json::Object described(const std::string& fullName, const Array& value, const std::string& level) {
+    json::Array dimensions;
+    for (const std::size_t extent : value.dimensions())
+        dimensions.push_back(extent);
+    json::Object object;
+    object.set("name", fullName);
+    object.set("value", asJson(value));
+    object.set("type", value.isVoid() ? json::Value() : json::Value(varnek::data::className(value.type())));
+    object.set("dimensions", std::move(dimensions));
+    object.set("level", level.empty() ? json::Value() : json::Value(level));
+    return object;
+}
+
+/// Walks a subtree and hands every visible setting, and every group that is not walked into, to the two
+/// functions.
+class Walk {
+  public:
+    Walk(const ListOptions& options, std::ostream& out) : options_(options), out_(out) {}
+
+    void visit(const Handle& group) {
+        for (const Handle& child : group->getChildren()) {
+            if (!child->isVisible() && !options_.hidden)
+                continue;
+            if (child->isLeafNode())
+                show({group, child->getName(), child});
+            else if (options_.recursive)
+                visit(child);
+            else if (!options_.json)
+                out_ << child->getFullName() << ".\n";
+            else
+                objects_.push_back(describedGroup(child));
+        }
+    }
+    void show(const Setting& setting) {
+        const std::string level = effectiveLevel(setting);
+        const Array value = setting.group->get(setting.name);
+        if (options_.json)
+            objects_.push_back(described(setting.handle->getFullName(), value, level));
+        else
+            out_ << setting.handle->getFullName() << " = " << shown(value)
+                 << (level.empty() || level == "factory" ? "" : "  (" + level + ")") << '\n';
+    }
+    void finish() {
+        if (options_.json)
+            out_ << json::writeIndented(json::Value(std::move(objects_))) << '\n';
+    }
+
+  private:
+    static json::Object describedGroup(const Handle& group) {
+        json::Object object;
+        object.set("name", group->getFullName());
+        object.set("type", "group");
+        return object;
+    }
+
+    const ListOptions& options_;
+    std::ostream& out_;
+    json::Array objects_;
+};
+
+json::Object asJson(const settings::core::SettingExplanation& e) {
+    json::Array levels;
+    for (const auto& level : e.levels) {
+        json::Object object;
+        object.set("level", level.level);
+        object.set("isSet", !level.value.isVoid());
+        object.set("value", vksettings::asJson(level.value));
+        object.set("isVector", level.isVector);
+        object.set("wins", level.wins);
+        object.set("file", level.file.empty() ? json::Value() : json::Value(level.file));
+        object.set("fileExists", level.fileExists);
+        levels.push_back(std::move(object));
+    }
+    json::Array validators;
+    for (const std::string& validator : e.validators)
+        validators.push_back(validator);
+    json::Object object;
+    object.set("name", e.fullName);
+    object.set("aliasOf", e.aliasOf.empty() ? json::Value() : json::Value(e.aliasOf));
+    object.set("title", e.title);
+    object.set("description", e.description);
+    object.set("visible", e.visible);
+    object.set("readOnly", e.readOnly);
+    object.set("definedOn", e.originLevel);
+    object.set("validators", std::move(validators));
+    object.set("validationFunction", e.validationFunction);
+    object.set("runTimeDefault", e.runTimeDefault);
+    object.set("levels", std::move(levels));
+    return object;
+}
+
+void writeLine(std::ostream& out, const char* label, const std::string& text) {
+    if (!text.empty())
+        out << "  " << label << text << '\n';
+}
+
+} // namespace
+
+void list(const ListOptions& options, std::ostream& out) {
+    Walk walk(options, out);
+    const Handle start = options.name.empty() ? root() : resolve(options.name);
+    if (start->isLeafNode())
+        walk.show(resolveSetting(options.name));
+    else
+        walk.visit(start);
+    walk.finish();
+}
+
+void get(const GetOptions& options, std::ostream& out) {
+    const Setting setting = resolveSetting(options.name);
+    const Array value = setting.group->get(setting.name, options.level);
+    const std::string level = options.level.empty() ? effectiveLevel(setting) : options.level;
+    if (options.json)
+        out << json::write(described(setting.handle->getFullName(), value, level)) << '\n';
+    else
+        out << shown(value) << '\n';
+}
+
+void explain(const ExplainOptions& options, std::ostream& out) {
+    const auto e = settings::core::explain(*resolveSetting(options.name).handle);
+    if (options.json) {
+        out << json::writeIndented(asJson(e)) << '\n';
+        return;
+    }
+    out << e.fullName << '\n';
+    writeLine(out, "", e.title);
+    writeLine(out, "", e.description);
+    writeLine(out, "alias of: ", e.aliasOf);
+    for (const auto& level : e.levels) {
+        out << (level.wins ? "> " : "  ") << level.level << std::string(14 - level.level.size(), ' ')
+            << shown(level.value);
+        if (!level.value.isVoid())
+            out << "  [" << typeShown(level.value) << (level.isVector ? ", vector]" : "]");
+        if (level.level == "session")
+            out << "  (memory only)";
+        else if (!level.file.empty())
+            out << "  (" << level.file << (level.fileExists ? ")" : ", no such file yet)");
+        out << '\n';
+    }
+    out << "  flags: " << (e.visible ? "visible" : "hidden") << ", "
+        << (e.readOnly ? "read-only" : "writable") << ", defined on level \"" << e.originLevel << "\"\n";
+    for (const std::string& validator : e.validators)
+        writeLine(out, e.validators.size() == 1 ? "must be: " : "may be: ", validator);
+    writeLine(out, "checked by: ", e.validationFunction);
+    writeLine(out, "default computed by: ", e.runTimeDefault);
+}
+
+} // namespace vksettings

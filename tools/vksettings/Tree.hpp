@@ -1,0 +1,33 @@
+/// The settings tree of the tool: the one every application of this installation sees.
+#pragma once
+
+#include "settingscore/Settings.hpp"
+
+#include <boost/shared_ptr.hpp>
+
+#include <string>
+
+namespace vksettings {
+
+using Handle = boost::shared_ptr<settings::core::Settings>;
+
+/// The root; files that could not be loaded are reported on standard error, once.
+Handle root();
+
+/// The group or setting of that full name; InvalidNodePath. Names that contain dots themselves are found as
+/// well.
+Handle resolve(const std::string& fullName);
+
+/// A setting with the group it is found in.
+struct Setting {
+    Handle group;
+    std::string name;
+    Handle handle;
+};
+/// InvalidNodePath for nothing, NotAKeyName for a group.
+Setting resolveSetting(const std::string& fullName);
+
+/// The level whose value is in effect; empty when none is set.
+std::string effectiveLevel(const Setting& setting);
+
+} // namespace vksettings

@@ -1,0 +1,151 @@
+// The command line of vksettings: which commands and options there are, and what their exit codes mean.
+
+#include "Commands.hpp"
+#include "Failure.hpp"
+
+#include <CLI/CLI.hpp>
+
+#include <csignal>
+#include <functional>
+#include <iostream>
+
+namespace {
+
+using namespace vksettings;
+
+/// What the parsed command line asks for.
+using Job = std::function<void()>;
+
+CLI::App* command(CLI::App& app, const std::string& name, const std::string& help, Job& job, Job action) {
+    CLI::App* added = app.add_subcommand(name, help);
+    added->callback([&job, action] { job = action; });
+    return added;
+}
+
+void addLevel(CLI::App* to, std::string& level, const std::string& help) {
+    to->add_option("--level", level, help)->capture_default_str();
+}
+
+void addReading(CLI::App& app, Job& job) {
+    static ListOptions listing;
+    auto* list = command(app, "list", "Show the settings of a group", job,
+                         [] { vksettings::list(listing, std::cout); });
+    list->add_option("NAME", listing.name, "Full name of a group or setting; all groups without it");
+    list->add_flag("-r,--recursive", listing.recursive, "Groups within groups as well");
+    list->add_flag("-a,--all", listing.hidden, "Hidden groups and settings as well");
+    list->add_flag("--json", listing.json, "Print a JSON array");
+
+    static GetOptions getting;
+    auto* get = command(app, "get", "Print a value", job, [] { vksettings::get(getting, std::cout); });
+    get->add_option("NAME", getting.name, "Full name of a setting")->required();
+    addLevel(get, getting.level, "One level; without it the value in effect");
+    get->add_flag("--json", getting.json, "Print a JSON object with name, value, type, dimensions and level");
+
+    static ExplainOptions explaining;
+    auto* explain = command(app, "explain", "Show what every level says and which one decides", job,
+                            [] { vksettings::explain(explaining, std::cout); });
+    explain->add_option("NAME", explaining.name, "Full name of a setting")->required();
+    explain->add_flag("--json", explaining.json, "Print a JSON object");
+}
+
+void addWriting(CLI::App& app, Job& job) {
+    static SetOptions setting;
+    auto* set = command(app, "set", "Store a value", job, [] { vksettings::set(setting); });
+    set->add_option("NAME", setting.name, "Full name of a setting")->required();
+    set->add_option("VALUE", setting.value,
+                    "A value of the setting's type: text, number, true, [1,2], [[1,2],[3,4]]")
+        ->required();
+    addLevel(set, setting.level, "Where to store it");
+    set->add_flag("--json", setting.json,
+                  "VALUE is JSON whatever the type: plain, or {\"qfdata\":...,\"qftype\":...}");
+
+    static std::string name, level = "user";
+    auto* unset =
+        command(app, "unset", "Drop the value of one level", job, [] { vksettings::unset(name, level); });
+    unset->add_option("NAME", name, "Full name of a setting")->required();
+    addLevel(unset, level, "Which one");
+}
+
+void addFiles(CLI::App& app, Job& job) {
+    static ExportOptions exporting;
+    auto* out = command(app, "export", "Write the values of a level to a settings file", job, [] {
+        exporting.file = exporting.names.back();
+        exporting.names.pop_back();
+        vksettings::exportSettings(exporting, std::cout);
+    });
+    out->add_option("NAME... FILE", exporting.names,
+                    "Groups or settings of one product, then the file to write")
+        ->required()
+        ->expected(2, -1);
+    addLevel(out, exporting.level, "Whose values");
+
+    static ImportOptions importing;
+    auto* in = command(app, "import", "Read a settings file; with --merge store its values", job,
+                       [] { vksettings::importSettings(importing, std::cout); });
+    in->add_option("FILE", importing.file, "A settings file")->required();
+    in->add_flag("--merge", importing.merge, "Store the values in the settings of the same names");
+    addLevel(in, importing.level, "The level that the file's values are for");
+
+    static DumpOptions dumping;
+    auto* dump = command(app, "dump", "Print any settings file as JSON", job,
+                         [] { vksettings::dump(dumping, std::cout); });
+    dump->add_option("FILE", dumping.file, "A settings file")->required();
+    dump->add_option("--password", dumping.password, "Of an encrypted file");
+}
+
+void addFactory(CLI::App& app, Job& job) {
+    CLI::App* factory = app.add_subcommand("factory", "For toolbox authors: definitions and factory files");
+    factory->require_subcommand(1);
+
+    static std::string document, file;
+    auto* build = command(*factory, "build", "Make a factory file of a definition document", job,
+                          [] { factoryBuild(document, file, std::cout); });
+    build->add_option("DOCUMENT", document, "JSON definition document")->required();
+    build->add_option("FILE", file, "Factory file to write")->required();
+
+    static std::string installed;
+    static bool hidden = false;
+    auto* install = command(*factory, "install", "Copy a factory file below the factory folder and list it",
+                            job, [] { factoryInstall(installed, hidden, std::cout); });
+    install->add_option("FILE", installed, "A factory file")->required();
+    install->add_flag("--hidden", hidden, "The group is not shown to users");
+
+    static GSchemaOptions schemas;
+    auto* convert = command(*factory, "from-gschema", "Turn GSettings schemas into definition documents", job,
+                            [] { factoryFromGSchema(schemas, std::cout); });
+    convert->add_option("FILE", schemas.files, "GSettings schema files (*.gschema.xml)")->required();
+    convert->add_option("-o,--output", schemas.folder, "Folder for the documents");
+}
+
+int run(int argc, char** argv) {
+    CLI::App app("Reads, changes and explains levelled settings.", "vksettings");
+    app.set_version_flag("--version", VKSETTINGS_VERSION);
+    app.require_subcommand(1);
+    app.footer("Exit codes: 0 done, 1 refused or not found, 2 wrong usage, 3 file or system error.");
+    Job job;
+    addReading(app, job);
+    addWriting(app, job);
+    addFiles(app, job);
+    addFactory(app, job);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        return app.exit(error) == 0 ? done : usage;
+    }
+    job();
+    std::cout.flush();
+    return std::cout ? done : fileOrSystem;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    std::signal(SIGPIPE, SIG_IGN); // a reader that has seen enough is no crash
+    try {
+        return run(argc, argv);
+    } catch (const std::exception& failure) {
+        const vksettings::Explained explained = vksettings::explainFailure(failure);
+        std::cerr << "vksettings: " << explained.message << '\n';
+        return explained.code;
+    }
+}
