@@ -1,5 +1,5 @@
-/// The hand-written minimum that does the same work as a levelled read: a hash table per group, four optional values
-/// per setting, the first that is set. No trees, no types, no locks, no events, no definitions.
+/// The hand-written minimum that does the same work as a levelled read: a hash table per group, four optional
+/// values per setting, the first that is set. No trees, no types, no locks, no events, no definitions.
 #pragma once
 
 #include <array>
@@ -35,7 +35,8 @@ class FloorGroup {
         for (std::size_t at = hash(name); slots_[at] != 0; at = (at + 1) & (slots_.size() - 1)) {
             const Setting& setting = settings_[slots_[at] - 1];
             if (setting.name == name)
-                return setting.set == 0 ? nullptr : &setting.values[std::size_t(std::countr_zero(setting.set))];
+                return setting.set == 0 ? nullptr
+                                        : &setting.values[std::size_t(std::countr_zero(setting.set))];
         }
         return nullptr;
     }

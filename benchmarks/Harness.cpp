@@ -81,13 +81,15 @@ Result measure(const Row& row) {
 }
 
 std::string report(const std::vector<Result>& results) {
-    std::string text = "| work | contestant | ns | x floor | allocations | target |\n|---|---|---:|---:|---:|---|\n";
+    std::string text =
+        "| work | contestant | ns | x floor | allocations | target |\n|---|---|---:|---:|---:|---|\n";
     for (const Result& result : results) {
         const double floor = result.measurements.size() > 1 ? result.measurements[1].nanoseconds : 0;
         for (std::size_t i = 0; i < result.measurements.size(); ++i) {
             const Measurement& m = result.measurements[i];
-            text += "| " + (i == 0 ? result.title : "") + " | " + m.name + " | " + number("%.1f", m.nanoseconds) +
-                    " | " + (floor > 0 ? number("%.2f", m.nanoseconds / floor) : "") + " | " +
+            text += "| " + (i == 0 ? result.title : "") + " | " + m.name + " | " +
+                    number("%.1f", m.nanoseconds) + " | " +
+                    (floor > 0 ? number("%.2f", m.nanoseconds / floor) : "") + " | " +
                     number("%.2f", m.allocations) + " | " + (i == 0 ? result.target : "") + " |\n";
         }
     }

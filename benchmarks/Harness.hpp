@@ -1,5 +1,6 @@
-/// Times the rows of the benchmark and prints them as ratios. Each row runs all its contestants in turn, several
-/// rounds in one process, so that a machine that changes its speed changes it for all; the medians are compared.
+/// Times the rows of the benchmark and prints them as ratios. Each row runs all its contestants in turn,
+/// several rounds in one process, so that a machine that changes its speed changes it for all; the medians
+/// are compared.
 #pragma once
 
 #include <cstdint>
@@ -19,7 +20,7 @@ struct Contestant {
 
 struct Row {
     std::string title;
-    std::string target; ///< in words: "<= 3x floor"
+    std::string target;                  ///< in words: "<= 3x floor"
     std::vector<Contestant> contestants; ///< ours first, the floor second
 };
 

@@ -9,13 +9,20 @@ install(TARGETS varnekplatform settingscore EXPORT settingscoreTargets LIBRARY D
 set_target_properties(varnekplatform settingscore PROPERTIES INSTALL_RPATH "$ORIGIN")
 install(DIRECTORY settings/include/ DESTINATION ${HEADER_FOLDER})
 install(DIRECTORY platform/include/ DESTINATION ${HEADER_FOLDER}/platform)
-install(DIRECTORY DESTINATION ${HEADER_FOLDER}/platform/microservices)
 
 if(TARGET vksettings)
     file(RELATIVE_PATH libraries_from_tool /p/${CMAKE_INSTALL_BINDIR} /p/${CMAKE_INSTALL_LIBDIR})
     set_target_properties(vksettings PROPERTIES INSTALL_RPATH "$ORIGIN/${libraries_from_tool}")
     install(TARGETS vksettings RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 endif()
+
+# For hosts: the reference key manager bundle (not active until a host copies it to its plug-in folder), the texts to
+# translate, and the schema of definition documents.
+install(FILES $<TARGET_FILE:vkkeymanager>.json DESTINATION ${CMAKE_INSTALL_LIBDIR}/settingscore/plugins)
+install(TARGETS vkkeymanager LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/settingscore/plugins)
+set_target_properties(vkkeymanager PROPERTIES INSTALL_RPATH "$ORIGIN/../..")
+install(FILES platform/catalogue/varnek.pot docs/definition-document.schema.json
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/settingscore)
 
 # CMake package
 install(EXPORT settingscoreTargets NAMESPACE settingscore:: DESTINATION ${package_folder})

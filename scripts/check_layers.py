@@ -11,6 +11,8 @@ import sys
 INC, SRC = "settings/include/settingscore/", "settings/src/settingscore/"
 CORE = SRC + "settings/"
 
+OUTSIDE = ["settings/plugins", "tools", "bindings", "examples", "benchmarks"]  # exported headers only
+
 # (row, room, path prefixes); the longest prefix that fits a file names its room.
 ROOMS = [
     (0, "platform headers", ["platform/include/"]),
@@ -24,17 +26,16 @@ ROOMS = [
                  CORE + "listenerTypes", CORE + "typedAccess"]),
     (4, "prefdir", [INC + "prefdir/", CORE + "prefdir/", CORE + "settingsPathUtil"]),
     (4, "security", [INC + "security/", SRC + "security/"]),
-    (5, "file", [INC + "SettingsSaving.hpp", INC + "file/", CORE + "file/", CORE + "settingsFile"]),
+    (5, "file", [*(INC + f"{name}.hpp" for name in ("SaveReport", "SettingExplanation", "SettingsSaving")),
+                 INC + "file/", CORE + "file/", CORE + "settingsFile"]),
     (5, "definition", [INC + "MSettings.hpp", INC + "validation/definition/", SRC + "validation/definition/"]),
     (6, "upgrade", [INC + "upgrade/", CORE + "upgrade/"]),
     (6, "factoryfile", [INC + "factoryfile/", SRC + "factoryfile/"]),
     (6, "file manager", [INC + "SettingsFileManager", SRC + "SettingsFileManager"]),
-    (7, "root", [INC + "SettingsRoot.hpp", INC + "SettingExplanation.hpp", INC + "root/", CORE + "root/"]),
+    (7, "root", [INC + "FactoryFileLocation.hpp", INC + "SettingsRoot.hpp", INC + "root/", CORE + "root/"]),
     (8, "spf", [INC + "spf/", SRC + "spf/"]),
     (9, "startup", [INC + "startup/", CORE + "startup/"]),
-] + [(10, folder, [folder + "/"]) for folder in ("tools", "bindings", "examples", "benchmarks")]
-
-OUTSIDE = {"tools", "bindings", "examples", "benchmarks"}  # exported headers only
+] + [(10, folder, [folder + "/"]) for folder in OUTSIDE]
 ROOTS = ["platform/include/", "platform/include/microservices/", "settings/include/", "settings/src/", "platform/src/"]
 
 # Libraries and the folders that may see them; a file of its own (".cpp") where only one may.
@@ -45,7 +46,7 @@ LIBRARIES = {
     r"boost/locale(?!/encoding_utf\.hpp)|fmt/": ["platform/src/catalogue/"],
     r"boost/log/": ["platform/src/log/"],
     r"boost/dll": ["platform/src/modules/"],
-    r"sodium": ["platform/src/keymanager/"],
+    r"sodium": ["settings/plugins/keymanager/"],
     r"tbb/|oneapi/": ["settings/src/*.cpp"],
     r"CLI/": ["tools/*.cpp"],
     r"boost/thread\.hpp": [],
@@ -101,7 +102,7 @@ def fault_of_library(path, name, users):
 
 def main(top):
     faults, users, count = [], {}, 0
-    folders = ["platform/include", "platform/src", "settings/include", "settings/src", *sorted(OUTSIDE)]
+    folders = ["platform/include", "platform/src", "settings/include", "settings/src", *OUTSIDE]
     files = [f for folder in folders for f in sorted((top / folder).rglob("*")) if f.suffix in (".hpp", ".cpp", ".h")]
     for file in files:
         path = file.relative_to(top).as_posix()

@@ -1,8 +1,11 @@
 #include "Tree.hpp"
 
+#include "settingscore/FactoryFileLocation.hpp"
 #include "settingscore/SettingsRoot.hpp"
 #include "settingscore/exception/TreeFailures.hpp"
 #include "settingscore/level/LevelIndex.hpp"
+#include "settingscore/level/SettingsLevelManager.hpp"
+#include "varnek/files/PathText.hpp"
 
 #include <iostream>
 
@@ -24,6 +27,15 @@ Handle find(const Handle& from, const std::string& path) {
     }
 }
 
+/// Helps whoever has set up nothing yet.
+std::string whereDefinitionsAre() {
+    const auto* level = settings::core::getSettingsLevelManagerInstance()->getSettingsLevelByName("factory");
+    if (level->levelRootPath().empty())
+        return "; SETTINGS_FACTORYDIR names the folder of the factory files";
+    const auto folder = varnek::files::pathFromUtf16(level->levelRootPath());
+    return "; factory files are listed in " + settings::core::locationFileOf(folder).string();
+}
+
 } // namespace
 
 Handle root() {
@@ -31,6 +43,8 @@ Handle root() {
         Handle built = settings::core::detail::getSettingsRoot(DefaultRootIndex());
         for (const auto& problem : settings::core::detail::getLoadProblems(DefaultRootIndex()))
             std::cerr << "vksettings: warning: " << problem.file << ": " << problem.message << '\n';
+        if (built->getChildren().empty())
+            std::cerr << "vksettings: warning: no settings are defined" << whereDefinitionsAre() << '\n';
         return built;
     }();
     return tree;

@@ -42,6 +42,16 @@ json::Value asCellElements(const json::Value& data) {
     return typedElements;
 }
 
+/// The other way round, for people.
+json::Value withoutTypes(const json::Value& data) {
+    if (const json::Object* object = data.ifObject())
+        return object->at(dataKey);
+    json::Array plain;
+    for (const json::Value& element : data.asArray())
+        plain.push_back(withoutTypes(element));
+    return plain;
+}
+
 /// The words people use for a logical value.
 json::Value asLogical(const json::Value& data) {
     if (data.isInteger() && (data == json::Value(0) || data == json::Value(1)))
@@ -53,6 +63,10 @@ json::Value asLogical(const json::Value& data) {
     for (const json::Value& element : *elements)
         logicals.push_back(asLogical(element));
     return logicals;
+}
+
+bool isSpecialNumber(const std::string& text) {
+    return text == "NaN" || text == "Inf" || text == "-Inf";
 }
 
 json::Value parseOrExplain(const std::string& text) {
@@ -72,8 +86,15 @@ Array fromTypedOrExplain(const json::Value& value, const std::string& text, std:
     }
 }
 
-bool isSpecialNumber(const std::string& text) {
-    return text == "NaN" || text == "Inf" || text == "-Inf";
+json::Value asDataOf(const std::string& text, TypeCode type) {
+    if (isSpecialNumber(text))
+        return text;
+    try {
+        return json::parse(text);
+    } catch (const json::ParseError&) {
+        throw std::invalid_argument("\"" + text + "\" is no value of type " +
+                                    std::string(varnek::data::className(type)));
+    }
 }
 
 } // namespace
@@ -92,7 +113,8 @@ std::string shown(const Array& value) {
     if (isOneText(value)) // a text is shown as it is, without quotes
         return std::string(json::Value(value.text()).asString());
     const json::Value typedForm = json::toTyped(value);
-    return json::write(typedForm.asObject().at(dataKey));
+    const json::Value& data = typedForm.asObject().at(dataKey);
+    return json::write(value.type() == TypeCode::cell ? withoutTypes(data) : data);
 }
 
 std::string typeShown(const Array& value) {
@@ -129,7 +151,7 @@ Array parsed(const std::string& text, const Array& like) {
         return Array::text(json::Value(text).asUtf16());
     if (type == TypeCode::string && !looksLikeArray)
         return Array::scalar(json::Value(text).asUtf16());
-    json::Value data = isSpecialNumber(text) ? json::Value(text) : parseOrExplain(text);
+    json::Value data = asDataOf(text, type);
     if (const json::Object* object = data.ifObject(); object != nullptr && object->contains(typeKey))
         return fromTypedOrExplain(data, text, "its qftype");
     if (type == TypeCode::cell)

@@ -50,8 +50,9 @@ void throwCannotCreate(const std::filesystem::path& folder, int error) {
 }
 
 TemporaryDirectory::TemporaryDirectory(const std::filesystem::path& root) {
-    constexpr int attempts =
-        16; // a clean-up by another process may take a directory away before it is locked
+    // A clean-up by another process may take a directory away before it is locked, on a busy machine several
+    // times.
+    constexpr int attempts = 100;
     std::string name = (root / namePrefix).native();
     name.append(nameRandom);
     for (int attempt = 0; attempt < attempts; ++attempt) {

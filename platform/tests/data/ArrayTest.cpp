@@ -203,8 +203,10 @@ TEST(Array, GivesTexts) {
     const Array matrix = Array::make<char16_t>({2, 3}, {u'a', u'd', u'b', u'e', u'c', u'f'});
     EXPECT_EQ(matrix.text(), u"abcdef");
     EXPECT_EQ(matrix.texts(), (Texts{u"abc", u"def"}));
-    const Array pages = Array::make<char16_t>({2, 1, 2}, {u'a', u'b', u'c', u'd'});
-    EXPECT_EQ(pages.texts(), (Texts{u"a", u"b", u"c", u"d"}));
+    const std::u16string letters = u"abcdefgh";
+    const Array pages = Array::make<char16_t>({2, 2, 2}, {letters.begin(), letters.end()});
+    EXPECT_EQ(pages.texts(), (Texts{u"ac", u"bd", u"eg", u"fh"}));
+    EXPECT_EQ(pages.text(), u"acbdegfh");
     EXPECT_EQ((Array::make<char16_t>({3, 0}, {})).texts(), (Texts{u"", u"", u""}));
     EXPECT_EQ((Array::make<char16_t>({0, 3}, {})).texts(), Texts{});
 

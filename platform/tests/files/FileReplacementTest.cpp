@@ -326,7 +326,7 @@ TEST(FileReplacement, SavesAndCleanUpsMayRace) {
     std::size_t torn = 0;
     for (int i = 0; i < 200; ++i) {
         const std::string content(1000, static_cast<char>('a' + i % 26));
-        EXPECT_FALSE(failureOf([&] { replaceFile(folder / "file", content); })) << i;
+        EXPECT_NO_THROW(replaceFile(folder / "file", content)) << i;
         torn += readFile(folder / "file", 2000) != content;
     }
     stop = true;

@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <bit>
 #include <cmath>
 #include <limits>
 
@@ -58,6 +59,9 @@ std::vector<Form> forms() {
          R"({"qfdata":3.4028235e+38,"qftype":"single"})"},
         {data::Array::scalar(std::numeric_limits<float>::denorm_min()),
          R"({"qfdata":1e-45,"qftype":"single"})"},
+        // the one float whose fewest digits, taken as a double first, lead to its neighbour
+        {data::Array::scalar(std::bit_cast<float>(0x15AE43FDU)),
+         R"({"qfdata":7.038530691851209e-26,"qftype":"single"})"},
         {data::Array::row<float>({NAN, -0.0F}), R"({"qfdata":["NaN",-0],"qftype":"single"})"},
         // integers
         {data::Array::scalar(std::numeric_limits<std::int64_t>::min()),

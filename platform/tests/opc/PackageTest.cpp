@@ -55,6 +55,13 @@ TEST(Package, BytesDependOnTheContentOnly) {
 
     files.addFile(u"/schema.json", "schema", "application/json");
     EXPECT_FALSE(sameContent(other, sample));
+    files.deleteFile(u"/schema.json");
+    EXPECT_FALSE(sameContent(other, sample));
+    files.addFile(u"/schemb.json", "schema", getTextContentType());
+    EXPECT_FALSE(sameContent(other, sample));
+    files.deleteFile(u"/schemb.json");
+    files.addFile(u"/schema.json", "schemb", getTextContentType());
+    EXPECT_FALSE(sameContent(other, sample));
 }
 
 TEST(Package, IsATreeOfFilesAndFolders) {

@@ -8,7 +8,7 @@
 #include "settingscore/settings/file/SettingsFileReader.hpp"
 #include "settingscore/settings/file/SettingsFileWriter.hpp"
 #include "settingscore/settings/file/TreeLoader.hpp"
-#include "settingscore/settings/node/SettingsAccess.hpp"
+#include "settingscore/settings/node/FullNamePath.hpp"
 
 #include <gtest/gtest.h>
 
@@ -171,14 +171,14 @@ TEST(RoundTrip, DefinitionsThroughAFactoryFile) {
     EXPECT_FALSE(group->isVisible());
     EXPECT_EQ(richDefinition()->attributes(), group->attributes());
     EXPECT_TRUE(group->definition().getHasAdditionalFile());
-    EXPECT_EQ(settings::core::ValidatorVariant(settings::core::MValidator("pkg.check", "checkEditor")),
-              group->definition().getValidator());
+    EXPECT_TRUE(settings::core::ValidatorVariant(settings::core::MValidator("pkg.check", "checkEditor")) ==
+                group->definition().getValidator());
 
     const auto size = group->getChild("size", false);
     const FactorySettingProperties expected = richDefinition()->getChild("size", false)->definition();
-    EXPECT_EQ(expected.getMultiCheckValueValidators(), size->definition().getMultiCheckValueValidators());
-    EXPECT_EQ(expected.getValidator(), size->definition().getValidator());
-    EXPECT_EQ(expected.getFactoryValueFcn(), size->definition().getFactoryValueFcn());
+    EXPECT_TRUE(expected.getMultiCheckValueValidators() == size->definition().getMultiCheckValueValidators());
+    EXPECT_TRUE(expected.getValidator() == size->definition().getValidator());
+    EXPECT_TRUE(expected.getFactoryValueFcn() == size->definition().getFactoryValueFcn());
     EXPECT_EQ(ReadOnlyState::writable, size->readOnlyState());
     EXPECT_EQ((ShapedArray{Array::scalar(3.0), true}), size->valueOn(LevelIndex::factory));
 

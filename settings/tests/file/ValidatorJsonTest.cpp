@@ -2,7 +2,7 @@
 #include "json/Parser.hpp"
 #include "json/Writer.hpp"
 
-#include <boost/variant/get.hpp>
+#include <boost/optional/optional_io.hpp>
 #include <gtest/gtest.h>
 #include <rapidcheck/gtest.h>
 
@@ -46,9 +46,8 @@ TEST(ValidatorJson, ReadsKindsShapesAndBounds) {
     size.mustBeInteger();
     size.setMinValue(6);
     size.setMaxValue(72);
-    EXPECT_EQ(read(R"({"MustBeNumeric": true, "MustBeInteger": true, "isVector": false, "MinValue": 6,
-                       "MaxValue": {"qfdata": 72, "qftype": "int32"}})"),
-              Validators{size});
+    EXPECT_TRUE(read(R"({"MustBeNumeric": true, "MustBeInteger": true, "isVector": false, "MinValue": 6,
+                       "MaxValue": {"qfdata": 72, "qftype": "int32"}})") == Validators{size});
 
     NumericMetaData<MustBeVector> point;
     point.setMinNumberOfElements(3);
@@ -60,14 +59,14 @@ TEST(ValidatorJson, ReadsKindsShapesAndBounds) {
     StringMetaData<MustBeVector> names;
     names.setMinStringSize(0);
     names.setMaxStringSize(std::numeric_limits<std::uint64_t>::max());
-    EXPECT_EQ(read(R"([{"isVector": true, "MinVectorSize": 3.0, "MaxVectorSize": 3,
+    EXPECT_TRUE(read(R"([{"isVector": true, "MinVectorSize": 3.0, "MaxVectorSize": 3,
                         "MaxValue": {"qfdata": "Inf", "qftype": "double"}},
                        {"ValidStringValues": ["on", "\u5149 \ud83d\ude00"], "StoreAsCharVector": true},
                        {"MustBeString": true, "isVector": true, "MinStringSize": 0,
                         "MaxStringSize": 18446744073709551615},
-                       {"MustBeLogical": true, "MustBeNumeric": false}])"),
-              (Validators{point, choice, names, MustBeLogical<AnyShape>()}));
-    EXPECT_EQ(read("[]"), Validators());
+                       {"MustBeLogical": true, "MustBeNumeric": false}])") ==
+                (Validators{point, choice, names, MustBeLogical<AnyShape>()}));
+    EXPECT_TRUE(read("[]").empty());
 }
 
 TEST(ValidatorJson, ReportsEveryFaultWithItsPlace) {
@@ -182,7 +181,8 @@ RC_GTEST_PROP(ValidatorJson, TheWrittenFormReadsBackEqual, ()) {
             faults += path + ": " + rule + "\n";
         });
     RC_ASSERT(faults == "");
-    RC_ASSERT(again == validators);
+    const bool equal = again == validators; // a variant cannot be printed
+    RC_ASSERT(equal);
 }
 
 } // namespace

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <barrier>
 #include <cstdlib>
 #include <map>
 #include <stdexcept>
@@ -120,12 +121,23 @@ TEST_F(LevelFoldersTest, AnEmptyVariableCountsAsUnset) {
 }
 
 TEST_F(LevelFoldersTest, AFolderIsFoundOnceUntilItIsForgotten) {
+    constexpr int readerCount = 4;
     std::atomic<int> calls{0};
-    detail::setLevelFolders({{}, [&] { return ++calls, std::u16string(u"/first"); }, {}, {}});
+    const detail::FolderFunction counted = [&] {
+        ++calls;
+        for (int i = 0; i < 1000; ++i) // leaves the others time to come in as well
+            std::this_thread::yield();
+        return std::u16string(u"/first");
+    };
+    detail::setLevelFolders({{}, counted, {}, {}});
     const SettingsLevel& installation = level(LevelIndex::installation);
+    std::barrier start(readerCount);
     std::vector<std::thread> readers;
-    for (int i = 0; i < 4; ++i)
-        readers.emplace_back([&] { EXPECT_EQ(installation.levelRootPath(), u"/first"); });
+    for (int i = 0; i < readerCount; ++i)
+        readers.emplace_back([&] {
+            start.arrive_and_wait();
+            EXPECT_EQ(installation.levelRootPath(), u"/first");
+        });
     for (std::thread& reader : readers)
         reader.join();
     EXPECT_EQ(calls, 1);

@@ -84,8 +84,8 @@ TEST(ValidationDefinition, FactorySettingPropertiesKeepWhatTheyAreMadeFrom) {
     const Array value = Array::scalar(3.0);
     const std::vector<ConfigData> checks = {made<NumericMetaData<AnyShape>>()};
     FactorySettingProperties properties(false, true, value, MValidator("pkg", "check"),
-                                  CRunTimeDefault("lib", "compute", [] { return Array::scalar(7.0); }), true,
-                                  false, checks);
+                                        CRunTimeDefault("lib", "compute", [] { return Array::scalar(7.0); }),
+                                        true, false, checks);
     EXPECT_EQ(properties.getAliasName(), "");
     properties.setAliasName("editor.size");
     std::string refused;

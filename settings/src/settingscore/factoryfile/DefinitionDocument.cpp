@@ -77,19 +77,7 @@ std::string placeIn(std::string_view text, std::size_t offset) {
     return "line " + std::to_string(line) + ", column " + std::to_string(column);
 }
 
-} // namespace
-
-SettingsFileContent readDefinitionDocument(std::string_view text, const std::string& file) {
-    try {
-        return readDefinitionDocument(varnek::json::parse(text), file);
-    } catch (const varnek::json::ParseError& error) {
-        throw InvalidDefinition(file,
-                                {{error.path(), std::string(varnek::json::failureText(error.failure())) +
-                                                    " (" + placeIn(text, error.offset()) + ")"}});
-    }
-}
-
-SettingsFileContent readDefinitionDocument(const Value& json, const std::string& file) {
+SettingsFileContent readDocument(const Value& json, const std::string& file) {
     DefinitionFaults faults;
     SettingsFileContent content;
     if (const varnek::json::Object* object = json.ifObject()) {
@@ -103,6 +91,18 @@ SettingsFileContent readDefinitionDocument(const Value& json, const std::string&
     if (!faults.empty())
         throw InvalidDefinition(file, std::move(faults));
     return content;
+}
+
+} // namespace
+
+SettingsFileContent readDefinitionDocument(std::string_view text, const std::string& file) {
+    try {
+        return readDocument(varnek::json::parse(text), file);
+    } catch (const varnek::json::ParseError& error) {
+        throw InvalidDefinition(file,
+                                {{error.path(), std::string(varnek::json::failureText(error.failure())) +
+                                                    " (" + placeIn(text, error.offset()) + ")"}});
+    }
 }
 
 } // namespace settings::core::detail

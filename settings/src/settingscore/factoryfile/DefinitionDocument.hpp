@@ -3,7 +3,6 @@
 #pragma once
 
 #include "settingscore/settings/file/SettingsFileContent.hpp"
-#include "json/Value.hpp"
 
 #include <string>
 #include <string_view>
@@ -16,8 +15,5 @@ namespace settings::core::detail {
 /// Raises varnek::settings::InvalidDefinition with every fault; `file` names the document there. A text that
 /// is no JSON has one fault. Thread-safe, does not touch the disk.
 SettingsFileContent readDefinitionDocument(std::string_view text, const std::string& file);
-
-/// The same for JSON that has been read.
-SettingsFileContent readDefinitionDocument(const varnek::json::Value& json, const std::string& file);
 
 } // namespace settings::core::detail

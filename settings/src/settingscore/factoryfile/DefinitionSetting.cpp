@@ -122,6 +122,14 @@ void checkExactness(const Value& plain, const std::string& path, const Definitio
             checkExactness((*array)[i], elementPath(path, i), members);
 }
 
+/// What keeps a setting from holding a value whose class alone would do.
+const char* restriction(varnek::data::TypeCode type) {
+    using varnek::data::TypeCode;
+    if (type == TypeCode::complexFloat64 || type == TypeCode::complexFloat32)
+        return " (complex)";
+    return type == TypeCode::cell ? " (of anything but texts)" : "";
+}
+
 ShapedArray readValue(const DefinitionMembers& members) {
     const auto isVector = members.boolean(keys::isVector);
     const Value* json = members.find(keys::value);
@@ -142,9 +150,8 @@ ShapedArray readValue(const DefinitionMembers& members) {
     if (!typed)
         checkExactness(*json, path, members);
     if (!settingscore::boostany::isSupportedArray(array)) {
-        members.report(
-            path, "no setting can hold a value of class \"" + settingscore::boostany::typeName(array) + "\"" +
-                      (array.type() == varnek::data::TypeCode::cell ? " that holds more than text" : ""));
+        members.report(path, "no setting can hold a value of class \"" +
+                                 settingscore::boostany::typeName(array) + "\"" + restriction(array.type()));
         return {};
     }
     const bool severalElements = settingscore::boostany::isVectorShape(array);

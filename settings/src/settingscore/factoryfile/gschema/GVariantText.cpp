@@ -31,6 +31,24 @@ bool isBlank(char c) {
     return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\v' || c == '\f';
 }
 
+/// Whether a decimal number without sign that no double can hold is too large, not too small.
+bool isHuge(std::string_view number) {
+    const auto mantissaEnd = std::min(number.find_first_of("eE"), number.size());
+    long exponent = 0;
+    if (mantissaEnd < number.size()) {
+        std::string_view digits = number.substr(mantissaEnd + 1);
+        if (digits.starts_with('+'))
+            digits.remove_prefix(1);
+        const auto read = std::from_chars(digits.data(), digits.data() + digits.size(), exponent);
+        if (read.ec != std::errc())
+            return !digits.starts_with('-');
+    }
+    const std::string_view mantissa = number.substr(0, mantissaEnd);
+    const auto point = static_cast<long>(std::min(mantissa.find('.'), mantissa.size()));
+    const auto firstDigit = static_cast<long>(std::min(mantissa.find_first_of("123456789"), mantissa.size()));
+    return point - firstDigit + exponent > 0;
+}
+
 class Reader {
   public:
     explicit Reader(std::string_view text) : text_(text) {}
@@ -143,13 +161,17 @@ class Reader {
             digits.remove_prefix(1);
         double value = 0;
         const auto [end, fault] = std::from_chars(digits.data(), digits.data() + digits.size(), value);
-        const bool underflow = fault == std::errc::result_out_of_range && value == 0;
-        if (digits.empty() || end != digits.data() + digits.size() || (fault != std::errc() && !underflow)) {
+        const bool outOfRange = fault == std::errc::result_out_of_range;
+        const std::string_view magnitude = digits.substr(digits.starts_with('-') ? 1 : 0);
+        if (digits.empty() || end != digits.data() + digits.size() || (fault != std::errc() && !outOfRange)) {
             at_ = from;
-            fail(fault == std::errc::result_out_of_range ? "a number that is too large"
-                                                         : "a number is expected");
+            fail("a number is expected");
         }
-        return value;
+        if (outOfRange && isHuge(magnitude)) {
+            at_ = from;
+            fail("a number that is too large");
+        }
+        return outOfRange ? (digits.starts_with('-') ? -0.0 : 0.0) : value;
     }
 
     // ---- texts

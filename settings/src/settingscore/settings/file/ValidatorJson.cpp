@@ -265,8 +265,8 @@ struct ContradictionCheck : boost::static_visitor<void> {
         checkSizes(keys::minVectorSize, shape.getMinNumberOfElements(), keys::maxVectorSize,
                    shape.getMaxNumberOfElements());
     }
-    template <class Shape>
-    void checkShape(const Shape&) const {}
+    void checkShape(const MustBeScalar&) const {}
+    void checkShape(const AnyShape&) const {}
 
     void checkSizes(std::string_view minKey, boost::optional<std::uint64_t> min, std::string_view maxKey,
                     boost::optional<std::uint64_t> max) const {

@@ -1,0 +1,34 @@
+// KConfig: a file of defaults below the personal one.
+
+#include "Rows.hpp"
+
+#include <KConfig>
+#include <KConfigGroup>
+#include <QString>
+
+#include <memory>
+
+namespace bench {
+
+Contestant kconfigRead() {
+    const auto config = std::make_shared<KConfig>(QString(), KConfig::SimpleConfig);
+    const auto groups = std::make_shared<std::vector<KConfigGroup>>();
+    const auto names = std::make_shared<std::vector<std::string>>();
+    for (int s = 0; s < settingsPerGroup; ++s)
+        names->push_back(settingName(s));
+    for (int g = 0; g < groupCount; ++g) {
+        groups->emplace_back(config.get(), groupName(g).c_str());
+        for (int s = 0; s < settingsPerGroup; ++s)
+            groups->back().writeEntry((*names)[std::size_t(s)].c_str(), double(g * settingsPerGroup + s));
+    }
+    const auto keys = std::make_shared<std::vector<std::pair<int, int>>>(shuffledKeys());
+    return {"KConfig", [config, groups, names, keys] {
+                double sum = 0;
+                for (const auto& [g, s] : *keys)
+                    sum += (*groups)[std::size_t(g)].readEntry((*names)[std::size_t(s)].c_str(), 0.0);
+                keep(sum);
+                return std::uint64_t(keys->size());
+            }};
+}
+
+} // namespace bench

@@ -1,0 +1,33 @@
+// QSettings: two stores by hand, the personal one first, then the defaults.
+
+#include "Rows.hpp"
+
+#include <QSettings>
+#include <QString>
+
+#include <cstdlib>
+#include <memory>
+
+namespace bench {
+
+Contestant qsettingsRead() {
+    const std::string folder = std::getenv("SETTINGS_USERDIR"); // removed with the other data
+    const auto user =
+        std::make_shared<QSettings>(QString::fromStdString(folder + "/bench-user.ini"), QSettings::IniFormat);
+    const auto defaults = std::make_shared<QSettings>(QString::fromStdString(folder + "/bench-default.ini"),
+                                                      QSettings::IniFormat);
+    const auto paths = std::make_shared<std::vector<QString>>();
+    for (const auto& [g, s] : shuffledKeys()) {
+        paths->push_back(QString::fromStdString(groupName(g) + "/" + settingName(s)));
+        defaults->setValue(paths->back(), double(g * settingsPerGroup + s));
+    }
+    return {"QSettings", [user, defaults, paths] {
+                double sum = 0;
+                for (const QString& path : *paths)
+                    sum += (user->contains(path) ? user : defaults)->value(path).toDouble();
+                keep(sum);
+                return std::uint64_t(paths->size());
+            }};
+}
+
+} // namespace bench

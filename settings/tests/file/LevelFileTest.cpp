@@ -1,0 +1,322 @@
+// The files of a tree over several starts: what comes back, what is kept for somebody else, what goes.
+
+#include "support/FileTree.hpp"
+
+#include "settingscore/SettingsSaving.hpp"
+#include "settingscore/settings/node/SettingsAccess.hpp"
+
+#include <gtest/gtest.h>
+
+#include <thread>
+
+namespace {
+
+using namespace settings::test;
+using namespace settings::core::detail;
+using Lines = std::vector<std::string>;
+using Names = std::vector<std::string>;
+
+struct LevelFiles : testing::Test {
+    /// A start with the group "g" and the settings named; "child/x" stands for the setting x of the group
+    /// child.
+    FileTree start(const Names& settings) const {
+        FileTree tree(folder.path());
+        const Handle group = tree.group("g");
+        for (const std::string& name : settings)
+            define(group, name);
+        tree.load(group);
+        return tree;
+    }
+    static void define(const Handle& group, const std::string& name) {
+        const std::size_t slash = name.find('/');
+        if (slash == std::string::npos) {
+            TestTree::setting(group, name, Array::scalar(0.0));
+            return;
+        }
+        Handle child = group->getChild(name.substr(0, slash));
+        if (child == nullptr)
+            child = TestTree::childGroup(group, name.substr(0, slash));
+        TestTree::setting(child, name.substr(slash + 1), Array::scalar(0.0));
+    }
+    static Handle group(const FileTree& tree) { return tree.root->getChild("g"); }
+
+    TempFolder folder;
+};
+
+TEST_F(LevelFiles, ValuesWithoutDefinitionAreKeptAndAdopted) {
+    {
+        const FileTree tree = start({"a", "b", "child/x", "gone/y"});
+        group(tree)->set("a", 1.0, "user");
+        group(tree)->set("b", 2.0, "user");
+        group(tree)->getChild("child")->set("x", 3.0, "user");
+        group(tree)->getChild("gone")->set("y", 4.0, "user");
+        group(tree)->getChild("gone")->addSetting("mine", Array::scalar(5.0), false, true, "user");
+    }
+    putPart(folder / "user/g.vksettings", "/vendor/notes.json", "{\"kept\": true}");
+    putPart(folder / "user/g.vksettings", "/settingstree/child/icon.png", "picture");
+    { // an add-on is missing: its values are unseen, and survive a save
+        const FileTree tree = start({"a"});
+        EXPECT_EQ(1U, group(tree)->getChildren().size());
+        group(tree)->set("a", 10.0, "user");
+        EXPECT_EQ(SaveOutcome::saved, tree.status("g").saved);
+    }
+    { // also when the last known value goes
+        const FileTree tree = start({"a"});
+        group(tree)->unset("a", "user");
+        EXPECT_TRUE(std::filesystem::exists(tree.file("g")));
+    }
+    EXPECT_EQ("{\"kept\": true}", partText(folder / "user/g.vksettings", "/vendor/notes.json"));
+    EXPECT_EQ("picture", partText(folder / "user/g.vksettings", "/settingstree/child/icon.png"));
+    // The definitions appear while the tree stands.
+    const FileTree tree = start({"a"});
+    for (const char* name : {"b", "child/x", "gone/y"})
+        define(group(tree), name);
+    EXPECT_FALSE(group(tree)->isSet("b", "user"));
+    tree.keeper->adoptLeftovers(SettingsAccess::node(*group(tree)));
+    EXPECT_FALSE(group(tree)->isSet("a", "user"));
+    EXPECT_EQ(2.0, group(tree)->get<double>("b", "user"));
+    EXPECT_EQ(3.0, group(tree)->getChild("child")->get<double>("x", "user"));
+    const Handle gone = group(tree)->getChild("gone");
+    EXPECT_EQ(4.0, gone->get<double>("y", "user"));
+    EXPECT_EQ(5.0, gone->get<double>("mine", "user"));
+    EXPECT_FALSE(gone->getChild("mine")->isVisible());
+    EXPECT_TRUE(gone->getChild("mine")->isReadOnly());
+    group(tree)->unset("b", "user"); // adopted values are the tree's: this one does not come back
+    EXPECT_FALSE(group(start({"b"}))->isSet("b", "user"));
+}
+
+TEST_F(LevelFiles, NodesThatUsersAddedComeBack) {
+    {
+        const FileTree tree = start({"a"});
+        const Handle mine = group(tree)->addGroup("mine", false, false, "user");
+        mine->addSetting("x", Array::scalar(1.0), true, true, "user");
+        mine->addSetting("none", {}, true, false, "user");
+        group(tree)->addSetting("shared", Array::scalar(2.0), true, false, "installation");
+        group(tree)->set("shared", 3.0, "user");
+        const Handle top = tree.root->addGroup("Über top", true, false, "user");
+        top->addGroup("below", true, false, "user")->addSetting("y", Array::text(u"z"), true, false, "user");
+        tree.root->addGroup("empty", false, true, "user");
+    }
+    EXPECT_EQ((Names{"%C3%9Cber%20top.vksettings", "empty.vksettings", "g.vksettings"}),
+              namesIn(folder / "user"));
+    const FileTree tree = start({"a"});
+    const Handle mine = group(tree)->getChild("mine");
+    ASSERT_TRUE(mine);
+    EXPECT_FALSE(mine->isVisible());
+    EXPECT_EQ("user", mine->getOriginLevel());
+    EXPECT_EQ(1.0, mine->get<double>("x"));
+    EXPECT_TRUE(mine->getChild("x")->isReadOnly());
+    EXPECT_TRUE(mine->getChild("none"));
+    EXPECT_FALSE(mine->isSet("none", "user"));
+    EXPECT_EQ("installation", group(tree)->getChild("shared")->getOriginLevel());
+    EXPECT_EQ(2.0, group(tree)->get<double>("shared", "installation"));
+    EXPECT_EQ(3.0, group(tree)->get<double>("shared", "user"));
+
+    EXPECT_EQ(2U, tree.keeper->loadAddedGroups(tree.rootNode, LevelIndex::user).size());
+    EXPECT_EQ(u"z", tree.root->getSettingsByFullName("Über top.below")->get<std::u16string>("y"));
+    EXPECT_TRUE(tree.root->getChild("empty")->isReadOnly());
+    EXPECT_FALSE(tree.root->getChild("empty")->isVisible());
+    EXPECT_TRUE(tree.keeper->loadAddedGroups(tree.rootNode, LevelIndex::user).empty()); // once
+    // Removing them takes their files.
+    tree.root->removeNode("Über top");
+    EXPECT_EQ((Names{"empty.vksettings", "g.vksettings"}), namesIn(folder / "user"));
+    EXPECT_EQ(SaveOutcome::removed, tree.status("Über top").saved);
+}
+
+TEST_F(LevelFiles, AFileNeverRedefinesAFactoryNode) {
+    {
+        const FileTree tree = start({});
+        group(tree)->addSetting("s", Array::scalar(1.0), false, true, "user");
+        group(tree)->addGroup("child", false, true, "user")->getName();
+    }
+    // A new release defines both.
+    const FileTree tree = start({"s", "child/x"});
+    const Handle s = group(tree)->getChild("s");
+    EXPECT_TRUE(s->isVisible());
+    EXPECT_FALSE(s->isReadOnly());
+    EXPECT_EQ("factory", s->getOriginLevel());
+    EXPECT_EQ(1.0, group(tree)->get<double>("s", "user"));
+    EXPECT_TRUE(group(tree)->getChild("child")->isVisible());
+    group(tree)->set("s", 2.0, "user");
+    EXPECT_FALSE(settingIn(partJson(tree.file("g"), topPart), "s").at("isUserDefined").asBool());
+}
+
+TEST_F(LevelFiles, FilesOfMissingDefinitionsStay) {
+    {
+        const FileTree tree = start({"a"});
+        group(tree)->set("a", 1.0, "user");
+    }
+    const std::string before = bytesOf(folder / "user/g.vksettings");
+    FileTree tree(folder.path());
+    EXPECT_TRUE(tree.keeper->loadAddedGroups(tree.rootNode, LevelIndex::user).empty());
+    EXPECT_FALSE(tree.root->getChild("g"));
+    EXPECT_EQ(before, bytesOf(folder / "user/g.vksettings"));
+    // A group of that name that a user adds meanwhile does not destroy them.
+    tree.root->addGroup("g", true, false, "user")
+        ->addSetting("mine", Array::scalar(2.0), true, false, "user");
+    const FileTree next = start({"a"});
+    EXPECT_EQ(1.0, group(next)->get<double>("a", "user"));
+    EXPECT_EQ(2.0, group(next)->get<double>("mine", "user"));
+}
+
+TEST_F(LevelFiles, TheFileGoesWithTheLastValue) {
+    const FileTree tree = start({"a", "b"});
+    group(tree)->set("a", 1.0, "user");
+    group(tree)->set("b", 1.0, "user");
+    group(tree)->unset("a", "user");
+    EXPECT_TRUE(std::filesystem::exists(tree.file("g")));
+    group(tree)->unset("b", "user");
+    EXPECT_FALSE(std::filesystem::exists(tree.file("g")));
+    EXPECT_EQ(SaveOutcome::removed, tree.status("g").saved);
+    group(tree)->set("b", 2.0, "user");
+    EXPECT_TRUE(std::filesystem::exists(tree.file("g")));
+}
+
+TEST_F(LevelFiles, UnchangedValuesLeaveTheFileAlone) {
+    const FileTree tree = start({"a"});
+    group(tree)->set("a", 1.0, "user");
+    const std::string before = bytesOf(tree.file("g"));
+    EXPECT_EQ(1U, tree.status("g").revision);
+    tree.keeper->requestSave(SettingsAccess::node(*group(tree)), LevelIndex::user);
+    EXPECT_EQ(SaveOutcome::unchanged, tree.status("g").saved);
+    EXPECT_EQ(before, bytesOf(tree.file("g")));
+    group(tree)->set("a", 2.0, "user");
+    EXPECT_EQ(SaveOutcome::saved, tree.status("g").saved);
+    EXPECT_EQ(2U, tree.status("g").revision);
+    // Another process goes on counting.
+    const FileTree other = start({"a"});
+    group(other)->set("a", 1.0, "user");
+    EXPECT_EQ(3U, other.status("g").revision);
+    EXPECT_EQ(before.size(), bytesOf(tree.file("g")).size());
+}
+
+TEST_F(LevelFiles, WhatTheSwitchSkippedGoesWithTheNextSave) {
+    const FileTree tree = start({"a"});
+    const Handle other = tree.group("other");
+    define(other, "x");
+    tree.load(other);
+    tree.root->addGroup("mine", true, false, "user");
+    group(tree)->set("a", 1.0, "user");
+
+    settings::core::turnOffSettingsSaving();
+    group(tree)->set("a", 2.0, "user");
+    tree.root->removeNode("mine");
+    EXPECT_EQ(SaveOutcome::switchedOff, tree.status("g").saved);
+    EXPECT_TRUE(tree.status("g").isMarked);
+    EXPECT_EQ((Names{"g.vksettings", "mine.vksettings"}), namesIn(folder / "user"));
+    EXPECT_EQ(1.0, group(start({"a"}))->get<double>("a", "user"));
+    settings::core::turnOnSettingsSaving();
+    EXPECT_EQ(1.0, group(start({"a"}))->get<double>("a", "user"));
+    other->set("x", 1.0, "user");
+    EXPECT_EQ(2.0, group(start({"a"}))->get<double>("a", "user"));
+    EXPECT_EQ((Names{"g.vksettings", "other.vksettings"}), namesIn(folder / "user"));
+    EXPECT_FALSE(tree.status("g").isMarked);
+    EXPECT_FALSE(tree.status("mine").isMarked);
+}
+
+TEST_F(LevelFiles, ADamagedFileIsSetAsideOnce) {
+    {
+        const FileTree tree = start({"a"});
+        group(tree)->set("a", 1.0, "user");
+    }
+    const auto file = folder / "user/g.vksettings";
+    const std::string good = bytesOf(file);
+    int round = 0;
+    for (const bool isPackage : {false, true}) { // damaged as a package, and as JSON
+        SCOPED_TRACE(isPackage);
+        writeBytes(file, good);
+        if (isPackage)
+            putPart(file, topPart, "[");
+        else
+            writeBytes(file, good.substr(0, 100));
+        const std::string damaged = bytesOf(file);
+        const FileTree tree = start({"a"});
+        EXPECT_EQ(LoadOutcome::damaged, tree.status("g").loaded);
+        EXPECT_FALSE(group(tree)->isSet("a", "user"));
+        EXPECT_EQ(damaged, bytesOf(file)); // until the next save
+        group(tree)->set("a", 10.0 + ++round, "user");
+        EXPECT_EQ(damaged, bytesOf(folder / "user/g.vksettings.damaged"));
+        EXPECT_EQ(LoadOutcome::ok, tree.status("g").loaded);
+        group(tree)->set("a", 20.0 + round, "user");
+        EXPECT_EQ(damaged, bytesOf(folder / "user/g.vksettings.damaged")); // once
+        EXPECT_EQ(20.0 + round, group(start({"a"}))->get<double>("a", "user"));
+    }
+}
+
+TEST_F(LevelFiles, ReadingSaysWhatItPutsInPlace) {
+    {
+        const FileTree tree = start({"a", "child/x"});
+        group(tree)->set("a", 1.5, "user");
+        group(tree)->getChild("child")->addSetting("mine", Array::text(u"ä"), true, false, "user");
+    }
+    FileLogLines log;
+    const FileTree tree = start({"a", "child/x"});
+    const std::string file = tree.file("g").string();
+    EXPECT_EQ(
+        (Lines{
+            "Read settings file: " + file + " for level: user",
+            "Create setting from file: a for level: user with value: {\"qfdata\":1.5,\"qftype\":\"double\"}",
+            "Create setting from file: mine for level: user with value: "
+            "{\"qfdata\":\"ä\",\"qftype\":\"char\"}"}),
+        log.take());
+}
+
+TEST_F(LevelFiles, ChangesRecordsOfReleasesAreKept) {
+    const VersionRecord record{3, 1, {"remove", {"g.z"}, {}}, "R2024b"};
+    {
+        const FileTree tree = start({"a"});
+        EXPECT_FALSE(tree.keeper->versionRecord("g", LevelIndex::user));
+        tree.keeper->setVersionRecord("g", LevelIndex::user, record);
+        group(tree)->set("a", 1.0, "user");
+    }
+    const FileTree tree = start({"a"});
+    ASSERT_TRUE(tree.keeper->versionRecord("g", LevelIndex::user));
+    EXPECT_EQ(record, *tree.keeper->versionRecord("g", LevelIndex::user));
+    group(tree)->set("a", 2.0, "user");
+    EXPECT_EQ(record, *start({"a"}).keeper->versionRecord("g", LevelIndex::user));
+}
+
+TEST_F(LevelFiles, UserSettingsAreLoadedOnce) {
+    {
+        const FileTree tree = start({"a"});
+        group(tree)->set("a", 1.0, "user");
+    }
+    FileTree tree(folder.path());
+    const Handle g = tree.group("g");
+    define(g, "a");
+    FileLogLines log;
+    SettingsAccess::node(*g)->loadUserSettingsOncePerPrefdir();
+    SettingsAccess::node(*g->getChild("a"))->loadUserSettingsOncePerPrefdir();
+    EXPECT_EQ(1.0, g->get<double>("a", "user"));
+    EXPECT_EQ(1U, log.take("Read settings file: ").size());
+}
+
+/// Many threads change one group: in the end the file holds what the tree holds, and every request has been
+/// met when it returns.
+TEST_F(LevelFiles, ThreadsShareTheirSaves) {
+    constexpr int threads = 4;
+    constexpr int changes = 25;
+    Names names;
+    for (int i = 0; i < threads; ++i)
+        names.push_back("s" + std::to_string(i));
+    const FileTree tree = start(names);
+    const Handle g = group(tree);
+    std::vector<std::thread> workers;
+    for (int i = 0; i < threads; ++i)
+        workers.emplace_back([&, i] {
+            for (int n = 1; n <= changes; ++n) {
+                g->set(names[i], double(n), "user");
+                const auto json = partJson(tree.file("g"), topPart);
+                const double saved = settingIn(json, names[i]).at("value").asObject().at("qfdata").asDouble();
+                EXPECT_EQ(double(n), saved);
+            }
+        });
+    for (std::thread& worker : workers)
+        worker.join();
+    EXPECT_FALSE(tree.status("g").isMarked);
+    const FileTree next = start(names);
+    for (const std::string& name : names)
+        EXPECT_EQ(double(changes), group(next)->get<double>(name, "user"));
+}
+
+} // namespace

@@ -1,0 +1,304 @@
+// How one file is saved: the order of the checks, the two ways to the disk, what the log says, what a failure
+// leaves behind.
+
+#include "support/FileTree.hpp"
+
+#include "settingscore/SettingsSaving.hpp"
+#include "settingscore/exception/Exceptions.hpp"
+#include "settingscore/level/SettingsLevelManager.hpp"
+#include "settingscore/settings/file/PrefdirFileAccess.hpp"
+#include "settingscore/settings/file/SaveHook.hpp"
+#include "settingscore/settings/node/SettingsAccess.hpp"
+#include "settingscore/settings/settingsFile.hpp"
+#include "varnek/files/FileError.hpp"
+
+#include <gtest/gtest.h>
+
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+
+namespace {
+
+using namespace settings::test;
+using namespace settings::core::detail;
+using settings::core::LevelIndex;
+using Lines = std::vector<std::string>;
+
+/// Sends the files of the preferences directory through the hook while it lives.
+struct ThroughHook {
+    ThroughHook() {
+        // The level folders of this process come from the same variable: have them found first.
+        for (const auto& level : settings::core::SettingsLevelManager::getSettingsLevelObjs())
+            level.levelRootPath();
+        folder = std::getenv("SETTINGS_USERDIR");
+        ::unsetenv("SETTINGS_USERDIR");
+        forgetSaveRoute();
+    }
+    ~ThroughHook() {
+        ::setenv("SETTINGS_USERDIR", folder.c_str(), 1);
+        forgetSaveRoute();
+    }
+    std::string folder;
+};
+
+struct SaveProcedure : testing::Test {
+    SaveProcedure() : group(tree.group("g")) {
+        TestTree::setting(group, "s");
+        tree.load(group);
+        node = SettingsAccess::node(*group);
+        node->getChild("s", false)->loadValue(LevelIndex::user, {Array::scalar(1.0), false});
+        file = tree.file("g");
+    }
+
+    PrefdirFileAccess access(LevelIndex level, NodePtr saved,
+                             std::optional<std::string> bytes = "content") const {
+        return {
+            level, std::move(saved), file,
+            [bytes](const NodePtr&, const std::filesystem::path&, std::string_view, SaveOutcome& outcome) {
+                if (bytes && *bytes == "fail")
+                    throw std::runtime_error("cause");
+                outcome = SaveOutcome::unchanged;
+                return bytes;
+            },
+            false};
+    }
+
+    TempFolder folder;
+    FileTree tree{folder.path()};
+    Handle group;
+    NodePtr node;
+    std::filesystem::path file;
+    FileLogLines log;
+};
+
+TEST_F(SaveProcedure, ThroughTheTemporaryFile) {
+    writeBytes(folder / "user/g.settings", "earlier format");
+    auto save = access(LevelIndex::user, node);
+    EXPECT_EQ(SaveOutcome::saved, saveSettingsFile(save));
+    EXPECT_EQ("content", bytesOf(file));
+    EXPECT_EQ(Lines{"g.vksettings"}, namesIn(folder / "user")); // no temporary directory, no earlier format
+    struct stat status {};
+    ASSERT_EQ(0, ::stat(file.c_str(), &status));
+    EXPECT_EQ(0600U, status.st_mode & 0777U);
+
+    const Lines lines = log.take();
+    ASSERT_EQ(4U, lines.size());
+    EXPECT_EQ("ENTER SettingsFile::saveSettingsFile() ", lines[0]);
+    EXPECT_EQ("getTempDirectory: \\ttempDirRoot = " + (folder / "user").string(), lines[1]);
+    EXPECT_EQ(0U, lines[2].find("Renaming tmp file: \\ttmpFilePath = " + (folder / "user").string()));
+    EXPECT_NE(std::string::npos, lines[2].find("g.vksettings.tmp\\trealFilePath = " + file.string()));
+    EXPECT_EQ("EXIT  SettingsFile::saveSettings(), I think it's all good - ", lines[3]);
+}
+
+TEST_F(SaveProcedure, ThroughTheHook) {
+    const ThroughHook route;
+    writeBytes(folder / "user/g.settings", "earlier format");
+    auto save = access(LevelIndex::user, node);
+    EXPECT_EQ(SaveOutcome::saved, saveSettingsFile(save));
+    EXPECT_EQ("content", bytesOf(file));
+    EXPECT_EQ((Lines{"g.settings", "g.vksettings"}), namesIn(folder / "user")); // stays on this way
+    EXPECT_EQ(Lines{"ENTER SettingsFile::saveSettingsFile() "}, log.take());
+
+    std::vector<std::filesystem::path> seen;
+    SaveHook before = setSaveHook([&](SettingsFileAccess& saved, const std::filesystem::path& path) {
+        seen.push_back(path);
+        EXPECT_EQ("SaveObj : gLevel : user", saved.description());
+        EXPECT_TRUE(saved.isPrefdirFile());
+    });
+    EXPECT_FALSE(before);
+    auto again = access(LevelIndex::user, node, "other");
+    EXPECT_EQ(SaveOutcome::saved, saveSettingsFile(again));
+    EXPECT_EQ(1U, seen.size());
+    EXPECT_EQ(file, seen.at(0));
+    EXPECT_EQ("content", bytesOf(file)); // the hook decides
+    setSaveHook([](SettingsFileAccess&, const std::filesystem::path&) { throw 1; });
+    EXPECT_THROW(saveSettingsFile(again), int);
+    EXPECT_TRUE(setSaveHook(before));
+    auto failing = access(LevelIndex::user, node, "fail");
+    EXPECT_THROW(saveSettingsFile(failing), std::runtime_error);
+    auto unchanged = access(LevelIndex::user, node, std::nullopt);
+    EXPECT_EQ(SaveOutcome::unchanged, saveSettingsFile(unchanged));
+}
+
+/// A hook may save again from inside a save: the file holds the last value in the end.
+TEST_F(SaveProcedure, AHookMaySaveAgain) {
+    const ThroughHook route;
+    const Handle other = tree.group("other");
+    TestTree::setting(other, "s");
+    tree.load(other);
+    int calls = 0;
+    setSaveHook([&](SettingsFileAccess& saved, const std::filesystem::path& path) {
+        if (++calls == 1) {
+            group->set("s", 7.0, "user");
+            other->set("s", 8.0, "user");
+        }
+        saved.writeTo(path);
+    });
+    group->set("s", 2.0, "user");
+    setSaveHook({});
+    EXPECT_EQ(3, calls); // the first, the other group inside it, the first group once more
+    const auto value = [&](const char* name) {
+        return settingIn(partJson(tree.file(name), topPart), "s")
+            .at("value")
+            .asObject()
+            .at("qfdata")
+            .asDouble();
+    };
+    EXPECT_EQ(7.0, value("g"));
+    EXPECT_EQ(8.0, value("other"));
+    EXPECT_FALSE(tree.status("g").isMarked);
+}
+
+TEST_F(SaveProcedure, OrderOfTheChecks) {
+    using settings::core::exception::CantModifyValuesOnReadOnlyLevel;
+    // 1. a level without file, before everything else
+    auto session = access(LevelIndex::session, {});
+    EXPECT_EQ(SaveOutcome::levelWithoutFile, saveSettingsFile(session));
+    EXPECT_EQ(Lines{"ENTER SettingsFile::saveSettingsFile() "}, log.take());
+    // 2. a level that cannot be modified, also without a group
+    auto factory = access(LevelIndex::factory, {});
+    try {
+        saveSettingsFile(factory);
+        ADD_FAILURE() << "factory files are not saved this way";
+    } catch (const CantModifyValuesOnReadOnlyLevel& failure) {
+        EXPECT_EQ("factory", failure.getLevelToModify());
+    }
+    log.take();
+    // 3. no group, also in a folder that is not there
+    std::filesystem::remove_all(folder / "user");
+    auto nobody = access(LevelIndex::user, {});
+    EXPECT_EQ(SaveOutcome::nothingToSave, saveSettingsFile(nobody));
+    EXPECT_EQ((Lines{"ENTER SettingsFile::saveSettingsFile() ",
+                     "EXIT  SettingsFile::saveSettings(), nothing to save"}),
+              log.take());
+    // 4. a group without values, silently
+    NodeSpec spec;
+    spec.name = "g";
+    auto empty = access(LevelIndex::user, SettingsImpl::makeGroup(std::move(spec)));
+    EXPECT_EQ(SaveOutcome::nothingToSave, saveSettingsFile(empty));
+    EXPECT_EQ(1U, log.take().size());
+    EXPECT_FALSE(std::filesystem::exists(folder / "user"));
+    // 5. a folder that cannot be written; a missing one of the user level is made
+    writeBytes(folder / "user", "a file in the folder's place");
+    auto unwritable = access(LevelIndex::user, node);
+    EXPECT_EQ(SaveOutcome::notWritable, saveSettingsFile(unwritable));
+    EXPECT_EQ(Lines{"EXIT settingsFile::saveSettingsFileAccess(), no write permission "},
+              log.take("no write permission"));
+    std::filesystem::remove(folder / "user");
+    auto writable = access(LevelIndex::user, node);
+    EXPECT_EQ(SaveOutcome::saved, saveSettingsFile(writable));
+    struct stat status {};
+    ASSERT_EQ(0, ::stat((folder / "user").c_str(), &status));
+    EXPECT_EQ(0700U, status.st_mode & 0777U);
+}
+
+TEST_F(SaveProcedure, AFailingTemporaryFileLeavesTheRealOne) {
+    using settings::core::exception::ErrorWriteToTempSettingsFile;
+    writeBytes(file, "before");
+    auto failing = access(LevelIndex::user, node, "fail");
+    try {
+        saveSettingsFile(failing);
+        ADD_FAILURE() << "no failure";
+    } catch (const ErrorWriteToTempSettingsFile& failure) {
+        EXPECT_EQ(u"Failed to write settings file; Error: cause", failure.getDetail());
+        EXPECT_EQ("g", failure.getCausingObject()->getName());
+        EXPECT_EQ(0, failure.getErrorNum());
+    }
+    EXPECT_EQ("before", bytesOf(file));
+    EXPECT_EQ(Lines{"g.vksettings"}, namesIn(folder / "user"));
+    EXPECT_EQ(1U, log.take("Failed to write settings file; Error: cause").size());
+}
+
+TEST_F(SaveProcedure, SwitchedOff) {
+    settings::core::turnOffSettingsSaving();
+    EXPECT_FALSE(settings::core::isSettingsSavingTurnedOn());
+    auto save = access(LevelIndex::user, node);
+    EXPECT_EQ(SaveOutcome::switchedOff, saveSettingsFile(save));
+    settings::core::turnOnSettingsSaving();
+    EXPECT_TRUE(settings::core::isSettingsSavingTurnedOn());
+    EXPECT_EQ((Lines{"Turn off Settings Save", "Turn on Settings Save"}), log.take());
+    EXPECT_FALSE(std::filesystem::exists(file));
+}
+
+/// Runs `test` in a child process as a user without rights; the child's failures are the test's.
+template <class Test>
+void asNobody(Test test) {
+    const pid_t child = ::fork();
+    ASSERT_NE(-1, child);
+    if (child == 0) {
+        if (::setgid(65534) != 0 || ::setuid(65534) != 0)
+            ::_exit(3);
+        test();
+        ::_exit(testing::Test::HasFailure() ? 1 : 0);
+    }
+    int status = 0;
+    ASSERT_EQ(child, ::waitpid(child, &status, 0));
+    ASSERT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(0, WEXITSTATUS(status));
+}
+
+TEST_F(SaveProcedure, FoldersAndFilesThatOthersOwn) {
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "needs root to become somebody else";
+    group->set("s", 1.5, "user");
+    const std::string before = bytesOf(file);
+    ASSERT_EQ(0, ::chmod(folder.path().c_str(), 0755));
+    ASSERT_EQ(0, ::chmod((folder / "user").c_str(), 0755));
+    ASSERT_EQ(0, ::chmod(file.c_str(), 0644));
+    asNobody([&] { // readable, but not writable
+        const FileTree theirs(folder.path());
+        const Handle g = theirs.group("g");
+        TestTree::setting(g, "s");
+        theirs.load(g);
+        EXPECT_EQ(1.5, g->get<double>("s"));
+        g->set("s", 2.0, "user");
+        EXPECT_EQ(2.0, g->get<double>("s"));
+        EXPECT_EQ(SaveOutcome::notWritable, theirs.status("g").saved);
+        EXPECT_TRUE(theirs.status("g").isMarked);
+    });
+    EXPECT_EQ(before, bytesOf(file));
+
+    // A file that cannot be read at first is not overwritten, and saved once it could be read.
+    ASSERT_EQ(0, ::chmod((folder / "user").c_str(), 0777));
+    ASSERT_EQ(0, ::chmod(file.c_str(), 0600));
+    int ready[2];
+    ASSERT_EQ(0, ::pipe(ready));
+    int goOn[2];
+    ASSERT_EQ(0, ::pipe(goOn));
+    const pid_t child = ::fork();
+    ASSERT_NE(-1, child);
+    if (child == 0) {
+        if (::setgid(65534) != 0 || ::setuid(65534) != 0)
+            ::_exit(3);
+        const FileTree theirs(folder.path());
+        const Handle g = theirs.group("g");
+        TestTree::setting(g, "s");
+        TestTree::setting(g, "t");
+        theirs.load(g);
+        EXPECT_EQ(LoadOutcome::unreadable, theirs.status("g").loaded);
+        EXPECT_FALSE(g->isSet("s", "user"));
+        g->set("t", 3.0, "user");
+        EXPECT_EQ(SaveOutcome::waitingForRead, theirs.status("g").saved);
+        char byte = 'x';
+        EXPECT_EQ(1, ::write(ready[1], &byte, 1));
+        EXPECT_EQ(1, ::read(goOn[0], &byte, 1));
+        g->set("t", 4.0, "user");
+        EXPECT_EQ(SaveOutcome::saved, theirs.status("g").saved) << theirs.status("g").saveMessage;
+        EXPECT_EQ(1.5, g->get<double>("s", "user")); // what the file held came with it
+        ::_exit(testing::Test::HasFailure() ? 1 : 0);
+    }
+    char byte = 0;
+    ASSERT_EQ(1, ::read(ready[0], &byte, 1));
+    EXPECT_EQ(before, bytesOf(file));
+    ASSERT_EQ(0, ::chmod(file.c_str(), 0644));
+    ASSERT_EQ(1, ::write(goOn[1], &byte, 1));
+    int status = 0;
+    ASSERT_EQ(child, ::waitpid(child, &status, 0));
+    EXPECT_EQ(0, status);
+    EXPECT_EQ(2U, partJson(file, topPart).at("settings").asArray().size());
+}
+
+} // namespace
