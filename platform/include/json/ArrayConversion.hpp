@@ -38,8 +38,7 @@ inline constexpr std::string_view typedClassKey = "qftype";
 /// True for an object that has one of the two keys: it is meant as a typed form, sound or not.
 VARNEK_EXPORT bool isTyped(const Value& value) noexcept;
 
-/// Fails only where cells or dimensions are nested so deep that the text could not be read back, or a field
-/// name is not Unicode text (then the writer fails).
+/// Fails only where cells or dimensions are nested so deep that the text could not be read back.
 VARNEK_EXPORT Value toTyped(const data::Array& array);
 
 /// `path` is the place of `value` in its document, for the error.

@@ -1,8 +1,11 @@
 #include "varnek/concurrency/Epoch.hpp"
 
-#include <deque>
+#include <algorithm>
 #include <mutex>
+#include <new>
 #include <thread>
+#include <utility>
+#include <vector>
 
 namespace varnek::concurrency {
 
@@ -24,7 +27,7 @@ struct Domain {
     std::atomic<std::uint64_t> epoch{1};
     std::atomic<ReaderRecord*> readers{nullptr};
     std::mutex mutex; // guards retired
-    std::deque<Retired> retired;
+    std::vector<Retired> retired;
     std::atomic<std::size_t> retiredSinceScan{0};
 };
 
@@ -35,7 +38,8 @@ Domain& domain() noexcept {
 
 ReaderRecord* acquireRecord() {
     auto& readers = domain().readers;
-    for (ReaderRecord* record = readers.load(std::memory_order_acquire); record != nullptr; record = record->next) {
+    for (ReaderRecord* record = readers.load(std::memory_order_acquire); record != nullptr;
+         record = record->next) {
         bool free = false;
         if (!record->inUse.load(std::memory_order_relaxed) &&
             record->inUse.compare_exchange_strong(free, true, std::memory_order_acquire))
@@ -43,33 +47,39 @@ ReaderRecord* acquireRecord() {
     }
     auto* record = new ReaderRecord;
     record->next = readers.load(std::memory_order_relaxed);
-    while (!readers.compare_exchange_weak(record->next, record, std::memory_order_release)) {
+    while (!readers.compare_exchange_weak(record->next, record, std::memory_order_seq_cst)) {
     }
     return record;
 }
 
 thread_local ReaderRecord* current __attribute__((tls_model("initial-exec"))) = nullptr;
+thread_local bool ending __attribute__((tls_model("initial-exec"))) = false;
 
-/// Gives the record back when the thread ends.
+/// Gives the record back when the thread ends. Destructors of the thread that read after that take one for
+/// each section.
 struct RecordOwner {
     ~RecordOwner() {
-        if (current != nullptr)
-            current->inUse.store(false, std::memory_order_release);
-        current = nullptr;
+        ending = true;
+        if (ReaderRecord* record = std::exchange(current, nullptr))
+            detail::giveBack(record);
     }
 };
 
 __attribute__((noinline)) ReaderRecord* firstUse() {
+    if (ending) {
+        current = acquireRecord();
+        current->giveBackOnLeaving = true;
+        return current;
+    }
     thread_local RecordOwner owner;
     static_cast<void>(owner);
-    current = acquireRecord();
-    return current;
+    return current = acquireRecord();
 }
 
 /// The oldest epoch that an open section may still be looking at.
 std::uint64_t oldestReader() noexcept {
     std::uint64_t oldest = UINT64_MAX;
-    for (ReaderRecord* record = domain().readers.load(std::memory_order_acquire); record != nullptr;
+    for (ReaderRecord* record = domain().readers.load(std::memory_order_seq_cst); record != nullptr;
          record = record->next) {
         const std::uint64_t epoch = record->epoch.load(std::memory_order_seq_cst);
         if (epoch != 0 && epoch < oldest)
@@ -79,8 +89,8 @@ std::uint64_t oldestReader() noexcept {
 }
 
 /// Moves what no reader can see any more out of the list. Entries are in order of their epoch.
-std::deque<Retired> takeUnreachable() noexcept {
-    std::deque<Retired> unreachable;
+std::vector<Retired> takeUnreachable() noexcept {
+    std::vector<Retired> unreachable;
     Domain& all = domain();
     const std::lock_guard lock(all.mutex);
     const std::uint64_t oldest = oldestReader();
@@ -90,11 +100,11 @@ std::deque<Retired> takeUnreachable() noexcept {
         unreachable.swap(all.retired);
         return unreachable;
     }
+    const auto firstKept = std::find_if(all.retired.begin(), all.retired.end(),
+                                        [&](const Retired& retired) { return retired.epoch >= oldest; });
     try {
-        while (all.retired.front().epoch < oldest) {
-            unreachable.push_back(all.retired.front());
-            all.retired.pop_front();
-        }
+        unreachable.assign(all.retired.begin(), firstKept);
+        all.retired.erase(all.retired.begin(), firstKept);
     } catch (const std::bad_alloc&) {
         // What did not fit stays for a later call.
     }
@@ -108,6 +118,13 @@ void waitForReaders(std::uint64_t epoch) noexcept {
 
 } // namespace
 
+void detail::giveBack(ReaderRecord* record) noexcept {
+    if (current == record)
+        current = nullptr;
+    record->giveBackOnLeaving = false;
+    record->inUse.store(false, std::memory_order_release);
+}
+
 detail::ReaderRecord* detail::enter() noexcept {
     ReaderRecord* record = current;
     if (record == nullptr) [[unlikely]]
@@ -119,18 +136,12 @@ detail::ReaderRecord* detail::enter() noexcept {
 
 void retire(const void* object, void (*deleter)(const void*)) noexcept {
     Domain& all = domain();
-    std::uint64_t epoch = 0;
     try {
         const std::lock_guard lock(all.mutex);
-        epoch = all.epoch.fetch_add(1, std::memory_order_seq_cst);
-        all.retired.push_back({object, deleter, epoch});
+        all.retired.push_back({object, deleter, all.epoch.fetch_add(1, std::memory_order_seq_cst)});
         all.retiredSinceScan.fetch_add(1, std::memory_order_relaxed);
     } catch (const std::bad_alloc&) {
-        // No memory for the note: wait for the readers here, unless this thread is one of them.
-        if (current == nullptr || current->depth == 0) {
-            waitForReaders(epoch);
-            deleter(object);
-        }
+        // Rather a leak than a wait under the caller's lock.
     }
 }
 

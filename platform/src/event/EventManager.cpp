@@ -58,7 +58,8 @@ Connection EventManager::subscribe(std::vector<std::u16string> eventTypes, Liste
 void EventManager::broadcast(const EventHandle& event) const {
     if (!event)
         throw std::invalid_argument("cannot broadcast an empty event handle");
-    const EventHandle kept = event; // a listener may drop the caller's handle
+    // A listener may drop the caller's handle.
+    const EventHandle kept = event; // NOLINT(performance-unnecessary-copy-initialization)
     for (const auto& subscription : table_->listenersOf(*kept))
         subscription->deliver(kept);
 }

@@ -139,10 +139,9 @@ std::vector<SubscriptionHandle> SubscriptionTable::listenersOf(const Event& even
                 if (const auto list = lists_.find(type); list != lists_.end() && list->second)
                     found.insert(found.end(), list->second->begin(), list->second->end());
     }
-    const auto order = [](const SubscriptionHandle& subscription) { return subscription->order(); };
-    std::ranges::sort(found, {}, order);
-    const auto repeated = std::ranges::unique(found, {}, order);
-    found.erase(repeated.begin(), repeated.end());
+    std::sort(found.begin(), found.end(),
+              [](const auto& a, const auto& b) { return a->order() < b->order(); });
+    found.erase(std::unique(found.begin(), found.end()), found.end());
     return found;
 }
 

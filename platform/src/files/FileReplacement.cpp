@@ -65,10 +65,10 @@ struct FileReplacement::State {
                               O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, 0600);
         if (!file)
             fail(FileErrorKind::openFailed, "create file", filePath, errno);
-        // An administrator's save leaves a user's file to the user. Others may not give files away, and need
-        // not.
-        if (exists && (existing.st_uid != ::geteuid() || existing.st_gid != ::getegid())) [[maybe_unused]]
-            const int ignored = ::fchown(file.get(), existing.st_uid, existing.st_gid);
+        // An administrator's save leaves a user's file to the user; others may not give files away.
+        if (exists && (existing.st_uid != ::geteuid() || existing.st_gid != ::getegid())) {
+            [[maybe_unused]] const int refused = ::fchown(file.get(), existing.st_uid, existing.st_gid);
+        }
         if (::fchmod(file.get(), mode) != 0)
             fail(FileErrorKind::openFailed, "set permissions of file", filePath, errno);
         stage = Stage::writing;
@@ -76,9 +76,8 @@ struct FileReplacement::State {
 
     [[noreturn]] void fail(FileErrorKind kind, const char* operation, const std::filesystem::path& path,
                            int error) {
-        const FileError failure(kind, operation, path, error);
         discard();
-        throw failure;
+        throw FileError(kind, operation, path, error);
     }
 
     void expect(bool inOrder) const {

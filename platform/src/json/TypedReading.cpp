@@ -2,6 +2,7 @@
 #include "json/ArrayConversion.hpp"
 #include "json/ElementReading.hpp"
 
+#include <algorithm>
 #include <complex>
 #include <initializer_list>
 #include <stdexcept>
@@ -15,8 +16,10 @@ using detail::Place;
 
 data::Array readTyped(const Value& value, const Place& place);
 
-/// The object, when it has exactly these members.
-const Object& objectOf(const Value& value, const Place& place, std::initializer_list<std::string_view> keys) {
+using Keys = std::initializer_list<std::string_view>;
+
+/// Says why `value` is not an object of exactly these members.
+[[noreturn]] void failMembers(const Value& value, const Place& place, Keys keys) {
     std::string names;
     for (const std::string_view key : keys)
         names.append(names.empty() ? "\"" : ", \"").append(key).append("\"");
@@ -28,8 +31,15 @@ const Object& objectOf(const Value& value, const Place& place, std::initializer_
         if (!object->contains(key))
             place.fail(ConversionFailure::form, "the member \"" + std::string(key) + "\" is missing");
     }
-    if (object->size() != keys.size())
-        place.fail(ConversionFailure::form, "the object may only have the members " + names);
+    place.fail(ConversionFailure::form, "the object may only have the members " + names);
+}
+
+const Object& objectOf(const Value& value, const Place& place, Keys keys) {
+    const Object* const object = value.ifObject();
+    const auto isMember = [object](std::string_view key) { return object->contains(key); };
+    if (object == nullptr || object->size() != keys.size() ||
+        !std::all_of(keys.begin(), keys.end(), isMember))
+        failMembers(value, place, keys);
     return *object;
 }
 
@@ -173,16 +183,21 @@ data::Array readOfType(TypeCode type, const Value& value, const Place& place) {
 }
 
 data::Array readTyped(const Value& value, const Place& place) {
-    const Object& object = objectOf(value, place, {typedDataKey, typedClassKey});
-    const Value& name = object.at(typedClassKey);
+    // Every value of every file comes through here: two searches, no more.
+    const Object* const object = value.ifObject();
+    const Value* const contents = object != nullptr ? object->find(typedDataKey) : nullptr;
+    const Value* const name = object != nullptr ? object->find(typedClassKey) : nullptr;
+    if (contents == nullptr || name == nullptr || object->size() != 2)
+        failMembers(value, place, {typedDataKey, typedClassKey});
     const Place namePlace = place.key(typedClassKey);
-    if (!name.isString())
+    if (!name->isString())
         namePlace.fail(ConversionFailure::form,
-                       "expected a class name, found " + std::string(kindText(name.kind())));
-    const auto type = data::typeOfClassName(name.asString());
+                       "expected a class name, found " + std::string(kindText(name->kind())));
+    const auto type = data::typeOfClassName(name->asString());
     if (!type)
-        namePlace.fail(ConversionFailure::className, "unknown class \"" + std::string(name.asString()) + '"');
-    return readOfType(*type, object.at(typedDataKey), place.key(typedDataKey));
+        namePlace.fail(ConversionFailure::className,
+                       "unknown class \"" + std::string(name->asString()) + '"');
+    return readOfType(*type, *contents, place.key(typedDataKey));
 }
 
 } // namespace

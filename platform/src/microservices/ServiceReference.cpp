@@ -5,7 +5,7 @@
 namespace cppmicroservices {
 inline namespace varnek_platform {
 
-std::string detail::interfaceId(std::string name) {
+std::string detail::interfaceId(const std::string& name) {
     return name.starts_with("::") ? name.substr(2) : name;
 }
 

@@ -23,7 +23,7 @@ Secret& Secret::operator=(Secret&& other) noexcept {
     return *this;
 }
 Secret::~Secret() {
-    ::explicit_bzero(text_.data(), text_.size());
+    ::explicit_bzero(text_.data(), text_.capacity()); // what a swap left behind too
 }
 
 void PackageData::expectOpen() const {

@@ -33,6 +33,7 @@ TEST(MessageException, CarriesItsMessage) {
     EXPECT_EQ((Arguments{"l\u00efb", "run"}), failure.arguments());
     EXPECT_STREQ("The library \"l\u00efb\" has no function \"run\".", failure.what());
     EXPECT_EQ(failure.what(), failure.text(*Catalogue::english()));
+    EXPECT_STREQ("The folder of the user's settings does not exist.", UserFolder().what());
     EXPECT_STREQ("VARNEK:x:Y: 1", UntypedMessageException("VARNEK:x", "Y", {"1"}).what());
 }
 

@@ -17,7 +17,14 @@ using testing_support::TemporaryFolder;
 constexpr auto targetVariable = "VARNEK_TEST_REPLACE";
 constexpr auto beginMarker = "/varnek-test-begin", endMarker = "/varnek-test-end";
 const std::string oldContent = "old content", newContent(20'000, 'n');
-enum Outcome { replaced = 0, replacedAtSecondTry = 10, refused = 11 };
+// None of them is what a program gives that ends for another reason.
+enum Outcome { replaced = 100, replacedAtSecondTry = 101, refused = 102 };
+// AddressSanitizer writes to a pipe when an exception is thrown, and gives up when it cannot.
+#ifdef __SANITIZE_ADDRESS__
+constexpr bool writesOfItsOwn = true;
+#else
+constexpr bool writesOfItsOwn = false;
+#endif
 
 TEST(FaultInjectionChild, DISABLED_ReplacesOnce) {
     const char* target = std::getenv(targetVariable);
@@ -124,7 +131,9 @@ TEST_F(FaultInjection, EveryCallFailsOnceOrForEverAndTheFileIsNeverHurt) {
         if (errors == faults.end())
             continue;
         for (const char* error : errors->second) {
-            for (const char* lasting : {"", "+"}) {
+            for (const std::string lasting : {"", "+"}) {
+                if (writesOfItsOwn && call.name == "write" && lasting == "+")
+                    continue;
                 const std::string what =
                     call.name + ":error=" + error + ":when=" + std::to_string(call.number) + lasting;
                 const int outcome = run("-e trace=" + call.name + " -e inject=" + what);
@@ -135,7 +144,9 @@ TEST_F(FaultInjection, EveryCallFailsOnceOrForEverAndTheFileIsNeverHurt) {
                 secondTries += outcome == replacedAtSecondTry;
                 // When only the folder cannot be flushed, the new content stands already.
                 const bool late = call.name == "fsync" && call.inSection == 2;
-                EXPECT_EQ(outcome == refused && !late ? oldContent : newContent, contentOf(target)) << what;
+                const std::string content = contentOf(target);
+                EXPECT_TRUE(content == (outcome == refused && !late ? oldContent : newContent))
+                    << what << " left " << content.size() << " bytes";
                 // Tidy at once, unless tidying is what fails.
                 const bool tidying = call.name == "unlinkat" || call.name == "rmdir";
                 EXPECT_TRUE(tidying || outcome == refused || folder.names().size() == 1) << what;
@@ -167,7 +178,7 @@ TEST_F(FaultInjection, InterruptionsMakeNoDifference) {
             call.name != "close")
             continue;
         EXPECT_EQ(replaced, run("-e trace=" + call.name + " -e inject=" + what)) << what;
-        EXPECT_EQ(newContent, contentOf(target)) << what;
+        EXPECT_TRUE(newContent == contentOf(target)) << what;
         expectTidyAfterCleanUp(what);
         ++runs;
     }

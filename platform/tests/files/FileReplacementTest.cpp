@@ -305,6 +305,20 @@ TEST(FileReplacement, CleanUpTakesLeftoversOnlyAndNotWorkInProgress) {
     EXPECT_EQ(0u, removeStaleTemporaryDirectories(folder / "no such folder"));
 }
 
+TEST(FileReplacement, AnAdministratorLeavesAUsersFileToTheUser) {
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "only an administrator can replace the file of another user";
+    TemporaryFolder folder;
+    putContent(folder / "file", "old");
+    ASSERT_EQ(0, ::chown((folder / "file").c_str(), 65534, 65534));
+    replaceFile(folder / "file", "new");
+    struct stat status;
+    ASSERT_EQ(0, ::stat((folder / "file").c_str(), &status));
+    EXPECT_EQ(65534u, status.st_uid);
+    EXPECT_EQ(65534u, status.st_gid);
+    EXPECT_EQ(0600u, status.st_mode & 07777);
+}
+
 TEST(FileReplacement, CleanUpLeavesOtherUsersAlone) {
     if (::geteuid() != 0)
         GTEST_SKIP() << "only an administrator can make a directory of another user";

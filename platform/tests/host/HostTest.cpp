@@ -32,7 +32,7 @@ class Host : public testing::Test {
             put(name, value);
         fs::remove_all(scratch);
     }
-    void set(const std::string& name, std::optional<std::string> value) {
+    void set(const std::string& name, const std::optional<std::string>& value) {
         const char* old = std::getenv(name.c_str());
         before.try_emplace(name, old != nullptr ? std::optional<std::string>(old) : std::nullopt);
         put(name, value);

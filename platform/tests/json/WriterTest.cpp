@@ -1,5 +1,6 @@
 #include "json/Writer.hpp"
 
+#include "json/FailurePrinter.hpp"
 #include "json/Limits.hpp"
 #include "json/ParseError.hpp"
 #include "json/Parser.hpp"
@@ -9,10 +10,6 @@
 #include <limits>
 
 namespace varnek::json {
-
-void PrintTo(WriteFailure failure, std::ostream* out) {
-    *out << failureText(failure);
-}
 
 namespace {
 

@@ -132,7 +132,7 @@ TEST(LDAPFilter, RefusesMalformedTexts) {
     const std::string deep = std::string(128, '(') + "a=1)";
     std::string nested = "(a=1)";
     for (int i = 0; i < 63; ++i)
-        nested = "(!" + nested + ")";
+        nested.insert(0, "(!").append(")");
     EXPECT_TRUE(LDAPFilter(nested));
     std::string tooDeep;
     for (int i = 0; i < 200'000; ++i)

@@ -110,7 +110,7 @@ TEST_F(Modules, AreLocatedByPlainNameInTheirFolderOnly) {
         {"libplain.so", ModuleErrorKind::notFound},
     };
     for (const auto& [name, kind] : table)
-        EXPECT_EQ(kind, kindOf([&] { locateModule(inside, name); })) << name;
+        EXPECT_EQ(kind, kindOf([&, &plain = name] { locateModule(inside, plain); })) << name;
     EXPECT_EQ(ModuleErrorKind::notFound, kindOf([&] { locateModule(folder / "none", "plain"); }));
 }
 

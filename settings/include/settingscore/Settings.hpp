@@ -24,6 +24,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -32,7 +33,20 @@ namespace settings::core {
 namespace detail {
 class SettingsNodeImpl;
 struct SettingsAccess;
+
+template <class T, class... List>
+inline constexpr bool isOneOf = (std::is_same_v<T, List> || ...);
 } // namespace detail
+
+/// The types of the typed front: exactly these.
+template <class T>
+concept SettingValueType =
+    detail::isOneOf<T, signed char, unsigned char, short, unsigned short, int, unsigned int, std::int64_t,
+                    std::uint64_t, float, double, bool, char16_t, std::u16string, std::vector<signed char>,
+                    std::vector<unsigned char>, std::vector<short>, std::vector<unsigned short>,
+                    std::vector<int>, std::vector<unsigned int>, std::vector<std::int64_t>,
+                    std::vector<std::uint64_t>, std::vector<float>, std::vector<double>, std::vector<bool>,
+                    std::vector<std::u16string>>;
 
 class SETTINGSCORE_EXPORT Settings {
   public:
@@ -58,12 +72,12 @@ class SETTINGSCORE_EXPORT Settings {
     /// Errors: NoSuchKey, NotAKeyName, UnSupportedLevel; AttemptToGetValueFromVoid when no value is there;
     /// VARNEK::settings::core::DataTypeNotMatch for text against number; the conversion's own errors
     /// (overflow, several elements for a scalar).
-    template <class T>
+    template <SettingValueType T>
     T get(std::string_view name, std::string_view level = {}) const;
 
     /// The same for a setting further down: names joined by "." from this node. InvalidNodePath when it leads
     /// nowhere.
-    template <class T>
+    template <SettingValueType T>
     T getByFullName(std::string_view fullName, std::string_view level = {}) const;
 
     /// The value as it is stored; the void array when the level, or every level, holds none.
@@ -74,7 +88,7 @@ class SETTINGSCORE_EXPORT Settings {
     /// Errors: NoSuchKey, UnSupportedLevel, CantModifyValuesOnReadOnlyLevel, NotAKeyName,
     /// CannotChangeValueForReadOnlySetting, DefaultValidationFailedOnVoidType, UnsupportedType,
     /// ValidationException.
-    template <class T>
+    template <SettingValueType T>
     void set(std::string_view name, const T& value, std::string_view level);
     void set(std::string_view name, const varnek::data::Array& value, std::string_view level);
     /// UnsupportedAnyType for a value outside the supported types.

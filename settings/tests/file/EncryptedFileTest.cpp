@@ -8,7 +8,7 @@
 #include "opc/qfservices/FileSystemManager.hpp"
 #include "settingscore/exception/Exceptions.hpp"
 #include "settingscore/security/KeyManager.hpp"
-#include "settingscore/settings/file/SecurityPlugin.hpp"
+#include "settingscore/security/SecurityPlugin.hpp"
 #include "settingscore/settings/node/SettingsAccess.hpp"
 #include "varnek/files/PathText.hpp"
 

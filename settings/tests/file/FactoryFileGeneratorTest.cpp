@@ -310,14 +310,14 @@ Array randomValue() {
     }
 }
 
-/// Names of text that is whole, short and new among `taken`.
+/// A name of whole characters that is new among `taken`.
 std::string randomName(std::set<std::string>& taken) {
     std::string name;
     do {
         name.clear();
         for (int i = *rc::gen::inRange(1, 6); i > 0; --i)
-            name += *rc::gen::element<std::string>("a", "Z", "7", "_", "-", ".", "%", "/", " ", "\\", "\"",
-                                                   "\u00e9", "\u65e5", "\U0001F600");
+            name += *rc::gen::element<std::string>("a", "Z", "7", "_", "-", "~", ".", "%", "/", " ", "\\",
+                                                   "\"", "\u00e9", "\u65e5", "\U0001F600");
     } while (!taken.insert(name).second);
     return name;
 }

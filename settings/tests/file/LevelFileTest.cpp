@@ -123,6 +123,45 @@ TEST_F(LevelFiles, NodesThatUsersAddedComeBack) {
     EXPECT_EQ(SaveOutcome::removed, tree.status("Über top").saved);
 }
 
+/// Any bytes make a name, also those that would lead out of a package or are no text.
+TEST_F(LevelFiles, EveryNameSurvives) {
+    const Names names = {".",
+                         "..",
+                         "/",
+                         "a/",
+                         "a//b",
+                         "a.b",
+                         "%2E",
+                         "~2E",
+                         "\\",
+                         "\x01",
+                         "\xff",
+                         "\xed\xb2\x80",
+                         std::string("a\0b", 3),
+                         std::string("\0\xfe", 2),
+                         "Ä \U0001F600"};
+    {
+        const FileTree tree = start({});
+        for (const std::string& name : names) {
+            const Handle child = group(tree)->addGroup(name, true, false, "user");
+            child->addSetting(name, Array::text(u"x"), true, false, "user");
+            ASSERT_EQ(SaveOutcome::saved, tree.status("g").saved) << name << tree.status("g").saveMessage;
+            tree.root->addGroup("top " + name, true, false, "user");
+            ASSERT_EQ(SaveOutcome::saved, tree.status("top " + name).saved) << name;
+        }
+    }
+    const FileTree tree = start({});
+    EXPECT_EQ("", tree.status("g").loadMessage);
+    EXPECT_EQ(names.size(), tree.keeper->loadAddedGroups(tree.rootNode, LevelIndex::user).size());
+    for (const std::string& name : names) {
+        EXPECT_TRUE(group(tree)->getChild(name)) << name;
+        if (group(tree)->getChild(name) == nullptr)
+            continue;
+        EXPECT_EQ(u"x", group(tree)->getChild(name)->get<std::u16string>(name));
+        EXPECT_TRUE(tree.root->getChild("top " + name)) << name << tree.status("top " + name).loadMessage;
+    }
+}
+
 TEST_F(LevelFiles, AFileNeverRedefinesAFactoryNode) {
     {
         const FileTree tree = start({});

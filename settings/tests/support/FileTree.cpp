@@ -9,6 +9,8 @@
 
 #include <boost/make_shared.hpp>
 
+#include <algorithm>
+#include <iterator>
 #include <mutex>
 #include <stdexcept>
 
@@ -37,12 +39,11 @@ void FileTree::load(const Handle& group) const {
         keeper->loadLevel(SettingsAccess::node(*group), level);
 }
 
-// ---- log
-// --------------------------------------------------------------------------------------------------------
+// ---- log ----
 
 namespace {
 
-constexpr const char* fileChannel = "settings::core::settingsFile";
+constexpr std::string_view channels[] = {"settings::core::settingsFile", "settings::core::security"};
 
 std::mutex linesMutex;
 std::vector<std::string> lines;
@@ -50,11 +51,12 @@ std::vector<std::string> lines;
 } // namespace
 
 FileLogLines::FileLogLines() {
-    varnek::log::setLevel(fileChannel, varnek::log::Severity::debug);
+    for (const std::string_view channel : channels)
+        varnek::log::setLevel(channel, varnek::log::Severity::debug);
     before_ =
         varnek::log::setSink([](std::string_view channel, varnek::log::Severity, std::string_view text) {
             const std::lock_guard lock(linesMutex);
-            if (channel == fileChannel)
+            if (std::find(std::begin(channels), std::end(channels), channel) != std::end(channels))
                 lines.emplace_back(text);
         });
     take();
@@ -62,7 +64,8 @@ FileLogLines::FileLogLines() {
 
 FileLogLines::~FileLogLines() {
     varnek::log::setSink(before_);
-    varnek::log::setLevel(fileChannel, varnek::log::Severity::off);
+    for (const std::string_view channel : channels)
+        varnek::log::setLevel(channel, varnek::log::Severity::off);
 }
 
 std::vector<std::string> FileLogLines::take(std::string_view text) {
@@ -74,8 +77,7 @@ std::vector<std::string> FileLogLines::take(std::string_view text) {
     return found;
 }
 
-// ---- packages
-// ---------------------------------------------------------------------------------------------------
+// ---- packages ----
 
 namespace {
 

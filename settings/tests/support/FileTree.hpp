@@ -39,7 +39,7 @@ class FileTree {
     Handle root;
 };
 
-/// The lines that the channel of settings files writes while it lives.
+/// The lines that the channels of settings files and of the security plug-in write while it lives.
 class FileLogLines {
   public:
     FileLogLines();

@@ -8,8 +8,8 @@
 
 namespace settings::test {
 
-TempFolder::TempFolder() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "settings-test-XXXXXX").string();
+TempFolder::TempFolder(const std::filesystem::path& parent) {
+    std::string pattern = (parent / "settings-test-XXXXXX").string();
     if (::mkdtemp(pattern.data()) == nullptr)
         throw std::runtime_error("no temporary folder");
     path_ = pattern;
@@ -18,6 +18,12 @@ TempFolder::TempFolder() {
 TempFolder::~TempFolder() {
     std::error_code ignored;
     std::filesystem::remove_all(path_, ignored);
+}
+
+std::filesystem::path quickPlace() {
+    const std::filesystem::path memory = "/dev/shm";
+    std::error_code ignored;
+    return std::filesystem::is_directory(memory, ignored) ? memory : std::filesystem::temp_directory_path();
 }
 
 std::string bytesOf(const std::filesystem::path& file) {

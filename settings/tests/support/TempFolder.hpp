@@ -10,7 +10,8 @@ namespace settings::test {
 
 class TempFolder {
   public:
-    TempFolder();
+    TempFolder() : TempFolder(std::filesystem::temp_directory_path()) {}
+    explicit TempFolder(const std::filesystem::path& parent);
     TempFolder(const TempFolder&) = delete;
     TempFolder& operator=(const TempFolder&) = delete;
     ~TempFolder();
@@ -21,6 +22,9 @@ class TempFolder {
   private:
     std::filesystem::path path_;
 };
+
+/// A place for folders that are written to very often: in memory where the system has one.
+std::filesystem::path quickPlace();
 
 std::string bytesOf(const std::filesystem::path& file);
 void writeBytes(const std::filesystem::path& file, std::string_view bytes);

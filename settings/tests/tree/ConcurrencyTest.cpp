@@ -13,6 +13,7 @@
 namespace {
 
 using namespace settings::test;
+using settings::core::Settings;
 
 int rounds() {
     return std::getenv("VKSETTINGS_SOAK") != nullptr ? 200'000 : 3'000;
@@ -117,6 +118,57 @@ TEST(Concurrency, OneOfManyAddersOfANameWins) {
     together({[&] { add(true); }, [&] { add(false); }, [&] { add(true); }});
     EXPECT_EQ(200, added);
     EXPECT_EQ(400, refused);
+}
+
+TEST(Concurrency, WhoeverFindsANewSettingChangesItInItsTree) {
+    const TestTree tree;
+    const Handle group = tree.group("g");
+    RecordedEvents events;
+    std::atomic<int> found{0};
+    std::atomic<bool> stop{false};
+    together({[&] {
+                  for (int i = 0; i < rounds() / 10; ++i) {
+                      group->addSetting("s", Array::scalar(0.0), true, false, "session");
+                      group->removeNode("s");
+                  }
+                  stop = true;
+              },
+              [&] {
+                  while (!stop)
+                      if (const Handle setting = group->getChild("s"); setting != nullptr) {
+                          Settings::setTogether({{setting, Array::scalar(double(++found))}}, "session");
+                          setting->getFullName();
+                      }
+              }});
+    for (const std::string& line : events.take())
+        EXPECT_TRUE(line.find("g.s") != std::string::npos || line == "removed s from g" ||
+                    line == "changed s was 0")
+            << line;
+}
+
+TEST(Concurrency, AnEffectiveValueIsOneThatWasInEffect) {
+    const TestTree tree;
+    const Handle group = tree.group("g");
+    TestTree::setting(group, "s", Array::scalar(0.0));
+    TestTree::setting(group, "alias", Array::scalar(0.0), settings::core::ReadOnlyState::inherited, "g.s");
+    group->set("s", 1.0, "user");
+    std::atomic<bool> stop{false};
+    std::atomic<int> wrong{0};
+    together({[&] {
+                  for (int i = 0; i < rounds(); ++i) { // never without one of the two
+                      group->set("s", 2.0, "session");
+                      group->unset("s", "user");
+                      group->set("s", 1.0, "user");
+                      group->unset("s", "session");
+                  }
+                  stop = true;
+              },
+              [&] {
+                  while (!stop)
+                      if (group->get<double>("alias") == 0.0 || group->get<double>("s") == 0.0)
+                          ++wrong;
+              }});
+    EXPECT_EQ(0, wrong);
 }
 
 TEST(Concurrency, EveryChangeOfASettingIsAnnouncedOnce) {

@@ -171,6 +171,7 @@ TEST_F(Structure, MergeChecksInOrderAndStoresOneBatch) {
               failureOf([&] { editor->mergeDescendants(tree.group("window"), "user"); }));
     EXPECT_EQ("CanOnlyMergeTreeNodeWithStandaloneNode",
               failureOf([&] { standaloneGroup("editor")->mergeDescendants(other, "user"); }));
+    EXPECT_EQ("ErrorMergingNodesWithDiffAttr", failureOf([&] { width->mergeDescendants(other, "user"); }));
     events.take();
     tree.requests->take();
 
@@ -203,6 +204,7 @@ TEST_F(Structure, AnAliasLeadsToItsDestinationOneStepFar) {
     EXPECT_TRUE(Settings::equal(zoom, editor->getChild("zoom")));
     EXPECT_EQ(5.0, editor->get<double>("chained"));
     EXPECT_EQ(7.0, editor->get<double>("lost"));
+    EXPECT_EQ(7.0, editor->get<double>("lost")); // reported once
     EXPECT_EQ((Lines{"Alias from:editor.zoomto:view.zoom", "Alias from:editor.chainedto:editor.zoom",
                      "try to map editor.lost to view.gone failed. Dest node does not exist."}),
               log.lines);
@@ -212,6 +214,91 @@ TEST_F(Structure, AnAliasLeadsToItsDestinationOneStepFar) {
     EXPECT_EQ(Lines{"save view user"}, tree.requests->take());
     editor->unset("zoom", "user");
     EXPECT_EQ(1.0, editor->getByFullName<double>("zoom"));
+}
+
+TEST_F(Structure, AliasesThatLeadNowhereOrInCirclesStandForThemselves) {
+    const auto alias = [&](const char* name, const char* destination) {
+        return TestTree::setting(editor, name, Array::scalar(3.0), ReadOnlyState::inherited, destination);
+    };
+    alias("self", "editor.self");
+    alias("prefix", "editor.prefix.x");
+    alias("there", "editor.back.y");
+    alias("back", "editor.there.x");
+    alias("top", "editor");
+    TestTree::childGroup(editor, "font");
+    alias("group", "editor.font");
+    for (const char* name : {"self", "prefix", "there", "back"})
+        EXPECT_EQ(3.0, editor->get<double>(name)) << name;
+    EXPECT_EQ("NotAKeyName", failureOf([&] { editor->get("top"); }));
+    EXPECT_EQ("NotAKeyName", failureOf([&] { editor->set("group", 1.0, "user"); }));
+    for (const Handle& child : editor->getChildren())
+        child->getFullName();
+}
+
+TEST_F(Structure, AnAliasOfARemovedSettingStandsForItselfAgain) {
+    const Handle mine = tree.root->addGroup("mine", true, false, "session");
+    mine->addSetting("s", Array::scalar(1.0), true, false, "session");
+    TestTree::setting(editor, "a", Array::scalar(5.0), ReadOnlyState::inherited, "mine.s");
+    EXPECT_EQ(1.0, editor->get<double>("a"));
+    const Handle alias = editor->getChildren().front(); // the alias itself, not what it leads to
+    Settings::setTogether({{alias, Array::scalar(2.0)}}, "session");
+    EXPECT_EQ(2.0, mine->get<double>("s"));
+    tree.root->removeNode("mine");
+    EXPECT_EQ(5.0, editor->get<double>("a"));
+    tree.root->addGroup("mine", true, false, "session")
+        ->addSetting("s", Array::scalar(9.0), true, false, "session");
+    EXPECT_EQ(9.0, editor->get<double>("a"));
+}
+
+TEST_F(Structure, AnAliasWorksInATreeWithoutARoot) {
+    const Handle file = standaloneGroup("editor");
+    TestTree::setting(file, "b", Array::scalar(1.0));
+    TestTree::setting(file, "a", Array::scalar(5.0), ReadOnlyState::inherited, "editor.b");
+    EXPECT_EQ(1.0, file->get<double>("a"));
+}
+
+TEST_F(Structure, ASettingHasNoChildren) {
+    const Handle width = TestTree::setting(editor, "width", Array::scalar(80.0));
+    for (const auto& operation : std::vector<std::function<void()>>{
+             [&] { width->get("x"); }, [&] { width->isSet("x", "user"); }, [&] { width->removeNode("x"); },
+             [&] { width->addSetting("x", Array(), true, false, "user"); },
+             [&] { TestTree::setting(width, "x"); }})
+        EXPECT_EQ("NotANodeName", failureOf(operation));
+    EXPECT_TRUE(width->getChildren().empty());
+    EXPECT_EQ(nullptr, width->getChild("x"));
+}
+
+TEST_F(Structure, FailuresTellWhatTheyAreAbout) {
+    using namespace settings::core::exception;
+    TestTree::setting(editor, "width", Array::scalar(80.0));
+    try {
+        editor->get("nothing");
+        FAIL();
+    } catch (const NoSuchKey& failure) {
+        EXPECT_TRUE(Settings::equal(editor, failure.getObjectInvovled()));
+        EXPECT_EQ("nothing", failure.getInputName());
+    }
+    try {
+        editor->unset("width", "user");
+        FAIL();
+    } catch (const ValueNotDefinedForGivenLevel& failure) {
+        EXPECT_EQ("editor.width", failure.getObjectInvovled()->getFullName());
+        EXPECT_EQ("user", failure.getLevel());
+    }
+    try {
+        editor->set("width", 1.0, "nowhere");
+        FAIL();
+    } catch (const UnSupportedLevel& failure) {
+        EXPECT_EQ((Lines{"session", "user", "installation", "factory"}), failure.getSupportedLevelList());
+    }
+    try {
+        editor->removeNode("width");
+        FAIL();
+    } catch (const AttemptedRemovalOfFactoryGroupOrSetting& failure) {
+        EXPECT_EQ("editor.width", failure.getObjectInvovled()->getFullName());
+        EXPECT_EQ("factory", failure.getLevelNeedToBeUpdated());
+        EXPECT_EQ((Lines{"session", "user", "installation"}), failure.getLevelsHasWritenPermissionOn());
+    }
 }
 
 TEST_F(Structure, AnyNameIsKeptExactly) {

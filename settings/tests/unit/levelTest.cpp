@@ -97,8 +97,11 @@ TEST_F(LevelFoldersTest, FunctionsSupplyTheFoldersWhenNoVariableDoes) {
     EXPECT_EQ(level(LevelIndex::factory).levelRootPath(), u"/from/factory");
     EXPECT_EQ(detail::workgroupFolder(), u"/from/workgroup");
     detail::setLevelFolders({});
-    for (const SettingsLevel& one : SettingsLevelManager::getSettingsLevelObjs())
-        EXPECT_EQ(one.levelRootPath(), u"") << one.levelName();
+    for (const LevelIndex other : {LevelIndex::session, LevelIndex::installation, LevelIndex::factory})
+        EXPECT_EQ(level(other).levelRootPath(), u"") << levelName(other);
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(level(LevelIndex::user).levelRootPath(), testing::ExitedWithCode(1),
+                testing::Eq("There is no folder for personal settings: SETTINGS_USERDIR is not set. \n"));
     EXPECT_EQ(detail::workgroupFolder(), u"");
 }
 

@@ -60,8 +60,7 @@ class Any {
     Any() noexcept = default;
     /// Arrays and text literals are held as pointers: prefer std::string.
     template <class T>
-    requires(!std::same_as<std::remove_cvref_t<T>, Any>) Any(T&& value)
-        : content_(std::make_unique<Holder<std::decay_t<T>>>(std::forward<T>(value))) {}
+    requires(!std::same_as<T, Any>) Any(T value) : content_(std::make_unique<Holder<T>>(std::move(value))) {}
     Any(const Any& other) : content_(other.content_ ? other.content_->clone() : nullptr) {}
     Any(Any&&) noexcept = default;
     Any& operator=(Any other) noexcept {
@@ -100,8 +99,7 @@ class Any {
 
     template <class T>
     struct Holder final : Content {
-        template <class U>
-        explicit Holder(U&& held) : value(std::forward<U>(held)) {}
+        explicit Holder(T held) : value(std::move(held)) {}
         const std::type_info& type() const noexcept override { return typeid(T); }
         std::unique_ptr<Content> clone() const override { return std::make_unique<Holder>(value); }
         std::string text() const override { return detail::anyText(value); }

@@ -34,7 +34,10 @@ class VARNEK_EXPORT IllegalStateException : public std::runtime_error {
 class VARNEK_EXPORT BundleContext {
   public:
     BundleContext() noexcept = default;
-    BundleContext& operator=(std::nullptr_t) noexcept { return *this = BundleContext(); }
+    BundleContext& operator=(std::nullptr_t) noexcept {
+        *this = BundleContext();
+        return *this;
+    }
 
     /// Whether the bundle is starting, active or stopping.
     explicit operator bool() const noexcept;

@@ -23,7 +23,7 @@ class VARNEK_EXPORT BundleVersion {
     std::string GetQualifier() const { return qualifier_; }
     std::string ToString() const;
 
-    auto operator<=>(const BundleVersion&) const = default;
+    auto operator<=>(const BundleVersion&) const = default; // NOLINT(modernize-use-nullptr)
 
   private:
     unsigned major_ = 0, minor_ = 0, micro_ = 0;

@@ -20,7 +20,7 @@ using InterfaceMapConstPtr = std::shared_ptr<const InterfaceMap>;
 namespace detail {
 
 /// Without a leading "::".
-VARNEK_EXPORT std::string interfaceId(std::string name);
+VARNEK_EXPORT std::string interfaceId(const std::string& name);
 
 } // namespace detail
 } // namespace varnek_platform

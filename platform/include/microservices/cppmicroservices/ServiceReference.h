@@ -21,7 +21,10 @@ class ServiceReference : public ServiceReferenceBase {
     ServiceReference(const ServiceReferenceBase& reference)
         : ServiceReferenceBase(reference, us_service_interface_iid<Interface>()) {}
 
-    ServiceReference& operator=(std::nullptr_t) noexcept { return *this = ServiceReference(); }
+    ServiceReference& operator=(std::nullptr_t) noexcept {
+        *this = ServiceReference();
+        return *this;
+    }
 };
 
 using ServiceReferenceU = ServiceReference<void>;

@@ -32,7 +32,7 @@ class VARNEK_EXPORT ReleaseLabel {
     /// R0000a.
     ReleaseLabel previous() const;
 
-    auto operator<=>(const ReleaseLabel&) const = default;
+    auto operator<=>(const ReleaseLabel&) const = default; // NOLINT(modernize-use-nullptr)
 
   private:
     int year_;

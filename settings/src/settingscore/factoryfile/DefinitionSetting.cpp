@@ -3,11 +3,11 @@
 #include "settingscore/boostany/ArrayConversion.hpp"
 #include "settingscore/factoryfile/ValueCheck.hpp"
 #include "settingscore/settings/file/FunctionMembers.hpp"
-#include "settingscore/settings/file/GroupJson.hpp"
 #include "settingscore/settings/file/JsonPath.hpp"
 #include "settingscore/settings/file/SettingsFileKeys.hpp"
 #include "settingscore/settings/file/ValidatorJson.hpp"
 #include "settingscore/settings/node/NodeNames.hpp"
+#include "varnek/files/PathText.hpp"
 #include "json/ArrayConversion.hpp"
 
 #include <boost/variant/apply_visitor.hpp>
@@ -192,8 +192,10 @@ std::string readDefinedName(const DefinitionMembers& members, std::string_view k
     const auto name = members.string(key);
     if (!name)
         return {};
-    if (!isReadableName(*name))
-        members.reportMember(key, name->empty() ? "must not be empty" : "must be a text of whole characters");
+    if (name->empty())
+        members.reportMember(key, "must not be empty");
+    else if (!varnek::files::utf16FromUtf8(*name))
+        members.reportMember(key, "must be a text of whole characters");
     else if (!isAcceptableName(*name, parentName, isTop))
         members.reportMember(key, "is too long for the names of files");
     else

@@ -4,12 +4,13 @@
 #include "settingscore/exception/Exceptions.hpp"
 #include "settingscore/factoryfile/InvalidDefinition.hpp"
 #include "settingscore/factoryfile/ValueCheck.hpp"
-#include "settingscore/settings/file/GroupJson.hpp"
 #include "settingscore/settings/file/SettingsFileKeys.hpp"
+#include "settingscore/settings/file/TreeLoader.hpp"
 #include "settingscore/settings/file/ValidatorJson.hpp"
 #include "settingscore/settings/node/NodeNames.hpp"
 #include "settingscore/settings/node/SettingsAccess.hpp"
 #include "settingscore/settings/node/SettingsImplForFileManager.hpp"
+#include "varnek/files/PathText.hpp"
 
 #include <boost/variant/get.hpp>
 
@@ -24,7 +25,7 @@ namespace {
 constexpr std::string_view level = "factory";
 
 void checkName(std::string_view name, const std::string& parentName, bool isTop) {
-    if (!isReadableName(name) || !isAcceptableName(name, parentName, isTop))
+    if (!varnek::files::utf16FromUtf8(name) || !isAcceptableName(name, parentName, isTop))
         throw failures::InvalidSettingOrGroupName(std::string(name));
 }
 
@@ -80,28 +81,9 @@ class DefinitionCheck {
     std::vector<DefinitionFault> faults_;
 };
 
-template <class Record>
-NodeSpec specOf(Record& record) {
-    NodeSpec spec;
-    spec.name = std::move(record.name);
-    spec.readOnly = record.readOnly;
-    spec.visible = record.visible;
-    spec.definition = std::move(record.definition);
-    return spec;
-}
-
-NodePtr nodeOf(GroupRecord&& record) {
-    std::vector<NodePtr> children;
-    for (SettingRecord& setting : record.settings) {
-        const NodePtr node = SettingsImplForFileManager::makeSetting(specOf(setting), LevelIndex::factory);
-        node->loadValue(LevelIndex::factory, std::move(setting.value));
-        children.push_back(node);
-    }
-    for (GroupRecord& group : record.groups)
-        children.push_back(nodeOf(std::move(group)));
-    const NodePtr node = SettingsImplForFileManager::makeGroup(specOf(record), LevelIndex::factory);
-    node->adoptChildren(std::move(children));
-    return node;
+boost::shared_ptr<SettingsImpl> makeNode(NodeSpec spec, bool isGroup) {
+    return isGroup ? SettingsImplForFileManager::makeGroup(std::move(spec), LevelIndex::factory)
+                   : SettingsImplForFileManager::makeSetting(std::move(spec), LevelIndex::factory);
 }
 
 } // namespace
@@ -110,14 +92,14 @@ FactoryGroup::FactoryGroup(std::string_view name, const Properties& properties,
                            const json::Object& attributes) {
     checkName(name, {}, true);
     DefinitionCheck(properties, attributes, false).raise(std::string(name));
-    NodeSpec spec = NodeSpec::from(name, properties, LevelIndex::factory);
-    const NodePtr node = SettingsImplForFileManager::makeGroup(std::move(spec), LevelIndex::factory);
+    const NodePtr node = makeNode(NodeSpec::from(name, properties, LevelIndex::factory), true);
     node->setAttributes(attributes);
     handle_ = SettingsAccess::wrap(node);
 }
 
 FactoryGroup FactoryGroup::from(GroupRecord&& record) {
-    return FactoryGroup(SettingsAccess::wrap(nodeOf(std::move(record))));
+    const LoadRules rules{.level = LevelIndex::factory, .makeNode = makeNode};
+    return FactoryGroup(SettingsAccess::wrap(buildTree(std::move(record), rules)));
 }
 
 FactoryGroup FactoryGroup::addGroup(std::string_view name, const Properties& properties,

@@ -136,6 +136,8 @@ class SettingsImpl : public SettingsNodeImpl, public boost::enable_shared_from_t
     /// The child that leaves no room for one called `name`, or empty. Called under the group's lock as well.
     virtual NodePtr clashing(std::string_view name) const;
     [[noreturn]] virtual void refuseClash(const NodePtr& existing) const;
+    /// Raises what forbids to take over nodes that a loader built. Called under the group's lock.
+    virtual void checkAdoptable(const std::vector<NodePtr>& children) const;
 
     GroupState& group() const { return *group_; }
 
@@ -158,12 +160,18 @@ class SettingsImpl : public SettingsNodeImpl, public boost::enable_shared_from_t
     void recordDataType(const ShapedArray& value);
     void announce(const StoreOutcome& outcome, LevelIndex level);
     void checkStorable(const ShapedArray& value) const;
+    /// NotANodeName for a setting.
+    void requireGroup() const;
     void insertChild(const NodePtr& child);
     void checkNewName(std::string_view name) const;
     NodePtr childOrThrow(std::string_view name) const;
     NodePtr followAlias(const NodePtr& child) const;
     ShapedArray read(std::string_view name, std::string_view level) const;
     NodePtr add(NodeSpec spec, bool isGroup, const ShapedArray& initial, LevelIndex level);
+    /// The types of one event class for this node, and those of listeners to all of its events.
+    std::vector<std::u16string> publishedTypes(std::string_view eventClass) const;
+    /// What a value for `node` is stored in: the setting behind a proxy or an alias; null in another process.
+    static boost::shared_ptr<SettingsImpl> storeTarget(const NodePtr& node);
     void announceAdded(const NodePtr& child);
     void announceRemoved(const NodePtr& child);
     void updateDefinition(const std::function<void(NodeDefinition&)>& change);

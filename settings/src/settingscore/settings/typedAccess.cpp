@@ -55,12 +55,12 @@ const SettingsNodeImpl* peekGroup(const SettingsNodeImpl* node, std::string_view
 
 } // namespace
 
-template <class T>
+template <SettingValueType T>
 T Settings::get(std::string_view name, std::string_view level) const {
     return readTyped<T>(*impl_, name, level);
 }
 
-template <class T>
+template <SettingValueType T>
 T Settings::getByFullName(std::string_view fullName, std::string_view level) const {
     {
         const ReadSection section;
@@ -78,7 +78,7 @@ T Settings::getByFullName(std::string_view fullName, std::string_view level) con
     return readTyped<T>(*group, fullName.substr(dot + 1), level);
 }
 
-template <class T>
+template <SettingValueType T>
 void Settings::set(std::string_view name, const T& value, std::string_view level) {
     const detail::NodePtr child = impl_->getChild(name, true);
     if (child == nullptr)

@@ -3,6 +3,7 @@
 #include "settingscore/boostany/ArrayConversion.hpp"
 #include "settingscore/settings/file/FileLog.hpp"
 #include "settingscore/settings/file/FunctionMembers.hpp"
+#include "settingscore/settings/file/NameText.hpp"
 #include "settingscore/settings/file/SettingsFileKeys.hpp"
 #include "settingscore/settings/file/ValidatorJson.hpp"
 #include "varnek/files/PathText.hpp"
@@ -21,10 +22,22 @@ bool isReadableName(std::string_view name) {
     return !name.empty() && varnek::files::utf16FromUtf8(name).has_value();
 }
 
-// ---- reading
-// ------------------------------------------------------------------------------------------------------
+// ---- reading ----
 
 namespace {
+
+/// Empty when the member is absent.
+std::string readName(const MemberReader& members, std::string_view key) {
+    const Value* value = members.find(key);
+    if (value == nullptr)
+        return {};
+    if (!value->isString())
+        members.refuse(ReadError::type, key, "must be a string");
+    auto name = nameFromJson(*value);
+    if (!name)
+        members.refuse(ReadError::name, key, "is no name: empty, or half a character");
+    return *std::move(name);
+}
 
 ReadOnlyState readOnlyState(const MemberReader& members) {
     const auto readOnly = members.boolean(keys::readOnly);
@@ -148,9 +161,9 @@ void GroupReader::readSettingDefinition(const MemberReader& members, SettingReco
 
 SettingRecord GroupReader::readSetting(const MemberReader& members) {
     SettingRecord setting;
-    setting.name = members.string(keys::name).value_or("");
-    if (!isReadableName(setting.name))
-        members.refuse(ReadError::name, keys::name, "must be a name in valid UTF-8, not empty");
+    setting.name = readName(members, keys::name);
+    if (setting.name.empty())
+        members.refuse(ReadError::name, keys::name, "is missing");
     setting.value = readValue(members);
     setting.readOnly = readOnlyState(members);
     setting.visible = members.boolean(keys::visible).value_or(true);
@@ -162,7 +175,7 @@ SettingRecord GroupReader::readSetting(const MemberReader& members) {
 GroupRecord GroupReader::read(const Object& json, const FilePlace& place) {
     const MemberReader members(json, "$", place);
     GroupRecord group;
-    group.name = members.string(keys::groupName).value_or("");
+    group.name = readName(members, keys::groupName);
     group.readOnly = readOnlyState(members);
     group.visible = members.boolean(keys::visible).value_or(true);
     NodeDefinition definition = readDefinition(members);
@@ -184,8 +197,7 @@ GroupRecord GroupReader::read(const Object& json, const FilePlace& place) {
     return group;
 }
 
-// ---- writing
-// ------------------------------------------------------------------------------------------------------
+// ---- writing ----
 
 namespace {
 
@@ -200,7 +212,7 @@ Object writeSetting(const SettingRecord& setting, LevelIndex level) {
     json.set(keys::hasValue, hasValue);
     json.set(keys::isUserDefined, setting.isUserDefined);
     json.set(keys::isVector, hasValue && setting.value.second);
-    json.set(keys::name, setting.name);
+    json.set(keys::name, nameToJson(setting.name));
     static const auto empty = varnek::data::Array::make<double>({0, 0}, {});
     json.set(keys::value, varnek::json::toTyped(hasValue ? setting.value.first : empty));
     if (level != LevelIndex::factory && !setting.isUserDefined)
@@ -244,8 +256,8 @@ void writeGroupDefinition(const GroupRecord& group, LevelIndex level, Object& js
 
 Object writeGroup(const GroupRecord& group, const std::string& fullName, LevelIndex level) {
     Object json;
-    json.set(keys::path, fullName);
-    json.set(keys::groupName, group.name);
+    json.set(keys::path, nameToJson(fullName));
+    json.set(keys::groupName, nameToJson(group.name));
     writeReadOnly(group.readOnly, json);
     writeGroupDefinition(group, level, json);
     Array settings;

@@ -41,7 +41,7 @@ class GroupReader {
 /// left out: functions beyond "factory", flags and validators of what a factory file defines.
 varnek::json::Object writeGroup(const GroupRecord& group, const std::string& fullName, LevelIndex level);
 
-/// Whether a name of a file can be a node's: valid UTF-8, not empty.
+/// Whether a definition may give a node this name: valid UTF-8, not empty.
 bool isReadableName(std::string_view name);
 
 } // namespace settings::core::detail

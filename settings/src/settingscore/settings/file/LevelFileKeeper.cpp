@@ -50,8 +50,7 @@ bool isInsideSave() noexcept {
     return saveDepth > 0;
 }
 
-// ---- bookkeeping
-// --------------------------------------------------------------------------------------------------
+// ---- bookkeeping ----
 
 std::filesystem::path LevelFileKeeper::folderOfLevel(LevelIndex level) {
     return varnek::files::pathFromUtf16(
@@ -69,7 +68,8 @@ LevelFileKeeper::FileState& LevelFileKeeper::stateOf(const Key& key) const {
 }
 
 std::filesystem::path LevelFileKeeper::fileOf(std::string_view group, LevelIndex level) const {
-    return folders_(level) / fileNameOf(group);
+    const std::filesystem::path folder = folders_(level);
+    return folder.empty() ? folder : folder / fileNameOf(group); // without a folder there is no file
 }
 
 LevelFileStatus LevelFileKeeper::statusOf(const Key& key, const FileState& state) const {
@@ -112,8 +112,7 @@ void LevelFileKeeper::setVersionRecord(std::string_view group, LevelIndex level,
     stateOf({std::string(group), level}).version = std::move(record);
 }
 
-// ---- turns
-// --------------------------------------------------------------------------------------------------------
+// ---- turns ----
 
 LevelFileKeeper::Turn::Turn(LevelFileKeeper& keeper, const Key& key) : keeper_(keeper) {
     std::unique_lock lock(keeper.mutex_);
@@ -135,8 +134,7 @@ LevelFileKeeper::Turn::~Turn() {
     keeper_.turnEnded_.notify_all();
 }
 
-// ---- requests
-// -----------------------------------------------------------------------------------------------------
+// ---- requests ----
 
 void LevelFileKeeper::requestSave(const NodePtr& topLevelGroup, LevelIndex level) {
     if (levelTable[position(level)].fileSlot != 0)
@@ -216,8 +214,7 @@ void LevelFileKeeper::saveWhatWasSkipped(const Key& besides) {
     }
 }
 
-// ---- saving
-// -------------------------------------------------------------------------------------------------------
+// ---- saving ----
 
 std::pair<SaveOutcome, std::string> LevelFileKeeper::attempt(const Key& key, const NodePtr& group) {
     const InsideSave inside;

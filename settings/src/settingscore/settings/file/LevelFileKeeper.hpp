@@ -70,7 +70,8 @@ class LevelFileKeeper : public SaveRequests {
     LoadOutcome loadLevel(const NodePtr& topLevelGroup, LevelIndex level);
 
     /// Brings back the top-level groups that users added: those with a file in the level's folder and no node
-    /// below `root`. Files of groups whose definition is missing are left alone. Returns the groups.
+    /// below `root`. Files of groups whose definition is missing are left alone. Returns the groups. Also
+    /// clears the folder of what saves left behind that a crash ended.
     std::vector<NodePtr> loadAddedGroups(const NodePtr& root, LevelIndex level);
 
     /// Puts values in place whose definition has appeared since their file was read.

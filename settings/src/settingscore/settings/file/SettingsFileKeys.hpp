@@ -6,7 +6,7 @@
 
 namespace settings::core::detail::keys {
 
-// Parts. A child group's folder stands inside its parent's, named by encodedName(group).
+// Parts. A child group's folder stands inside its parent's; NameText.hpp has its name.
 inline constexpr std::u16string_view schemaPart = u"/schema.json";
 inline constexpr std::u16string_view treeFolder = u"/settingstree";
 inline constexpr std::u16string_view groupFile = u"/settings.json"; // after the group's folder

@@ -6,6 +6,7 @@
 #include "opc/qfservices/FileSystemManager.hpp"
 #include "settingscore/Settings.hpp"
 #include "settingscore/settings/file/EncryptedPackage.hpp"
+#include "settingscore/settings/file/NameText.hpp"
 #include "settingscore/settings/file/ReleaseJson.hpp"
 #include "settingscore/settings/file/SettingsFileKeys.hpp"
 #include "settingscore/settings/node/NodeNames.hpp"
@@ -98,7 +99,7 @@ class PackageReader {
             } else if (parts_.hasEntry(groupFileIn(name))) {
                 GroupRecord child = readGroup(name);
                 if (child.name.empty())
-                    child.name = decodedName(utf8Of(entry.getName()));
+                    child.name = groupOfFolder(utf8Of(entry.getName()));
                 finishGroup(child, name, fullName);
                 group.groups.push_back(std::move(child));
             } else {

@@ -6,10 +6,10 @@
 #include "settingscore/settings/file/FileFailureText.hpp"
 #include "settingscore/settings/file/FileLog.hpp"
 #include "settingscore/settings/file/GroupJson.hpp"
+#include "settingscore/settings/file/NameText.hpp"
 #include "settingscore/settings/file/ReleaseJson.hpp"
 #include "settingscore/settings/file/SettingsFileKeys.hpp"
 #include "settingscore/settings/file/TreeSnapshot.hpp"
-#include "settingscore/settings/node/NodeNames.hpp"
 #include "varnek/files/FileReplacement.hpp"
 #include "varnek/files/PathText.hpp"
 #include "varnek/release/Release.hpp"
@@ -55,11 +55,8 @@ class PackageWriter {
     void writeGroup(const GroupRecord& group, const std::u16string& folder, const std::string& fullName) {
         addPart(folder + std::u16string(keys::groupFile),
                 varnek::json::write(detail::writeGroup(group, fullName, level_)));
-        for (const GroupRecord& child : group.groups) {
-            const std::string name = encodedName(child.name);
-            writeGroup(child, folder + u"/" + std::u16string(name.begin(), name.end()),
-                       fullName + "." + child.name);
-        }
+        for (const GroupRecord& child : group.groups)
+            writeGroup(child, folder + u"/" + folderNameOf(child.name), fullName + "." + child.name);
     }
 
     /// A part of ours that has come into its place wins.

@@ -9,6 +9,7 @@
 #include "settingscore/settings/file/SettingsFileReader.hpp"
 #include "settingscore/settings/file/TreeLoader.hpp"
 #include "varnek/files/FileError.hpp"
+#include "varnek/files/FileReplacement.hpp"
 #include "varnek/files/Folder.hpp"
 
 namespace settings::core::detail {
@@ -140,8 +141,7 @@ void LevelFileKeeper::loadUserSettings(const NodePtr& topLevelGroup) {
     loadLevel(topLevelGroup, LevelIndex::user);
 }
 
-// ---- values whose definition appears later
-// ------------------------------------------------------------------------
+// ---- values whose definition appears later ----
 
 void LevelFileKeeper::adopt(const Key& key, const NodePtr& group) {
     std::shared_ptr<const GroupRecord> leftovers;
@@ -169,8 +169,7 @@ void LevelFileKeeper::adoptLeftovers(const NodePtr& topLevelGroup) {
     }
 }
 
-// ---- groups that users added
-// --------------------------------------------------------------------------------------
+// ---- groups that users added ----
 
 NodePtr LevelFileKeeper::readAddedGroup(const Key& key, const NodePtr& root) {
     auto content = readContent(key);
@@ -190,9 +189,11 @@ NodePtr LevelFileKeeper::readAddedGroup(const Key& key, const NodePtr& root) {
 }
 
 std::vector<NodePtr> LevelFileKeeper::loadAddedGroups(const NodePtr& root, LevelIndex level) {
+    const std::filesystem::path folder = folders_(level);
+    varnek::files::removeStaleTemporaryDirectories(folder); // of saves that a crash ended
     std::vector<std::filesystem::path> files;
     try {
-        files = varnek::files::listFiles(folders_(level), Settings::settingsExtension);
+        files = varnek::files::listFiles(folder, Settings::settingsExtension);
     } catch (const varnek::files::FileError& failure) {
         if (failure.kind() != varnek::files::FileErrorKind::notFound)
             VARNEK_LOG(fileLog, error) << failure.what();

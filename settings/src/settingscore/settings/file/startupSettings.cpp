@@ -7,11 +7,11 @@
 #include "settingscore/exception/Exceptions.hpp"
 #include "settingscore/settings/file/EncryptedPackage.hpp"
 #include "settingscore/settings/file/FileFailureText.hpp"
+#include "settingscore/settings/file/NameText.hpp"
 #include "settingscore/settings/file/SettingsFileKeys.hpp"
 #include "settingscore/settings/file/SettingsFileReader.hpp"
 #include "settingscore/settings/node/FullNamePath.hpp"
 #include "settingscore/settings/node/LevelCheck.hpp"
-#include "settingscore/settings/node/NodeNames.hpp"
 #include "varnek/files/FileAccess.hpp"
 #include "varnek/files/PathText.hpp"
 
@@ -33,11 +33,8 @@ std::vector<SettingRecord> settingsOf(const opc::model::Package& package, const 
         return {};
     if (groupFullName.empty())
         return std::move(group->settings);
-    while (!groupFullName.empty()) {
-        const std::string name = encodedName(nextName(groupFullName));
-        folder += u'/';
-        folder.append(name.begin(), name.end());
-    }
+    while (!groupFullName.empty())
+        folder += u"/" + folderNameOf(nextName(groupFullName));
     group = readGroupPart(package, file, folder, use);
     return group ? std::move(group->settings) : std::vector<SettingRecord>();
 }

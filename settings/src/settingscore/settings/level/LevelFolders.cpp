@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <exception>
 #include <mutex>
+#include <stdexcept>
 #include <string_view>
 #include <utility>
 
@@ -52,7 +53,10 @@ void forgetLevelFolders() {
 
 std::u16string userFolder() {
     try {
-        return folder("SETTINGS_USERDIR", &LevelFolders::user);
+        std::u16string found = folder("SETTINGS_USERDIR", &LevelFolders::user);
+        if (found.empty())
+            throw std::runtime_error("There is no folder for personal settings: SETTINGS_USERDIR is not set.");
+        return found;
     } catch (const std::exception& failure) {
         std::fprintf(stderr, "%s \n", failure.what());
         std::fflush(stderr);

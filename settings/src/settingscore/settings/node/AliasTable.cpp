@@ -20,4 +20,9 @@ void AliasTable::forget(std::string_view name) {
         destinations_.erase(found);
 }
 
+bool AliasTable::noteMissing(std::string_view name) {
+    const std::lock_guard lock(mutex_);
+    return destinations_.emplace(name, boost::weak_ptr<SettingsNodeImpl>()).second;
+}
+
 } // namespace settings::core::detail

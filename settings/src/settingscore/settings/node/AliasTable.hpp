@@ -20,10 +20,12 @@ class AliasTable {
     boost::shared_ptr<SettingsNodeImpl> find(std::string_view name) const;
     void remember(std::string_view name, const boost::shared_ptr<SettingsNodeImpl>& destination);
     void forget(std::string_view name);
+    /// True the first time, so that a missing destination is reported once.
+    bool noteMissing(std::string_view name);
 
   private:
-    mutable std::mutex mutex_; // rank "alias"
-    std::map<std::string, boost::weak_ptr<SettingsNodeImpl>, std::less<>> destinations_;
+    mutable std::mutex mutex_;                                                           // rank "alias"
+    std::map<std::string, boost::weak_ptr<SettingsNodeImpl>, std::less<>> destinations_; // empty: missing
 };
 
 } // namespace settings::core::detail

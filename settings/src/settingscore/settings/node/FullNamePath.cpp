@@ -1,5 +1,7 @@
 #include "settingscore/settings/node/FullNamePath.hpp"
 
+#include <algorithm>
+
 namespace settings::core::detail {
 
 std::string_view nextName(std::string_view& path) noexcept {
@@ -20,15 +22,17 @@ NodePtr walk(const NodePtr& start, std::string_view fullName) {
 }
 
 NodePtr walkWithoutAliases(const NodePtr& start, std::string_view fullName) {
-    const std::size_t dot = fullName.rfind('.');
-    const NodePtr parent = dot == std::string_view::npos ? start : walk(start, fullName.substr(0, dot));
-    if (parent == nullptr)
-        return {};
-    const std::string_view last = dot == std::string_view::npos ? fullName : fullName.substr(dot + 1);
-    for (const NodePtr& child : parent->getChildren())
-        if (child->getName() == last)
-            return child;
-    return {};
+    NodePtr node = start;
+    bool more = !fullName.empty();
+    while (node != nullptr && more) {
+        more = fullName.find('.') != std::string_view::npos;
+        const std::string_view name = nextName(fullName);
+        const auto children = node->getChildren();
+        const auto found = std::find_if(children.begin(), children.end(),
+                                        [&](const NodePtr& child) { return child->getName() == name; });
+        node = found == children.end() ? NodePtr() : *found;
+    }
+    return node;
 }
 
 } // namespace settings::core::detail

@@ -13,7 +13,7 @@ std::string_view nextName(std::string_view& path) noexcept;
 /// The node that the full name leads to from `start`, or empty. Groups that are not loaded yet are loaded.
 NodePtr walk(const NodePtr& start, std::string_view fullName);
 
-/// The same, but an alias stands for itself.
+/// The same through nodes that are there already, where an alias stands for itself.
 NodePtr walkWithoutAliases(const NodePtr& start, std::string_view fullName);
 
 } // namespace settings::core::detail

@@ -23,8 +23,9 @@ struct Probe {
 /// Once per process and folder; no lock is held while the disk works, but callers of one folder wait for each
 /// other.
 bool canBeModified(const std::u16string& folder) {
-    static std::mutex mutex;
-    static std::map<std::u16string, Probe> probes;
+    static auto& mutex =
+        *new std::mutex; // never destroyed, as settings may be changed while the process ends
+    static auto& probes = *new std::map<std::u16string, Probe>;
     Probe* probe = nullptr;
     {
         const std::lock_guard lock(mutex);

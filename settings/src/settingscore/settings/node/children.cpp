@@ -2,6 +2,7 @@
 
 #include "settingscore/Settings.hpp"
 #include "settingscore/boostany/ArrayConversion.hpp"
+#include "settingscore/events/EventTypes.hpp"
 #include "settingscore/events/Notification.hpp"
 #include "settingscore/events/SettingsAddNodeEvent.hpp"
 #include "settingscore/events/SettingsRemoveNodeEvent.hpp"
@@ -51,6 +52,24 @@ std::string SettingsImpl::aliasName() const {
     return definition == nullptr ? std::string() : definition->aliasName;
 }
 
+namespace {
+
+/// The node at the top of the tree that `node` stands in.
+NodePtr topOf(NodePtr node) {
+    for (NodePtr parent = node->getParent(); parent != nullptr; parent = node->getParent())
+        node = parent;
+    return node;
+}
+
+/// The node of that full name; in a tree without a root the first name is that of the top itself.
+NodePtr destinationBelow(const NodePtr& top, std::string_view fullName) {
+    if (!top->isRoot() && nextName(fullName) != top->getName())
+        return {};
+    return fullName.empty() ? NodePtr() : walkWithoutAliases(top, fullName);
+}
+
+} // namespace
+
 /// One step: an alias of an alias is not followed further. A destination that is not there leaves the setting
 /// to stand for itself.
 NodePtr SettingsImpl::followAlias(const NodePtr& child) const {
@@ -58,19 +77,17 @@ NodePtr SettingsImpl::followAlias(const NodePtr& child) const {
     if (path.empty())
         return child;
     const std::string& name = child->getName();
-    if (NodePtr known = group_->aliases.find(name); known != nullptr && known->getParent() != nullptr)
+    const NodePtr top = topOf(boost::const_pointer_cast<SettingsImpl>(shared_from_this()));
+    if (NodePtr known = group_->aliases.find(name); known != nullptr && topOf(known) == top)
         return known;
-    NodePtr root = boost::const_pointer_cast<SettingsImpl>(shared_from_this());
-    for (NodePtr parent = root->getParent(); parent != nullptr; parent = root->getParent())
-        root = parent;
-    const std::string from = child->getFullName(false, ".");
-    const NodePtr destination = walkWithoutAliases(root, path);
+    const NodePtr destination = destinationBelow(top, path);
     if (destination == nullptr || destination == child) {
-        VARNEK_LOG(nodeLog, warning) << "try to map " << from << " to " << path
-                                     << " failed. Dest node does not exist.";
+        if (group_->aliases.noteMissing(name))
+            VARNEK_LOG(nodeLog, warning) << "try to map " << child->getFullName(false, ".") << " to " << path
+                                         << " failed. Dest node does not exist.";
         return child;
     }
-    VARNEK_LOG(nodeLog, info) << "Alias from:" << from << "to:" << path;
+    VARNEK_LOG(nodeLog, info) << "Alias from:" << child->getFullName(false, ".") << "to:" << path;
     group_->aliases.remember(name, destination);
     return destination;
 }
@@ -98,19 +115,32 @@ void SettingsImpl::refuseClash(const NodePtr& existing) const {
     throw exception::SameNameChildAlreadyExisted(getThisObjectImpl(), existing->getName());
 }
 
+void SettingsImpl::requireGroup() const {
+    if (group_ != nullptr)
+        return;
+    const auto parent = parentGroup();
+    throw exception::NotANodeName(parent == nullptr ? getThisObjectImpl() : parent->getThisObjectImpl(),
+                                  name_);
+}
+
+/// The parent is set first: whoever finds the child in the table finds it in its group.
 void SettingsImpl::insertChild(const NodePtr& child) {
     boost::upgrade_lock<boost::shared_mutex> lock(group_->mutex);
     if (const NodePtr existing = clashing(child->getName()))
         refuseClash(existing);
     const boost::upgrade_to_unique_lock<boost::shared_mutex> unique(lock);
-    if (!group_->children.insert(child))
-        throw exception::ErrorAddingChildNodeOrKey(getThisObjectImpl(), child->getName());
     child->setParent(shared_from_this());
+    try {
+        if (!group_->children.insert(child))
+            throw exception::ErrorAddingChildNodeOrKey(getThisObjectImpl(), child->getName());
+    } catch (...) {
+        child->setParent({});
+        throw;
+    }
 }
 
 NodePtr SettingsImpl::add(NodeSpec spec, bool isGroup, const ShapedArray& initial, LevelIndex level) {
-    if (group_ == nullptr)
-        throw exception::NotANodeName(getThisObjectImpl(), name_);
+    requireGroup();
     checkNewName(spec.name);
     const auto child = makeChild(std::move(spec), isGroup);
     checkStructureMayChange(child->getThisObjectImpl(), true);
@@ -157,7 +187,8 @@ void SettingsImpl::announceAdded(const NodePtr& child) {
 // ---------------------------------------------------------------------------------------------------
 
 void SettingsImpl::removeNode(std::string_view name) {
-    const NodePtr child = group_ == nullptr ? NodePtr() : group_->children.find(name);
+    requireGroup();
+    const NodePtr child = group_->children.find(name);
     if (child == nullptr)
         throw exception::NoSuchNode(getThisObjectImpl(), std::string(name));
     checkStructureMayChange(child->getThisObjectImpl(), false);
@@ -187,7 +218,8 @@ void SettingsImpl::removeNode(std::string_view name) {
     for (const LevelIndex level : affected) {
         if (child != topLevel)
             saveThisSubTree(level);
-        else if (tree->saves != nullptr)
+        else if (tree->saves != nullptr &&
+                 child->originLevel() != LevelIndex::session) // that one had no file
             tree->saves->requestDelete(child, level);
     }
 }
@@ -196,7 +228,7 @@ void SettingsImpl::announceRemoved(const NodePtr& child) {
     notify([&] {
         const auto self = getThisObject();
         return boost::make_shared<SettingsRemoveNodeEvent>(
-            child->getThisObject(), self, self->getListenerRemoveNodeEventType(), self->getRootIndex());
+            child->getThisObject(), self, publishedTypes(removeNodeEventName), self->getRootIndex());
     });
 }
 
@@ -204,25 +236,38 @@ void SettingsImpl::announceRemoved(const NodePtr& child) {
 // -------------------------------------------------------------------------------------
 
 void SettingsImpl::adoptChildren(std::vector<NodePtr> children) {
+    requireGroup();
     const auto self = shared_from_this();
     for (const NodePtr& child : children)
         checkNewName(child->getName());
-    const boost::unique_lock<boost::shared_mutex> lock(group_->mutex);
-    std::vector<NodePtr> replaced;
-    for (const NodePtr& child : children) {
-        if (NodePtr old = group_->children.find(child->getName()))
-            replaced.push_back(std::move(old));
+    std::vector<NodePtr> before, dropped; // released after the lock
+    {
+        const boost::unique_lock<boost::shared_mutex> lock(group_->mutex);
+        checkAdoptable(children);
+        before = group_->children.inOrder();
+        for (const NodePtr& child : children)
+            child->setParent(self);
+        dropped = children;
+        try {
+            group_->children.insertAll(std::move(children));
+        } catch (...) {
+            for (const NodePtr& child : dropped)
+                child->setParent({});
+            throw;
+        }
+        dropped.insert(dropped.end(), before.begin(), before.end());
+        for (const NodePtr& node : dropped)
+            if (group_->children.find(node->getName()) != node)
+                node->setParent({});
     }
-    std::vector<NodePtr> adopted = children;
-    group_->children.insertAll(std::move(children));
-    for (const NodePtr& old : replaced)
-        old->setParent({});
-    for (const NodePtr& child : adopted)
-        child->setParent(self);
+    varnek::concurrency::reclaimIfDue();
 }
+
+void SettingsImpl::checkAdoptable(const std::vector<NodePtr>&) const {}
 
 NodePtr SettingsImpl::createFactorySetting(std::string_view name,
                                            const FactorySettingProperties& definition) {
+    requireGroup();
     checkNewName(name);
     const auto child = makeChild(NodeSpec::from(name, definition, LevelIndex::factory), false);
     const varnek::data::Array& value = definition.getFactoryValue();

@@ -14,7 +14,7 @@ namespace {
 
 /// Readers see a whole definition; writers of all nodes share this lock, since definitions hardly ever
 /// change.
-boost::shared_mutex definitionMutex; // rank "definition"
+auto& definitionMutex = *new boost::shared_mutex; // rank "definition"; never destroyed
 
 } // namespace
 

@@ -32,7 +32,6 @@ class MergePlan {
 
     const std::vector<NodeValue>& values() const { return values_; }
 
-  private:
     void visit(const NodePtr& to, const ConstNodePtr& from) {
         if (to->isLeafNode() != from->isLeafNode())
             throw exception::ErrorMergingNodesWithDiffAttr(from->getThisObjectImpl(), to->getThisObjectImpl(),
@@ -43,6 +42,7 @@ class MergePlan {
             values_.emplace_back(to, std::move(value));
     }
 
+  private:
     void reportMissing(const SettingsNodeImpl& from) const {
         if (from.hasAnythingToPersist(level_))
             VARNEK_LOG(nodeLog, warning)
@@ -66,7 +66,7 @@ void SettingsImpl::mergeDescendants(const ConstNodePtr& other, std::string_view 
         throw exception::CanOnlyMergeTreeNodeWithStandaloneNode(getThisObjectImpl(),
                                                                 other->getThisObjectImpl());
     MergePlan plan(at);
-    plan.visitGroup(shared_from_this(), other);
+    plan.visit(shared_from_this(), other);
     multipleSet(plan.values(), level, false);
 }
 

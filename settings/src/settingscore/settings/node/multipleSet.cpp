@@ -3,20 +3,21 @@
 #include "settingscore/Settings.hpp"
 #include "settingscore/boostany/ArrayConversion.hpp"
 #include "settingscore/exception/Exceptions.hpp"
+#include "settingscore/settings/node/NodeLog.hpp"
 #include "settingscore/settings/settingsImpl.hpp"
 
 #include <algorithm>
 
 namespace settings::core::detail {
 
-namespace {
-
-/// What is stored: the setting itself, wherever a proxy or the caller's handle found it.
-boost::shared_ptr<SettingsImpl> settingBehind(const NodePtr& node) {
-    return boost::dynamic_pointer_cast<SettingsImpl>(node->unwrap());
+boost::shared_ptr<SettingsImpl> SettingsImpl::storeTarget(const NodePtr& node) {
+    auto target = boost::dynamic_pointer_cast<SettingsImpl>(node->unwrap());
+    if (target == nullptr || !target->isAlias_.load(std::memory_order_relaxed))
+        return target;
+    const auto group = target->parentGroup();
+    return group == nullptr ? target
+                            : boost::dynamic_pointer_cast<SettingsImpl>(group->followAlias(target)->unwrap());
 }
-
-} // namespace
 
 void SettingsImpl::checkStorable(const ShapedArray& value) const {
     if (value.first.isVoid())
@@ -28,13 +29,16 @@ void SettingsImpl::checkStorable(const ShapedArray& value) const {
 std::vector<Failure> SettingsImpl::multipleValidate(std::span<const NodeValue> values, bool collect) const {
     std::vector<Failure> failures;
     for (const auto& [node, value] : values) {
+        const auto setting = storeTarget(node);
         try {
-            if (!node->isLeafNode())
-                throw exception::NotAKeyName(getThisObjectImpl(), node->getName());
-            if (node->isReadOnly())
-                throw exception::CannotChangeValueForReadOnlySetting(node->getThisObjectImpl());
-            if (const auto setting = settingBehind(node))
-                setting->checkStorable(value);
+            if (setting == nullptr || !setting->isLeafNode()) {
+                const NodePtr group = node->getParent();
+                throw exception::NotAKeyName((group == nullptr ? node : group)->getThisObjectImpl(),
+                                             node->getName());
+            }
+            if (setting->isReadOnly())
+                throw exception::CannotChangeValueForReadOnlySetting(setting->getThisObjectImpl());
+            setting->checkStorable(value);
         } catch (const std::exception& failure) {
             if (!collect)
                 throw;
@@ -44,28 +48,58 @@ std::vector<Failure> SettingsImpl::multipleValidate(std::span<const NodeValue> v
     return failures;
 }
 
+namespace {
+
+/// The top-level groups that have something to save; asks for it when it goes out of scope, also when a later
+/// value of the batch fails for want of memory.
+class PendingSaves {
+  public:
+    PendingSaves(LevelIndex level, std::size_t most) : level_(level) { groups_.reserve(most); }
+    PendingSaves(const PendingSaves&) = delete;
+    PendingSaves& operator=(const PendingSaves&) = delete;
+    ~PendingSaves() {
+        for (const NodePtr& group : groups_)
+            try {
+                group->saveThisSubTree(level_);
+            } catch (const std::exception& failure) {
+                VARNEK_LOG(nodeLog, error) << "Exception caught: " << failure.what();
+            }
+    }
+    void add(NodePtr group) noexcept {
+        if (group != nullptr && std::find(groups_.begin(), groups_.end(), group) == groups_.end())
+            groups_.push_back(std::move(group));
+    }
+
+  private:
+    const LevelIndex level_;
+    std::vector<NodePtr> groups_;
+};
+
+} // namespace
+
 std::vector<Failure> SettingsImpl::multipleSet(std::span<const NodeValue> values, std::string_view level,
                                                bool collect) {
     const LevelIndex at = checkLevel(level);
     std::vector<Failure> failures = multipleValidate(values, collect);
     if (!failures.empty())
         return failures;
-    std::vector<NodePtr> toSave; // one setting per top-level group
-    for (const auto& [node, value] : values) {
-        const auto setting = settingBehind(node);
-        if (setting == nullptr)
-            continue;
-        const StoreOutcome outcome = setting->store(at, value);
-        if (!outcome.stored || !setting->isConnectedToTheSettingsTree())
-            continue;
-        if (outcome.effectiveChanged)
-            setting->announce(outcome, at);
-        const NodePtr topLevel = setting->getTopLevelNodeForSave();
-        if (topLevel != nullptr && std::find(toSave.begin(), toSave.end(), topLevel) == toSave.end())
-            toSave.push_back(topLevel);
+    std::vector<boost::shared_ptr<SettingsImpl>> settings;
+    settings.reserve(values.size());
+    for (const auto& pair : values) {
+        settings.push_back(storeTarget(pair.first));
+        settings.back()->checkLevel(level); // what may be modified depends on the tree
     }
-    for (const NodePtr& topLevel : toSave)
-        topLevel->saveThisSubTree(at);
+    {
+        PendingSaves saves(at, values.size());
+        for (std::size_t i = 0; i < values.size(); ++i) {
+            const StoreOutcome outcome = settings[i]->store(at, values[i].second);
+            if (!outcome.stored || !settings[i]->isConnectedToTheSettingsTree())
+                continue;
+            saves.add(settings[i]->getTopLevelNodeForSave());
+            if (outcome.effectiveChanged)
+                settings[i]->announce(outcome, at);
+        }
+    }
     varnek::concurrency::reclaimIfDue();
     return failures;
 }

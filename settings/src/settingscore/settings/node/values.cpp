@@ -12,6 +12,7 @@
 
 #include <boost/make_shared.hpp>
 #include <boost/thread/locks.hpp>
+#include <boost/thread/thread_only.hpp>
 
 namespace settings::core::detail {
 
@@ -24,7 +25,8 @@ varnek::log::Channel nodeLog("settings::core::settingsImpl");
 // ----------------------------------------------------------------------------------------------------
 
 NodePtr SettingsImpl::childOrThrow(std::string_view name) const {
-    NodePtr child = group_ == nullptr ? NodePtr() : group_->children.find(name);
+    requireGroup();
+    NodePtr child = group_->children.find(name);
     if (child == nullptr) {
         VARNEK_LOG(nodeLog, info) << "Setting full name = " << getFullName(false, ".") << " key=" << name;
         throw exception::NoSuchKey(getThisObjectImpl(), std::string(name));
@@ -60,6 +62,8 @@ ShapedArray SettingsImpl::read(std::string_view name, std::string_view level) co
     const NodePtr setting = findSetting(name);
     if (!level.empty())
         return setting->valueOn(requireLevel(level, [this] { return getThisObjectImpl(); }));
+    if (const auto local = boost::dynamic_pointer_cast<SettingsImpl>(setting->unwrap()))
+        return local->values_.effective();
     for (const LevelIndex at : levelsInOrder)
         if (ShapedArray value = setting->valueOn(at); !value.first.isVoid())
             return value;
@@ -91,7 +95,7 @@ bool SettingsImpl::isSet(std::string_view name, std::string_view level) const {
 
 boost::optional<std::uint64_t> SettingsImpl::getDataTypeIndex(std::string_view name) const {
     const NodePtr setting = findSetting(name);
-    const auto* local = dynamic_cast<const SettingsImpl*>(setting.get());
+    const auto local = boost::dynamic_pointer_cast<SettingsImpl>(setting->unwrap());
     const std::uint8_t index = local == nullptr ? 0 : local->dataTypeIndex_.load(std::memory_order_relaxed);
     return index == 0 ? boost::none : boost::optional<std::uint64_t>(index);
 }
@@ -101,13 +105,14 @@ boost::optional<std::uint64_t> SettingsImpl::getDataTypeIndex(std::string_view n
 
 SettingsImpl::WriterLock SettingsImpl::lockForWriting() const {
     // Settings outside any group (removed ones that a handle keeps) share one lock.
-    static boost::shared_mutex orphans;
+    static auto& orphans = *new boost::shared_mutex;
     for (;;) {
         auto parent = parentGroup();
         const GroupState* state = parent == nullptr ? nullptr : parent->group_;
         boost::upgrade_lock<boost::shared_mutex> lock(parent == nullptr ? orphans : parent->group_->mutex);
         if (parent_.load(std::memory_order_seq_cst) == state)
             return {std::move(parent), std::move(lock)};
+        boost::this_thread::yield();
     }
 }
 
@@ -148,9 +153,16 @@ void SettingsImpl::announce(const StoreOutcome& outcome, LevelIndex level) {
                               << " level.";
     notify([&] {
         const auto self = getThisObject();
-        return boost::make_shared<SettingsValueChangeEvent>(self, self->getListenerValueChangeEventType(),
+        return boost::make_shared<SettingsValueChangeEvent>(self, publishedTypes(valueChangeEventName),
                                                             self->getRootIndex(), outcome.before);
     });
+}
+
+std::vector<std::u16string> SettingsImpl::publishedTypes(std::string_view eventClass) const {
+    auto types = eventTypes(eventClass, identity());
+    for (std::u16string& global : eventTypes(settingsEventName, identity()))
+        types.push_back(std::move(global));
+    return types;
 }
 
 void SettingsImpl::unset(std::string_view name, std::string_view level) {
@@ -163,12 +175,15 @@ void SettingsImpl::unset(std::string_view name, std::string_view level) {
     StoreOutcome outcome;
     {
         WriterLock lock = setting->lockForWriting();
-        if (setting->values_.on(at).first.isVoid())
-            throw exception::ValueNotDefinedForGivenLevel(setting->getThisObjectImpl(), std::string(level));
-        outcome.before = setting->values_.effective().first;
-        const boost::upgrade_to_unique_lock<boost::shared_mutex> unique(lock.lock);
-        setting->values_.store(at, {});
+        if (!setting->values_.on(at).first.isVoid()) {
+            outcome.stored = true;
+            outcome.before = setting->values_.effective().first;
+            const boost::upgrade_to_unique_lock<boost::shared_mutex> unique(lock.lock);
+            setting->values_.store(at, {});
+        }
     }
+    if (!outcome.stored)
+        throw exception::ValueNotDefinedForGivenLevel(setting->getThisObjectImpl(), std::string(level));
     if (setting->isConnectedToTheSettingsTree()) {
         setting->announce(outcome, at);
         setting->saveThisSubTree(at);

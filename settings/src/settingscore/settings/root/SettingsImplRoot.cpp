@@ -65,7 +65,7 @@ void SettingsImplRoot::refuseClash(const NodePtr& existing) const {
     throw exception::ErrorAddingTopLevelNode(existing->getName());
 }
 
-void SettingsImplRoot::adoptChildren(std::vector<NodePtr> children) {
+void SettingsImplRoot::checkAdoptable(const std::vector<NodePtr>& children) const {
     for (auto child = children.begin(); child != children.end(); ++child) {
         const std::string& name = (*child)->getName();
         if (const NodePtr existing = clashing(name))
@@ -76,7 +76,6 @@ void SettingsImplRoot::adoptChildren(std::vector<NodePtr> children) {
         if (twin != child)
             throw exception::ProductNodeAlreadyExisted(name, (*twin)->getName());
     }
-    SettingsImpl::adoptChildren(std::move(children));
 }
 
 } // namespace settings::core::detail

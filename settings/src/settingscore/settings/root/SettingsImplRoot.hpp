@@ -17,14 +17,14 @@ class SettingsImplRoot : public SettingsImpl {
     NodePtr addSetting(std::string_view name, const FactorySettingProperties& definition,
                        std::string_view level) override;
     NodePtr createFactorySetting(std::string_view name, const FactorySettingProperties& definition) override;
-    /// For groups that files and services declare: ProductNodeAlreadyExisted.
-    void adoptChildren(std::vector<NodePtr> children) override;
 
   protected:
     /// The top-level group whose name equals `name` or differs from it only in the case of ASCII letters:
     /// adding another one raises ErrorAddingTopLevelNode.
     NodePtr clashing(std::string_view name) const override;
     [[noreturn]] void refuseClash(const NodePtr& existing) const override;
+    /// For groups that files and services declare: ProductNodeAlreadyExisted.
+    void checkAdoptable(const std::vector<NodePtr>& children) const override;
 
   private:
     explicit SettingsImplRoot(TreeContext context);

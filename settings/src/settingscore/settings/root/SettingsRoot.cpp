@@ -19,9 +19,10 @@ namespace {
 class OnDemand {
   public:
     boost::shared_ptr<SettingsRootStateMgr> find(const RootIndex& index) {
-        if (auto state = RootStates::instance().find(index.index()))
-            return state;
-        if (!index.buildsOnDemand() || index.index() != DefaultRootIndex().index())
+        if (index.namesTree())
+            if (auto state = RootStates::instance().find(index.index()))
+                return state;
+        if (!index.namesTree() || !index.buildsOnDemand() || index.index() != DefaultRootIndex().index())
             throw VARNEK::settings::core::SettingsLibraryNotInitialized("getSettingsRoot(" +
                                                                         std::to_string(index.index()) + ")");
         const std::lock_guard lock(building_);
@@ -50,8 +51,8 @@ class OnDemand {
 };
 
 OnDemand& trees() {
-    static OnDemand instance;
-    return instance;
+    static auto* const instance = new OnDemand; // never destroyed
+    return *instance;
 }
 
 } // namespace
@@ -69,11 +70,11 @@ std::vector<LoadProblem> getLoadProblems(const RootIndex& index) {
 namespace settings::standalone {
 
 boost::shared_ptr<core::Settings> getSettingsRoot() {
-    static const auto root = [] {
+    static const auto& root = *new auto([] {
         core::detail::TreeContext context;
         context.rootIndex = core::DefaultRootIndex();
         return core::detail::SettingsImplRoot::make(std::move(context));
-    }();
+    }());
     return root->getThisObject();
 }
 

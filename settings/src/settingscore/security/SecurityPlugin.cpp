@@ -1,23 +1,24 @@
-#include "settingscore/settings/file/SecurityPlugin.hpp"
+#include "settingscore/security/SecurityPlugin.hpp"
 
 #include "cppmicroservices/Framework.h"
 #include "cppmicroservices/FrameworkFactory.h"
 #include "settingscore/exception/FileFailures.hpp"
-#include "settingscore/settings/file/FileFailureText.hpp"
-#include "settingscore/settings/file/FileLog.hpp"
+#include "settingscore/exception/MessageText.hpp"
 #include "varnek/files/Folder.hpp"
+#include "varnek/log/Channel.hpp"
 
 #include <mutex>
 #include <utility>
 
 namespace settings::security {
 
-using core::detail::fileLog;
 using cppmicroservices::BundleContext;
 
 namespace detail {
 
 namespace {
+
+varnek::log::Channel securityLog("settings::core::security");
 
 constexpr const char* pluginFolder = "bin/linux64/settings_plugins";
 constexpr const char* libraryExtension = ".so";
@@ -66,13 +67,13 @@ void startBundles(const std::filesystem::path& folder, BundleContext context) {
             if (!isBundle(library))
                 continue; // a plug-in of another kind
             if (!isTrusted(library)) {
-                VARNEK_LOG(fileLog, error) << "others than its owner can write " << library.string();
+                VARNEK_LOG(securityLog, error) << "others than its owner can write " << library.string();
                 continue;
             }
             for (cppmicroservices::Bundle& bundle : context.InstallBundles(library.string()))
                 bundle.Start();
         } catch (const std::exception& failure) {
-            VARNEK_LOG(fileLog, error) << failure.what();
+            VARNEK_LOG(securityLog, error) << failure.what();
         }
     }
 }
@@ -97,11 +98,11 @@ std::shared_ptr<KeyManager> keyManager() {
         startBundles(root / pluginFolder, context);
         if (auto service = registeredIn(context))
             return service;
-    } catch (...) {
-        cause = core::detail::causeOfCurrentException();
+    } catch (const std::exception& failure) {
+        cause = failure.what();
     }
-    VARNEK_LOG(fileLog, error) << "failed to load settings security plugin";
-    throw core::exception::ErrorLoadingLibrary(pluginName, core::detail::shownText(cause));
+    VARNEK_LOG(securityLog, error) << "failed to load settings security plugin";
+    throw core::exception::ErrorLoadingLibrary(pluginName, core::exception::detail::utf16(cause));
 }
 
 } // namespace detail
