@@ -9,7 +9,7 @@ import subprocess
 import sys
 
 PREFIX = r"_Z(T[VIST]|T[hv][n_0-9]+_|GV|GR)?N?[KVRO]*"
-OURS = re.compile(PREFIX + r"(8settings|12settingscore|6varnek|6VARNEK)")
+OURS = re.compile(PREFIX + r"(8settings|12settingscore|6varnek|6VARNEK|3opc|16cppmicroservices)")
 SHARED_TEMPLATES = re.compile(PREFIX + r"(S[tasiod]|5boost|9__gnu_cxx|10__cxxabiv1)|_ZZNK?(St|5boost)|_Z(TI|TS)[A-Z]")
 
 

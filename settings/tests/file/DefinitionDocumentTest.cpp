@@ -164,6 +164,15 @@ TEST(DefinitionDocument, MembersBecomeDefinitions) {
     EXPECT_TRUE(content.upgraders == upgraders);
 }
 
+TEST(DefinitionDocument, TheDocumentInTheManualIsSound) {
+    const std::string page =
+        bytesOf(std::filesystem::path(EXAMPLES_FOLDER).parent_path() / "docs/definition-document.md");
+    const std::string fence = "```json\n";
+    const auto start = page.find(fence) + fence.size();
+    const std::string document = page.substr(start, page.find("```", start) - start);
+    EXPECT_EQ(readDefinitionDocument(document, "manual").tree.groups.at(0).settings.size(), 2U) << document;
+}
+
 // ---- the example application
 
 struct Census {
