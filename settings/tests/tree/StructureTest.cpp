@@ -1,11 +1,11 @@
 // Adding, removing, merging, aliases, flags and names.
 
+#include "support/LogLines.hpp"
 #include "support/TestTree.hpp"
 
 #include "settingscore/exception/Exceptions.hpp"
 #include "settingscore/settings/node/SettingsAccess.hpp"
 #include "settingscore/settings/node/SettingsImplProxy.hpp"
-#include "varnek/log/Channel.hpp"
 
 #include <boost/make_shared.hpp>
 #include <gtest/gtest.h>
@@ -17,25 +17,6 @@ using settings::core::LevelIndex;
 using settings::core::ReadOnlyState;
 using settings::core::Settings;
 using Lines = std::vector<std::string>;
-
-/// Collects what one channel says while it lives.
-struct LogLines {
-    explicit LogLines(std::string name) : channel(std::move(name)) {
-        varnek::log::setLevel(channel, varnek::log::Severity::debug);
-        previous =
-            varnek::log::setSink([this](std::string_view from, varnek::log::Severity, std::string_view text) {
-                if (from == channel)
-                    lines.emplace_back(text);
-            });
-    }
-    ~LogLines() {
-        varnek::log::setSink(previous);
-        varnek::log::setLevel(channel, varnek::log::Severity::off);
-    }
-    std::string channel;
-    varnek::log::Sink previous;
-    Lines lines;
-};
 
 struct Structure : testing::Test {
     TestTree tree;

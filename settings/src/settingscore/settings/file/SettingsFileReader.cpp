@@ -77,7 +77,7 @@ class PackageReader {
     /// Checks the group's name and reads what stands below its folder.
     void finishGroup(GroupRecord& group, const std::u16string& folder, const std::string& parentName) {
         const FilePlace place = at(groupFileIn(folder));
-        if (!isReadableName(group.name) || !isAcceptableName(group.name, parentName, parentName.empty()))
+        if (!isAcceptableName(group.name, parentName, parentName.empty()))
             place.refuse(ReadError::name, "$.groupName",
                          "\"" + group.name + "\" cannot be the name of a group");
         const std::string fullName = parentName.empty() ? group.name : parentName + "." + group.name;
