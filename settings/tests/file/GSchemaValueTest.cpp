@@ -81,6 +81,8 @@ TEST(GSchemaValue, RefusesWhatIsNoValueOfTheType) {
         {"@as []", "ai", "a value of the type \"ai\" is expected (at byte 3)"},
         {"1e999", "d", "a number that is too large (at byte 0)"},
         {"-323456789.5e300", "d", "a number that is too large (at byte 0)"},
+        {"", "d", "a number is expected (at byte 0)"},
+        {"+-1", "d", "a number is expected (at byte 0)"},
         {"--1", "d", "a number is expected (at byte 0)"},
         {"True", "b", "true or false is expected (at byte 0)"},
         {"'open", "s", "the text is not closed (at byte 5)"},

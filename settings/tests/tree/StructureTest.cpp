@@ -3,6 +3,8 @@
 #include "support/LogLines.hpp"
 #include "support/TestTree.hpp"
 
+#include "settingscore/events/EventNotifyFunction.hpp"
+#include "settingscore/events/SettingsEvent.hpp"
 #include "settingscore/exception/Exceptions.hpp"
 #include "settingscore/settings/node/SettingsAccess.hpp"
 #include "settingscore/settings/node/SettingsImplProxy.hpp"
@@ -293,6 +295,26 @@ TEST_F(Structure, AnyNameIsKeptExactly) {
     EXPECT_EQ("NoSuchKey", failureOf([&] { editor->get("B"); }));
 }
 
+TEST_F(Structure, EventsReachListenersOfTheirKindAndOfEverything) {
+    std::vector<std::vector<std::u16string>> published;
+    settings::core::detail::setEventNotifyFunction(
+        [&](const boost::shared_ptr<const settings::core::SettingsEvent>& event) {
+            published.push_back(event->eventTypes());
+        });
+    const auto both = [&](std::vector<std::u16string> own, const Handle& node) {
+        own.push_back(node->getGlobalListenerEventTypes().at(0));
+        return own;
+    };
+    const Handle added = editor->addSetting("s", Array::scalar(1.0), true, false, "session");
+    editor->set("s", 2.0, "session");
+    editor->removeNode("s");
+    settings::core::detail::setEventNotifyFunction({});
+    ASSERT_EQ(3U, published.size());
+    EXPECT_EQ(both(editor->getListenerAddNodeEventType(), editor), published[0]);
+    EXPECT_EQ(both(added->getListenerValueChangeEventType(), added), published[1]);
+    EXPECT_EQ(both(editor->getListenerRemoveNodeEventType(), editor), published[2]);
+}
+
 TEST_F(Structure, HandlesOfOneNodeAreEqual) {
     TestTree::setting(editor, "width");
     const Handle a = editor->getChild("width"), b = tree.root->getSettingsByFullName("editor.width");
@@ -304,6 +326,14 @@ TEST_F(Structure, HandlesOfOneNodeAreEqual) {
     EXPECT_TRUE(Settings::equal(Handle(), Handle()));
     EXPECT_EQ(a->getListenerValueChangeEventType(), b->getListenerValueChangeEventType());
     EXPECT_NE(a->getListenerValueChangeEventType(), editor->getListenerValueChangeEventType());
+    const std::u16string global = a->getGlobalListenerEventTypes().at(0);
+    const std::u16string identity = global.substr(std::u16string(u"settings::core::SettingsEvent").size());
+    EXPECT_EQ(u"settings::core::SettingsEvent" + identity, global);
+    EXPECT_EQ(u"settings::core::SettingsValueChangeEvent" + identity,
+              a->getListenerValueChangeEventType().at(0));
+    EXPECT_EQ(u"settings::core::SettingsAddNodeEvent" + identity, a->getListenerAddNodeEventType().at(0));
+    EXPECT_EQ(u"settings::core::SettingsRemoveNodeEvent" + identity,
+              a->getListenerRemoveNodeEventType().at(0));
 }
 
 TEST_F(Structure, AProxyAnswersForTheNodeBehindIt) {

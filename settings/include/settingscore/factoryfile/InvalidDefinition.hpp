@@ -11,7 +11,8 @@ namespace varnek::settings {
 
 /// One rule that a definition breaks. UTF-8.
 struct DefinitionFault {
-    /// Where in the document, "$" being the whole: "$.groups[1].settings[3].value".
+    /// Where in the document, "$" being the whole: "$.groups[1].settings[3].value". Of a file that is not
+    /// JSON: "line 3".
     std::string path;
     /// "must be true or false"; reads on after the path.
     std::string rule;

@@ -158,7 +158,8 @@ ShapedArray readValue(const DefinitionMembers& members) {
     if (isVector == false && severalElements)
         members.reportMember(keys::isVector, "must not be false: the value has " +
                                                  std::to_string(array.numberOfElements()) + " elements");
-    return {std::move(array), isVector.value_or(severalElements || (!typed && json->isArray()))};
+    const Value& written = typed ? json->asObject().at(varnek::json::typedDataKey) : *json;
+    return {std::move(array), isVector.value_or(severalElements || written.isArray())};
 }
 
 void readValidation(const DefinitionMembers& members, const ShapedArray& value, NodeDefinition& definition) {

@@ -64,8 +64,9 @@ void removeEarlierFormat(std::filesystem::path file) {
     }
 }
 
-void moveIntoPlace(FileReplacement& replacement) {
+void moveIntoPlace(const SettingsFileAccess& access, FileReplacement& replacement) {
     whileNoOtherSaveReplacesFiles([&] {
+        access.aboutToReplace();
         VARNEK_LOG(fileLog, info) << "Renaming tmp file: "
                                   << "\ttmpFilePath = " << replacement.temporaryFile().string()
                                   << "\trealFilePath = " << replacement.target().string();
@@ -91,7 +92,7 @@ void saveThroughTemporaryFile(SettingsFileAccess& access) {
         throwTemporaryFileFailed(access, replacement.temporaryFile());
     }
     try {
-        moveIntoPlace(replacement);
+        moveIntoPlace(access, replacement);
     } catch (const FileError& failure) {
         throwNotWritten(access.filePath(), failure.what());
     }
@@ -111,7 +112,8 @@ SaveOutcome saveSettingsFile(SettingsFileAccess& access) {
     VARNEK_LOG(fileLog, info) << "ENTER SettingsFile::saveSettingsFile() ";
     if (!access.checkBeforeSaving())
         return access.outcome();
-    if (access.isPrefdirFile() && savesGoThroughHook()) {
+    const bool throughHook = savesGoThroughHook(); // asks the environment on first use, whatever the file
+    if (throughHook && access.isPrefdirFile()) {
         access.setOutcome(SaveOutcome::saved); // unless the access finds that there is nothing to write
         callSaveHook(access);
     } else {

@@ -151,8 +151,9 @@ class Reader {
         skipBlanks();
         const std::size_t from = at_;
         std::string_view digits = word();
-        const std::string_view unsignedDigits = digits.substr(digits.find_first_not_of("+-") != 0 ? 1 : 0);
-        if (unsignedDigits.starts_with("0x") || unsignedDigits.starts_with("0X")) {
+        const bool isSigned = digits.starts_with('-') || digits.starts_with('+');
+        const std::string_view magnitude = digits.substr(isSigned ? 1 : 0);
+        if (magnitude.starts_with("0x") || magnitude.starts_with("0X")) {
             at_ = from;
             return digits.starts_with('-') ? static_cast<double>(integer<std::int64_t>())
                                            : static_cast<double>(integer<std::uint64_t>());
@@ -162,8 +163,8 @@ class Reader {
         double value = 0;
         const auto [end, fault] = std::from_chars(digits.data(), digits.data() + digits.size(), value);
         const bool outOfRange = fault == std::errc::result_out_of_range;
-        const std::string_view magnitude = digits.substr(digits.starts_with('-') ? 1 : 0);
-        if (digits.empty() || end != digits.data() + digits.size() || (fault != std::errc() && !outOfRange)) {
+        if (digits.empty() || magnitude.starts_with('-') || end != digits.data() + digits.size() ||
+            (fault != std::errc() && !outOfRange)) {
             at_ = from;
             fail("a number is expected");
         }

@@ -1,7 +1,6 @@
 #include "settingscore/settings/file/FunctionMembers.hpp"
 
 #include "settingscore/settings/file/SettingsFileKeys.hpp"
-#include "settingscore/settings/node/NodeNames.hpp"
 
 #include <boost/variant/apply_visitor.hpp>
 #include <boost/variant/static_visitor.hpp>
@@ -78,6 +77,18 @@ bool isLanguage(std::string_view text) {
            text == keys::languageCpp;
 }
 
+/// The reverse of Place::withoutSeparator; other escapes stay what they are.
+std::string withSeparator(std::string_view escaped) {
+    std::string text;
+    for (std::size_t at = 0; at < escaped.size(); ++at) {
+        const std::string_view three = escaped.substr(at, 3);
+        const bool isEscape = three == "%3A" || three == "%25";
+        text += isEscape ? (three == "%3A" ? separator : '%') : escaped[at];
+        at += isEscape ? 2 : 0;
+    }
+    return text;
+}
+
 /// "language:package:function", or nothing for a plain function name.
 std::optional<Place> readQualified(std::string_view text) {
     const std::size_t first = text.find(separator);
@@ -86,7 +97,8 @@ std::optional<Place> readQualified(std::string_view text) {
     const std::size_t second = text.find(separator, first + 1);
     if (second == std::string_view::npos)
         return std::nullopt;
-    return Place{std::string(text.substr(0, first)), decodedName(text.substr(first + 1, second - first - 1)),
+    return Place{std::string(text.substr(0, first)),
+                 withSeparator(text.substr(first + 1, second - first - 1)),
                  std::string(text.substr(second + 1))};
 }
 

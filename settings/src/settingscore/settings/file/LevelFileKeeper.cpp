@@ -3,6 +3,7 @@
 #include "settingscore/settings/file/LevelFileKeeper.hpp"
 
 #include "settingscore/SettingsSaving.hpp"
+#include "settingscore/exception/FileFailures.hpp"
 #include "settingscore/level/SettingsLevelManager.hpp"
 #include "settingscore/settings/file/FileFailureText.hpp"
 #include "settingscore/settings/file/FileLog.hpp"
@@ -15,6 +16,7 @@
 #include "settingscore/settings/settingsFile.hpp"
 #include "varnek/files/FileAccess.hpp"
 #include "varnek/files/PathText.hpp"
+#include "json/Value.hpp"
 
 namespace settings::core::detail {
 
@@ -220,6 +222,10 @@ std::pair<SaveOutcome, std::string> LevelFileKeeper::attempt(const Key& key, con
     const InsideSave inside;
     try {
         return {group == nullptr ? removeFile(key) : save(key, group), {}};
+    } catch (const exception::ErrorWriteToTempSettingsFile& failure) {
+        const std::string detail(varnek::json::Value(failure.getDetail()).asString());
+        VARNEK_LOG(fileLog, error) << "Exception caught: " << failure.what() << ' ' << detail;
+        return {SaveOutcome::failed, detail};
     } catch (...) {
         const std::string cause = causeOfCurrentException();
         VARNEK_LOG(fileLog, error) << "Exception caught: " << (cause.empty() ? "Unknown" : cause);
@@ -246,13 +252,22 @@ SaveOutcome LevelFileKeeper::save(const Key& key, const NodePtr& group) {
         const FileState& state = stateOf(key);
         keepsMore = state.leftovers != nullptr || state.foreignParts != nullptr;
     }
+    Image image;
     PrefdirFileAccess access(
         key.second, group, file,
         [&](const NodePtr& saved, const std::filesystem::path& path, std::string_view, SaveOutcome& outcome) {
-            return image(key, saved, path, outcome);
+            auto bytes = makeImage(key, saved, path, image);
+            outcome = image.outcome;
+            return bytes;
         },
         keepsMore);
+    access.onReplacing([&] {
+        if (image.replacesDamaged)
+            keepAside(file);
+    });
     const SaveOutcome outcome = execute(access);
+    if (outcome == SaveOutcome::saved || outcome == SaveOutcome::unchanged)
+        noteSaved(key, image);
     const bool isGone = outcome == SaveOutcome::nothingToSave && group->originLevel() != LevelIndex::session;
     return isGone ? removeFile(key) : outcome;
 }
@@ -264,16 +279,16 @@ SaveOutcome LevelFileKeeper::execute(SettingsFileAccess& access) {
     return saveSettingsFile(access);
 }
 
-std::optional<std::string> LevelFileKeeper::image(const Key& key, const NodePtr& group,
-                                                  const std::filesystem::path& file, SaveOutcome& outcome) {
+std::optional<std::string> LevelFileKeeper::makeImage(const Key& key, const NodePtr& group,
+                                                      const std::filesystem::path& file, Image& image) {
     PresentFile present = PresentFile::at(file);
     if (present.state == PresentFile::State::encrypted) {
         logEncrypted(file);
-        outcome = SaveOutcome::encrypted;
+        image.outcome = SaveOutcome::encrypted;
         return std::nullopt;
     }
     if (present.state == PresentFile::State::unreadable) {
-        outcome = SaveOutcome::waitingForRead;
+        image.outcome = SaveOutcome::waitingForRead;
         return std::nullopt;
     }
     SettingsFileContent content;
@@ -291,21 +306,26 @@ std::optional<std::string> LevelFileKeeper::image(const Key& key, const NodePtr&
         isDamaged = isDamaged || state.status.loaded == LoadOutcome::damaged;
     }
     if (content.tree.isEmpty() && !content.tree.isUserDefined && content.foreignParts.empty()) {
-        outcome = SaveOutcome::nothingToSave;
+        image.outcome = SaveOutcome::nothingToSave;
         return std::nullopt;
     }
     if (isDamaged && present.state != PresentFile::State::absent)
         present.state = PresentFile::State::damaged; // to be replaced, whatever it says
     auto bytes = fileImage(content, key.second, present);
-    if (present.state == PresentFile::State::damaged)
-        setAside(file);
+    image.isComplete = true;
+    image.replacesDamaged = present.state == PresentFile::State::damaged;
+    image.revision = std::max(content.revision, present.revision);
+    return bytes;
+}
+
+void LevelFileKeeper::noteSaved(const Key& key, const Image& image) {
+    if (!image.isComplete)
+        return;
     const std::lock_guard lock(mutex_);
     LevelFileStatus& known = stateOf(key).status;
     known.loaded = LoadOutcome::ok;
     known.loadMessage.clear();
-    known.revision = std::max(content.revision, present.revision);
-    outcome = SaveOutcome::unchanged;
-    return bytes;
+    known.revision = image.revision;
 }
 
 SaveOutcome LevelFileKeeper::removeFile(const Key& key) {

@@ -64,6 +64,7 @@ class LevelFileKeeper : public SaveRequests {
     void requestSave(const NodePtr& topLevelGroup, LevelIndex level) override;
     void loadUserSettings(const NodePtr& topLevelGroup) override;
     void requestDelete(const NodePtr& topLevelGroup, LevelIndex level) override;
+    void adoptKeptValues(const NodePtr& topLevelGroup) override { adoptLeftovers(topLevelGroup); }
 
     /// Reads the group's file of the level into the tree. Values that are in memory already stay. A file that
     /// cannot be read puts nothing in place and stays as it is.
@@ -103,8 +104,16 @@ class LevelFileKeeper : public SaveRequests {
     SaveOutcome save(const Key& key, const NodePtr& group);
     SaveOutcome removeFile(const Key& key);
     SaveOutcome execute(SettingsFileAccess& access);
-    std::optional<std::string> image(const Key& key, const NodePtr& group, const std::filesystem::path& file,
-                                     SaveOutcome& outcome);
+    /// What a save learned about the file; it counts once the save has succeeded.
+    struct Image {
+        bool isComplete = false;
+        bool replacesDamaged = false;
+        std::uint64_t revision = 0;
+        SaveOutcome outcome = SaveOutcome::unchanged; // when there are no bytes to write
+    };
+    std::optional<std::string> makeImage(const Key& key, const NodePtr& group,
+                                         const std::filesystem::path& file, Image& image);
+    void noteSaved(const Key& key, const Image& image);
     bool mustReadFirst(const Key& key) const;
     LoadOutcome read(const Key& key, const NodePtr& group);
     NodePtr readAddedGroup(const Key& key, const NodePtr& root);

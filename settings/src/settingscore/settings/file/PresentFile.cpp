@@ -33,6 +33,20 @@ std::filesystem::path placeAside(const std::filesystem::path& file) {
     return aside += ".damaged";
 }
 
+void keepAside(const std::filesystem::path& file) {
+    std::filesystem::path link = file;
+    link += ".damaged.new";
+    std::error_code error;
+    std::filesystem::remove(link, error);
+    std::filesystem::create_hard_link(file, link, error);
+    if (error) { // a file system without links
+        setAside(file);
+        return;
+    }
+    std::filesystem::rename(link, placeAside(file));
+    VARNEK_LOG(fileLog, warning) << "damaged settings file set aside: " << placeAside(file).string();
+}
+
 void setAside(const std::filesystem::path& file) {
     const std::filesystem::path aside = placeAside(file);
     std::error_code error;

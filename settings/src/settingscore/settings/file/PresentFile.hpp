@@ -32,6 +32,9 @@ struct PresentFile {
 /// not destroy what might be saved from it. varnek::files::FileError.
 void setAside(const std::filesystem::path& file);
 
+/// The same for a file that is about to be replaced: it stays where it is until then.
+void keepAside(const std::filesystem::path& file);
+
 /// "<name>.damaged".
 std::filesystem::path placeAside(const std::filesystem::path& file);
 

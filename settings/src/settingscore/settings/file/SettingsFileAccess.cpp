@@ -12,7 +12,11 @@ void SettingsFileAccess::writeTo(const std::filesystem::path& path) {
     if (!bytes)
         return;
     try {
-        varnek::files::replaceFile(path, *bytes, {.temporaryDirectoryRoot = {}, .mode = fileMode()});
+        varnek::files::FileReplacement replacement(path, {.temporaryDirectoryRoot = {}, .mode = fileMode()});
+        replacement.write(*bytes);
+        replacement.flush();
+        aboutToReplace();
+        replacement.commit();
     } catch (const std::exception& failure) {
         throwNotWritten(path, failure.what());
     }

@@ -8,6 +8,7 @@
 #include "settingscore/settings/file/FileOutcome.hpp"
 
 #include <filesystem>
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -39,6 +40,13 @@ class SettingsFileAccess {
     /// default save hook does. SettingsFileNotWritten, and what content() raises.
     void writeTo(const std::filesystem::path& path);
 
+    /// Called when the complete new content is on the disk, right before it takes the file's place.
+    void onReplacing(std::function<void()> action) { onReplacing_ = std::move(action); }
+    void aboutToReplace() const {
+        if (onReplacing_)
+            onReplacing_();
+    }
+
   protected:
     explicit SettingsFileAccess(std::filesystem::path filePath) : filePath_(std::move(filePath)) {}
     SettingsFileAccess(const SettingsFileAccess&) = delete;
@@ -46,6 +54,7 @@ class SettingsFileAccess {
 
   private:
     std::filesystem::path filePath_;
+    std::function<void()> onReplacing_;
     SaveOutcome outcome_ = SaveOutcome::none;
 };
 

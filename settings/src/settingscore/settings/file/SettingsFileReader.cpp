@@ -128,7 +128,8 @@ class PackageReader {
                 keepForeign(below);
             return;
         }
-        const bool isLostGroup = name.starts_with(keys::treeFolder) && name.ends_with(keys::groupFile);
+        const bool isLostGroup =
+            name.starts_with(std::u16string(keys::treeFolder) + u"/") && name.ends_with(keys::groupFile);
         if (isLostGroup)
             at(name).refuse(ReadError::structure, {}, "the group above this one has no part");
         foreign_.push_back({name, parts_.getFileContentSource(name), parts_.getContentType(name)});

@@ -50,8 +50,7 @@ bool LevelFileKeeper::mustReadFirst(const Key& key) const {
 LoadOutcome LevelFileKeeper::refuse(const Key& key, LoadOutcome outcome, const std::string& cause) {
     if (outcome != LoadOutcome::absent)
         VARNEK_LOG(fileLog, error) << "Cannot read settings file: " << fileOf(key.first, key.second).string()
-                                   << " at level: " << levelName(key.second)
-                                   << " Exception caught: " << cause;
+                                   << " at level: " << levelName(key.second) << "Exception caught: " << cause;
     const std::lock_guard lock(mutex_);
     LevelFileStatus& status = stateOf(key).status;
     status.loaded = outcome;

@@ -20,6 +20,8 @@ class SaveRequests {
     virtual void requestSave(const NodePtr& topLevelGroup, LevelIndex level) = 0;
     /// The group's personal values are to be read now, unless that happened already for the current folder.
     virtual void loadUserSettings(const NodePtr& topLevelGroup) = 0;
+    /// A definition has appeared in the group: values that were kept for it are to be put in place.
+    virtual void adoptKeptValues(const NodePtr& /*topLevelGroup*/) {}
     /// The group is gone from its tree: its files on `level` are to go as well.
     virtual void requestDelete(const NodePtr& topLevelGroup, LevelIndex level) = 0;
 };

@@ -152,7 +152,9 @@ NodePtr SettingsImpl::add(NodeSpec spec, bool isGroup, const ShapedArray& initia
     }
     insertChild(child);
     varnek::concurrency::reclaimIfDue();
-    if (isConnectedToTheSettingsTree()) {
+    if (const auto tree = treeContext(); tree != nullptr && tree->connected) {
+        if (tree->saves != nullptr)
+            tree->saves->adoptKeptValues(child->getTopLevelNodeForSave());
         announceAdded(child);
         child->saveThisSubTree(level);
     }
@@ -178,7 +180,7 @@ void SettingsImpl::announceAdded(const NodePtr& child) {
     notify([&] {
         const auto self = getThisObject();
         return boost::make_shared<SettingsAddNodeEvent>(child->getThisObject(), self,
-                                                        self->getListenerAddNodeEventType(),
+                                                        publishedTypes(addNodeEventName),
                                                         self->getRootIndex(), child->needsSyncWithVCOSTree());
     });
 }

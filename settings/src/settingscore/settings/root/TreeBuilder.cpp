@@ -30,8 +30,10 @@ class Builder {
         if (!factoryFolder_.empty())
             for (const FactoryFileLocation& location : readFactoryFileLocations(factoryFolder_))
                 addGroup(location);
-        for (const LevelIndex level : {LevelIndex::installation, LevelIndex::user})
-            tree_.state->files->loadAddedGroups(tree_.state->root, level);
+        LevelFileKeeper& files = *tree_.state->files;
+        for (const NodePtr& group : files.loadAddedGroups(tree_.state->root, LevelIndex::installation))
+            files.loadLevel(group, LevelIndex::user);
+        files.loadAddedGroups(tree_.state->root, LevelIndex::user);
         for (const LevelFileStatus& status : tree_.state->files->allStatuses())
             if (status.loaded == LoadOutcome::damaged || status.loaded == LoadOutcome::unreadable)
                 report(status.file, status.loadMessage);
@@ -41,19 +43,23 @@ class Builder {
   private:
     void addGroup(const FactoryFileLocation& location) {
         const auto file = factoryFolder_ / location.factoryFile;
+        NodePtr group;
         try {
-            const auto group = readGroup(location, file);
+            group = readGroup(location, file);
             tree_.state->root->adoptChildren({group});
-            tree_.state->files->loadLevel(group, LevelIndex::installation);
-            tree_.state->files->loadLevel(group, LevelIndex::user);
         } catch (const std::exception& failure) {
             VARNEK_LOG(fileLog, error) << "Cannot read settings factory file:" << file.string()
                                        << "Exception caught: " << failure.what();
             report(file, failure.what());
+            return;
         }
+        for (const LevelIndex level : {LevelIndex::installation, LevelIndex::user})
+            tree_.state->files->loadLevel(group, level);
     }
 
     NodePtr readGroup(const FactoryFileLocation& location, const std::filesystem::path& file) const {
+        VARNEK_LOG(fileLog, info) << "Read settings file: " << file.string()
+                                  << " for level: " << levelName(LevelIndex::factory);
         SettingsFileContent content = readSettingsFile(file, FileUse::factory);
         if (content.tree.name != location.toolboxGroupName)
             throw std::runtime_error("the location file names the group \"" + location.toolboxGroupName +
