@@ -7,6 +7,9 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/resource.h>
+
+#include <csignal>
 #include <thread>
 
 namespace {
@@ -83,6 +86,64 @@ TEST_F(LevelFiles, ValuesWithoutDefinitionAreKeptAndAdopted) {
     EXPECT_TRUE(gone->getChild("mine")->isReadOnly());
     group(tree)->unset("b", "user"); // adopted values are the tree's: this one does not come back
     EXPECT_FALSE(group(start({"b"}))->isSet("b", "user"));
+}
+
+TEST_F(LevelFiles, AnAddedSettingTakesTheValueThatWasKeptForIt) {
+    group(start({"a", "b"}))->set("b", 7.0, "user");
+    const FileTree tree = start({"a"});
+    group(tree)->addSetting("b", {}, true, false, "session");
+    EXPECT_EQ(7.0, group(tree)->get<double>("b", "user"));
+    group(tree)->unset("b", "user"); // it is the tree's now and does not come back
+    EXPECT_FALSE(group(start({"a", "b"}))->isSet("b", "user"));
+}
+
+/// Every write of this process fails while it lives, as on a full disk.
+struct NoRoomForFiles {
+    NoRoomForFiles() : before_(std::signal(SIGXFSZ, SIG_IGN)) {
+        ::getrlimit(RLIMIT_FSIZE, &limit_);
+        const rlimit none{0, limit_.rlim_max};
+        ::setrlimit(RLIMIT_FSIZE, &none);
+    }
+    ~NoRoomForFiles() {
+        ::setrlimit(RLIMIT_FSIZE, &limit_);
+        std::signal(SIGXFSZ, before_);
+    }
+    rlimit limit_{};
+    void (*before_)(int);
+};
+
+TEST_F(LevelFiles, AFailedSaveLeavesTheDamagedFileInItsPlace) {
+    group(start({"a"}))->set("a", 1.0, "user");
+    const auto file = folder / "user/g.vksettings";
+    writeBytes(file, "damaged");
+    const FileTree tree = start({"a"});
+    {
+        const NoRoomForFiles full;
+        group(tree)->set("a", 2.0, "user");
+    }
+    EXPECT_EQ(SaveOutcome::failed, tree.status("g").saved);
+    EXPECT_EQ(LoadOutcome::damaged, tree.status("g").loaded);
+    EXPECT_TRUE(tree.status("g").isMarked);
+    EXPECT_EQ("damaged", bytesOf(file));
+    EXPECT_FALSE(std::filesystem::exists(folder / "user/g.vksettings.damaged"));
+    group(tree)->set("a", 3.0, "user");
+    EXPECT_EQ(SaveOutcome::saved, tree.status("g").saved);
+    EXPECT_EQ("damaged", bytesOf(folder / "user/g.vksettings.damaged"));
+    EXPECT_EQ(3.0, group(start({"a"}))->get<double>("a", "user"));
+}
+
+TEST_F(LevelFiles, AFileThatAppearsAfterAFailedSaveIsReadBeforeItIsReplaced) {
+    const FileTree tree = start({"a", "b"});
+    {
+        const NoRoomForFiles full;
+        group(tree)->set("a", 1.0, "user");
+    }
+    EXPECT_EQ(LoadOutcome::absent, tree.status("g").loaded);
+    group(start({"a", "b"}))->set("b", 2.0, "user"); // another process
+    group(tree)->set("a", 3.0, "user");
+    const FileTree next = start({"a", "b"});
+    EXPECT_EQ(3.0, group(next)->get<double>("a", "user"));
+    EXPECT_EQ(2.0, group(next)->get<double>("b", "user"));
 }
 
 TEST_F(LevelFiles, NodesThatUsersAddedComeBack) {
