@@ -18,7 +18,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cstdlib>
+#include <thread>
 
 namespace {
 
@@ -150,6 +152,39 @@ TEST_F(SaveProcedure, AHookMaySaveAgain) {
     EXPECT_EQ(7.0, value("g"));
     EXPECT_EQ(8.0, value("other"));
     EXPECT_FALSE(tree.status("g").isMarked);
+}
+
+/// Threads that save two groups, through a hook that changes the other group each time: nobody may wait for
+/// somebody who waits for the hook.
+TEST_F(SaveProcedure, ThreadsAndHooksDoNotBlockEachOther) {
+    const ThroughHook route;
+    const Handle other = tree.group("other");
+    TestTree::setting(other, "s");
+    for (const Handle& each : {group, other})
+        TestTree::setting(each, "fromHook");
+    tree.load(other);
+    std::atomic<int> left = 40;
+    setSaveHook([&](SettingsFileAccess& saved, const std::filesystem::path& path) {
+        if (const int count = --left; count > 0)
+            (path == file ? other : group)->set("fromHook", double(count), "user");
+        saved.writeTo(path);
+    });
+    std::vector<std::thread> threads;
+    for (const Handle& each : {group, other, group, other})
+        threads.emplace_back([each] {
+            for (int n = 1; n <= 10; ++n)
+                each->set("s", double(n), "user");
+        });
+    for (std::thread& thread : threads)
+        thread.join();
+    setSaveHook({});
+    for (const Handle& each : {group, other}) {
+        const auto json = partJson(tree.file(each->getName()), topPart);
+        for (const char* name : {"s", "fromHook"})
+            EXPECT_EQ(each->get<double>(name, "user"),
+                      settingIn(json, name).at("value").asObject().at("qfdata").asDouble());
+        EXPECT_FALSE(tree.status(each->getName()).isMarked);
+    }
 }
 
 TEST_F(SaveProcedure, OrderOfTheChecks) {
