@@ -84,6 +84,14 @@ TEST_F(ExportImport, SeveralNodesOfOneProductInOnePackage) {
     EXPECT_EQ(9.0, import("other.vksettings", "installation")->get<double>("a", "installation"));
 }
 
+TEST_F(ExportImport, GroupsOfThisSessionAreLeftOut) {
+    const Handle passing = g->addGroup("passing", true, false, "session");
+    const Handle setting = passing->addSetting("x", Array::scalar(1.0), true, false, "user");
+    Settings::exportSettings({g->getChild("a"), setting, passing}, path("x.vksettings"), "user");
+    EXPECT_TRUE(import("x.vksettings")->isSet("a", "user"));
+    EXPECT_FALSE(import("x.vksettings")->getChild("passing"));
+}
+
 TEST_F(ExportImport, TheChecksOfExportInTheirOrder) {
     const Handle alone = standaloneGroup("alone");
     const Handle other = tree.group("other");

@@ -151,6 +151,9 @@ boost::shared_ptr<SettingsImpl> richDefinition() {
     auto child = SettingsImpl::makeGroup(std::move(plain));
     NodeSpec deep;
     deep.name = "deep";
+    deep.definition = std::make_unique<NodeDefinition>();
+    deep.definition->validator = CValidator("lib:100%", "JAVA:looks:qualified");
+    deep.definition->factoryValueFcn = MRunTimeDefault("a%3Ab:c", "C:x");
     child->adoptChildren({SettingsImpl::makeSetting(std::move(deep))});
     group->adoptChildren({sizeNode, SettingsImpl::makeSetting(std::move(alias)), child});
     return group;
@@ -188,7 +191,11 @@ TEST(RoundTrip, DefinitionsThroughAFactoryFile) {
     const auto child = group->getChild("plain.with dot/ä", false);
     ASSERT_TRUE(child);
     EXPECT_TRUE(child->isReadOnly());
-    EXPECT_EQ(1U, child->getChildren().size());
+    ASSERT_EQ(1U, child->getChildren().size());
+    const FactorySettingProperties deep =
+        richDefinition()->getChild("plain.with dot/ä", false)->getChildren()[0]->definition();
+    EXPECT_TRUE(deep.getValidator() == child->getChildren()[0]->definition().getValidator());
+    EXPECT_TRUE(deep.getFactoryValueFcn() == child->getChildren()[0]->definition().getFactoryValueFcn());
 
     // What was read makes the same bytes.
     SettingsFileWriter::writeFactoryFile(group, folder / "second.vksettings", upgraders);

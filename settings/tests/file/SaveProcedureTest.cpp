@@ -279,6 +279,8 @@ TEST_F(SaveProcedure, FoldersAndFilesThatOthersOwn) {
     if (::geteuid() != 0)
         GTEST_SKIP() << "needs root to become somebody else";
     group->set("s", 1.5, "user");
+    TestTree::setting(group, "t");
+    group->set("t", 0.5, "user");
     const std::string before = bytesOf(file);
     ASSERT_EQ(0, ::chmod(folder.path().c_str(), 0755));
     ASSERT_EQ(0, ::chmod((folder / "user").c_str(), 0755));
@@ -322,7 +324,8 @@ TEST_F(SaveProcedure, FoldersAndFilesThatOthersOwn) {
         EXPECT_EQ(1, ::read(goOn[0], &byte, 1));
         g->set("t", 4.0, "user");
         EXPECT_EQ(SaveOutcome::saved, theirs.status("g").saved) << theirs.status("g").saveMessage;
-        EXPECT_EQ(1.5, g->get<double>("s", "user")); // what the file held came with it
+        EXPECT_EQ(1.5, g->get<double>("s", "user")); // what the file held came with it,
+        EXPECT_EQ(4.0, g->get<double>("t", "user")); // but not over what was set meanwhile
         ::_exit(testing::Test::HasFailure() ? 1 : 0);
     }
     char byte = 0;

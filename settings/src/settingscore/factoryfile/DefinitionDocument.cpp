@@ -61,8 +61,8 @@ GroupRecord readGroup(const DefinitionMembers& members, const std::string& paren
         checkIsNew(group.groups.back().name, "group", each, keys::groupName, taken);
     });
     const auto byName = [](const auto& a, const auto& b) { return a.name < b.name; };
-    std::stable_sort(group.settings.begin(), group.settings.end(), byName);
-    std::stable_sort(group.groups.begin(), group.groups.end(), byName);
+    std::sort(group.settings.begin(), group.settings.end(), byName);
+    std::sort(group.groups.begin(), group.groups.end(), byName);
     return group;
 }
 
