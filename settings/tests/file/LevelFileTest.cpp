@@ -54,6 +54,8 @@ TEST_F(LevelFiles, ValuesWithoutDefinitionAreKeptAndAdopted) {
         group(tree)->getChild("child")->set("x", 3.0, "user");
         group(tree)->getChild("gone")->set("y", 4.0, "user");
         group(tree)->getChild("gone")->addSetting("mine", Array::scalar(5.0), false, true, "user");
+        TestTree::childGroup(group(tree), "bare")
+            ->addGroup("mine", true, false, "user"); // without any setting
     }
     putPart(folder / "user/g.vksettings", "/vendor/notes.json", "{\"kept\": true}");
     putPart(folder / "user/g.vksettings", "/settingstree/child/icon.png", "picture");
@@ -74,6 +76,7 @@ TEST_F(LevelFiles, ValuesWithoutDefinitionAreKeptAndAdopted) {
     const FileTree tree = start({"a"});
     for (const char* name : {"b", "child/x", "gone/y"})
         define(group(tree), name);
+    TestTree::childGroup(group(tree), "bare");
     EXPECT_FALSE(group(tree)->isSet("b", "user"));
     tree.keeper->adoptLeftovers(SettingsAccess::node(*group(tree)));
     EXPECT_FALSE(group(tree)->isSet("a", "user"));
@@ -82,6 +85,7 @@ TEST_F(LevelFiles, ValuesWithoutDefinitionAreKeptAndAdopted) {
     const Handle gone = group(tree)->getChild("gone");
     EXPECT_EQ(4.0, gone->get<double>("y", "user"));
     EXPECT_EQ(5.0, gone->get<double>("mine", "user"));
+    EXPECT_TRUE(group(tree)->getChild("bare")->getChild("mine"));
     EXPECT_FALSE(gone->getChild("mine")->isVisible());
     EXPECT_TRUE(gone->getChild("mine")->isReadOnly());
     group(tree)->unset("b", "user"); // adopted values are the tree's: this one does not come back
@@ -228,7 +232,15 @@ TEST_F(LevelFiles, AFileNeverRedefinesAFactoryNode) {
         const FileTree tree = start({});
         group(tree)->addSetting("s", Array::scalar(1.0), false, true, "user");
         group(tree)->addGroup("child", false, true, "user")->getName();
+        group(tree)->addGroup("otherKind", false, true, "user");
     }
+    { // A group of a user's has become a setting: it is kept unseen.
+        const FileTree tree = start({"otherKind"});
+        EXPECT_TRUE(group(tree)->getChild("otherKind")->isLeafNode());
+        group(tree)->set("otherKind", 3.0, "user");
+        group(tree)->unset("otherKind", "user");
+    }
+    EXPECT_FALSE(group(start({}))->getChild("otherKind")->isLeafNode());
     // A new release defines both.
     const FileTree tree = start({"s", "child/x"});
     const Handle s = group(tree)->getChild("s");
@@ -268,8 +280,10 @@ TEST_F(LevelFiles, TheFileGoesWithTheLastValue) {
     group(tree)->unset("b", "user");
     EXPECT_FALSE(std::filesystem::exists(tree.file("g")));
     EXPECT_EQ(SaveOutcome::removed, tree.status("g").saved);
+    EXPECT_EQ(3U, tree.status("g").revision);
     group(tree)->set("b", 2.0, "user");
     EXPECT_TRUE(std::filesystem::exists(tree.file("g")));
+    EXPECT_EQ(4U, tree.status("g").revision); // goes on counting
 }
 
 TEST_F(LevelFiles, UnchangedValuesLeaveTheFileAlone) {
@@ -341,6 +355,13 @@ TEST_F(LevelFiles, ADamagedFileIsSetAsideOnce) {
         EXPECT_EQ(damaged, bytesOf(folder / "user/g.vksettings.damaged")); // once
         EXPECT_EQ(20.0 + round, group(start({"a"}))->get<double>("a", "user"));
     }
+    // Removing the group sets it aside as well.
+    putPart(file, topPart, "[");
+    const std::string damaged = bytesOf(file);
+    const FileTree tree = start({"a"});
+    tree.keeper->requestDelete(SettingsAccess::node(*group(tree)), LevelIndex::user);
+    EXPECT_FALSE(std::filesystem::exists(file));
+    EXPECT_EQ(damaged, bytesOf(folder / "user/g.vksettings.damaged"));
 }
 
 TEST_F(LevelFiles, ReadingSaysWhatItPutsInPlace) {
