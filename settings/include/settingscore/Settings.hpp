@@ -177,11 +177,14 @@ class SETTINGSCORE_EXPORT Settings {
 
     /// Writes the given nodes, all of one product, with the values of `level` into the settings file `path`.
     /// Errors: ErrorExportOrImportSettingsUsingRelativePath, CannotExportSettingsRoot,
-    /// CannotExportStandaloneSettings, ErrorExportMultipleNodesBelongsToDiffProducts, UnSupportedLevel, file
-    /// failures.
+    /// CannotExportStandaloneSettings, ErrorExportMultipleNodesBelongsToDiffProducts, UnSupportedLevel,
+    /// SettingsFileNotWritten (also for a file that is there and is no settings file, or an encrypted one);
+    /// std::invalid_argument for no nodes at all and for an empty handle.
     static void exportSettings(const std::vector<boost::shared_ptr<const Settings>>& nodes,
                                const std::u16string& path, std::string_view level);
-    /// Reads a settings file into a tree of its own, with its values on `level`.
+    /// Reads a settings file into a tree of its own, with its values on `level`. Errors:
+    /// ErrorExportOrImportSettingsUsingRelativePath, FileDoesNotExist, UnSupportedLevel,
+    /// PackageCannotBeOpened, ErrorReadingSettingsData.
     static boost::shared_ptr<Settings> importAsStandaloneObject(const std::u16string& path,
                                                                 std::string_view level);
 
@@ -189,7 +192,7 @@ class SETTINGSCORE_EXPORT Settings {
     /// group's full name. FileDoesNotExist, PackageCannotBeOpened, ErrorReadingSettingsData.
     static varnek::data::Array getStartupSetting(const std::u16string& path, std::string_view group,
                                                  std::string_view setting, std::string_view level);
-    /// Deletes a file of start-up settings; does nothing when there is none.
+    /// Deletes a file of start-up settings; does nothing when there is none. SettingsFileNotWritten.
     static void removeStartupSettings(const std::u16string& path);
 
   protected:

@@ -132,6 +132,7 @@ const WrongPart wrongParts[] = {
     {"readonly", topPart.c_str(), R"({"readonly":"no"})", Code::type, "$.readonly: must be true or false"},
     {"visible", topPart.c_str(), R"({"visible":null})", Code::type, "$.visible"},
     {"attributes", topPart.c_str(), R"({"attributes":[]})", Code::type, "$.attributes: must be an object"},
+    {"otherFolder", fontPart, R"({"groupName":"size"})", Code::name, "$.groupName: the folder is that of"},
     {"userDefined", topPart.c_str(), R"({"attributes":{"isUserDefined":1}})", Code::type,
      "$.attributes.isUserDefined"},
     {"settings", topPart.c_str(), R"({"settings":{}})", Code::type, "$.settings: must be an array"},

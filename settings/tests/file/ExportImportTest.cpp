@@ -105,6 +105,7 @@ TEST_F(ExportImport, TheChecksOfExportInTheirOrder) {
     EXPECT_EQ("ErrorExportMultipleNodesBelongsToDiffProducts", failure({font, other}, file, "none"));
     EXPECT_EQ("UnSupportedLevel", failure({font}, file, "none"));
     EXPECT_EQ("invalid_argument", failure({}, file, "user"));
+    EXPECT_EQ("invalid_argument", failure({font, nullptr}, file, "user"));
     EXPECT_EQ("SettingsFileNotWritten", failure({font}, path("missing/x.vksettings"), "user"));
     EXPECT_FALSE(std::filesystem::exists(folder / "x.vksettings"));
     try {
@@ -113,6 +114,24 @@ TEST_F(ExportImport, TheChecksOfExportInTheirOrder) {
         EXPECT_EQ(u"g", products.getProduct1Name());
         EXPECT_EQ(u"other", products.getProduct2Name());
     }
+}
+
+TEST_F(ExportImport, NothingButSettingsIsReplaced) {
+    const auto exportTo = [&](const char* name) {
+        return failureOf([&] { Settings::exportSettings({font}, path(name), "user"); });
+    };
+    writeBytes(folder / "notes", "mine");
+    EXPECT_EQ("SettingsFileNotWritten", exportTo("notes"));
+    EXPECT_EQ("mine", bytesOf(folder / "notes"));
+    Settings::exportSettings({font}, path("package"), "user");
+    deletePart(folder / "package", topPart); // a package of another kind
+    const std::string package = bytesOf(folder / "package");
+    EXPECT_EQ("SettingsFileNotWritten", exportTo("package"));
+    EXPECT_EQ(package, bytesOf(folder / "package"));
+    writeBytes(folder / "empty", "");
+    Settings::exportSettings({font}, path("empty"), "user");
+    Settings::exportSettings({g}, path("empty"), "user");
+    EXPECT_TRUE(import("empty")->isSet("a", "user"));
 }
 
 TEST_F(ExportImport, TheChecksOfImportInTheirOrder) {
@@ -131,6 +150,7 @@ TEST_F(ExportImport, TheChecksOfImportInTheirOrder) {
         EXPECT_EQ(0U,
                   std::string(refused.what()).find("Failed to open OPC Package; Error: \"" + file + "\": "));
     }
+    std::filesystem::remove(folder / "x.vksettings");
     Settings::exportSettings({g}, path("x.vksettings"), "user");
     putPart(folder / "x.vksettings", topPart, "{\"settings\":3}");
     EXPECT_EQ("ErrorReadingSettingsData", failure(path("x.vksettings"), "user"));

@@ -7,9 +7,6 @@
 
 #include <gtest/gtest.h>
 
-#include <sys/resource.h>
-
-#include <csignal>
 #include <thread>
 
 namespace {
@@ -100,21 +97,6 @@ TEST_F(LevelFiles, AnAddedSettingTakesTheValueThatWasKeptForIt) {
     group(tree)->unset("b", "user"); // it is the tree's now and does not come back
     EXPECT_FALSE(group(start({"a", "b"}))->isSet("b", "user"));
 }
-
-/// Every write of this process fails while it lives, as on a full disk.
-struct NoRoomForFiles {
-    NoRoomForFiles() : before_(std::signal(SIGXFSZ, SIG_IGN)) {
-        ::getrlimit(RLIMIT_FSIZE, &limit_);
-        const rlimit none{0, limit_.rlim_max};
-        ::setrlimit(RLIMIT_FSIZE, &none);
-    }
-    ~NoRoomForFiles() {
-        ::setrlimit(RLIMIT_FSIZE, &limit_);
-        std::signal(SIGXFSZ, before_);
-    }
-    rlimit limit_{};
-    void (*before_)(int);
-};
 
 TEST_F(LevelFiles, AFailedSaveLeavesTheDamagedFileInItsPlace) {
     group(start({"a"}))->set("a", 1.0, "user");
@@ -328,7 +310,7 @@ TEST_F(LevelFiles, WhatTheSwitchSkippedGoesWithTheNextSave) {
     EXPECT_FALSE(tree.status("mine").isMarked);
 }
 
-TEST_F(LevelFiles, ADamagedFileIsSetAsideOnce) {
+TEST_F(LevelFiles, EachDamagedFileIsSetAsideOnce) {
     {
         const FileTree tree = start({"a"});
         group(tree)->set("a", 1.0, "user");
@@ -336,6 +318,9 @@ TEST_F(LevelFiles, ADamagedFileIsSetAsideOnce) {
     const auto file = folder / "user/g.vksettings";
     const std::string good = bytesOf(file);
     int round = 0;
+    const auto aside = [&] {
+        return folder / ("user/g.vksettings.damaged" + (round < 2 ? "" : "-" + std::to_string(round)));
+    };
     for (const bool isPackage : {false, true}) { // damaged as a package, and as JSON
         SCOPED_TRACE(isPackage);
         writeBytes(file, good);
@@ -349,10 +334,10 @@ TEST_F(LevelFiles, ADamagedFileIsSetAsideOnce) {
         EXPECT_FALSE(group(tree)->isSet("a", "user"));
         EXPECT_EQ(damaged, bytesOf(file)); // until the next save
         group(tree)->set("a", 10.0 + ++round, "user");
-        EXPECT_EQ(damaged, bytesOf(folder / "user/g.vksettings.damaged"));
+        EXPECT_EQ(damaged, bytesOf(aside()));
         EXPECT_EQ(LoadOutcome::ok, tree.status("g").loaded);
         group(tree)->set("a", 20.0 + round, "user");
-        EXPECT_EQ(damaged, bytesOf(folder / "user/g.vksettings.damaged")); // once
+        EXPECT_EQ(1U + std::size_t(round), namesIn(folder / "user").size()); // once
         EXPECT_EQ(20.0 + round, group(start({"a"}))->get<double>("a", "user"));
     }
     // Removing the group sets it aside as well.
@@ -361,7 +346,9 @@ TEST_F(LevelFiles, ADamagedFileIsSetAsideOnce) {
     const FileTree tree = start({"a"});
     tree.keeper->requestDelete(SettingsAccess::node(*group(tree)), LevelIndex::user);
     EXPECT_FALSE(std::filesystem::exists(file));
-    EXPECT_EQ(damaged, bytesOf(folder / "user/g.vksettings.damaged"));
+    ++round;
+    EXPECT_EQ(damaged, bytesOf(aside()));
+    EXPECT_EQ(3U, namesIn(folder / "user").size());
 }
 
 TEST_F(LevelFiles, ReadingSaysWhatItPutsInPlace) {
@@ -395,6 +382,24 @@ TEST_F(LevelFiles, ChangesRecordsOfReleasesAreKept) {
     EXPECT_EQ(record, *tree.keeper->versionRecord("g", LevelIndex::user));
     group(tree)->set("a", 2.0, "user");
     EXPECT_EQ(record, *start({"a"}).keeper->versionRecord("g", LevelIndex::user));
+}
+
+TEST_F(LevelFiles, ANewRecordOfReleasesIsNotLostToAReading) {
+    const FileTree tree = start({"a"});
+    group(start({"a"}))->set("a", 1.0, "user"); // another process
+    const VersionRecord record{1, 0, {"move", {"g.y"}, {"g.z"}}, "R2025a"};
+    tree.keeper->setVersionRecord("g", LevelIndex::user, record);
+    group(tree)->set("a", 2.0, "user"); // reads that file first
+    EXPECT_EQ(record, *start({"a"}).keeper->versionRecord("g", LevelIndex::user));
+    // Once written, the file speaks again; and it goes with the group.
+    const VersionRecord later{2, 0, {"remove", {"g.z"}, {}}, "R2025b"};
+    const FileTree other = start({"a"});
+    other.keeper->setVersionRecord("g", LevelIndex::user, later);
+    group(other)->set("a", 3.0, "user");
+    tree.keeper->loadLevel(SettingsAccess::node(*group(tree)), LevelIndex::user);
+    EXPECT_EQ(later, *tree.keeper->versionRecord("g", LevelIndex::user));
+    tree.keeper->requestDelete(SettingsAccess::node(*group(tree)), LevelIndex::user);
+    EXPECT_FALSE(tree.keeper->versionRecord("g", LevelIndex::user));
 }
 
 TEST_F(LevelFiles, UserSettingsAreLoadedOnce) {

@@ -62,10 +62,23 @@ struct SaveProcedure : testing::Test {
             [bytes](const NodePtr&, const std::filesystem::path&, std::string_view, SaveOutcome& outcome) {
                 if (bytes && *bytes == "fail")
                     throw std::runtime_error("cause");
+                if (bytes && *bytes == "failUnknown")
+                    throw 1;
                 outcome = SaveOutcome::unchanged;
                 return bytes;
             },
             false};
+    }
+
+    void expectNotWritten(SettingsFileAccess& save, const std::string& cause) {
+        try {
+            saveSettingsFile(save);
+            ADD_FAILURE() << "no failure";
+        } catch (const settings::core::exception::SettingsFileNotWritten& failure) {
+            EXPECT_EQ("Failed to write settings file; Error: " + cause, failure.what());
+            EXPECT_EQ(save.filePath().u16string(), failure.getFilePath());
+        }
+        EXPECT_EQ(Lines{"Failed to write settings file; Error: " + cause}, log.take("Failed to write"));
     }
 
     TempFolder folder;
@@ -75,6 +88,23 @@ struct SaveProcedure : testing::Test {
     std::filesystem::path file;
     FileLogLines log;
 };
+
+/// Runs `test` in a child process as a user without rights; the child's failures are the test's.
+template <class Test>
+void asNobody(Test test) {
+    const pid_t child = ::fork();
+    ASSERT_NE(-1, child);
+    if (child == 0) {
+        if (::setgid(65534) != 0 || ::setuid(65534) != 0)
+            ::_exit(3);
+        test();
+        ::_exit(testing::Test::HasFailure() ? 1 : 0);
+    }
+    int status = 0;
+    ASSERT_EQ(child, ::waitpid(child, &status, 0));
+    ASSERT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(0, WEXITSTATUS(status));
+}
 
 TEST_F(SaveProcedure, ThroughTheTemporaryFile) {
     writeBytes(folder / "user/g.settings", "earlier format");
@@ -117,10 +147,17 @@ TEST_F(SaveProcedure, ThroughTheHook) {
     EXPECT_EQ(file, seen.at(0));
     EXPECT_EQ("content", bytesOf(file)); // the hook decides
     setSaveHook([](SettingsFileAccess&, const std::filesystem::path&) { throw 1; });
-    EXPECT_THROW(saveSettingsFile(again), int);
+    log.take();
+    expectNotWritten(again, "Unknown");
     EXPECT_TRUE(setSaveHook(before));
     auto failing = access(LevelIndex::user, node, "fail");
-    EXPECT_THROW(saveSettingsFile(failing), std::runtime_error);
+    expectNotWritten(failing, "cause");
+    auto growing = access(LevelIndex::user, node, "longer content");
+    {
+        const NoRoomForFiles full;
+        EXPECT_THROW(saveSettingsFile(growing), settings::core::exception::SettingsFileNotWritten);
+    }
+    EXPECT_EQ("content", bytesOf(file));
     auto unchanged = access(LevelIndex::user, node, std::nullopt);
     EXPECT_EQ(SaveOutcome::unchanged, saveSettingsFile(unchanged));
 }
@@ -232,19 +269,100 @@ TEST_F(SaveProcedure, OrderOfTheChecks) {
 
 TEST_F(SaveProcedure, AFailingTemporaryFileLeavesTheRealOne) {
     using settings::core::exception::ErrorWriteToTempSettingsFile;
+    const auto detailOf = [&](const char* content) {
+        auto failing = access(LevelIndex::user, node, content);
+        try {
+            saveSettingsFile(failing);
+            ADD_FAILURE() << content;
+            return std::u16string();
+        } catch (const ErrorWriteToTempSettingsFile& failure) {
+            EXPECT_EQ("g", failure.getCausingObject()->getName());
+            EXPECT_EQ(failure.getErrorNum() != 0,
+                      failure.getTempFilePath().ends_with(u".tmp")); // only a file has a number
+            return failure.getDetail();
+        }
+    };
     writeBytes(file, "before");
-    auto failing = access(LevelIndex::user, node, "fail");
-    try {
-        saveSettingsFile(failing);
-        ADD_FAILURE() << "no failure";
-    } catch (const ErrorWriteToTempSettingsFile& failure) {
-        EXPECT_EQ(u"Failed to write settings file; Error: cause", failure.getDetail());
-        EXPECT_EQ("g", failure.getCausingObject()->getName());
-        EXPECT_EQ(0, failure.getErrorNum());
+    EXPECT_EQ(u"Failed to write settings file; Error: cause", detailOf("fail"));
+    EXPECT_EQ(u"Failed to write settings file; Error: Unknown", detailOf("failUnknown"));
+    EXPECT_EQ(2U, log.take("Failed to write settings file; Error: ").size());
+    {
+        const NoRoomForFiles full;
+        EXPECT_NE(std::u16string::npos, detailOf("content").find(u"File too large"));
     }
     EXPECT_EQ("before", bytesOf(file));
     EXPECT_EQ(Lines{"g.vksettings"}, namesIn(folder / "user"));
-    EXPECT_EQ(1U, log.take("Failed to write settings file; Error: cause").size());
+}
+
+/// A file that is not one of the preferences directory.
+struct OtherFile : SettingsFileAccess {
+    explicit OtherFile(std::filesystem::path file) : SettingsFileAccess(std::move(file)) {}
+    bool checkBeforeSaving() override { return true; }
+    std::optional<std::string> content() override { return "content"; }
+    std::string description() const override { return "other"; }
+};
+
+TEST_F(SaveProcedure, OtherFilesNeverGoThroughTheHook) {
+    const ThroughHook route;
+    const SaveHook before = setSaveHook(
+        [](SettingsFileAccess&, const std::filesystem::path&) { ADD_FAILURE() << "asked the hook"; });
+    OtherFile other(folder / "other");
+    EXPECT_EQ(SaveOutcome::saved, saveSettingsFile(other));
+    setSaveHook(before);
+    EXPECT_EQ("content", bytesOf(folder / "other"));
+    EXPECT_EQ(1U, log.take("getTempDirectory: ").size());
+}
+
+TEST_F(SaveProcedure, AFolderThatTakesNoTemporaryDirectory) {
+    const auto failureOfSaveTo = [](const std::filesystem::path& path) {
+        OtherFile save(path);
+        try {
+            saveSettingsFile(save);
+            return std::string("none");
+        } catch (const VARNEK::settings::core::CanNotCreateTempDirectory& failure) {
+            return std::string("CanNotCreateTempDirectory ") + failure.what();
+        } catch (const VARNEK::settings::core::NoWritePermissionOnDirectory& failure) {
+            return std::string("NoWritePermissionOnDirectory ") + failure.what();
+        }
+    };
+    const std::string missing = failureOfSaveTo(folder / "missing/file");
+    EXPECT_EQ(0U, missing.find("CanNotCreateTempDirectory ")) << missing;
+    EXPECT_NE(std::string::npos, missing.find((folder / "missing").string())) << missing;
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "needs root to become somebody else";
+    ASSERT_EQ(0, ::chmod(folder.path().c_str(), 0755));
+    asNobody([&] {
+        const std::string refused = failureOfSaveTo(folder / "file");
+        EXPECT_EQ(0U, refused.find("NoWritePermissionOnDirectory ")) << refused;
+        EXPECT_NE(std::string::npos, refused.find(folder.path().string())) << refused;
+    });
+}
+
+/// A process that dies while it has written the temporary file: the old file stands, and the next start
+/// clears what is left.
+TEST_F(SaveProcedure, ADeathBetweenWriteAndRename) {
+    group->set("s", 2.0, "user");
+    const std::string before = bytesOf(file);
+    const pid_t child = ::fork();
+    ASSERT_NE(-1, child);
+    if (child == 0) {
+        auto save = access(LevelIndex::user, node);
+        save.onReplacing([] { ::_exit(7); });
+        saveSettingsFile(save);
+        ::_exit(0);
+    }
+    int status = 0;
+    ASSERT_EQ(child, ::waitpid(child, &status, 0));
+    ASSERT_EQ(7, WEXITSTATUS(status));
+    EXPECT_EQ(before, bytesOf(file));
+    std::filesystem::path left;
+    for (const auto& entry : std::filesystem::directory_iterator(folder / "user"))
+        if (entry.is_directory())
+            left = entry.path();
+    EXPECT_EQ(Lines{"g.vksettings.tmp"}, namesIn(left));
+    const FileTree next(folder.path());
+    next.keeper->loadAddedGroups(SettingsAccess::node(*next.root), LevelIndex::user);
+    EXPECT_EQ(Lines{"g.vksettings"}, namesIn(folder / "user"));
 }
 
 TEST_F(SaveProcedure, SwitchedOff) {
@@ -256,23 +374,6 @@ TEST_F(SaveProcedure, SwitchedOff) {
     EXPECT_TRUE(settings::core::isSettingsSavingTurnedOn());
     EXPECT_EQ((Lines{"Turn off Settings Save", "Turn on Settings Save"}), log.take());
     EXPECT_FALSE(std::filesystem::exists(file));
-}
-
-/// Runs `test` in a child process as a user without rights; the child's failures are the test's.
-template <class Test>
-void asNobody(Test test) {
-    const pid_t child = ::fork();
-    ASSERT_NE(-1, child);
-    if (child == 0) {
-        if (::setgid(65534) != 0 || ::setuid(65534) != 0)
-            ::_exit(3);
-        test();
-        ::_exit(testing::Test::HasFailure() ? 1 : 0);
-    }
-    int status = 0;
-    ASSERT_EQ(child, ::waitpid(child, &status, 0));
-    ASSERT_TRUE(WIFEXITED(status));
-    EXPECT_EQ(0, WEXITSTATUS(status));
 }
 
 TEST_F(SaveProcedure, FoldersAndFilesThatOthersOwn) {

@@ -1,6 +1,7 @@
 #include "support/TempFolder.hpp"
 
 #include <algorithm>
+#include <csignal>
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
@@ -18,6 +19,17 @@ TempFolder::TempFolder(const std::filesystem::path& parent) {
 TempFolder::~TempFolder() {
     std::error_code ignored;
     std::filesystem::remove_all(path_, ignored);
+}
+
+NoRoomForFiles::NoRoomForFiles() : before_(std::signal(SIGXFSZ, SIG_IGN)) {
+    ::getrlimit(RLIMIT_FSIZE, &limit_);
+    const rlimit none{0, limit_.rlim_max};
+    ::setrlimit(RLIMIT_FSIZE, &none);
+}
+
+NoRoomForFiles::~NoRoomForFiles() {
+    ::setrlimit(RLIMIT_FSIZE, &limit_);
+    std::signal(SIGXFSZ, before_);
 }
 
 std::filesystem::path quickPlace() {

@@ -1,6 +1,8 @@
 /// A folder that goes away with everything in it.
 #pragma once
 
+#include <sys/resource.h>
+
 #include <filesystem>
 #include <string>
 #include <string_view>
@@ -21,6 +23,19 @@ class TempFolder {
 
   private:
     std::filesystem::path path_;
+};
+
+/// While it lives no file of this process can grow: every write to one fails, as on a full disk.
+class NoRoomForFiles {
+  public:
+    NoRoomForFiles();
+    NoRoomForFiles(const NoRoomForFiles&) = delete;
+    NoRoomForFiles& operator=(const NoRoomForFiles&) = delete;
+    ~NoRoomForFiles();
+
+  private:
+    rlimit limit_{};
+    void (*before_)(int);
 };
 
 /// A place for folders that are written to very often: in memory where the system has one.

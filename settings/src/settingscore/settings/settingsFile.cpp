@@ -72,7 +72,7 @@ void moveIntoPlace(const SettingsFileAccess& access, FileReplacement& replacemen
                                   << "\trealFilePath = " << replacement.target().string();
         replacement.rename();
     });
-    replacement.flushFolder();
+    flushFolderOf(replacement);
 }
 
 void saveThroughTemporaryFile(SettingsFileAccess& access) {
@@ -93,13 +93,22 @@ void saveThroughTemporaryFile(SettingsFileAccess& access) {
     }
     try {
         moveIntoPlace(access, replacement);
-    } catch (const FileError& failure) {
-        throwNotWritten(access.filePath(), failure.what());
+    } catch (...) {
+        throwNotWritten(access.filePath(), causeOfCurrentException());
     }
     access.setOutcome(SaveOutcome::saved);
     VARNEK_LOG(fileLog, info) << "EXIT  SettingsFile::saveSettings(), I think it's all good - ";
     removeEarlierFormat(access.filePath());
     replacement.removeTemporaryDirectory();
+}
+
+void saveThroughHook(SettingsFileAccess& access) {
+    access.setOutcome(SaveOutcome::saved); // unless the access finds that there is nothing to write
+    try {
+        callSaveHook(access);
+    } catch (...) {
+        throwNotWritten(access.filePath(), causeOfCurrentException());
+    }
 }
 
 } // namespace
@@ -114,8 +123,7 @@ SaveOutcome saveSettingsFile(SettingsFileAccess& access) {
         return access.outcome();
     const bool throughHook = savesGoThroughHook(); // asks the environment on first use, whatever the file
     if (throughHook && access.isPrefdirFile()) {
-        access.setOutcome(SaveOutcome::saved); // unless the access finds that there is nothing to write
-        callSaveHook(access);
+        saveThroughHook(access);
     } else {
         saveThroughTemporaryFile(access);
     }

@@ -12,8 +12,8 @@ namespace settings::core::detail {
 ///
 /// Blocks on the disk and on other saves; takes the save-hook lock (SaveHook.hpp) and calls the hook under
 /// it. Errors: what the check raises; CanNotCreateTempDirectory, NoWritePermissionOnDirectory;
-/// ErrorWriteToTempSettingsFile while the temporary file is written, SettingsFileNotWritten afterwards and on
-/// the hook's path. The file is as it was.
+/// ErrorWriteToTempSettingsFile while the temporary file is written, SettingsFileNotWritten afterwards and
+/// for whatever the hook raises. The file is as it was.
 SaveOutcome saveSettingsFile(SettingsFileAccess& access);
 
 } // namespace settings::core::detail

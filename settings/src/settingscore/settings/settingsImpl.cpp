@@ -46,9 +46,9 @@ NodeSpec NodeSpec::from(std::string_view name, const FactorySettingProperties& p
 }
 
 SettingsImpl::SettingsImpl(NodeSpec spec, bool isGroup)
-    : name_(std::move(spec.name)), serial_(++lastSerial), origin_(spec.origin), readOnly_(spec.readOnly),
-      visible_(spec.visible), isAlias_(spec.definition != nullptr && !spec.definition->aliasName.empty()),
-      group_(isGroup ? new GroupState : nullptr) {
+    : name_(std::move(spec.name)), group_(isGroup ? new GroupState : nullptr), serial_(++lastSerial),
+      origin_(spec.origin), readOnly_(spec.readOnly), visible_(spec.visible),
+      isAlias_(spec.definition != nullptr && !spec.definition->aliasName.empty()) {
     if (isGroup)
         group_->version = spec.version;
     if (spec.definition != nullptr)

@@ -176,7 +176,9 @@ class SettingsImpl : public SettingsNodeImpl, public boost::enable_shared_from_t
     void announceRemoved(const NodePtr& child);
     void updateDefinition(const std::function<void(NodeDefinition&)>& change);
 
-    const std::string name_;
+    const std::string name_;  // these three are all that a read touches: one cache line
+    LevelValues values_;      // of a setting
+    GroupState* const group_; // of a group, owned; handed to the reclamation at the end
     const std::uint64_t serial_;
     const LevelIndex origin_;
     std::atomic<ReadOnlyState> readOnly_;
@@ -186,8 +188,6 @@ class SettingsImpl : public SettingsNodeImpl, public boost::enable_shared_from_t
     std::atomic<std::uint8_t> dataTypeIndex_{0}; // 0: none recorded
     std::atomic<const GroupState*> parent_{nullptr};
     varnek::concurrency::Snapshot<NodeDefinition> definition_;
-    LevelValues values_;      // of a setting
-    GroupState* const group_; // of a group, owned; handed to the reclamation at the end
 };
 
 } // namespace settings::core::detail

@@ -111,7 +111,9 @@ std::optional<VersionRecord> LevelFileKeeper::versionRecord(std::string_view gro
 
 void LevelFileKeeper::setVersionRecord(std::string_view group, LevelIndex level, VersionRecord record) {
     const std::lock_guard lock(mutex_);
-    stateOf({std::string(group), level}).version = std::move(record);
+    FileState& state = stateOf({std::string(group), level});
+    state.version = std::move(record);
+    state.isVersionNew = true;
 }
 
 // ---- turns ----
@@ -152,15 +154,17 @@ void LevelFileKeeper::requestDelete(const NodePtr& topLevelGroup, LevelIndex lev
         FileState& state = stateOf(key);
         state.leftovers = nullptr;
         state.foreignParts = nullptr;
+        state.version.reset();
+        state.isVersionNew = false;
     }
     submit(key, {});
 }
 
-void LevelFileKeeper::submit(const Key& key, const NodePtr& group) {
+void LevelFileKeeper::submit(const Key& key, NodePtr group) {
     {
         std::unique_lock lock(mutex_);
         FileState& state = stateOf(key);
-        state.group = group;
+        std::swap(state.group, group); // the one before is let go without the lock
         state.status.isMarked = true;
         ++state.requested;
         runPasses(key, lock);
@@ -184,9 +188,10 @@ void LevelFileKeeper::runPasses(const Key& key, std::unique_lock<std::mutex>& lo
         state.isBusy = true;
         do {
             const std::uint64_t taken = state.requested;
-            const NodePtr group = state.group;
+            NodePtr group = state.group;
             lock.unlock();
             auto [outcome, message] = attempt(key, group);
+            group.reset();
             lock.lock();
             state.attempted = taken;
             state.status.saved = outcome;
@@ -196,9 +201,11 @@ void LevelFileKeeper::runPasses(const Key& key, std::unique_lock<std::mutex>& lo
                 state.status.isMarked = leavesMark(outcome);
         } while (state.attempted < state.requested);
         state.isBusy = false;
-        if (!state.status.isMarked)
-            state.group = nullptr;
+        NodePtr finished = state.status.isMarked ? nullptr : std::move(state.group);
         turnEnded_.notify_all();
+        lock.unlock();
+        finished.reset();
+        lock.lock();
     }
 }
 
@@ -313,6 +320,7 @@ std::optional<std::string> LevelFileKeeper::makeImage(const Key& key, const Node
         present.state = PresentFile::State::damaged; // to be replaced, whatever it says
     auto bytes = fileImage(content, key.second, present);
     image.isComplete = true;
+    image.version = content.version;
     image.replacesDamaged = present.state == PresentFile::State::damaged;
     image.revision = std::max(content.revision, present.revision);
     return bytes;
@@ -322,10 +330,11 @@ void LevelFileKeeper::noteSaved(const Key& key, const Image& image) {
     if (!image.isComplete)
         return;
     const std::lock_guard lock(mutex_);
-    LevelFileStatus& known = stateOf(key).status;
-    known.loaded = LoadOutcome::ok;
-    known.loadMessage.clear();
-    known.revision = image.revision;
+    FileState& state = stateOf(key);
+    state.isVersionNew = state.isVersionNew && state.version != image.version;
+    state.status.loaded = LoadOutcome::ok;
+    state.status.loadMessage.clear();
+    state.status.revision = image.revision;
 }
 
 SaveOutcome LevelFileKeeper::removeFile(const Key& key) {

@@ -95,7 +95,7 @@ class LevelFileKeeper : public SaveRequests {
 
     FileState& stateOf(const Key& key) const; // mutex_ is held
     LevelFileStatus statusOf(const Key& key, const FileState& state) const;
-    void submit(const Key& key, const NodePtr& group);
+    void submit(const Key& key, NodePtr group);
     void saveWhatWasSkipped(const Key& besides);
     void runPasses(const Key& key, std::unique_lock<std::mutex>& lock);
 
@@ -109,6 +109,7 @@ class LevelFileKeeper : public SaveRequests {
         bool isComplete = false;
         bool replacesDamaged = false;
         std::uint64_t revision = 0;
+        std::optional<VersionRecord> version{};
         SaveOutcome outcome = SaveOutcome::unchanged; // when there are no bytes to write
     };
     std::optional<std::string> makeImage(const Key& key, const NodePtr& group,

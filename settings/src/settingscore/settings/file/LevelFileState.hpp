@@ -12,6 +12,7 @@ struct LevelFileKeeper::FileState {
     std::shared_ptr<const GroupRecord> leftovers; // null: none
     std::shared_ptr<const std::vector<ForeignPart>> foreignParts;
     std::optional<VersionRecord> version;
+    bool isVersionNew = false; // set here and not written yet: a reading must not replace it
 
     std::filesystem::path userSettingsAreOf; // the file that loadUserSettings has read; empty: none yet
 

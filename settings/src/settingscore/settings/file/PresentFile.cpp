@@ -28,23 +28,35 @@ PresentFile PresentFile::at(const std::filesystem::path& file) {
     return present;
 }
 
-std::filesystem::path placeAside(const std::filesystem::path& file) {
-    std::filesystem::path aside = file;
-    return aside += ".damaged";
+namespace {
+
+void logAside(const std::filesystem::path& aside) {
+    VARNEK_LOG(fileLog, warning) << "damaged settings file set aside: " << aside.string();
 }
 
-void keepAside(const std::filesystem::path& file) {
-    std::filesystem::path link = file;
-    link += ".damaged.new";
-    std::error_code error;
-    std::filesystem::remove(link, error);
-    std::filesystem::create_hard_link(file, link, error);
-    if (error) { // a file system without links
-        setAside(file);
-        return;
+/// "<name>.damaged", "<name>.damaged-2", …: the first that is free, or that is this file already, from a save
+/// that failed later on.
+std::filesystem::path placeAside(const std::filesystem::path& file) {
+    std::error_code ignored;
+    for (unsigned number = 1;; ++number) {
+        std::filesystem::path aside = file;
+        aside += number == 1 ? ".damaged" : ".damaged-" + std::to_string(number);
+        const bool isFree = !std::filesystem::exists(std::filesystem::symlink_status(aside, ignored));
+        if (isFree || std::filesystem::equivalent(file, aside, ignored))
+            return aside;
     }
-    std::filesystem::rename(link, placeAside(file));
-    VARNEK_LOG(fileLog, warning) << "damaged settings file set aside: " << placeAside(file).string();
+}
+
+} // namespace
+
+void keepAside(const std::filesystem::path& file) {
+    const std::filesystem::path aside = placeAside(file);
+    std::error_code error;
+    std::filesystem::create_hard_link(file, aside, error);
+    if (!error || error == std::errc::file_exists)
+        logAside(aside);
+    else
+        setAside(file); // a file system without links
 }
 
 void setAside(const std::filesystem::path& file) {
@@ -55,7 +67,7 @@ void setAside(const std::filesystem::path& file) {
         throw varnek::files::FileError(varnek::files::FileErrorKind::renameFailed, "set aside", file,
                                        error.value());
     varnek::files::flushFolder(file.parent_path());
-    VARNEK_LOG(fileLog, warning) << "damaged settings file set aside: " << aside.string();
+    logAside(aside);
 }
 
 } // namespace settings::core::detail

@@ -28,14 +28,12 @@ struct PresentFile {
     static PresentFile at(const std::filesystem::path& file);
 };
 
-/// Renames a damaged file to "<name>.damaged", where it replaces an earlier one, so that the next save does
-/// not destroy what might be saved from it. varnek::files::FileError.
+/// Renames a damaged file to "<name>.damaged" or, where there is one already, "<name>.damaged-2" and so on,
+/// so that the next save does not destroy what might be saved from it. varnek::files::FileError. For one
+/// thread at a time per file.
 void setAside(const std::filesystem::path& file);
 
 /// The same for a file that is about to be replaced: it stays where it is until then.
 void keepAside(const std::filesystem::path& file);
-
-/// "<name>.damaged".
-std::filesystem::path placeAside(const std::filesystem::path& file);
 
 } // namespace settings::core::detail

@@ -12,7 +12,8 @@
 
 namespace settings::core::detail {
 
-/// Called with the file that is to be saved and its path; what it raises is the failure of the save.
+/// Called with the file that is to be saved and its path; what it raises is the cause of the failure of the
+/// save.
 using SaveHook = std::function<void(SettingsFileAccess& access, const std::filesystem::path& path)>;
 
 /// Replaces the hook and returns the one before. An empty hook restores the default, which asks the access to

@@ -1,6 +1,7 @@
 #include "settingscore/settings/file/SettingsFileAccess.hpp"
 
-#include "settingscore/settings/file/FileFailureText.hpp"
+#include "settingscore/settings/file/FileLog.hpp"
+#include "varnek/files/FileError.hpp"
 #include "varnek/files/FileReplacement.hpp"
 
 namespace settings::core::detail {
@@ -11,16 +12,21 @@ void SettingsFileAccess::writeTo(const std::filesystem::path& path) {
     const auto bytes = content();
     if (!bytes)
         return;
-    try {
-        varnek::files::FileReplacement replacement(path, {.temporaryDirectoryRoot = {}, .mode = fileMode()});
-        replacement.write(*bytes);
-        replacement.flush();
-        aboutToReplace();
-        replacement.commit();
-    } catch (const std::exception& failure) {
-        throwNotWritten(path, failure.what());
-    }
+    varnek::files::FileReplacement replacement(path, {.temporaryDirectoryRoot = {}, .mode = fileMode()});
+    replacement.write(*bytes);
+    replacement.flush();
+    aboutToReplace();
+    replacement.rename();
+    flushFolderOf(replacement);
     setOutcome(SaveOutcome::saved);
+}
+
+void flushFolderOf(varnek::files::FileReplacement& replaced) {
+    try {
+        replaced.flushFolder();
+    } catch (const varnek::files::FileError& failure) {
+        VARNEK_LOG(fileLog, warning) << failure.what() << "; the new file is in place all the same";
+    }
 }
 
 } // namespace settings::core::detail

@@ -12,6 +12,10 @@
 #include <optional>
 #include <string>
 
+namespace varnek::files {
+class FileReplacement;
+}
+
 namespace settings::core::detail {
 
 class SettingsFileAccess {
@@ -37,7 +41,7 @@ class SettingsFileAccess {
     void setOutcome(SaveOutcome outcome) noexcept { outcome_ = outcome; }
 
     /// Replaces the file at `path` with content(), durably, unless there is nothing to replace. What the
-    /// default save hook does. SettingsFileNotWritten, and what content() raises.
+    /// default save hook does. varnek::files::FileError, and what content() raises.
     void writeTo(const std::filesystem::path& path);
 
     /// Called when the complete new content is on the disk, right before it takes the file's place.
@@ -57,5 +61,9 @@ class SettingsFileAccess {
     std::function<void()> onReplacing_;
     SaveOutcome outcome_ = SaveOutcome::none;
 };
+
+/// The last step of a replacement. A failure is logged only: the complete file is in its place, and what may
+/// be lost with the power is the way back to the one before.
+void flushFolderOf(varnek::files::FileReplacement& replaced);
 
 } // namespace settings::core::detail

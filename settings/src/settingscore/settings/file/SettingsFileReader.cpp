@@ -90,6 +90,16 @@ class PackageReader {
         refuseTwins(group, place);
     }
 
+    /// The folder says which group it is; a name in the group's own part has to agree.
+    void nameAfterFolder(GroupRecord& group, const FileSystemEntry& folder) {
+        std::string name = groupOfFolder(utf8Of(folder.getName()));
+        if (!group.name.empty() && group.name != name)
+            at(groupFileIn(folder.getPathName()))
+                .refuse(ReadError::name, "$.groupName",
+                        "the folder is that of the group \"" + name + "\", not of \"" + group.name + "\"");
+        group.name = std::move(name);
+    }
+
     void readChildren(GroupRecord& group, const std::u16string& folder, const std::string& fullName) {
         for (const FileSystemEntry& entry : parts_.getChildren(folder)) {
             const std::u16string& name = entry.getPathName();
@@ -98,8 +108,7 @@ class PackageReader {
                     keepForeign(entry);
             } else if (parts_.hasEntry(groupFileIn(name))) {
                 GroupRecord child = readGroup(name);
-                if (child.name.empty())
-                    child.name = groupOfFolder(utf8Of(entry.getName()));
+                nameAfterFolder(child, entry);
                 finishGroup(child, name, fullName);
                 group.groups.push_back(std::move(child));
             } else {

@@ -76,6 +76,30 @@ class PackageWriter {
     LevelIndex level_;
 };
 
+/// The path is a user's choice, and perhaps a slip of the hand.
+void checkReplaceable(const PresentFile& present, const std::filesystem::path& file) {
+    const std::string name = '"' + file.string() + "\": ";
+    const std::string notOurs = name + "the file is there already and is no settings file";
+    switch (present.state) {
+    case PresentFile::State::absent:
+        return;
+    case PresentFile::State::encrypted:
+        throwNotWritten(file, name + "an encrypted file is never replaced by a plain one");
+    case PresentFile::State::unreadable:
+        throwNotWritten(file, present.message);
+    case PresentFile::State::damaged: {
+        std::error_code ignored;
+        if (std::filesystem::file_size(file, ignored) != 0)
+            throwNotWritten(file, notOurs);
+        return;
+    }
+    case PresentFile::State::plain:
+        if (!FileSystemManager(*present.package)
+                 .hasEntry(std::u16string(keys::treeFolder).append(keys::groupFile)))
+            throwNotWritten(file, notOurs);
+    }
+}
+
 } // namespace
 
 std::optional<std::string> fileImage(SettingsFileContent& content, LevelIndex level,
@@ -94,10 +118,7 @@ std::optional<std::string> fileImage(SettingsFileContent& content, LevelIndex le
 void SettingsFileWriter::write(SettingsFileContent content, LevelIndex level,
                                const std::filesystem::path& file) {
     const PresentFile present = PresentFile::at(file);
-    if (present.state == PresentFile::State::encrypted || present.state == PresentFile::State::unreadable)
-        throwNotWritten(file, present.state == PresentFile::State::encrypted
-                                  ? "an encrypted file is never replaced by a plain one"
-                                  : present.message);
+    checkReplaceable(present, file);
     try {
         const auto bytes = fileImage(content, level, present);
         if (bytes)

@@ -21,10 +21,10 @@ std::optional<std::string> fileImage(SettingsFileContent& content, LevelIndex le
                                      const PresentFile& present);
 
 /// Writes a group with its subtree to one file, durably, whatever the switch for saving says. An identical
-/// file is left alone, a damaged one replaced.
+/// file is left alone.
 ///
-/// All of them block on the disk. Errors: SettingsFileNotWritten; the file is as it was. An encrypted file is
-/// never replaced.
+/// All of them block on the disk. Errors: SettingsFileNotWritten; the file is as it was. A file that is
+/// encrypted, or that is there and is no settings file, is never replaced; an empty one is.
 class SettingsFileWriter {
   public:
     /// Definitions and values of level "factory". The file is for everybody: mode 0644.

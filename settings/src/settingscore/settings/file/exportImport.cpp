@@ -32,21 +32,25 @@ std::vector<NodePtr> chainTo(const NodePtr& node) {
     return chain;
 }
 
-void checkExportable(const std::vector<ConstHandle>& nodes) {
+using Chain = std::vector<NodePtr>;
+
+/// The ways to the nodes, each taken once: the tree may change meanwhile. Raises what forbids their export.
+std::vector<Chain> chainsToExport(const std::vector<ConstHandle>& nodes) {
     for (const ConstHandle& node : nodes)
         if (node->isRoot())
             throw exception::CannotExportSettingsRoot(node);
     for (const ConstHandle& node : nodes)
         if (!node->isConnectedToTheSettingsTree())
             throw exception::CannotExportStandaloneSettings(node);
-    const auto product = [](const ConstHandle& node) {
-        return chainTo(SettingsAccess::mutableNode(*node)).front();
-    };
-    const NodePtr first = product(nodes.front());
+    std::vector<Chain> chains;
     for (const ConstHandle& node : nodes)
-        if (const NodePtr other = product(node); other != first)
+        chains.push_back(chainTo(SettingsAccess::mutableNode(*node)));
+    const NodePtr& first = chains.front().front();
+    for (const Chain& chain : chains)
+        if (chain.front() != first)
             throw exception::ErrorExportMultipleNodesBelongsToDiffProducts(first->getName(),
-                                                                           other->getName());
+                                                                           chain.front()->getName());
+    return chains;
 }
 
 /// The product with nothing but the way to one node, and what is there.
@@ -73,20 +77,18 @@ bool isForThisSessionOnly(const std::vector<NodePtr>& chain) {
 
 void Settings::exportSettings(const std::vector<ConstHandle>& nodes, const std::u16string& path,
                               std::string_view level) {
-    if (nodes.empty())
+    if (nodes.empty() || std::find(nodes.begin(), nodes.end(), nullptr) != nodes.end())
         throw std::invalid_argument("no settings to export");
     const std::filesystem::path file = varnek::files::pathFromUtf16(path);
     if (!file.is_absolute())
         throw exception::ErrorExportOrImportSettingsUsingRelativePath(nodes.front(), path);
-    checkExportable(nodes);
+    const std::vector<Chain> chains = chainsToExport(nodes);
     const LevelIndex at = requireLevel(level, [&] { return nodes.front(); });
     SettingsFileContent content;
-    content.tree = shellOf(chainTo(SettingsAccess::mutableNode(*nodes.front())).front(), at);
-    for (const ConstHandle& node : nodes) {
-        const auto chain = chainTo(SettingsAccess::mutableNode(*node));
+    content.tree = shellOf(chains.front().front(), at);
+    for (const Chain& chain : chains)
         if (!isForThisSessionOnly(chain))
             content.tree.addMissing(branchTo(chain, 0, at));
-    }
     SettingsFileWriter::write(std::move(content), at, file);
 }
 
@@ -95,8 +97,8 @@ boost::shared_ptr<Settings> Settings::importAsStandaloneObject(const std::u16str
     const std::filesystem::path file = varnek::files::pathFromUtf16(path);
     if (!file.is_absolute())
         throw exception::ErrorExportOrImportSettingsUsingRelativePath(path);
-    std::error_code ignored;
-    if (!std::filesystem::exists(file, ignored))
+    std::error_code ignored; // a file that may not be looked at is one that cannot be opened
+    if (std::filesystem::status(file, ignored).type() == std::filesystem::file_type::not_found)
         throw exception::FileDoesNotExist(path);
     const LevelIndex at = requireLevel(level, [] { return ConstHandle(); });
     try {

@@ -96,7 +96,8 @@ void LevelFileKeeper::remember(const Key& key, SettingsFileContent content, Grou
     FileState& state = stateOf(key);
     state.leftovers = std::move(leftovers);
     state.foreignParts = std::move(foreignParts);
-    state.version = std::move(content.version);
+    if (!state.isVersionNew)
+        state.version = std::move(content.version);
     state.status.loaded = LoadOutcome::ok;
     state.status.loadMessage.clear();
     state.status.isEncrypted = content.isEncrypted;

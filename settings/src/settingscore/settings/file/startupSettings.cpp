@@ -13,6 +13,7 @@
 #include "settingscore/settings/node/FullNamePath.hpp"
 #include "settingscore/settings/node/LevelCheck.hpp"
 #include "varnek/files/FileAccess.hpp"
+#include "varnek/files/FileError.hpp"
 #include "varnek/files/PathText.hpp"
 
 #include <algorithm>
@@ -60,7 +61,12 @@ varnek::data::Array Settings::getStartupSetting(const std::u16string& path, std:
 }
 
 void Settings::removeStartupSettings(const std::u16string& path) {
-    varnek::files::removeFile(varnek::files::pathFromUtf16(path));
+    const std::filesystem::path file = varnek::files::pathFromUtf16(path);
+    try {
+        varnek::files::removeFile(file);
+    } catch (const varnek::files::FileError& failure) {
+        throwNotWritten(file, failure.what());
+    }
 }
 
 } // namespace settings::core
