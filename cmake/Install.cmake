@@ -16,11 +16,13 @@ if(TARGET vksettings)
     install(TARGETS vksettings RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 endif()
 
-# For hosts: the reference key manager bundle (not active until a host copies it to its plug-in folder), the texts to
-# translate, and the schema of definition documents.
-install(FILES $<TARGET_FILE:vkkeymanager>.json DESTINATION ${CMAKE_INSTALL_LIBDIR}/settingscore/plugins)
-install(TARGETS vkkeymanager LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/settingscore/plugins)
-set_target_properties(vkkeymanager PROPERTIES INSTALL_RPATH "$ORIGIN/../..")
+# The reference key manager, where the library looks for plug-ins; one of the host with a higher ranking takes its place.
+set(plugin_folder bin/linux64/settings_plugins)
+file(RELATIVE_PATH libraries_from_plugin /p/${plugin_folder} /p/${CMAKE_INSTALL_LIBDIR})
+install(FILES $<TARGET_FILE:vkkeymanager>.json DESTINATION ${plugin_folder})
+install(TARGETS vkkeymanager LIBRARY DESTINATION ${plugin_folder})
+set_target_properties(vkkeymanager PROPERTIES INSTALL_RPATH "$ORIGIN/${libraries_from_plugin}")
+# For hosts: the texts to translate and the schema of definition documents.
 install(FILES platform/catalogue/varnek.pot docs/definition-document.schema.json
     DESTINATION ${CMAKE_INSTALL_DATADIR}/settingscore)
 

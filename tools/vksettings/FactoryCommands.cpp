@@ -1,6 +1,8 @@
 // factory build, install and from-gschema: what toolbox authors do.
 
 #include "Commands.hpp"
+#include "Printable.hpp"
+#include "TargetFile.hpp"
 
 #include "settingscore/FactoryFileLocation.hpp"
 #include "settingscore/factoryfile/FactoryFileGenerator.hpp"
@@ -16,10 +18,6 @@ namespace vksettings {
 
 namespace {
 
-std::filesystem::path absolute(const std::string& file) {
-    return std::filesystem::absolute(file).lexically_normal();
-}
-
 std::filesystem::path factoryFolder() {
     const auto* level = settings::core::getSettingsLevelManagerInstance()->getSettingsLevelByName("factory");
     if (level->levelRootPath().empty())
@@ -30,33 +28,34 @@ std::filesystem::path factoryFolder() {
 } // namespace
 
 void factoryBuild(const std::string& document, const std::string& file, std::ostream& out) {
-    const auto generator = varnek::settings::FactoryFileGenerator::fromDocument(absolute(document));
-    generator.write(absolute(file));
-    out << "wrote " << file << ": definitions of \"" << generator.getGroup().getName() << "\"\n";
+    const auto generator = varnek::settings::FactoryFileGenerator::fromDocument(absolutePath(document));
+    generator.write(targetPath(file));
+    out << printable("wrote " + file + ": definitions of \"" + generator.getGroup().getName() + "\"") << '\n';
 }
 
 void factoryInstall(const std::string& file, bool hidden, std::ostream& out) {
-    const auto copy = settings::core::installFactoryFile(absolute(file), factoryFolder(), hidden);
-    out << "installed " << copy.string() << '\n';
+    const auto copy = settings::core::installFactoryFile(absolutePath(file), factoryFolder(), hidden);
+    out << "installed " << printable(copy.string()) << '\n';
 }
 
 void factoryFromGSchema(const GSchemaOptions& options, std::ostream& out) {
     varnek::settings::GSchemaConverter converter;
     for (const std::string& file : options.files)
-        converter.addFile(absolute(file));
+        converter.addFile(absolutePath(file));
     const auto result = converter.convert();
     const std::filesystem::path folder = options.folder.empty() ? "." : options.folder;
     for (const auto& document : result.documents) {
         const auto target = folder / (document.groupName + ".json");
-        varnek::files::replaceFile(absolute(target.string()), document.text,
+        varnek::files::replaceFile(targetPath(target.string()), document.text,
                                    {.temporaryDirectoryRoot = {}, .mode = 0644});
-        out << "wrote " << target.string() << '\n';
+        out << "wrote " << printable(target.string()) << '\n';
     }
     for (const auto& left : result.unmapped)
-        out << "not mapped: " << left.schema << (left.key.empty() ? "" : " " + left.key) << ": "
-            << left.reason << '\n';
-    out << "mapped " << result.mappedKeys << " keys of " << options.files.size() << " files, not mapped "
-        << result.unmappedKeys() << '\n';
+        out << printable("not mapped: " + left.schema + (left.key.empty() ? "" : " " + left.key) + ": " +
+                         left.reason)
+            << '\n';
+    out << "mapped " << counted(result.mappedKeys, "key") << " of " << counted(options.files.size(), "file")
+        << ", not mapped " << result.unmappedKeys() << '\n';
 }
 
 } // namespace vksettings

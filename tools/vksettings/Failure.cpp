@@ -1,5 +1,7 @@
 #include "Failure.hpp"
 
+#include "Printable.hpp"
+#include "ReadOnlyLevel.hpp"
 #include "SaveOutcome.hpp"
 
 #include "opc/PackageError.hpp"
@@ -8,7 +10,7 @@
 #include "settingscore/exception/Exceptions.hpp"
 #include "settingscore/factoryfile/InvalidDefinition.hpp"
 #include "varnek/files/FileError.hpp"
-#include "json/Value.hpp"
+#include "varnek/files/PathText.hpp"
 
 #include <filesystem>
 
@@ -19,11 +21,20 @@ namespace {
 namespace ex = settings::core::exception;
 
 std::string utf8(const std::u16string& text) {
-    return std::string(varnek::json::Value(text).asString());
+    return varnek::files::messageUtf8(text);
 }
 
 std::string quoted(const std::string& text) {
     return "\"" + text + "\"";
+}
+
+/// Names the file once, whatever the cause says of it.
+std::string aboutFile(const std::u16string& file, std::string cause) {
+    const std::string name = utf8(file);
+    const std::string start = quoted(name) + ": ";
+    if (cause.starts_with(start) && cause.find(name, start.size()) != std::string::npos)
+        cause.erase(0, start.size());
+    return cause.find(name) == std::string::npos ? name + ": " + cause : cause;
 }
 
 std::string nameOf(const ex::ObjectHandle& object) {
@@ -88,8 +99,8 @@ void describeTreeFailures(Sentences& sentences) {
         .on<ex::CantModifyValuesOnReadOnlyLevel>(refused,
                                                  [](const auto& f) {
                                                      return "the level " + quoted(f.getLevelToModify()) +
-                                                            " cannot be changed here (" +
-                                                            nameOf(f.getObjectInvovled()) + ")";
+                                                            " cannot be changed: " +
+                                                            whyReadOnly(f.getLevelToModify());
                                                  })
         .on<ex::CannotChangeValueForReadOnlySetting>(
             refused, [](const auto& f) { return quoted(nameOf(f.getCausingObject())) + " is read-only"; })
@@ -112,8 +123,8 @@ void describeTreeFailures(Sentences& sentences) {
                                                                           quoted(utf8(f.getProduct2Name()));
                                                                })
         .on<ex::ProductNodeAlreadyExisted>(refused, [](const auto& f) {
-            return "there is a product " + quoted(f.getExistingName()) + " already; " +
-                   quoted(f.getInputName()) + " may not differ from it by case only";
+            return "there is a product " + quoted(utf8(f.getExistingName())) + " already; " +
+                   quoted(utf8(f.getInputName())) + " may not differ from it by case only";
         });
 }
 
@@ -143,20 +154,23 @@ void describeValueFailures(Sentences& sentences) {
 
 void describeFileFailures(Sentences& sentences) {
     sentences.on<NotSaved>(fileOrSystem)
-        .on<varnek::settings::InvalidDefinition>(refused)
         .on<ex::FileDoesNotExist>(
             fileOrSystem, [](const auto& f) { return utf8(f.getFilePath()) + ": there is no such file"; })
         .on<ex::FileCannotBeOpened>(
             fileOrSystem, [](const auto& f) { return utf8(f.getFilePath()) + ": cannot be opened"; })
-        .on<ex::PackageCannotBeOpened>(fileOrSystem,
-                                       [](const auto& f) { return utf8(f.getFilePath()) + ": " + f.what(); })
+        .on<ex::PackageCannotBeOpened>(
+            fileOrSystem,
+            [](const auto& f) {
+                return aboutFile(f.getFilePath(), f.getCause().empty() ? f.what() : utf8(f.getCause()));
+            })
         .on<ex::ErrorWriteToTempSettingsFile>(fileOrSystem,
                                               [](const auto& f) {
                                                   return utf8(f.getTempFilePath()) + ": " + f.what() + " " +
                                                          utf8(f.getDetail());
                                               })
-        .on<ex::ErrorReadingSettingsData>(fileOrSystem)
-        .on<ex::SettingsFileNotWritten>(fileOrSystem)
+        .on<ex::ErrorReadingSettingsData>(fileOrSystem, [](const auto& f) { return utf8(f.getDetail()); })
+        .on<ex::SettingsFileNotWritten>(
+            fileOrSystem, [](const auto& f) { return aboutFile(f.getFilePath(), utf8(f.getCause())); })
         .on<settings::core::MalformedLocationFile>(fileOrSystem)
         .on<opc::PackageError>(fileOrSystem)
         .on<varnek::files::FileError>(fileOrSystem)
@@ -167,6 +181,12 @@ void describeFileFailures(Sentences& sentences) {
 } // namespace
 
 Explained explainFailure(const std::exception& failure) {
+    if (const auto* definition = dynamic_cast<const varnek::settings::InvalidDefinition*>(&failure)) {
+        std::string lines;
+        for (const std::string& line : definition->getMessages())
+            lines += (lines.empty() ? "" : "\n") + printable(line);
+        return {lines, refused};
+    }
     Sentences sentences(failure);
     describeTreeFailures(sentences);
     describeValueFailures(sentences);
@@ -174,6 +194,7 @@ Explained explainFailure(const std::exception& failure) {
     Explained explained = sentences.result();
     if (explained.message.empty())
         explained = {failure.what(), refused};
+    explained.message = printable(explained.message);
     return explained;
 }
 

@@ -1,7 +1,9 @@
 // export, import and dump: settings files outside the tree.
 
 #include "Commands.hpp"
+#include "Printable.hpp"
 #include "SaveOutcome.hpp"
+#include "TargetFile.hpp"
 #include "Tree.hpp"
 #include "ValueText.hpp"
 
@@ -9,12 +11,14 @@
 #include "opc/qfpackaging/Encryption.hpp"
 #include "opc/qfservices/CorePropertiesManager.hpp"
 #include "opc/qfservices/FileSystemManager.hpp"
+#include "settingscore/exception/TreeFailures.hpp"
 #include "varnek/files/PathText.hpp"
 #include "json/ParseError.hpp"
 #include "json/Parser.hpp"
 #include "json/Writer.hpp"
 
 #include <filesystem>
+#include <stdexcept>
 
 namespace vksettings {
 
@@ -22,12 +26,8 @@ namespace json = varnek::json;
 
 namespace {
 
-std::filesystem::path absolute(const std::string& file) {
-    return std::filesystem::absolute(file).lexically_normal();
-}
-
-std::u16string absoluteUtf16(const std::string& file) {
-    return varnek::files::utf16FromPath(absolute(file));
+std::u16string utf16(const std::filesystem::path& path) {
+    return varnek::files::utf16FromPath(path);
 }
 
 std::size_t countValues(const settings::core::Settings& group, const std::string& level) {
@@ -47,8 +47,47 @@ void showValues(const settings::core::Settings& group, const std::string& prefix
         if (!child->isLeafNode())
             showValues(*child, name, level, out);
         else if (group.isSet(child->getName(), level))
-            out << name << " = " << shown(group.get(child->getName(), level)) << '\n';
+            out << printable(name + " = " + shown(group.get(child->getName(), level))) << '\n';
     }
+}
+
+/// What a merge does with the values of a file.
+struct MergeReport {
+    std::size_t stored = 0;
+    std::vector<std::string> skipped; // names that the tree has not
+};
+
+/// `to` is the group of the same name in the tree; empty when there is none.
+void compare(const settings::core::Settings& from, const Handle& to, const std::string& prefix,
+             const std::string& level, MergeReport& report) {
+    for (const Handle& child : from.getChildren()) {
+        const std::string name = prefix + "." + child->getName();
+        const Handle same = to == nullptr ? Handle() : to->getChild(child->getName());
+        if (!child->isLeafNode())
+            compare(*child, same, name, level, report);
+        else if (!from.isSet(child->getName(), level))
+            continue;
+        else if (same == nullptr)
+            report.skipped.push_back(name);
+        else
+            ++report.stored;
+    }
+}
+
+void merge(const Handle& input, const std::string& level, std::ostream& out) {
+    const Handle product = root()->getChild(input->getName());
+    if (product == nullptr)
+        throw settings::core::exception::InvalidNodePath(root(), input->getName());
+    MergeReport report;
+    compare(*input, product, input->getName(), level, report);
+    const Saving saving(*product, level);
+    product->mergeDescendants(input, level);
+    saving.finish();
+    out << printable("merged " + counted(report.stored, "value") + " into \"" + input->getName() +
+                     "\" on level \"" + level + "\"")
+        << '\n';
+    for (const std::string& name : report.skipped)
+        out << printable("skipped " + name + ": there is no such setting") << '\n';
 }
 
 json::Object shownProperties(const opc::qfservices::CoreProperties& properties) {
@@ -92,36 +131,40 @@ void collectParts(const opc::qfservices::FileSystemManager& files, std::u16strin
 } // namespace
 
 void exportSettings(const ExportOptions& options, std::ostream& out) {
+    if (options.level == "factory")
+        throw std::invalid_argument(
+            "level \"factory\" is not exported, the changes between releases would be "
+            "lost: copy the factory file itself (\"explain\" names it)");
     std::vector<boost::shared_ptr<const settings::core::Settings>> nodes;
     for (const std::string& name : options.names)
         nodes.push_back(resolve(name));
-    settings::core::Settings::exportSettings(nodes, absoluteUtf16(options.file), options.level);
-    out << "exported to " << options.file << '\n';
+    const auto file = targetPath(options.file);
+    settings::core::Settings::exportSettings(nodes, utf16(file), options.level);
+    const Handle written = settings::core::Settings::importAsStandaloneObject(utf16(file), options.level);
+    const std::size_t count = countValues(*written, options.level);
+    out << printable("exported " + counted(count, "value") + " to " + options.file) << '\n';
+    if (count == 0)
+        out << "nothing is set on level \"" << options.level << "\" there\n";
 }
 
 void importSettings(const ImportOptions& options, std::ostream& out) {
     const Handle input =
-        settings::core::Settings::importAsStandaloneObject(absoluteUtf16(options.file), options.level);
-    if (!options.merge) {
+        settings::core::Settings::importAsStandaloneObject(utf16(absolutePath(options.file)), options.level);
+    if (options.merge)
+        merge(input, options.level, out);
+    else
         showValues(*input, input->getName(), options.level, out);
-        return;
-    }
-    const Handle product = resolve(input->getName());
-    product->mergeDescendants(input, options.level);
-    requireSaved(*product, options.level);
-    out << "merged " << countValues(*input, options.level) << " values into \"" << input->getName()
-        << "\" on level \"" << options.level << "\"\n";
 }
 
 void dump(const DumpOptions& options, std::ostream& out) {
-    auto package = opc::model::Package::open(absolute(options.file));
+    auto package = opc::model::Package::open(absolutePath(options.file));
     if (!options.password.empty())
         opc::qfpackaging::enableDecryptionFromPassword(package, {options.password});
     json::Object parts;
     const opc::qfservices::FileSystemManager files(package);
     collectParts(files, u"/", parts);
     json::Object document;
-    document.set("file", options.file);
+    document.set("file", jsonText(options.file));
     document.set("encrypted", files.isEncrypted());
     document.set("coreProperties",
                  shownProperties(opc::qfservices::CorePropertiesManager(package).getCoreProperties()));

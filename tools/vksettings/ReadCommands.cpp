@@ -1,11 +1,16 @@
 // list, get and explain: what the tree holds.
 
 #include "Commands.hpp"
+#include "Printable.hpp"
 #include "Tree.hpp"
 #include "ValueText.hpp"
 
 #include "settingscore/SettingExplanation.hpp"
 #include "json/Writer.hpp"
+
+#include <unistd.h>
+
+#include <stdexcept>
 
 namespace vksettings {
 
@@ -19,7 +24,7 @@ json::Object described(const std::string& fullName, const Array& value, const st
     for (const std::size_t extent : value.dimensions())
         dimensions.push_back(extent);
     json::Object object;
-    object.set("name", fullName);
+    object.set("name", jsonText(fullName));
     object.set("value", asJson(value));
     object.set("type", value.isVoid() ? json::Value() : json::Value(varnek::data::className(value.type())));
     object.set("dimensions", std::move(dimensions));
@@ -38,22 +43,23 @@ class Walk {
             if (!child->isVisible() && !options_.hidden)
                 continue;
             if (child->isLeafNode())
-                show({group, child->getName(), child});
+                show({group, child->getName(), group->getChild(child->getName())});
             else if (options_.recursive)
                 visit(child);
             else if (!options_.json)
-                out_ << child->getFullName() << ".\n";
+                out_ << printable(child->getFullName()) << ".\n";
             else
                 objects_.push_back(describedGroup(child));
         }
     }
     void show(const Setting& setting) {
-        const std::string level = effectiveLevel(setting);
-        const Array value = setting.group->get(setting.name);
+        const bool leadsToGroup = !setting.handle->isLeafNode(); // an alias gone astray
+        const std::string level = leadsToGroup ? std::string() : effectiveLevel(setting);
+        const Array value = leadsToGroup ? Array() : setting.group->get(setting.name);
         if (options_.json)
-            objects_.push_back(described(setting.handle->getFullName(), value, level));
+            objects_.push_back(described(setting.fullName(), value, level));
         else
-            out_ << setting.handle->getFullName() << " = " << shown(value)
+            out_ << printable(setting.fullName()) << " = " << printable(shown(value))
                  << (level.empty() || level == "factory" ? "" : "  (" + level + ")") << '\n';
     }
     void finish() {
@@ -62,9 +68,9 @@ class Walk {
     }
 
   private:
+    /// With the members of a setting, so that scripts need not ask which are there.
     static json::Object describedGroup(const Handle& group) {
-        json::Object object;
-        object.set("name", group->getFullName());
+        json::Object object = described(group->getFullName(), {}, {});
         object.set("type", "group");
         return object;
     }
@@ -83,7 +89,7 @@ json::Object asJson(const settings::core::SettingExplanation& e) {
         object.set("value", vksettings::asJson(level.value));
         object.set("isVector", level.isVector);
         object.set("wins", level.wins);
-        object.set("file", level.file.empty() ? json::Value() : json::Value(level.file));
+        object.set("file", level.file.empty() ? json::Value() : jsonText(level.file));
         object.set("fileExists", level.fileExists);
         levels.push_back(std::move(object));
     }
@@ -91,8 +97,8 @@ json::Object asJson(const settings::core::SettingExplanation& e) {
     for (const std::string& validator : e.validators)
         validators.push_back(validator);
     json::Object object;
-    object.set("name", e.fullName);
-    object.set("aliasOf", e.aliasOf.empty() ? json::Value() : json::Value(e.aliasOf));
+    object.set("name", jsonText(e.fullName));
+    object.set("aliasOf", e.aliasOf.empty() ? json::Value() : jsonText(e.aliasOf));
     object.set("title", e.title);
     object.set("description", e.description);
     object.set("visible", e.visible);
@@ -107,7 +113,7 @@ json::Object asJson(const settings::core::SettingExplanation& e) {
 
 void writeLine(std::ostream& out, const char* label, const std::string& text) {
     if (!text.empty())
-        out << "  " << label << text << '\n';
+        out << "  " << label << printable(text) << '\n';
 }
 
 } // namespace
@@ -126,31 +132,36 @@ void get(const GetOptions& options, std::ostream& out) {
     const Setting setting = resolveSetting(options.name);
     const Array value = setting.group->get(setting.name, options.level);
     const std::string level = options.level.empty() ? effectiveLevel(setting) : options.level;
-    if (options.json)
-        out << json::write(described(setting.handle->getFullName(), value, level)) << '\n';
-    else
-        out << shown(value) << '\n';
+    if (options.json) {
+        out << json::write(described(setting.fullName(), value, level)) << '\n';
+        return;
+    }
+    if (value.isVoid())
+        throw std::invalid_argument("\"" + setting.fullName() + "\" has no value" +
+                                    (options.level.empty() ? "" : " on level \"" + level + "\""));
+    // A script gets a text as it is, a person no control characters.
+    out << (::isatty(STDOUT_FILENO) != 0 ? printable(shown(value)) : shown(value)) << '\n';
 }
 
 void explain(const ExplainOptions& options, std::ostream& out) {
-    const auto e = settings::core::explain(*resolveSetting(options.name).handle);
+    const auto e = settings::core::explain(*resolveSetting(options.name).itself());
     if (options.json) {
         out << json::writeIndented(asJson(e)) << '\n';
         return;
     }
-    out << e.fullName << '\n';
+    out << printable(e.fullName) << '\n';
     writeLine(out, "", e.title);
     writeLine(out, "", e.description);
     writeLine(out, "alias of: ", e.aliasOf);
     for (const auto& level : e.levels) {
         out << (level.wins ? "> " : "  ") << level.level << std::string(14 - level.level.size(), ' ')
-            << shown(level.value);
+            << printable(shown(level.value));
         if (!level.value.isVoid())
             out << "  [" << typeShown(level.value) << (level.isVector ? ", vector]" : "]");
         if (level.level == "session")
             out << "  (memory only)";
         else if (!level.file.empty())
-            out << "  (" << level.file << (level.fileExists ? ")" : ", no such file yet)");
+            out << "  (" << printable(level.file) << (level.fileExists ? ")" : ", no such file yet)");
         out << '\n';
     }
     out << "  flags: " << (e.visible ? "visible" : "hidden") << ", "

@@ -3,6 +3,8 @@
 
 #include "settingscore/Settings.hpp"
 
+#include <filesystem>
+#include <set>
 #include <stdexcept>
 #include <string>
 
@@ -14,7 +16,24 @@ class NotSaved : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-/// Raises NotSaved when the last save of the level's file of this node's product did not succeed.
-void requireSaved(const settings::core::Settings& node, const std::string& level);
+/// Watches the file of one product and level over a change. Make it before the change.
+class Saving {
+  public:
+    /// The node is the setting itself, or a group of the product. UnSupportedLevel; std::invalid_argument for
+    /// "session", of which nothing would be left when this process ends.
+    Saving(const settings::core::Settings& node, const std::string& level);
+
+    /// Raises NotSaved when the change is not in the file; says on standard error where a damaged file that
+    /// was in its place is kept.
+    void finish() const;
+
+  private:
+    std::set<std::filesystem::path> keptFiles() const;
+
+    const settings::core::Settings& node_;
+    const std::string level_;
+    std::filesystem::path file_;
+    std::set<std::filesystem::path> keptBefore_;
+};
 
 } // namespace vksettings

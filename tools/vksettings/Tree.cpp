@@ -1,5 +1,7 @@
 #include "Tree.hpp"
 
+#include "Printable.hpp"
+
 #include "settingscore/FactoryFileLocation.hpp"
 #include "settingscore/SettingsRoot.hpp"
 #include "settingscore/exception/TreeFailures.hpp"
@@ -15,16 +17,25 @@ using settings::core::DefaultRootIndex;
 
 namespace {
 
-Handle find(const Handle& from, const std::string& path) {
+/// Empty handles when there is nothing of that name.
+Setting find(const Handle& from, const std::string& path) {
     for (std::size_t dot = path.find('.');; dot = path.find('.', dot + 1)) {
-        const Handle child = from->getChild(path.substr(0, dot));
+        const std::string name = path.substr(0, dot);
+        const Handle child = from->getChild(name);
         if (dot == std::string::npos)
-            return child;
+            return child == nullptr ? Setting() : Setting{from, name, child};
         if (child == nullptr)
             continue;
-        if (const Handle found = find(child, path.substr(dot + 1)))
+        if (Setting found = find(child, path.substr(dot + 1)); found.handle != nullptr)
             return found;
     }
+}
+
+Setting findOrThrow(const std::string& fullName) {
+    Setting found = find(root(), fullName);
+    if (found.handle == nullptr)
+        throw settings::core::exception::InvalidNodePath(root(), fullName);
+    return found;
 }
 
 /// Helps whoever has set up nothing yet.
@@ -33,7 +44,7 @@ std::string whereDefinitionsAre() {
     if (level->levelRootPath().empty())
         return "; SETTINGS_FACTORYDIR names the folder of the factory files";
     const auto folder = varnek::files::pathFromUtf16(level->levelRootPath());
-    return "; factory files are listed in " + settings::core::locationFileOf(folder).string();
+    return "; factory files are listed in " + printable(settings::core::locationFileOf(folder).string());
 }
 
 } // namespace
@@ -41,8 +52,10 @@ std::string whereDefinitionsAre() {
 Handle root() {
     static const Handle tree = [] {
         Handle built = settings::core::detail::getSettingsRoot(DefaultRootIndex());
-        for (const auto& problem : settings::core::detail::getLoadProblems(DefaultRootIndex()))
-            std::cerr << "vksettings: warning: " << problem.file << ": " << problem.message << '\n';
+        for (const auto& [file, message] : settings::core::detail::getLoadProblems(DefaultRootIndex()))
+            std::cerr << "vksettings: warning: "
+                      << printable(message.find(file) == std::string::npos ? file + ": " + message : message)
+                      << '\n';
         if (built->getChildren().empty())
             std::cerr << "vksettings: warning: no settings are defined" << whereDefinitionsAre() << '\n';
         return built;
@@ -51,18 +64,25 @@ Handle root() {
 }
 
 Handle resolve(const std::string& fullName) {
-    const Handle found = find(root(), fullName);
-    if (found == nullptr)
-        throw settings::core::exception::InvalidNodePath(root(), fullName);
-    return found;
+    return findOrThrow(fullName).handle;
+}
+
+std::string Setting::fullName() const {
+    return group->getFullName() + "." + name;
+}
+
+Handle Setting::itself() const {
+    for (const Handle& child : group->getChildren())
+        if (child->getName() == name)
+            return child;
+    return handle;
 }
 
 Setting resolveSetting(const std::string& fullName) {
-    const Handle handle = resolve(fullName);
-    const Handle group = handle->getParent();
-    if (!handle->isLeafNode())
-        throw settings::core::exception::NotAKeyName(group, handle->getName());
-    return {group, handle->getName(), handle};
+    Setting found = findOrThrow(fullName);
+    if (!found.handle->isLeafNode())
+        throw settings::core::exception::NotAKeyName(found.group, found.name);
+    return found;
 }
 
 std::string effectiveLevel(const Setting& setting) {

@@ -14,15 +14,20 @@ using Handle = boost::shared_ptr<settings::core::Settings>;
 /// The root; files that could not be loaded are reported on standard error, once.
 Handle root();
 
-/// The group or setting of that full name; InvalidNodePath. Names that contain dots themselves are found as
-/// well.
+/// The group or setting of that full name, an alias followed as reading does: one step. InvalidNodePath.
+/// Names that contain dots themselves are found as well.
 Handle resolve(const std::string& fullName);
 
-/// A setting with the group it is found in.
+/// A setting where it was found.
 struct Setting {
     Handle group;
     std::string name;
-    Handle handle;
+    Handle handle; ///< of an alias: what it stands for
+
+    /// As it was asked for: of an alias the alias's.
+    std::string fullName() const;
+    /// The setting itself, also where it is an alias.
+    Handle itself() const;
 };
 /// InvalidNodePath for nothing, NotAKeyName for a group.
 Setting resolveSetting(const std::string& fullName);

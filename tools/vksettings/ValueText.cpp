@@ -1,5 +1,6 @@
 #include "ValueText.hpp"
 
+#include "settingscore/factoryfile/InexactIntegers.hpp"
 #include "json/ArrayConversion.hpp"
 #include "json/ParseError.hpp"
 #include "json/Parser.hpp"
@@ -20,6 +21,8 @@ constexpr std::string_view dataKey = "qfdata";
 constexpr std::string_view typeKey = "qftype";
 
 bool isOneText(const Array& value) {
+    if (value.type() == TypeCode::string)
+        return value.numberOfElements() == 1;
     return value.type() == TypeCode::character &&
            (value.numberOfElements() == 0 || value.dimensions()[0] == 1) && value.dimensions().size() == 2;
 }
@@ -69,6 +72,15 @@ bool isSpecialNumber(const std::string& text) {
     return text == "NaN" || text == "Inf" || text == "-Inf";
 }
 
+bool isJson(const std::string& text) {
+    try {
+        json::parse(text);
+        return true;
+    } catch (const json::ParseError&) {
+        return false;
+    }
+}
+
 json::Value parseOrExplain(const std::string& text) {
     try {
         return json::parse(text);
@@ -77,13 +89,33 @@ json::Value parseOrExplain(const std::string& text) {
     }
 }
 
-Array fromTypedOrExplain(const json::Value& value, const std::string& text, std::string_view type) {
+Array fromTypedOrExplain(const json::Value& value, const std::string& text) {
     try {
         return json::fromTyped(value);
     } catch (const json::ConversionError& error) {
-        throw std::invalid_argument("\"" + text + "\" is no value of type " + std::string(type) + ": " +
-                                    error.what());
+        const json::Value* type = value.asObject().find(typeKey);
+        throw std::invalid_argument("\"" + text + "\" is no value" +
+                                    (type != nullptr && type->isString()
+                                         ? " of type " + std::string(type->asString())
+                                         : std::string()) +
+                                    ": " + error.what());
     }
+}
+
+/// Plain integers become floating-point numbers; a rounded one is none that was asked for.
+void refuseInexact(const std::string& text) {
+    const auto inexact = varnek::settings::inexactIntegers(text);
+    if (!inexact.empty())
+        throw std::invalid_argument("no double is exactly " + inexact.front().digits + ": it would become " +
+                                    inexact.front().asDouble +
+                                    "; --json '{\"qfdata\":...,\"qftype\":\"int64\"}' stores such integers");
+}
+void refuseInexactSingles(const json::Value& data) {
+    if (data.isInteger() && static_cast<double>(static_cast<float>(data.asDouble())) != data.asDouble())
+        throw std::invalid_argument("no value of type single is exactly " + json::write(data));
+    if (const json::Array* elements = data.ifArray())
+        for (const json::Value& element : *elements)
+            refuseInexactSingles(element);
 }
 
 json::Value asDataOf(const std::string& text, TypeCode type) {
@@ -111,9 +143,11 @@ std::string shown(const Array& value) {
     if (value.isVoid())
         return "(not set)";
     if (isOneText(value)) // a text is shown as it is, without quotes
-        return std::string(json::Value(value.text()).asString());
+        return std::string(json::Value(value.texts().empty() ? u"" : value.texts().front()).asString());
     const json::Value typedForm = json::toTyped(value);
     const json::Value& data = typedForm.asObject().at(dataKey);
+    if (data.isString()) // NaN, Inf, -Inf
+        return std::string(data.asString());
     return json::write(value.type() == TypeCode::cell ? withoutTypes(data) : data);
 }
 
@@ -129,7 +163,8 @@ Array parsedJson(const std::string& text) {
     const json::Value value = parseOrExplain(text);
     const json::Object* object = value.ifObject();
     if (object != nullptr && object->contains(typeKey))
-        return fromTypedOrExplain(value, text, "its qftype");
+        return fromTypedOrExplain(value, text);
+    refuseInexact(text);
     try {
         return json::fromPlain(value);
     } catch (const json::ConversionError& error) {
@@ -139,26 +174,26 @@ Array parsedJson(const std::string& text) {
 
 Array parsed(const std::string& text, const Array& like) {
     const TypeCode type = like.type();
-    if (like.isVoid()) {
-        try {
-            return parsedJson(text);
-        } catch (const std::invalid_argument&) {
-            return Array::text(json::Value(text).asUtf16());
-        }
-    }
-    const bool looksLikeArray = !text.empty() && text.front() == '[';
-    if (type == TypeCode::character && !(looksLikeArray && !isOneText(like)))
+    const bool isText = type == TypeCode::character || type == TypeCode::string;
+    const bool looksLikeArray = text.starts_with('[') && !isOneText(like);
+    if (like.isVoid() ? !isJson(text) : type == TypeCode::character && !looksLikeArray)
         return Array::text(json::Value(text).asUtf16());
-    if (type == TypeCode::string && !looksLikeArray)
+    if (like.isVoid())
+        return parsedJson(text);
+    if (isText && !looksLikeArray)
         return Array::scalar(json::Value(text).asUtf16());
     json::Value data = asDataOf(text, type);
     if (const json::Object* object = data.ifObject(); object != nullptr && object->contains(typeKey))
-        return fromTypedOrExplain(data, text, "its qftype");
+        return fromTypedOrExplain(data, text);
     if (type == TypeCode::cell)
         data = asCellElements(data);
     else if (type == TypeCode::logical)
         data = asLogical(data);
-    return fromTypedOrExplain(typed(std::move(data), type), text, varnek::data::className(type));
+    else if (type == TypeCode::float64)
+        refuseInexact(text);
+    else if (type == TypeCode::float32)
+        refuseInexactSingles(data);
+    return fromTypedOrExplain(typed(std::move(data), type), text);
 }
 
 } // namespace vksettings

@@ -11,24 +11,32 @@ using varnek::data::Array;
 
 namespace {
 
-/// What the setting's values look like: the effective one, else any that it has.
+/// What values of the setting look like: the factory value, else that of the most general level. A value in
+/// effect may have been stored with another type.
 Array example(const Setting& setting) {
-    return setting.group->get(setting.name);
+    for (const char* level : {"factory", "installation", "user"})
+        if (Array value = setting.group->get(setting.name, level); !value.isVoid())
+            return value;
+    return {};
 }
 
 } // namespace
 
 void set(const SetOptions& options) {
     const Setting setting = resolveSetting(options.name);
+    const Saving saving(*setting.handle, options.level);
     const Array value = options.json ? parsedJson(options.value) : parsed(options.value, example(setting));
     setting.group->set(setting.name, value, options.level);
-    requireSaved(*setting.handle, options.level);
+    saving.finish();
 }
 
 void unset(const std::string& name, const std::string& level) {
     const Setting setting = resolveSetting(name);
+    if (level == "session") // says that there is none
+        return setting.group->unset(setting.name, level);
+    const Saving saving(*setting.handle, level);
     setting.group->unset(setting.name, level);
-    requireSaved(*setting.handle, level);
+    saving.finish();
 }
 
 } // namespace vksettings

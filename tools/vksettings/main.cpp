@@ -5,9 +5,14 @@
 
 #include <CLI/CLI.hpp>
 
+#include <poll.h>
+#include <unistd.h>
+
+#include <algorithm>
 #include <csignal>
 #include <functional>
 #include <iostream>
+#include <system_error>
 
 namespace {
 
@@ -33,7 +38,8 @@ void addReading(CLI::App& app, Job& job) {
     list->add_option("NAME", listing.name, "Full name of a group or setting; all groups without it");
     list->add_flag("-r,--recursive", listing.recursive, "Groups within groups as well");
     list->add_flag("-a,--all", listing.hidden, "Hidden groups and settings as well");
-    list->add_flag("--json", listing.json, "Print a JSON array");
+    list->add_flag("--json", listing.json,
+                   "Print a JSON array of objects as get does; a group has the type \"group\" and no value");
 
     static GetOptions getting;
     auto* get = command(app, "get", "Print a value", job, [] { vksettings::get(getting, std::cout); });
@@ -73,11 +79,13 @@ void addFiles(CLI::App& app, Job& job) {
         exporting.names.pop_back();
         vksettings::exportSettings(exporting, std::cout);
     });
-    out->add_option("NAME... FILE", exporting.names,
-                    "Groups or settings of one product, then the file to write")
+    out->add_option(
+           "NAME... FILE", exporting.names,
+           "Groups or settings of one product, then the file to write; an existing one has to be a settings "
+           "file of that product")
         ->required()
         ->expected(2, -1);
-    addLevel(out, exporting.level, "Whose values");
+    addLevel(out, exporting.level, "Whose values: session, user or installation");
 
     static ImportOptions importing;
     auto* in = command(app, "import", "Read a settings file; with --merge store its values", job,
@@ -117,6 +125,30 @@ void addFactory(CLI::App& app, Job& job) {
     convert->add_option("-o,--output", schemas.folder, "Folder for the documents");
 }
 
+/// A reader that has seen enough is no failure.
+bool isReaderGone() {
+    pollfd output{STDOUT_FILENO, POLLOUT, 0};
+    return ::poll(&output, 1, 0) == 1 && (output.revents & POLLERR) != 0;
+}
+
+/// The words of the command line, last first, as the parser takes them. A negative number that is to be set
+/// looks like an option: it moves behind a "--".
+std::vector<std::string> words(int argc, char** argv) {
+    std::vector<std::string> all(argv + 1, argv + argc);
+    const bool isSet = !all.empty() && all.front() == "set";
+    const auto negative = std::find_if(all.begin(), all.end(), [](const std::string& word) {
+        return word == "--" || word == "-Inf" ||
+               (word.size() > 1 && word[0] == '-' && (word[1] == '.' || (word[1] >= '0' && word[1] <= '9')));
+    });
+    if (isSet && negative != all.end() && *negative != "--") {
+        const std::string number = *negative;
+        all.erase(negative);
+        all.insert(all.end(), {"--", number});
+    }
+    std::reverse(all.begin(), all.end());
+    return all;
+}
+
 int run(int argc, char** argv) {
     CLI::App app("Reads, changes and explains levelled settings.", "vksettings");
     app.set_version_flag("--version", VKSETTINGS_VERSION);
@@ -128,13 +160,15 @@ int run(int argc, char** argv) {
     addFiles(app, job);
     addFactory(app, job);
     try {
-        app.parse(argc, argv);
+        app.parse(words(argc, argv));
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? done : usage;
     }
     job();
     std::cout.flush();
-    return std::cout ? done : fileOrSystem;
+    if (!std::cout && !isReaderGone())
+        throw std::system_error(std::make_error_code(std::errc::io_error), "cannot write the output");
+    return done;
 }
 
 } // namespace

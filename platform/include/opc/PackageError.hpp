@@ -32,7 +32,7 @@ enum class ErrorKind : std::uint8_t {
 VARNEK_EXPORT std::string_view nameOf(ErrorKind kind) noexcept;
 
 /// Base of both failures. Immutable. what() reads `<sentence> "<path>": part "<name>": <cause>`; path and
-/// part are left out when there is none, and characters that cannot be shown are escaped.
+/// part are left out when there is none, control characters and quotes in them are shown as \xNN.
 class VARNEK_EXPORT PackageError : public varnek::exception::Exception {
   public:
     const char* what() const noexcept override { return data_->text.c_str(); }

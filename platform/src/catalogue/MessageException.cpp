@@ -4,18 +4,7 @@
 
 namespace varnek::catalogue {
 
-Argument::Argument(std::u16string_view text) {
-    if (auto converted = files::utf8FromUtf16(text)) {
-        text_ = std::move(*converted);
-        return;
-    }
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        const bool pair = text[i] >= 0xD800 && text[i] < 0xDC00 && i + 1 < text.size() &&
-                          text[i + 1] >= 0xDC00 && text[i + 1] < 0xE000;
-        text_ += files::utf8FromUtf16(text.substr(i, pair ? 2 : 1)).value_or("\xEF\xBF\xBD");
-        i += pair ? 1 : 0;
-    }
-}
+Argument::Argument(std::u16string_view text) : text_(files::messageUtf8(text)) {}
 
 CatalogueException::~CatalogueException() = default;
 

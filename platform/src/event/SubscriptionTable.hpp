@@ -28,11 +28,13 @@ class Subscription {
     void deliver(const EventHandle& event) noexcept;
     /// False when it was disconnected before.
     bool endCalls() noexcept { return connected_.exchange(false); }
-    /// Until no other thread is inside the listener; after endCalls().
+    /// Until no other thread is inside the listener, except threads that wait for this one in turn; after
+    /// endCalls().
     void waitForCalls() const noexcept;
 
   private:
     class Call;
+    class Waiting;
 
     std::uint64_t order_;
     std::vector<std::u16string> types_;

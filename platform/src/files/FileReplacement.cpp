@@ -170,8 +170,11 @@ void FileReplacement::rename() {
 void FileReplacement::flushFolder() {
     State& s = *state_;
     s.expect(s.stage == Stage::renamed);
-    if (const int error = detail::flush(s.folder.get()))
-        s.fail(FileErrorKind::folderFlushFailed, "flush folder", detail::folderOf(s.target), error);
+    if (const int error = detail::flush(s.folder.get())) {
+        s.discard();
+        s.stage = Stage::failed; // the system reports a lost write once: a second flush would seem to succeed
+        throw FileError(FileErrorKind::folderFlushFailed, "flush folder", detail::folderOf(s.target), error);
+    }
     s.stage = Stage::done;
 }
 

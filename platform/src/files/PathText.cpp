@@ -2,10 +2,12 @@
 
 #include "varnek/files/FileError.hpp"
 
-#include <cstdint>
+#include <cstdio>
 
 namespace varnek::files {
 namespace {
+
+constexpr char32_t replacementCharacter = 0xFFFD;
 
 struct Decoded {
     char32_t value;
@@ -74,7 +76,10 @@ std::optional<std::u16string> fromUtf8(std::string_view text, bool escape) {
     return result;
 }
 
-std::optional<std::string> fromUtf16(std::u16string_view text, bool escape) {
+/// What to do with half a surrogate pair.
+enum class Unpaired { refuse, bytesOnly, replace };
+
+std::optional<std::string> fromUtf16(std::u16string_view text, Unpaired unpaired) {
     std::string result;
     result.reserve(text.size());
     for (std::size_t i = 0; i < text.size(); ++i) {
@@ -82,12 +87,12 @@ std::optional<std::string> fromUtf16(std::u16string_view text, bool escape) {
         const bool high = unit >= 0xD800 && unit < 0xDC00, low = unit >= 0xDC00 && unit < 0xE000;
         if (high && i + 1 < text.size() && text[i + 1] >= 0xDC00 && text[i + 1] < 0xE000)
             append(result, static_cast<char32_t>((unit - 0xD7C0u) << 10 | (text[++i] - 0xDC00u)));
-        else if (escape && unit >= 0xDC80 && unit <= 0xDCFF)
+        else if (unpaired != Unpaired::refuse && unit >= 0xDC80 && unit <= 0xDCFF)
             result += static_cast<char>(unit - 0xDC00);
-        else if (high || low)
+        else if ((high || low) && unpaired != Unpaired::replace)
             return std::nullopt;
         else
-            append(result, static_cast<char32_t>(unit));
+            append(result, high || low ? replacementCharacter : static_cast<char32_t>(unit));
     }
     return result;
 }
@@ -98,12 +103,43 @@ std::optional<std::u16string> utf16FromUtf8(std::string_view text) {
     return fromUtf8(text, false);
 }
 std::optional<std::string> utf8FromUtf16(std::u16string_view text) {
-    return fromUtf16(text, false);
+    return fromUtf16(text, Unpaired::refuse);
+}
+
+std::u16string messageUtf16(std::string_view text) {
+    return *fromUtf8(text, true);
+}
+std::string messageUtf8(std::u16string_view text) {
+    return *fromUtf16(text, Unpaired::replace);
+}
+
+std::string shownName(std::string_view name) {
+    std::string result;
+    result.reserve(name.size());
+    while (!name.empty()) {
+        auto [value, length] = decode(name);
+        if (length == 0) {
+            value = static_cast<unsigned char>(name.front());
+            length = 1;
+            value = value < 0xA0 ? value : replacementCharacter; // that is: no control character
+        }
+        if (value < 0x20 || (value >= 0x7F && value < 0xA0) || value == '"')
+            for (const char c : name.substr(0, length)) {
+                char escaped[5];
+                std::snprintf(escaped, sizeof escaped, "\\x%02X",
+                              static_cast<unsigned>(static_cast<unsigned char>(c)));
+                result += escaped;
+            }
+        else
+            result += name.substr(0, length);
+        name.remove_prefix(length);
+    }
+    return result;
 }
 
 std::filesystem::path pathFromUtf16(std::u16string_view text) {
     const auto nul = text.find(u'\0');
-    const auto bytes = fromUtf16(text.substr(0, nul), true);
+    const auto bytes = fromUtf16(text.substr(0, nul), Unpaired::bytesOnly);
     if (!bytes || nul != text.npos)
         throw FileError(FileErrorKind::invalidName, "use name", bytes.value_or("?"), 0,
                         "NUL or unpaired surrogate in it");

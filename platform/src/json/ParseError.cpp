@@ -28,9 +28,10 @@ std::string_view failureText(ParseFailure failure) noexcept {
     return "unknown failure";
 }
 
-ParseError::ParseError(ParseFailure failure, std::size_t offset, std::string path)
+ParseError::ParseError(ParseFailure failure, std::size_t offset, std::string path, std::string_view words)
     : failure_(failure), offset_(offset), path_(std::move(path)),
-      text_(std::string(failureText(failure)) + ", at byte " + std::to_string(offset) + " (" + path_ + ')') {}
+      text_(std::string(words.empty() ? failureText(failure) : words) + ", at byte " +
+            std::to_string(offset) + " (" + path_ + ')') {}
 
 ParseError::~ParseError() = default;
 

@@ -61,9 +61,17 @@ std::variant<Value, Failure> tryToParse(std::string_view text, bool prepared) {
 
 void checkEncoding(std::string_view text) {
     constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
-    const std::size_t offset = text.starts_with(byteOrderMark) ? 0 : detail::findInvalidUtf8(text);
+    if (text.starts_with(byteOrderMark))
+        throw ParseError(ParseFailure::encoding, 0, "$", "the text begins with a byte-order mark");
+    const std::size_t offset = detail::findInvalidUtf8(text);
     if (offset != std::string_view::npos)
         throw ParseError(ParseFailure::encoding, offset, "$");
+}
+
+[[noreturn]] void refuse(const Failure& failure, std::size_t offset) {
+    // The bytes were checked before.
+    const bool isKey = failure.kind == ParseFailure::encoding;
+    throw ParseError(failure.kind, offset, failure.path, isKey ? "half a surrogate pair in a key" : "");
 }
 
 Value parseChecked(std::string_view text) {
@@ -72,10 +80,10 @@ Value parseChecked(std::string_view text) {
         // Rare, so tried only now: the text may be sound and merely beyond the event parser.
         const detail::EventParserText prepared(text);
         if (!prepared.differs())
-            throw ParseError(failure->kind, failure->offset, failure->path);
+            refuse(*failure, failure->offset);
         result = tryToParse(prepared.text(), true);
         if (failure = std::get_if<Failure>(&result); failure != nullptr)
-            throw ParseError(failure->kind, prepared.originalOffset(failure->offset), failure->path);
+            refuse(*failure, prepared.originalOffset(failure->offset));
     }
     return std::get<Value>(std::move(result));
 }

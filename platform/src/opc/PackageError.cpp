@@ -1,24 +1,14 @@
 #include "opc/PackageError.hpp"
 
-#include <cstdio>
+#include "varnek/files/PathText.hpp"
 
 namespace opc {
 namespace {
 
-/// A text from a hostile file as it may stand in a message: one line, of reasonable length.
+/// A part name from a hostile file as it may stand in a message: of reasonable length.
 std::string shown(std::string_view text) {
     constexpr std::size_t longest = 200;
-    std::string result;
-    for (const char c : text.substr(0, longest)) {
-        if (static_cast<unsigned char>(c) >= 0x20 && c != 0x7F && c != '"') {
-            result += c;
-        } else {
-            char escaped[5];
-            std::snprintf(escaped, sizeof escaped, "\\x%02X",
-                          static_cast<unsigned>(static_cast<unsigned char>(c)));
-            result += escaped;
-        }
-    }
+    const std::string result = varnek::files::shownName(text.substr(0, longest));
     return text.size() > longest ? result + "..." : result;
 }
 
@@ -35,7 +25,7 @@ PackageError::PackageError(std::string_view sentence, ErrorKind kind, const std:
                            std::string_view part, std::string_view cause) {
     std::string text(sentence);
     if (!path.empty())
-        text.append(" \"").append(path.native()).append("\"");
+        text.append(" \"").append(varnek::files::shownName(path.native())).append("\"");
     if (!part.empty())
         text.append(": part \"").append(shown(part)).append("\"");
     text.append(": ").append(cause);

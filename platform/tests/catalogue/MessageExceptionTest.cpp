@@ -42,6 +42,8 @@ TEST(MessageException, ArgumentsOfEveryKind) {
         {"text", "text"},
         {std::string_view("view"), "view"},
         {std::filesystem::path("/a b"), "/a b"},
+        {std::filesystem::path("/a\xE9"), "/a\xE9"},
+        {std::u16string{u'/', u'a', 0xDCE9}, "/a\xE9"}, // the same path in UTF-16
         {-5, "-5"},
         {INT64_MIN, "-9223372036854775808"},
         {UINT64_MAX, "18446744073709551615"},

@@ -1,7 +1,7 @@
 #include "varnek/data/Array.hpp"
 
-#include "data/AllocationCount.hpp"
 #include "data/ArrayPrinter.hpp"
+#include "support/AllocationCount.hpp"
 
 #include <gtest/gtest.h>
 

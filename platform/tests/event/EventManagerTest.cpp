@@ -168,6 +168,59 @@ TEST_F(Delivery, DisconnectAndWaitReturnsAfterARunningCall) {
     releaser.join();
 }
 
+// They would wait for each other.
+TEST_F(Delivery, ThreadsInsideOfEachOthersListenersMayDisconnectThem) {
+    constexpr int rounds = 200;
+    for (const bool oneListener : {true, false}) {
+        for (int n = 0; n < rounds; ++n) {
+            std::latch bothInside(2);
+            Connection first, second;
+            first = manager.subscribe(u"x", [&](const EventHandle&) {
+                bothInside.arrive_and_wait();
+                (oneListener ? first : second).disconnectAndWait();
+            });
+            second = manager.subscribe(u"y", [&](const EventHandle&) {
+                bothInside.arrive_and_wait();
+                first.disconnectAndWait();
+            });
+            std::thread other([&] { manager.broadcast(note({oneListener ? u"x" : u"y"})); });
+            manager.broadcast(note({u"x"}));
+            other.join();
+            EXPECT_FALSE(first.connected());
+            second.disconnect();
+        }
+    }
+}
+
+TEST_F(Delivery, WhoIsOutsideWaitsForThoseThatWaitInside) {
+    std::latch inside(1), otherInside(1), outside(1);
+    std::atomic<bool> finished{false};
+    const Connection other = manager.subscribe(u"y", [&](const EventHandle&) {
+        otherInside.count_down();
+        outside.wait();
+    });
+    const Connection listener = manager.subscribe(u"x", [&](const EventHandle&) {
+        inside.count_down();
+        other.disconnectAndWait(); // waits for the other listener, in a call that is waited for
+        finished = true;
+    });
+    std::thread otherCaller([&] { manager.broadcast(note({u"y"})); });
+    otherInside.wait();
+    std::thread caller([&] { manager.broadcast(note({u"x"})); });
+    inside.wait();
+    std::thread releaser([&] {
+        while (listener.connected())
+            std::this_thread::yield();
+        for (int n = 0; n < 1000; ++n) // who does not wait has time to return
+            manager.broadcast(note({u"z"}));
+        outside.count_down();
+    });
+    listener.disconnectAndWait();
+    EXPECT_TRUE(finished);
+    for (std::thread* thread : {&otherCaller, &caller, &releaser})
+        thread->join();
+}
+
 TEST_F(Delivery, ThreadsSubscribeAndBroadcastAtOnce) {
     constexpr int rounds = 300;
     std::atomic<int> always{0};

@@ -6,6 +6,7 @@
 
 #include <iostream>
 #include <map>
+#include <stdexcept>
 
 namespace {
 
@@ -43,6 +44,25 @@ TEST(FaultInjectionChild, DISABLED_ReplacesOnce) {
     ::_exit(first ? replaced : attempt() ? replacedAtSecondTry : refused);
 }
 
+TEST(FaultInjectionChild, DISABLED_CommitsAgain) {
+    const char* target = std::getenv(targetVariable);
+    ASSERT_TRUE(target);
+    FileReplacement replacement(target);
+    replacement.write(newContent);
+    replacement.rename();
+    const auto commit = [&] {
+        try {
+            replacement.commit();
+            return true;
+        } catch (const FileError& failure) {
+            return failure.kind() != FileErrorKind::folderFlushFailed;
+        } catch (const std::logic_error&) {
+            return false;
+        }
+    };
+    ::_exit(commit() ? replaced : commit() ? replacedAtSecondTry : refused);
+}
+
 struct Call {
     std::string name;
     int number;    // among the calls of that name in the whole process
@@ -51,15 +71,16 @@ struct Call {
 
 class FaultInjection : public testing::Test {
   protected:
-    /// Runs the child under strace with the given options; returns the exit code, -1 when it was killed.
-    int run(const std::string& options) {
+    /// Runs a child under strace with the given options; returns the exit code, -1 when it was killed.
+    int run(const std::string& options, const std::string& child = "ReplacesOnce") {
         putContent(target, oldContent);
         const std::string program = std::filesystem::read_symlink("/proc/self/exe").native();
         const std::string command = "ASAN_OPTIONS=detect_leaks=0 " + std::string(targetVariable) + "=" +
                                     target.native() + " strace -qq -f -o " + trace.native() + " " + options +
                                     " " + program +
                                     " --gtest_also_run_disabled_tests"
-                                    " --gtest_filter=FaultInjectionChild.* >/dev/null 2>&1";
+                                    " --gtest_filter=FaultInjectionChild.DISABLED_" +
+                                    child + " >/dev/null 2>&1";
         const int status = std::system(command.c_str());
         return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     }
@@ -167,6 +188,14 @@ TEST_F(FaultInjection, TheContentIsFlushedBeforeTheRenameAndTheFolderAfterIt) {
         if (call.name == "write" || call.name == "fsync" || call.name == "close" || call.name == "renameat")
             order += call.name + " ";
     EXPECT_TRUE(order.starts_with("write fsync close renameat fsync ")) << order;
+}
+
+// The system reports a lost write of the folder once only.
+TEST_F(FaultInjection, AFolderThatCouldNotBeFlushedIsNotFlushedAgain) {
+    SKIP_UNLESS_TRACING();
+    EXPECT_EQ(refused, run("-e trace=fsync -e inject=fsync:error=EIO:when=2", "CommitsAgain"));
+    EXPECT_TRUE(newContent == contentOf(target));
+    expectTidyAfterCleanUp("a failed flush of the folder");
 }
 
 TEST_F(FaultInjection, InterruptionsMakeNoDifference) {

@@ -167,9 +167,39 @@ TEST(PathText, KnownTexts) {
     EXPECT_FALSE(utf8FromUtf16(std::u16string{0xDC80}));
 }
 
+TEST(PathText, MessagesKeepWhatIsNoTextAndNeverFail) {
+    EXPECT_EQ(std::u16string({u'/', 0xDCE9, u'b', u'a', u'd'}), messageUtf16("/\xE9"
+                                                                             "bad"));
+    EXPECT_EQ("/\xE9"
+              "bad",
+              messageUtf8(messageUtf16("/\xE9"
+                                       "bad")));
+    EXPECT_EQ("a\uFFFD\U0001F600\uFFFD"
+              "b",
+              messageUtf8(std::u16string{u'a', 0xD800, 0xD83D, 0xDE00, 0xDC00, u'b'}));
+}
+
+// A file name can hold any byte, a terminal obeys some of them.
+TEST(PathText, ControlCharactersAreShownInErrors) {
+    const std::pair<const char*, const char*> table[] = {
+        {"plain name \xC3\xA9\xF0\x9F\x98\x80\xE9", "plain name \xC3\xA9\xF0\x9F\x98\x80\xE9"},
+        {"\x1B[2J\n\x7F\"", "\\x1B[2J\\x0A\\x7F\\x22"},
+        {"\xC2\x9B"
+         "1m\x9B",
+         "\\xC2\\x9B"
+         "1m\\x9B"},
+    };
+    for (const auto& [name, shown] : table)
+        EXPECT_EQ(shown, shownName(name));
+    const FileError failure(FileErrorKind::readFailed, "read file", "/a\x1B[2J\nb", EIO);
+    EXPECT_STREQ("cannot read file \"/a\\x1B[2J\\x0Ab\": Input/output error", failure.what());
+    EXPECT_EQ("/a\x1B[2J\nb", failure.path());
+}
+
 RC_GTEST_PROP(PathText, EveryPathSurvivesTheWayToUtf16AndBack, (std::string bytes)) {
     std::erase(bytes, '\0');
     RC_ASSERT(fs::path(bytes).native() == pathFromUtf16(utf16FromPath(bytes)).native());
+    RC_ASSERT(bytes == messageUtf8(messageUtf16(bytes)));
     if (const auto text = utf16FromUtf8(bytes))
         RC_ASSERT(utf8FromUtf16(*text) == std::optional(bytes));
 }

@@ -117,4 +117,12 @@ TEST(Executable, IsTheRunningOne) {
     EXPECT_TRUE(executablePath().is_absolute());
 }
 
+TEST(Executable, ModulesAreFoundByWhatTheyHold) {
+    const int local = 0;
+    EXPECT_EQ(executablePath(), modulePathOf(reinterpret_cast<const void*>(&executablePath)));
+    EXPECT_TRUE(
+        modulePathOf(reinterpret_cast<const void*>(&std::puts)).filename().native().starts_with("libc."));
+    EXPECT_THROW(modulePathOf(&local), HostError);
+}
+
 } // namespace

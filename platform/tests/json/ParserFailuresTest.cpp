@@ -106,6 +106,24 @@ TEST(ParserFailures, TellsTheThreeFrameFaultsApart) {
     EXPECT_EQ(parseObject(" {\"a\":[]} "), (Object{{"a", Array()}}));
 }
 
+// Three faults share a code.
+TEST(ParserFailures, SaysWhatIsWrongWithTheEncoding) {
+    const std::pair<std::string, std::string> table[] = {
+        {"\xEF\xBB\xBF{}", "the text begins with a byte-order mark, at byte 0 ($)"},
+        {"{\"a\":\"\xEF\"}", "the text is not UTF-8, at byte 6 ($)"},
+        {R"({"a":{"\uD800":1}})", "half a surrogate pair in a key, at byte"},
+    };
+    for (const auto& [text, words] : table) {
+        try {
+            parseObject(text);
+            ADD_FAILURE() << text << " was accepted";
+        } catch (const ParseError& error) {
+            EXPECT_EQ(error.failure(), encoding);
+            EXPECT_TRUE(std::string(error.what()).starts_with(words)) << error.what();
+        }
+    }
+}
+
 TEST(ParserFailures, SaysWhere) {
     struct Case {
         std::string text;

@@ -378,11 +378,12 @@ std::vector<Case> xmlCases() {
 void expectRefusals(const std::vector<Case>& cases) {
     for (const Case& c : cases) {
         try {
-            Package::openBytes(c.bytes, "some/file");
+            Package::openBytes(c.bytes, "some/\x1B[2Jfile");
             ADD_FAILURE() << "accepted: " << c.what;
         } catch (const OpenError& error) {
             EXPECT_EQ(c.kind, error.kind()) << c.what << ": " << error.what();
-            EXPECT_TRUE(std::string(error.what()).starts_with("Failed to open OPC Package \"some/file\": "))
+            EXPECT_TRUE(
+                std::string(error.what()).starts_with("Failed to open OPC Package \"some/\\x1B[2Jfile\": "))
                 << c.what;
             for (const char byte : std::string(error.what()))
                 EXPECT_TRUE(static_cast<unsigned char>(byte) >= 0x20 && byte != 0x7F) << c.what;

@@ -5,10 +5,9 @@
 #pragma once
 
 #include "settingscore/Export.hpp"
-#include "varnek/exception/Exception.hpp"
+#include "settingscore/exception/FailureShapes.hpp"
 
 #include <filesystem>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -24,27 +23,29 @@ struct FactoryFileLocation {
 
 /// The location file is not what it has to be. what() names it, then the rule.
 class SETTINGSCORE_EXPORT MalformedLocationFile
-    : public varnek::exception::Cloneable<MalformedLocationFile, varnek::exception::Exception> {
+    : public exception::Cloneable<MalformedLocationFile, exception::detail::BuiltTextFailure> {
   public:
     MalformedLocationFile(const std::filesystem::path& file, const std::string& detail);
-    const char* what() const noexcept override;
-
-  private:
-    std::shared_ptr<const std::string> text_;
+    ~MalformedLocationFile() override;
 };
 
 /// Where the location file of a factory folder is.
 SETTINGSCORE_EXPORT std::filesystem::path locationFileOf(const std::filesystem::path& factoryFolder);
 
-/// The entries in their order; none when there is no location file. MalformedLocationFile,
-/// varnek::files::FileError.
+/// The entries in their order; none when there is no location file. Errors: MalformedLocationFile;
+/// exception::ErrorReadingSettingsData when the file is there and cannot be read. Thread-safe.
 SETTINGSCORE_EXPORT std::vector<FactoryFileLocation>
 readFactoryFileLocations(const std::filesystem::path& factoryFolder);
 
-/// Copies a factory file below the factory folder and enters it in the location file, in place of an earlier
-/// entry of the same group and file name. Both files are replaced durably, the location file last. Returns
-/// the copy. Errors: those of reading the factory file, of the location file, and varnek::files::FileError; a
-/// failure leaves the location file as it was. Not meant for several processes at once.
+/// Copies a factory file below the factory folder, under the name of its group, and enters it in the location
+/// file, in place of whatever stood there for that group. Both files are replaced durably, the location file
+/// last. Returns the copy. Whoever installs at the same time is waited for, ten seconds at most.
+///
+/// Errors: exception::FileDoesNotExist, PackageCannotBeOpened and ErrorReadingSettingsData for a file that is
+/// no sound factory file (one that a user exported has no "/upgraders.json"); those of
+/// readFactoryFileLocations; exception::ProductNodeAlreadyExisted when a listed group differs by case only;
+/// exception::SettingsFileNotWritten, also when another group is listed with the file that would be replaced.
+/// A failure leaves the location file as it was.
 SETTINGSCORE_EXPORT std::filesystem::path installFactoryFile(const std::filesystem::path& factoryFile,
                                                              const std::filesystem::path& factoryFolder,
                                                              bool hidden);

@@ -22,10 +22,12 @@ struct LevelExplanation {
     bool fileExists = false;
 };
 
-/// Texts are UTF-8; empty where there is nothing to say.
+/// Texts are UTF-8; empty where there is nothing to say. Of an alias the name, `aliasOf`, `originLevel` and
+/// `visible` are its own, and title and description where it has them; everything else is that of the setting
+/// it stands for.
 struct SettingExplanation {
     std::string fullName;
-    std::string aliasOf;
+    std::string aliasOf;     ///< full name of the setting it stands for
     std::string originLevel; ///< the level it was defined or added on
     bool visible = true;
     bool readOnly = false;

@@ -51,17 +51,15 @@ concept SettingValueType =
 class SETTINGSCORE_EXPORT Settings {
   public:
     /// Extension of settings files, with its dot: ".vksettings".
-    static const std::string settingsExtension;
+    static const std::string& settingsExtension; // never destroyed
 
     using Failures = std::vector<std::pair<std::string, std::string>>; ///< (setting, message)
 
-    Settings(const Settings& other);
     Settings& operator=(const Settings& other);
     virtual ~Settings();
     void assign(const Settings& other);
 
-    // ---- values of the settings directly below this group
-    // -------------------------------------------------------
+    // ---- values of the settings directly below this group ----
 
     /// The value converted to T. T is one of: signed char, unsigned char, short, unsigned short, int,
     /// unsigned int, std::int64_t, std::uint64_t, float, double, bool, char16_t, std::u16string, or a
@@ -100,13 +98,13 @@ class SETTINGSCORE_EXPORT Settings {
     boost::optional<std::uint64_t> getDataTypeIndex(std::string_view name) const;
 
     /// Checks all values, then stores all of them or, when one is refused, none. With `collect` every refusal
-    /// is returned as (full name of the setting, message); otherwise the first is raised.
+    /// is returned as (full name of the setting, message); otherwise the first is raised. A level that cannot
+    /// be modified is refused for no values, too; std::invalid_argument for an empty handle.
     static Failures
     setTogether(const std::vector<std::pair<boost::shared_ptr<Settings>, varnek::data::Array>>& values,
                 std::string_view level, bool collect = false);
 
-    // ---- the tree
-    // -----------------------------------------------------------------------------------------------
+    // ---- the tree ----
 
     /// The direct child, or an empty handle.
     boost::shared_ptr<Settings> getChild(std::string_view name) const;
@@ -147,24 +145,21 @@ class SETTINGSCORE_EXPORT Settings {
     /// CantReloadFactoryFile when nothing is known about a toolbox of that name.
     void reloadFactoryFile(std::string_view name);
 
-    // ---- events: the names a listener registers for
-    // -----------------------------------------------------------
+    // ---- events: the names a listener registers for ----
 
     std::vector<std::u16string> getListenerValueChangeEventType() const;
     std::vector<std::u16string> getListenerAddNodeEventType() const;
     std::vector<std::u16string> getListenerRemoveNodeEventType() const;
     std::vector<std::u16string> getGlobalListenerEventTypes() const;
 
-    // ---- definition, read only
-    // ----------------------------------------------------------------------------------
+    // ---- definition, read only ----
 
     /// The level the node was defined or added on.
     std::string getOriginLevel() const;
     /// The full name that this setting is an alias of; empty for an ordinary one.
     std::string getAliasName() const;
 
-    // ---- static operations
-    // ------------------------------------------------------------------------------------
+    // ---- static operations ----
 
     /// Both wrap the same node, or both are empty.
     static bool equal(const boost::shared_ptr<Settings>& a, const boost::shared_ptr<Settings>& b);
@@ -196,6 +191,7 @@ class SETTINGSCORE_EXPORT Settings {
     static void removeStartupSettings(const std::u16string& path);
 
   protected:
+    Settings(const Settings& other);
     explicit Settings(boost::shared_ptr<detail::SettingsNodeImpl> node);
     /// Lets a derived handle wrap a node.
     void constructor(const boost::shared_ptr<detail::SettingsNodeImpl>& node);
@@ -210,8 +206,12 @@ class SETTINGSCORE_EXPORT Settings {
 
     /// An empty handle for an empty node.
     static boost::shared_ptr<Settings> wrapImpl(const boost::shared_ptr<detail::SettingsNodeImpl>& node);
+    /// NoSuchKey, naming this node.
+    void requireChild(std::string_view name) const;
     void setValue(std::string_view name, const varnek::data::Array& value, bool isVector,
                   std::string_view level);
+    static std::vector<std::pair<boost::shared_ptr<detail::SettingsNodeImpl>, Value>>
+    nodesOf(const Pairs& values);
     static Failures multipleSetImpl(const Pairs& values, std::string_view level, bool collect);
     static Failures multipleValidateImpl(const Pairs& values, bool collect);
     boost::shared_ptr<const Settings> getThisObjectImpl() const;

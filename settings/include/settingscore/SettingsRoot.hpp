@@ -22,8 +22,13 @@ struct LoadProblem {
 namespace detail {
 
 /// The root of the tree with that index. The tree of DefaultRootIndex is built on first use from the location
-/// file below the factory folder; the first callers wait for it. SettingsLibraryNotInitialized for any other
-/// index that has no tree. Thread-safe.
+/// file below the factory folder; the first callers wait for it, blocked on the disk. Thread-safe.
+///
+/// Errors: VARNEK::settings::core::SettingsLibraryNotInitialized for any other index that has no tree. When
+/// the tree is built, of the location file: MalformedLocationFile, and exception::ErrorReadingSettingsData
+/// when it is there and cannot be read; the next call tries again. Any other file that cannot be used is left
+/// out and told by getLoadProblems. A folder of personal settings that cannot be determined ends the process
+/// with status 1.
 SETTINGSCORE_EXPORT boost::shared_ptr<Settings> getSettingsRoot(const RootIndex& index);
 
 /// What went wrong while the tree of that index was built. Thread-safe.

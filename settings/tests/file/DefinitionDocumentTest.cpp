@@ -59,12 +59,35 @@ TEST(DefinitionDocument, ATextThatIsNoJsonHasOneFaultWithLineAndColumn) {
          "$.groupName: a key stands twice in one object (line 1, column 36)"},
         {"{\"groupName\": \"g\"} {}", "$: something follows the value (line 1, column 20)"},
         {"{\"groupName\": \"\xE9\"}", "$: the text is not UTF-8 (line 1, column 16)"},
+        {"\xEF\xBB\xBF{\"groupName\": \"g\"}",
+         "$: starts with a byte-order mark: save it as UTF-8 without one"},
     };
     for (const auto& row : table) {
         const auto faults = faultsOf(row.text);
         ASSERT_EQ(faults.size(), 1U) << row.text;
         EXPECT_EQ(faults[0], row.fault) << row.text;
     }
+}
+
+TEST(DefinitionDocument, IntegersBeyond64BitsAreRefusedWhereADoubleIsAnother) {
+    const auto faults = [](const std::string& members) {
+        return faultsOf("{\"groupName\": \"g\", \"settings\": [{\"name\": \"s\", " + members + "}]}");
+    };
+    const std::string rule =
+        ": is not exact as a double: 99999999999999999999 would become 100000000000000000000";
+    EXPECT_EQ(faults("\"value\": 99999999999999999999"),
+              std::vector<std::string>{"$.settings[0].value" + rule});
+    EXPECT_EQ(faults(R"("value": [[1, 2], [3, 99999999999999999999]])"),
+              std::vector<std::string>{"$.settings[0].value[1][1]" + rule});
+    EXPECT_EQ(faults(R"("settingValueValidator": {"MinValue": -1, "MaxValue": 99999999999999999999})"),
+              std::vector<std::string>{"$.settings[0].settingValueValidator.MaxValue" + rule});
+    EXPECT_EQ(faults(R"("attributes": {"a b": 99999999999999999999})"),
+              std::vector<std::string>{"$.settings[0].attributes[\"a b\"]" + rule});
+    for (const char* sound : {"\"value\": 100000000000000000000", "\"value\": 1e20", "\"value\": 0.1",
+                              "\"value\": -36893488147419103232", "\"value\": \"99999999999999999999\"",
+                              "\"value\": {\"qftype\": \"double\", \"qfdata\": 99999999999999999999}",
+                              "\"attributes\": {\"99999999999999999999\": \"\\\\\\\"\"}"})
+        EXPECT_EQ(faults(sound), std::vector<std::string>{}) << sound;
 }
 
 TEST(DefinitionDocument, NamesThatNoFileCanHaveAreRefused) {

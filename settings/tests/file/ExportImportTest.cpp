@@ -3,6 +3,7 @@
 #include "support/FileTree.hpp"
 
 #include "settingscore/exception/Exceptions.hpp"
+#include "settingscore/settings/file/FileFault.hpp"
 #include "settingscore/settings/file/SettingsFileWriter.hpp"
 #include "settingscore/settings/node/SettingsAccess.hpp"
 #include "varnek/files/PathText.hpp"
@@ -132,6 +133,51 @@ TEST_F(ExportImport, NothingButSettingsIsReplaced) {
     Settings::exportSettings({font}, path("empty"), "user");
     Settings::exportSettings({g}, path("empty"), "user");
     EXPECT_TRUE(import("empty")->isSet("a", "user"));
+}
+
+TEST_F(ExportImport, TheFileOfAnotherGroupIsNotReplaced) {
+    const Handle other = tree.group("other");
+    TestTree::setting(other, "x", Array::scalar(0.0));
+    other->set("x", 1.0, "user");
+    const std::string before = bytesOf(tree.file("other"));
+    try {
+        Settings::exportSettings({g}, varnek::files::utf16FromPath(tree.file("other")), "user");
+        FAIL();
+    } catch (const settings::core::exception::SettingsFileNotWritten& refused) {
+        EXPECT_NE(std::string::npos, std::string(refused.what()).find("holds the settings of \"other\""))
+            << refused.what();
+    }
+    EXPECT_EQ(before, bytesOf(tree.file("other")));
+    // A group that does not say its name is that of the file's.
+    std::filesystem::copy_file(tree.file("g"), folder / "other.vksettings");
+    putPart(folder / "other.vksettings", topPart, "{\"settings\":[]}");
+    const auto exportTo = [&](const Handle& group) {
+        return failureOf([&] { Settings::exportSettings({group}, path("other.vksettings"), "user"); });
+    };
+    EXPECT_EQ("SettingsFileNotWritten", exportTo(g));
+    EXPECT_EQ("", exportTo(other));
+    putPart(folder / "other.vksettings", topPart, "{\"settings\":3}"); // whose it is cannot be told
+    EXPECT_EQ("SettingsFileNotWritten", exportTo(other));
+}
+
+TEST_F(ExportImport, PlainNumbersThatADoubleDoesNotHoldAreRefused) {
+    Settings::exportSettings({g}, path("x.vksettings"), "user");
+    const auto read = [&](const std::string& value) {
+        putPart(folder / "x.vksettings", topPart,
+                R"({"groupName":"g","settings":[{"name":"a","value":)" + value + "}]}");
+        return failureOf([&] { import("x.vksettings"); });
+    };
+    EXPECT_EQ("", read("9007199254740992"));
+    EXPECT_EQ("", read("[-18446744073709549568]"));
+    EXPECT_EQ("ErrorReadingSettingsData", read("9007199254740993"));
+    EXPECT_EQ("ErrorReadingSettingsData", read("[[1],[18446744073709551615]]"));
+    try {
+        import("x.vksettings");
+    } catch (const settings::core::exception::ErrorReadingSettingsData& refused) {
+        EXPECT_EQ(ReadError::numberRange, refused.getErrorCode());
+        EXPECT_NE(std::string::npos, std::string(refused.what()).find("$.settings[0].value[1][0]: "))
+            << refused.what();
+    }
 }
 
 TEST_F(ExportImport, TheChecksOfImportInTheirOrder) {

@@ -2,6 +2,8 @@
 
 #include "support/FileTree.hpp"
 
+#include "opc/model/Package.hpp"
+#include "opc/qfservices/FileSystemManager.hpp"
 #include "settingscore/settings/file/SettingsFileWriter.hpp"
 #include "settingscore/settings/file/TreeSnapshot.hpp"
 #include "settingscore/settings/node/SettingsAccess.hpp"
@@ -40,7 +42,15 @@ boost::shared_ptr<SettingsImpl> definedGroup() {
 
 TEST(Layout, FactoryFileSaysEverything) {
     const TempFolder folder;
+    FileLogLines log;
     SettingsFileWriter::writeFactoryFile(definedGroup(), folder / "g", {});
+    EXPECT_EQ((Names{"Start:Write factory file: " + (folder / "g").string(),
+                     "Finish:Write factory file: " + (folder / "g").string()}),
+              log.take("Write factory file: "));
+    const auto package = opc::model::Package::open(folder / "g");
+    const opc::qfservices::FileSystemManager parts(package);
+    for (const char16_t* part : {u"/schema.json", u"/settingstree/settings.json", u"/upgraders.json"})
+        EXPECT_EQ(opc::qfservices::getTextContentType(), parts.getContentType(part));
     EXPECT_EQ((Names{"/schema.json", "/settingstree/child/settings.json", "/settingstree/settings.json",
                      "/upgraders.json"}),
               partsOf(folder / "g"));

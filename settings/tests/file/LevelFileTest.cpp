@@ -7,6 +7,9 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <thread>
 
 namespace {
@@ -415,6 +418,79 @@ TEST_F(LevelFiles, UserSettingsAreLoadedOnce) {
     SettingsAccess::node(*g->getChild("a"))->loadUserSettingsOncePerPrefdir();
     EXPECT_EQ(1.0, g->get<double>("a", "user"));
     EXPECT_EQ(1U, log.take("Read settings file: ").size());
+}
+
+/// Two processes that have read the same file: neither loses what the other has written.
+TEST_F(LevelFiles, ChangesOfTwoProcessesComeTogether) {
+    const Names names = {"a", "b", "both", "dropped", "kept", "child/x"};
+    {
+        const FileTree first = start(names);
+        for (const char* name : {"a", "b", "both", "dropped", "kept"})
+            group(first)->set(name, 1.0, "user");
+        group(first)->addSetting("removed", Array::scalar(1.0), true, false, "user");
+    }
+    const FileTree theirs = start(names);
+    const FileTree ours = start(names);
+    group(theirs)->set("b", 2.0, "user");
+    group(theirs)->set("both", 2.0, "user");
+    group(theirs)->unset("dropped", "user");
+    group(theirs)->getChild("child")->set("x", 2.0, "user");
+    group(theirs)->addSetting("added", Array::scalar(2.0), true, false, "user");
+
+    RecordedEvents events;
+    group(ours)->removeNode("removed");
+    EXPECT_EQ((Lines{"removed removed from g", "changed g.dropped was 1", "changed g.b was 1",
+                     "changed g.both was 1", "changed g.child.x was 0"}),
+              events.take());
+    group(ours)->set("both", 3.0, "user");
+    group(ours)->unset("kept", "user");
+    for (const FileTree* tree : {&ours, &theirs}) {
+        tree->keeper->loadLevel(SettingsAccess::node(*group(*tree)), LevelIndex::user);
+        const Handle g = group(*tree);
+        EXPECT_EQ(1.0, g->get<double>("a", "user"));
+        EXPECT_EQ(2.0, g->get<double>("b", "user"));
+        EXPECT_EQ(3.0, g->get<double>("both", "user"));
+        EXPECT_FALSE(g->isSet("dropped", "user"));
+        EXPECT_FALSE(g->isSet("kept", "user"));
+        EXPECT_EQ(2.0, g->getChild("child")->get<double>("x", "user"));
+        EXPECT_EQ(2.0, g->get<double>("added", "user"));
+    }
+    EXPECT_FALSE(group(ours)->getChild("removed"));
+    // Both have changed one value: the last save counts. A file that is gone takes nothing away.
+    group(theirs)->set("both", 4.0, "user");
+    group(ours)->set("both", 5.0, "user");
+    EXPECT_EQ(5.0, group(start(names))->get<double>("both", "user"));
+    std::filesystem::remove(ours.file("g"));
+    group(ours)->set("a", 6.0, "user");
+    EXPECT_EQ(2.0, group(start(names))->get<double>("b", "user"));
+}
+
+TEST_F(LevelFiles, ProcessesThatSaveAtTheSameTime) {
+    constexpr int processes = 4;
+    constexpr int changes = 15;
+    Names names;
+    for (int i = 0; i < processes; ++i)
+        names.push_back("s" + std::to_string(i));
+    std::filesystem::remove_all(folder / "user"); // the first of them makes it
+    std::vector<pid_t> children;
+    for (const std::string& name : names) {
+        children.push_back(::fork());
+        ASSERT_NE(-1, children.back());
+        if (children.back() == 0) {
+            for (int n = 1; n <= changes; ++n)
+                group(start(names))->set(name, double(n), "user"); // reads, changes, writes
+            ::_exit(testing::Test::HasFailure() ? 1 : 0);
+        }
+    }
+    for (const pid_t child : children) {
+        int status = 0;
+        ASSERT_EQ(child, ::waitpid(child, &status, 0));
+        EXPECT_EQ(0, status);
+    }
+    const FileTree end = start(names);
+    for (const std::string& name : names)
+        EXPECT_EQ(double(changes), group(end)->get<double>(name, "user"));
+    EXPECT_EQ(Names{"g.vksettings"}, namesIn(folder / "user"));
 }
 
 /// Many threads change one group: in the end the file holds what the tree holds, and every request has been

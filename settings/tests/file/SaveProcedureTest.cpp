@@ -106,6 +106,50 @@ void asNobody(Test test) {
     EXPECT_EQ(0, WEXITSTATUS(status));
 }
 
+TEST_F(SaveProcedure, TheWayIsChosenOnce) {
+    int asked = 0;
+    const SaveHook before = setSaveHook([&](SettingsFileAccess&, const std::filesystem::path&) { ++asked; });
+    {
+        const ThroughHook route;
+        auto first = access(LevelIndex::user, node);
+        saveSettingsFile(first);
+        ::setenv("SETTINGS_USERDIR", route.folder.c_str(), 1);
+        auto second = access(LevelIndex::user, node);
+        saveSettingsFile(second);
+        EXPECT_EQ(2, asked);
+    }
+    setSaveHook(before);
+    auto third = access(LevelIndex::user, node);
+    saveSettingsFile(third);
+    ::unsetenv("SETTINGS_USERDIR");
+    auto fourth = access(LevelIndex::user, node);
+    log.take();
+    saveSettingsFile(fourth);
+    EXPECT_EQ(1U, log.take("Renaming tmp file").size());
+    ::setenv("SETTINGS_USERDIR", (folder / "user").c_str(), 1);
+}
+
+TEST_F(SaveProcedure, TheFileWriterIsToldGroupPathAndLevel) {
+    for (const auto& [level, name] :
+         {std::pair(LevelIndex::user, "user"), std::pair(LevelIndex::installation, "installation")}) {
+        node->getChild("s", false)->loadValue(level, {Array::scalar(1.0), false});
+        int calls = 0;
+        PrefdirFileAccess save(
+            level, node, file,
+            [&](const NodePtr& saved, const std::filesystem::path& path, std::string_view levelName,
+                SaveOutcome&) -> std::optional<std::string> {
+                ++calls;
+                EXPECT_EQ(node, saved);
+                EXPECT_EQ(file, path);
+                EXPECT_EQ(name, levelName);
+                return "content";
+            },
+            false);
+        EXPECT_EQ(SaveOutcome::saved, saveSettingsFile(save));
+        EXPECT_EQ(1, calls);
+    }
+}
+
 TEST_F(SaveProcedure, ThroughTheTemporaryFile) {
     writeBytes(folder / "user/g.settings", "earlier format");
     auto save = access(LevelIndex::user, node);
@@ -249,10 +293,19 @@ TEST_F(SaveProcedure, OrderOfTheChecks) {
     // 4. a group without values, silently
     NodeSpec spec;
     spec.name = "g";
-    auto empty = access(LevelIndex::user, SettingsImpl::makeGroup(std::move(spec)));
+    const auto emptyGroup = SettingsImpl::makeGroup(std::move(spec));
+    auto empty = access(LevelIndex::user, emptyGroup);
     EXPECT_EQ(SaveOutcome::nothingToSave, saveSettingsFile(empty));
     EXPECT_EQ(1U, log.take().size());
     EXPECT_FALSE(std::filesystem::exists(folder / "user"));
+    //    unless the tree stands for one file
+    const auto fileRoot =
+        SettingsImplRoot::make({.rootIndex = {}, .connected = false, .fileTree = true, .saves = {}});
+    fileRoot->adoptChildren({emptyGroup});
+    auto ofFileTree = access(LevelIndex::user, emptyGroup);
+    EXPECT_EQ(SaveOutcome::saved, saveSettingsFile(ofFileTree));
+    std::filesystem::remove_all(folder / "user");
+    log.take();
     // 5. a folder that cannot be written; a missing one of the user level is made
     writeBytes(folder / "user", "a file in the folder's place");
     auto unwritable = access(LevelIndex::user, node);
@@ -283,6 +336,7 @@ TEST_F(SaveProcedure, AFailingTemporaryFileLeavesTheRealOne) {
         }
     };
     writeBytes(file, "before");
+    writeBytes(folder / "user/g.settings", "earlier format");
     EXPECT_EQ(u"Failed to write settings file; Error: cause", detailOf("fail"));
     EXPECT_EQ(u"Failed to write settings file; Error: Unknown", detailOf("failUnknown"));
     EXPECT_EQ(2U, log.take("Failed to write settings file; Error: ").size());
@@ -291,7 +345,7 @@ TEST_F(SaveProcedure, AFailingTemporaryFileLeavesTheRealOne) {
         EXPECT_NE(std::u16string::npos, detailOf("content").find(u"File too large"));
     }
     EXPECT_EQ("before", bytesOf(file));
-    EXPECT_EQ(Lines{"g.vksettings"}, namesIn(folder / "user"));
+    EXPECT_EQ((Lines{"g.settings", "g.vksettings"}), namesIn(folder / "user"));
 }
 
 /// A file that is not one of the preferences directory.

@@ -17,8 +17,7 @@ namespace settings::test {
 using namespace core::detail;
 using core::LevelIndex;
 
-// ---- records
-// ------------------------------------------------------------------------------------------------------
+// ---- records ----
 
 void RecordedRequests::requestSave(const NodePtr& topLevelGroup, LevelIndex level) {
     add("save " + topLevelGroup->getName() + " " + std::string(levelName(level)));
@@ -89,8 +88,7 @@ std::vector<std::string> RecordedEvents::take() {
     return std::exchange(events, {});
 }
 
-// ---- trees
-// --------------------------------------------------------------------------------------------------------
+// ---- trees ----
 
 TestTree::TestTree(bool connected) : requests(boost::make_shared<RecordedRequests>()) {
     TreeContext context;

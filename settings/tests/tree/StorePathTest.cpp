@@ -1,10 +1,14 @@
 // Setting, unsetting and reading back through the public handle: checks and their order, events, save
 // requests.
 
+#include "support/LogLines.hpp"
 #include "support/TestTree.hpp"
 
 #include "settingscore/boostany/SupportedTypes.hpp"
+#include "settingscore/events/EventNotifyFunction.hpp"
+#include "settingscore/events/SettingsEvent.hpp"
 #include "settingscore/exception/Exceptions.hpp"
+#include "settingscore/settings/node/SettingsAccess.hpp"
 
 #include <boost/numeric/conversion/cast.hpp>
 #include <gtest/gtest.h>
@@ -50,6 +54,63 @@ TEST_F(StorePath, AnEqualValueIsNoChangeButAnotherShapeIs) {
     EXPECT_EQ(typeid(std::vector<double>), font->getAny("size").type());
 }
 
+TEST_F(StorePath, AValueThatReadersHaveAlreadyIsSavedWithoutAnEvent) {
+    font->set("size", 12.0, "user"); // the factory value
+    EXPECT_TRUE(font->isSet("size", "user"));
+    EXPECT_EQ(Lines{}, events.take());
+    EXPECT_EQ(Lines{"save editor user"}, tree.requests->take());
+}
+
+TEST_F(StorePath, EventsComeBeforeTheSave) {
+    int calls = 0;
+    settings::core::detail::setEventNotifyFunction(
+        [&](const boost::shared_ptr<const settings::core::SettingsEvent>&) {
+            ++calls;
+            EXPECT_EQ(Lines{}, tree.requests->take());
+        });
+    const std::function<void()> changes[] = {
+        [&] { font->set("size", 14.0, "user"); },
+        [&] { font->unset("size", "user"); },
+        [&] { font->addSetting("more", Array::scalar(1.0), true, false, "user"); },
+        [&] { font->removeNode("more"); },
+    };
+    for (const auto& change : changes) {
+        change();
+        EXPECT_EQ(Lines{"save editor user"}, tree.requests->take());
+    }
+    EXPECT_EQ(4, calls);
+    settings::core::detail::setEventNotifyFunction({});
+}
+
+TEST_F(StorePath, AListenerMayChangeTheTree) {
+    const Handle width = TestTree::setting(editor, "width", Array::scalar(80.0));
+    int depth = 0;
+    Lines seen;
+    settings::core::detail::setEventNotifyFunction(
+        [&](const boost::shared_ptr<const settings::core::SettingsEvent>& event) {
+            seen.push_back(event->getObj()->getName());
+            if (++depth > 1)
+                return;
+            editor->set("width", 90.0, "user");
+            editor->unset("width", "user");
+            font->set("size", 15.0, "user");
+            font->addGroup("mine", true, false, "user")->addSetting("s", Array(), true, false, "user");
+            font->removeNode("mine");
+        });
+    font->set("size", 14.0, "user");
+    settings::core::detail::setEventNotifyFunction({});
+    EXPECT_EQ((Lines{"size", "width", "width", "size", "mine", "s", "mine"}), seen);
+    EXPECT_EQ(15.0, font->get<double>("size"));
+}
+
+TEST_F(StorePath, OnlyEffectiveChangesAreLogged) {
+    LogLines log("settings::core::settingsImpl");
+    font->set("size", 14.0, "user");
+    font->set("size", 13.0, "installation");
+    font->unset("size", "user");
+    EXPECT_EQ(Lines{"Modify setting: editor.font.size at user level."}, log.lines);
+}
+
 TEST_F(StorePath, AShadowedValueIsSavedWithoutAnEvent) {
     font->set("size", 14.0, "user");
     events.take();
@@ -62,6 +123,14 @@ TEST_F(StorePath, AShadowedValueIsSavedWithoutAnEvent) {
     // Dropping a shadowed value announces itself all the same.
     font->unset("size", "installation");
     EXPECT_EQ(Lines{"changed editor.font.size was 9"}, events.take());
+}
+
+std::vector<std::pair<Handle, std::pair<Array, bool>>>
+pairs(const std::vector<std::pair<Handle, Array>>& values) {
+    std::vector<std::pair<Handle, std::pair<Array, bool>>> all;
+    for (const auto& [handle, value] : values)
+        all.emplace_back(handle, std::pair(value, false));
+    return all;
 }
 
 TEST_F(StorePath, AWholeBatchIsStoredOrNothing) {
@@ -86,9 +155,26 @@ TEST_F(StorePath, AWholeBatchIsStoredOrNothing) {
     EXPECT_EQ(Lines{}, tree.requests->take());
 
     const Batch good = {{size, Array::scalar(1.0)}, {width, Array::scalar(2.0)}};
+    using settings::core::detail::SettingsAccess;
+    EXPECT_EQ(failures, SettingsAccess::multipleValidate(pairs(refused), true));
+    EXPECT_EQ("CannotChangeValueForReadOnlySetting",
+              failureOf([&] { SettingsAccess::multipleValidate(pairs(refused), false); }));
+    EXPECT_TRUE(SettingsAccess::multipleValidate(pairs(good), false).empty());
+    EXPECT_EQ(12.0, font->get<double>("size"));
     EXPECT_TRUE(settings::core::Settings::setTogether(good, "user", true).empty());
     EXPECT_EQ((Lines{"changed editor.font.size was 12", "changed editor.width was 80"}), events.take());
     EXPECT_EQ(Lines{"save editor user"}, tree.requests->take());
+    // Settings of two products: one save of each. No setting at all: the level is checked all the same.
+    const Handle other = TestTree::setting(tree.group("view"), "zoom");
+    settings::core::Settings::setTogether(
+        {{other, Array::scalar(1.0)}, {size, Array::scalar(7.0)}, {width, Array::scalar(7.0)}}, "user");
+    EXPECT_EQ((Lines{"save view user", "save editor user"}), tree.requests->take());
+    for (const auto& [level, failure] :
+         {std::pair("nowhere", "UnSupportedLevel"), std::pair("factory", "CantModifyValuesOnReadOnlyLevel")})
+        EXPECT_EQ(failure, failureOf([level = level] { settings::core::Settings::setTogether({}, level); }));
+    EXPECT_EQ("invalid_argument", failureOf([&] {
+                  settings::core::Settings::setTogether({{Handle(), Array::scalar(1.0)}}, "user");
+              }));
 }
 
 TEST_F(StorePath, WhatIsRefusedAndInWhichOrder) {
@@ -121,7 +207,24 @@ TEST_F(StorePath, WhatIsRefusedAndInWhichOrder) {
             << c.name << " on " << c.level;
     EXPECT_EQ("NotAKeyName", failureOf([&] { editor->set("font", good, "user"); }));
     EXPECT_EQ("NoSuchKey", failureOf([&] { font->setAny("nothing", std::string("narrow"), "user"); }));
+    font->set("size", 1.5, "user");
     EXPECT_EQ("UnsupportedAnyType", failureOf([&] { font->setAny("size", std::string("narrow"), "user"); }));
+    EXPECT_EQ(1.5, font->get<double>("size", "user"));
+}
+
+TEST_F(StorePath, AnArrayIsAVectorByItsShape) {
+    const std::pair<Array, const std::type_info&> cases[] = {
+        {Array::scalar(1.0), typeid(double)},
+        {Array::make<double>({1, 3}, {1, 2, 3}), typeid(std::vector<double>)},
+        {Array::make<double>({0, 0}, {}), typeid(std::vector<double>)},
+        {Array::text(u"text"), typeid(std::u16string)},
+        {Array::text(u""), typeid(std::u16string)},
+        {Array::make<char16_t>({2, 2}, {u'a', u'b', u'c', u'd'}), typeid(std::vector<std::u16string>)},
+    };
+    for (const auto& [value, type] : cases) {
+        font->set("size", value, "session");
+        EXPECT_EQ(type, font->getAny("size").type());
+    }
 }
 
 TEST_F(StorePath, ReadsAndUnsetsAreRefusedInTheirOwnOrder) {
@@ -136,6 +239,9 @@ TEST_F(StorePath, ReadsAndUnsetsAreRefusedInTheirOwnOrder) {
     EXPECT_EQ("UnSupportedLevel", failureOf([&] { font->unset("nothing", "nowhere"); }));
     EXPECT_EQ("CantModifyValuesOnReadOnlyLevel", failureOf([&] { font->unset("nothing", "factory"); }));
     EXPECT_EQ("NoSuchKey", failureOf([&] { font->unset("nothing", "user"); }));
+    EXPECT_EQ("NotAKeyName", failureOf([&] { editor->unset("font", "user"); }));
+    EXPECT_EQ("NoSuchKey", failureOf([&] { font->isSet("nothing", "user"); }));
+    EXPECT_EQ("NotAKeyName", failureOf([&] { editor->isSet("font", "user"); }));
     EXPECT_EQ("CannotChangeValueForReadOnlySetting", failureOf([&] { font->unset("fixed", "user"); }));
     EXPECT_EQ("ValueNotDefinedForGivenLevel", failureOf([&] { font->unset("size", "user"); }));
 }

@@ -29,6 +29,8 @@ struct Structure : testing::Test {
 TEST_F(Structure, AddedNodesAreAnnouncedSavedAndCanBeRemovedAgain) {
     const Handle macros = editor->addGroup("macros", true, false, "user");
     EXPECT_EQ(Lines{"added editor.macros to editor"}, events.take());
+    EXPECT_TRUE(Settings::equal(editor, macros->getParent()));
+    EXPECT_TRUE(Settings::equal(tree.root, editor->getParent()));
     EXPECT_EQ(Lines{"save editor user"}, tree.requests->take());
     const Handle run = macros->addSetting("run", Array::text(u"F5"), false, false, "user");
     EXPECT_EQ(Lines{"added editor.macros.run to editor.macros"}, events.take());
@@ -90,6 +92,11 @@ TEST_F(Structure, WhatCannotBeAdded) {
         {"group for setting", [&] { editor->addGroup("width", true, false, "user"); },
          "SameNameChildAlreadyExisted"},
         {"other case below", [&] { editor->addGroup("Width", true, false, "user"); }, ""},
+        {"level before read-only", [&] { locked->addGroup("g", true, false, "factory"); },
+         "CantModifyValuesOnReadOnlyLevel"},
+        {"name before value",
+         [&] { editor->addSetting("width", Array::scalar(std::complex<double>()), true, false, "user"); },
+         "SameNameChildAlreadyExisted"},
         {"unsupported value",
          [&] { editor->addSetting("z", Array::scalar(std::complex<double>()), true, false, "user"); },
          "UnsupportedType"},
@@ -130,6 +137,14 @@ TEST_F(Structure, ReadOnlyHasThreeStates) {
     EXPECT_TRUE(TestTree::setting(open, "fixed", {}, ReadOnlyState::readOnly)->isReadOnly());
 }
 
+TEST_F(Structure, VisibilityIsTheNodesOwn) {
+    const Handle hidden = editor->addGroup("hidden", false, false, "user");
+    EXPECT_FALSE(hidden->isVisible());
+    EXPECT_TRUE(hidden->addGroup("shown", true, false, "user")->isVisible());
+    EXPECT_TRUE(hidden->addSetting("s", Array(), true, false, "user")->isVisible());
+    EXPECT_FALSE(editor->getVersionNumber());
+}
+
 TEST_F(Structure, MergeChecksInOrderAndStoresOneBatch) {
     const Handle width = TestTree::setting(editor, "width", Array::scalar(80.0));
     const Handle font = TestTree::childGroup(editor, "font");
@@ -150,8 +165,19 @@ TEST_F(Structure, MergeChecksInOrderAndStoresOneBatch) {
               failureOf([&] { font->mergeDescendants(editor, "user"); }));
     EXPECT_EQ("ErrorMergingWithCircularReference",
               failureOf([&] { editor->mergeDescendants(editor, "user"); }));
+    // root before circle, circle through a proxy, standing in a tree before differing kinds
+    EXPECT_EQ("CannotMergeWithSettingsRoot", failureOf([&] { tree.root->mergeDescendants(editor, "user"); }));
+    const Handle proxy = settings::core::detail::SettingsAccess::wrap(
+        boost::make_shared<settings::core::detail::SettingsImplProxy>(
+            settings::core::detail::SettingsAccess::node(*editor)));
+    for (const auto& [to, from] : {std::pair(editor, proxy), std::pair(font, proxy), std::pair(proxy, font)})
+        EXPECT_EQ("ErrorMergingWithCircularReference",
+                  failureOf([&, to = to, from = from] { to->mergeDescendants(from, "user"); }));
+    const Handle window = tree.group("window");
+    TestTree::setting(window, "font");
     EXPECT_EQ("CanOnlyMergeTreeNodeWithStandaloneNode",
-              failureOf([&] { editor->mergeDescendants(tree.group("window"), "user"); }));
+              failureOf([&] { editor->mergeDescendants(window, "user"); }));
+    EXPECT_EQ("invalid_argument", failureOf([&] { editor->mergeDescendants({}, "user"); }));
     EXPECT_EQ("CanOnlyMergeTreeNodeWithStandaloneNode",
               failureOf([&] { standaloneGroup("editor")->mergeDescendants(other, "user"); }));
     EXPECT_EQ("ErrorMergingNodesWithDiffAttr", failureOf([&] { width->mergeDescendants(other, "user"); }));
@@ -197,6 +223,27 @@ TEST_F(Structure, AnAliasLeadsToItsDestinationOneStepFar) {
     EXPECT_EQ(Lines{"save view user"}, tree.requests->take());
     editor->unset("zoom", "user");
     EXPECT_EQ(1.0, editor->getByFullName<double>("zoom"));
+    events.take();
+    // Writing goes the one step that reading goes.
+    const std::function<void()> writes[] = {
+        [&] { editor->set("chained", 11.0, "user"); },
+        [&] { editor->set("chained", Array::scalar(12.0), "user"); },
+        [&] { editor->setAny("chained", boost::any(13.0), "user"); },
+        [&] {
+            const Handle other = standaloneGroup("editor");
+            load(TestTree::setting(other, "chained"), LevelIndex::user, Array::scalar(14.0));
+            editor->mergeDescendants(other, "user");
+        },
+    };
+    double expected = 10.0;
+    for (const auto& write : writes) {
+        write();
+        EXPECT_EQ(++expected, editor->get<double>("chained"));
+        EXPECT_EQ(1.0, view->get<double>("zoom"));
+        EXPECT_EQ(12U, *editor->getDataTypeIndex("chained"));
+    }
+    editor->unset("chained", "user");
+    EXPECT_EQ(5.0, editor->get<double>("chained"));
 }
 
 TEST_F(Structure, AliasesThatLeadNowhereOrInCirclesStandForThemselves) {
@@ -249,39 +296,6 @@ TEST_F(Structure, ASettingHasNoChildren) {
         EXPECT_EQ("NotANodeName", failureOf(operation));
     EXPECT_TRUE(width->getChildren().empty());
     EXPECT_EQ(nullptr, width->getChild("x"));
-}
-
-TEST_F(Structure, FailuresTellWhatTheyAreAbout) {
-    using namespace settings::core::exception;
-    TestTree::setting(editor, "width", Array::scalar(80.0));
-    try {
-        editor->get("nothing");
-        FAIL();
-    } catch (const NoSuchKey& failure) {
-        EXPECT_TRUE(Settings::equal(editor, failure.getObjectInvovled()));
-        EXPECT_EQ("nothing", failure.getInputName());
-    }
-    try {
-        editor->unset("width", "user");
-        FAIL();
-    } catch (const ValueNotDefinedForGivenLevel& failure) {
-        EXPECT_EQ("editor.width", failure.getObjectInvovled()->getFullName());
-        EXPECT_EQ("user", failure.getLevel());
-    }
-    try {
-        editor->set("width", 1.0, "nowhere");
-        FAIL();
-    } catch (const UnSupportedLevel& failure) {
-        EXPECT_EQ((Lines{"session", "user", "installation", "factory"}), failure.getSupportedLevelList());
-    }
-    try {
-        editor->removeNode("width");
-        FAIL();
-    } catch (const AttemptedRemovalOfFactoryGroupOrSetting& failure) {
-        EXPECT_EQ("editor.width", failure.getObjectInvovled()->getFullName());
-        EXPECT_EQ("factory", failure.getLevelNeedToBeUpdated());
-        EXPECT_EQ((Lines{"session", "user", "installation"}), failure.getLevelsHasWritenPermissionOn());
-    }
 }
 
 TEST_F(Structure, AnyNameIsKeptExactly) {

@@ -98,4 +98,33 @@ TEST(CatalogueFailures, EachHasItsIdentifierArgumentsAndText) {
     EXPECT_EQ(seen.size(), 28u);
 }
 
+TEST(CatalogueFailures, ArgumentsStandInTheirPlaces) {
+    using namespace VARNEK::settings;
+    const std::pair<std::string, const char*> table[] = {
+        {core::CFunctionNotFound("LIBRARY", "FUNCTION").what(),
+         "The library \"LIBRARY\" has no function \"FUNCTION\"."},
+        {core::UnconvertibleType("HELD", "WANTED").what(),
+         "A value of type \"HELD\" cannot be converted to type \"WANTED\"."},
+        {core::DataTypeNotMatch("EXPECTED", "ACTUAL").what(),
+         "The setting holds a value of type \"ACTUAL\", but a value of type \"EXPECTED\" was asked for."},
+        {core::NoWritePermissionOnDirectory("FOLDER", "DETAIL").what(),
+         "The folder \"FOLDER\" does not permit writing: DETAIL"},
+        {core::ErrorCreatePreferenceDirectoryTimeStamp("PATH", "DETAIL").what(),
+         "The creation time of the preferences folder could not be written to \"PATH\": DETAIL"},
+        {core::PreferenceDirectoryNotExist("PATH", "DETAIL").what(),
+         "The preferences folder \"PATH\" does not exist: DETAIL"},
+        {core::ErrorCopyFileInPrefDir("SOURCE", "DESTINATION", "DETAIL").what(),
+         "The file \"SOURCE\" could not be copied to \"DESTINATION\" in the preferences folder: DETAIL"},
+        {prefdir::SystemError("PATH", "SYSTEM").what(),
+         "The preferences folder \"PATH\" could not be created: SYSTEM"},
+        {config::ErrorAddingProductSettingsGroup("GROUP", "DETAIL").what(),
+         "The settings group \"GROUP\" of a product could not be added: DETAIL"},
+        {config::InvalidPersonalSettingsVersion("GROUP", "VERSION").what(),
+         "The version VERSION recorded with the personal settings of \"GROUP\" does not fit its factory "
+         "settings."},
+    };
+    for (const auto& [text, expected] : table)
+        EXPECT_EQ(text, expected);
+}
+
 } // namespace

@@ -2,6 +2,9 @@
 #include "settingscore/exception/Exceptions.hpp"
 #include "settingscore/exception/PublicationFailures.hpp"
 #include "settingscore/level/SettingsLevel.hpp"
+#include "settingscore/settings/file/FileFault.hpp"
+#include "json/ConversionError.hpp"
+#include "json/ParseError.hpp"
 
 #include <boost/any.hpp>
 #include <boost/core/demangle.hpp>
@@ -11,8 +14,13 @@
 #include <gtest/gtest.h>
 
 #include <concepts>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <functional>
 #include <limits>
+#include <map>
+#include <regex>
 #include <set>
 #include <thread>
 
@@ -176,8 +184,9 @@ void treeFailures() {
     expectFailure(CantModifyValuesOnReadOnlyLevel(A, "factory"),
                   "The Settings file on the given level is read-only", "A factory",
                   [](const auto& e) { return shown(e.getObjectInvovled(), e.getLevelToModify()); });
-    expectFailure(CantReloadFactoryFile("editor"), "Can't reload factory file. No info about this toolbox",
-                  "editor", [](const auto& e) { return shown(e.getToolboxName()); });
+    for (const auto& failure : {CantReloadFactoryFile(u"Éditor"), CantReloadFactoryFile("Éditor")})
+        expectFailure(failure, "Can't reload factory file. No info about this toolbox", "u:Éditor",
+                      [](const auto& e) { return shown(e.getToolboxName()); });
     expectFailure(ErrorAddingChildNodeOrKey(A, "x"),
                   "The parent object contains a child with the same name already.", "A x",
                   [](const auto& e) { return shown(e.getObjectInvovled(), e.getExistingNodeKeyName()); });
@@ -215,10 +224,11 @@ void treeFailures() {
         "The input name is a sub node name under the parent node. It is not a settings name.");
     expectNamedFailure<NotANodeName>(
         "The input name is a settings name under the parent node. It is not a sub node name.");
-    expectFailure(ProductNodeAlreadyExisted("Editor", "editor"),
-                  "Product node already existed. The product node name cannot only be different by case.",
-                  "Editor editor",
-                  [](const auto& e) { return shown(e.getInputName(), e.getExistingName()); });
+    for (const auto& failure :
+         {ProductNodeAlreadyExisted(u"Éditor", u"éditor"), ProductNodeAlreadyExisted("Éditor", "éditor")})
+        expectFailure(
+            failure, "Product node already existed. The product node name cannot only be different by case.",
+            "u:Éditor u:éditor", [](const auto& e) { return shown(e.getInputName(), e.getExistingName()); });
     expectNamedFailure<SameNameChildAlreadyExisted>("Error add node, same name child has already existed.");
     expectFailure(UnSupportedLevel(A, "x", {"session", "user"}),
                   "The level specified is not a supported level.", "A x [session,user]", [](const auto& e) {
@@ -333,10 +343,12 @@ void fileAndFunctionFailures() {
     expectFailure(ValidationFunctionInvokingError("pkg", "fcn", u"why"),
                   "Error invoking validation function. Please refer to error message for detail.",
                   "pkg fcn u:why", callFields);
-    expectFailure(
-        RuntimeFuncErrorConvertingVxArrayToAny("pkg", "fcn", varnek::data::TypeCode::character),
-        "The runtime function returns an vxArray that is not convertible to a supported type.", "pkg fcn 2",
-        [](const auto& e) { return shown(e.getPackageName(), e.getFunctionName(), e.getValueType()); });
+    expectFailure(RuntimeFuncErrorConvertingVxArrayToAny("pkg", "fcn", typeid(Array)),
+                  "The runtime function returns an vxArray that is not convertible to a supported type.",
+                  "pkg fcn varnek::data::Array", [](const auto& e) {
+                      return shown(e.getPackageName(), e.getFunctionName(),
+                                   boost::core::demangle(e.getValueType().name()));
+                  });
 }
 
 void remoteFailures() {
@@ -428,13 +440,20 @@ TEST(ExceptionCatalogue, FailuresOfSingleFiles) {
 }
 
 TEST(ExceptionCatalogue, ValidationFunctionFailureTakesAGenericValue) {
-    const auto valueOf = [](const boost::any& value) {
-        return show(
-            ExceptionFromValidationFunction::createFromAny(A, B, "pkg", "fcn", "key", value).getValue());
+    const std::pair<boost::any, std::string> table[] = {
+        {std::u16string(u"v"), "u:v"},
+        {boost::any(), "void"},
+        {std::string("narrow texts are no values"), "void"},
     };
-    EXPECT_EQ(valueOf(std::u16string(u"v")), "u:v");
-    EXPECT_EQ(valueOf(boost::any()), "void");
-    EXPECT_EQ(valueOf(std::string("narrow texts are no values")), "void");
+    for (const auto& [value, shownValue] : table)
+        expectFailure(
+            ExceptionFromValidationFunction::createFromAny(A, B, "pkg", "fcn", "key", value, u"cause"),
+            "Exception thrown by the validation function.", "A B 6 pkg fcn key " + shownValue + " u:cause",
+            [](const auto& e) {
+                return shown(e.getCausingObject(), e.getCausingObjectParent(), e.getErrorCode(),
+                             e.getPackageName(), e.getFunctionName(), e.getKeyName(), e.getValue(),
+                             e.getCause());
+            });
 }
 
 TEST(ExceptionCatalogue, ErrorOfAPlugInPassesUnchanged) {
@@ -451,6 +470,67 @@ TEST(ExceptionCatalogue, ErrorOfAPlugInPassesUnchanged) {
         EXPECT_STREQ(caught.what(), "The message");
         EXPECT_EQ(caught.exceptionKey(), "key");
     }
+}
+
+// A path may hold bytes that are no UTF-8. In UTF-16 they are lone surrogates, in what() the bytes again;
+// what no path can hold shows as U+FFFD, and nothing behind it is lost.
+TEST(ExceptionCatalogue, TextsKeepWhatIsNoUtf8) {
+    const std::u16string path{u'/', 0xDCE9, u'b', u'a', u'd', 0xD800, u'x'};
+    const std::string bytes = "/\xE9"
+                              "bad\uFFFDx";
+    EXPECT_EQ(ErrorReadingSettingsData(ErrorReadingSettingsData::ErrorCode::type, path).what(),
+              "Value of settings could not be read. Error code: -11. More details: " + bytes);
+    EXPECT_EQ(PackageCannotBeOpened(u"f", path).what(), "Failed to open OPC Package; Error: " + bytes);
+    EXPECT_EQ(SettingsFileNotWritten(u"f", path).what(), "Failed to write settings file; Error: " + bytes);
+    EXPECT_EQ(RelativePreferencePathNotSupported(path).getErrorMessage(),
+              "Unable to start VARNEK. Relative path for preferences directory ('" + bytes +
+                  "') is not supported");
+    EXPECT_EQ(ErrorAddingTopLevelNode("/\xE9"
+                                      "bad")
+                  .getExistingProductName(),
+              path.substr(0, 5));
+}
+
+TEST(ExceptionCatalogue, ReadErrorsNameTheirFile) {
+    const std::filesystem::path file = "/files/\xE9\x1B[2Jbad.vksettings";
+    try {
+        settings::core::detail::FilePlace{file, "/a.json"}.refuse(settings::core::detail::ReadError::type,
+                                                                  "$.x", "wrong");
+        FAIL();
+    } catch (const ErrorReadingSettingsData& failure) {
+        EXPECT_STREQ(failure.what(), "Value of settings could not be read. Error code: -11. More details: "
+                                     "\"/files/\xE9\\x1B[2Jbad.vksettings\", part \"/a.json\": $.x: wrong");
+    }
+}
+
+// The page tells other programs what the numbers mean.
+TEST(ExceptionCatalogue, ThePageOfTheFileFormatListsEveryErrorCode) {
+    const auto found = [](const std::filesystem::path& file, const std::regex& pattern) {
+        std::ifstream stream(std::filesystem::path(EXAMPLES_FOLDER) / ".." / file);
+        std::map<int, std::string> codes;
+        for (std::string line; std::getline(stream, line);)
+            if (std::smatch match; std::regex_search(line, match, pattern))
+                codes[std::abs(std::stoi(match.str(1).empty() ? match.str(3) : match.str(1)))] = match.str(2);
+        return codes;
+    };
+    const auto inHeader = found("settings/include/settingscore/exception/FileFailures.hpp",
+                                std::regex(R"(^ +()(\w+) = (-\d+),)"));
+    const auto onPage = found("docs/file-format.md", std::regex(R"(^\| (-\d+) \| `(\w+)` \| \S)"));
+    EXPECT_EQ(inHeader, onPage);
+    EXPECT_GE(onPage.size(), 19u);
+    // Those of the readers below carry their numbers into it.
+    using varnek::json::ConversionFailure;
+    using varnek::json::ParseFailure;
+    for (const auto& [code, name] :
+         {std::pair(static_cast<int>(ParseFailure::duplicateKey), "duplicateKey"),
+          std::pair(static_cast<int>(ParseFailure::objectStart), "objectStart"),
+          std::pair(static_cast<int>(ParseFailure::memberSeparator), "memberSeparator"),
+          std::pair(static_cast<int>(ParseFailure::earlyEnd), "earlyEnd"),
+          std::pair(static_cast<int>(ParseFailure::trailingText), "trailingText"),
+          std::pair(static_cast<int>(ConversionFailure::className), "className"),
+          std::pair(static_cast<int>(ConversionFailure::elementKind), "elementKind"),
+          std::pair(static_cast<int>(ConversionFailure::shape), "shape")})
+        EXPECT_EQ(onPage.count(-code) == 0 ? "missing" : onPage.at(-code), name);
 }
 
 // A copy on another thread keeps the node alive.

@@ -15,6 +15,7 @@
 #include <memory>
 #include <stdexcept>
 #include <thread>
+#include <type_traits>
 
 namespace {
 
@@ -31,6 +32,20 @@ const int objectOwner = 0, parentOwner = 0;
 const auto object = handle(objectOwner);
 const auto parent = handle(parentOwner);
 const RootIndex tree(7, true, false);
+
+// Events are passed around as handles; only a subclass may copy the base.
+template <class... Event>
+constexpr bool canBeCopied = (std::is_copy_constructible_v<Event> || ...);
+static_assert(!canBeCopied<SettingsEvent, SettingsValueChangeEvent, SettingsAddNodeEvent,
+                           SettingsRemoveNodeEvent, UpdatePrefdirEvent>);
+struct OwnEvent : SettingsEvent {
+    OwnEvent(const OwnEvent&) = default;
+};
+static_assert(std::is_copy_constructible_v<OwnEvent>);
+struct OwnChange : SettingsValueChangeEvent {
+    OwnChange(const OwnChange&) = default; // defined as deleted: private in its base
+};
+static_assert(!std::is_copy_constructible_v<OwnChange>);
 
 TEST(EventTypes, IdentityIsTwoHexadecimalNumbersInARow) {
     const auto text = [](std::uint64_t a, std::uint64_t b) { return detail::identityText({a, b}); };

@@ -20,8 +20,7 @@ using varnek::data::Array;
 using varnek::data::Dimensions;
 using varnek::data::TypeCode;
 
-// ---- generators
-// ---------------------------------------------------------------------------------------------------
+// ---- generators ----
 
 rc::Gen<std::u16string> anyText() {
     return rc::gen::container<std::u16string>(
@@ -109,8 +108,7 @@ rc::Gen<Array> anyArray() {
     });
 }
 
-// ---- properties
-// ---------------------------------------------------------------------------------------------------
+// ---- properties ----
 
 RC_GTEST_PROP(BoostAnyArray, HolderAndVariantAreTheSameValue, ()) {
     const SupportedTypes value = (*anySupported()).value;
@@ -183,11 +181,21 @@ RC_GTEST_PROP(BoostAnyArray, IndexAndSupportAgreeWithTheConversion, ()) {
     }
 }
 
-// ---- cases
-// --------------------------------------------------------------------------------------------------------
+// ---- cases ----
 
 std::vector<std::u16string> texts(std::initializer_list<const char16_t*> all) {
     return {all.begin(), all.end()};
+}
+
+TEST(BoostAnyArray, AnArrayIsPairedWithItsVectorFlag) {
+    for (const bool isVector : {false, true}) {
+        Array array = Array::scalar(1.5);
+        const ShapedArray pair = createMDA(std::move(array), isVector);
+        EXPECT_EQ(pair.first, Array::scalar(1.5));
+        EXPECT_EQ(pair.second, isVector);
+        EXPECT_TRUE(toVariant(pair.first, pair.second) ==
+                    (isVector ? SupportedTypes(std::vector<double>{1.5}) : SupportedTypes(1.5)));
+    }
 }
 
 TEST(BoostAnyArray, TextsInTheirForms) {
@@ -251,7 +259,7 @@ void expectOnlyTheResultIsAllocated(const T& value) {
     const boost::any held = value;
     const Array array = arrayFrom(value).first;
     const auto allocationsOf = [&](auto read) {
-        return settings::test::allocationsOf([&] { EXPECT_TRUE(read() == value); });
+        return varnek::test::allocationsOf([&] { EXPECT_TRUE(read() == value); });
     };
     const std::size_t copy = allocationsOf([&] { return T(value); });
     EXPECT_EQ(allocationsOf([&] { return get<T>(held, true); }), copy) << typeid(T).name();
@@ -268,7 +276,7 @@ TEST(BoostAnyArray, ReadingAStoredTypeAllocatesOnlyTheResult) {
     expectOnlyTheResultIsAllocated(std::vector<double>(100, 1.5));
     expectOnlyTheResultIsAllocated(std::vector<bool>(100, true));
     expectOnlyTheResultIsAllocated(std::vector<std::u16string>(3, std::u16string(100, u'x')));
-    EXPECT_EQ(settings::test::allocationsOf([] { EXPECT_FALSE(arrayFrom(2.5).second); }), 0U);
+    EXPECT_EQ(varnek::test::allocationsOf([] { EXPECT_FALSE(arrayFrom(2.5).second); }), 0U);
 }
 
 TEST(BoostAnyArray, OneTextUnit) {

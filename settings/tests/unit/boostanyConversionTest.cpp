@@ -236,6 +236,42 @@ TEST(BoostAnyConversion, UnsupportedAndEmptyHolders) {
     EXPECT_TRUE(convertVariantToAny(SupportedTypes()).empty());
 }
 
+// Files and other processes know types by their positions.
+TEST(BoostAnyConversion, PositionsOfTheAlternatives) {
+    const std::pair<int, SupportedTypes> table[] = {
+        {0, boost::blank()},
+        {1, std::u16string()},
+        {2, bool()},
+        {3, static_cast<signed char>(0)},
+        {4, static_cast<unsigned char>(0)},
+        {5, short()},
+        {6, static_cast<unsigned short>(0)},
+        {7, int()},
+        {8, 0U},
+        {9, std::int64_t()},
+        {10, std::uint64_t()},
+        {11, float()},
+        {12, double()},
+        {13, std::vector<std::u16string>()},
+        {14, std::vector<bool>()},
+        {15, std::vector<signed char>()},
+        {16, std::vector<unsigned char>()},
+        {17, std::vector<short>()},
+        {18, std::vector<unsigned short>()},
+        {19, std::vector<int>()},
+        {20, std::vector<unsigned int>()},
+        {21, std::vector<std::int64_t>()},
+        {22, std::vector<std::uint64_t>()},
+        {23, std::vector<float>()},
+        {24, std::vector<double>()},
+    };
+    for (const auto& [position, value] : table) {
+        EXPECT_EQ(value.which(), position);
+        EXPECT_EQ(convertAnyToVariant(convertVariantToAny(value)).which(), position);
+    }
+    EXPECT_EQ(std::size(table), 25u);
+}
+
 TEST(BoostAnyConversion, EqualityIsExact) {
     const boost::any nan = std::nan("");
     EXPECT_TRUE(isEqual(nan, nan));

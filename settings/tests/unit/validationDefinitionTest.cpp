@@ -65,6 +65,16 @@ TEST(ValidationDefinition, InWords) {
             EXPECT_EQ(a.first == b.first, &a == &b) << a.second << " / " << b.second;
 }
 
+template <class A, class B>
+constexpr bool areComparable = requires(const A& a, const B& b) {
+    a == b;
+};
+static_assert(areComparable<MValidator, MValidator> && areComparable<CRunTimeDefault, CRunTimeDefault>);
+static_assert(!areComparable<MValidator, JValidator> && !areComparable<MValidator, CPPValidator> &&
+              !areComparable<MValidator, MRunTimeDefault> &&
+              !areComparable<CRunTimeDefault, MRunTimeDefault> &&
+              !areComparable<detail::FunctionName, MValidator>);
+
 TEST(ValidationDefinition, VariantsKeepTheirOrder) {
     const ValidatorVariant validators[] = {
         {}, MValidator("p", "f"), CValidator("p", "f"), JValidator("p", "f"), CPPValidator({}, "p", "f")};
@@ -78,6 +88,8 @@ TEST(ValidationDefinition, VariantsKeepTheirOrder) {
     EXPECT_FALSE(validators[1] == ValidatorVariant(MValidator("p", "g")));
     EXPECT_FALSE(validators[1] == ValidatorVariant(MValidator("q", "f")));
     EXPECT_TRUE(validators[1] == ValidatorVariant(MValidator("p", "f")));
+    EXPECT_EQ(CPPValidator({}, "p", "f"), CPPValidator([](const auto&...) {}, "p", "f"));
+    EXPECT_FALSE(CRunTimeDefault("p", "f") == CRunTimeDefault("p", "g"));
 }
 
 TEST(ValidationDefinition, FactorySettingPropertiesKeepWhatTheyAreMadeFrom) {

@@ -51,7 +51,8 @@ class VARNEK_EXPORT Package {
 
     /// Ends the work. A package for writing at a path is committed: nothing is written when it is as it was
     /// opened, else the file is replaced durably (varnek::files::replaceFile). Throws WriteError before the
-    /// file is touched and varnek::files::FileError; the package then stays open and the file is as it was.
+    /// file is touched and varnek::files::FileError; the package then stays open and the file is as it was,
+    /// except for the kind folderFlushFailed: the new content stands then, and may be lost with the power.
     /// Closing twice does nothing. Every other operation on a closed package throws std::logic_error.
     void close(const varnek::files::ReplacementOptions& options = {});
 

@@ -11,7 +11,9 @@
 namespace varnek::catalogue {
 
 /// Made implicitly of UTF-8 and UTF-16 texts, paths and integers; integers are plain decimals without
-/// grouping. What is not well-formed shows as U+FFFD.
+/// grouping. Narrow texts and paths are taken byte by byte, so that the path in a message is the path on the
+/// disk, whatever its encoding. In UTF-16 the surrogates U+DC80 to U+DCFF that stand for such bytes become
+/// them again (varnek/files/PathText.hpp); other lone surrogates show as U+FFFD.
 class VARNEK_EXPORT Argument {
   public:
     Argument(std::string text) noexcept : text_(std::move(text)) {}
@@ -25,7 +27,7 @@ class VARNEK_EXPORT Argument {
     requires(!std::same_as<Number, bool> && sizeof(Number) > 1) Argument(Number number)
         : text_(std::to_string(number)) {}
 
-    /// UTF-8.
+    /// UTF-8, unless made of bytes that are none.
     const std::string& text() const noexcept { return text_; }
 
   private:

@@ -46,8 +46,10 @@ class VARNEK_EXPORT Connection {
     bool connected() const noexcept;
     /// From now on no call of the listener begins.
     void disconnect() const noexcept;
-    /// The same, and returns when every running call of the listener has ended, except those that the calling
-    /// thread itself is inside of.
+    /// The same, and returns when every running call of the listener has ended, except those that cannot end
+    /// before: calls that this thread itself is inside of, and calls inside which another thread waits here
+    /// for a call of this thread. Two threads inside one listener may thus both call it; an object that the
+    /// other one still uses must then be kept alive by its listener.
     void disconnectAndWait() const noexcept;
 
   private:

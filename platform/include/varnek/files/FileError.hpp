@@ -34,7 +34,8 @@ enum class FileErrorKind : std::uint8_t {
     cannotCreateFolder = 17,
 };
 
-/// Immutable. what() reads `cannot <operation> "<path>": <cause>` with the system's text as cause.
+/// Immutable. what() reads `cannot <operation> "<path>": <cause>` with the system's text as cause; the path
+/// is shown as shownName does.
 class VARNEK_EXPORT FileError : public exception::Cloneable<FileError, exception::Exception> {
   public:
     /// `operation` is a verb phrase ("read file"); `errorNumber` is an errno value or 0, when `cause` alone

@@ -59,20 +59,27 @@ class SETTINGSCORE_EXPORT ErrorMigrateSettingsBetweenReleases
 class SETTINGSCORE_EXPORT ErrorReadingSettingsData
     : public Cloneable<ErrorReadingSettingsData, detail::BuiltTextFailure> {
   public:
-    /// What the readers found. Shown to users: never renumber. Other codes may be carried.
+    /// What the readers found. Shown to users and listed in docs/file-format.md: never renumber.
     enum class ErrorCode : std::int32_t {
-        open = -1,         ///< the file cannot be opened or is none that may be read
-        limits = -2,       ///< larger, or more parts, than the reader takes
-        structure = -3,    ///< the package or a part is not built as a settings file
-        checksum = -4,     ///< a part does not match its checksum
-        encrypted = -5,    ///< encrypted, and no key opens it
-        jsonSyntax = -6,   ///< a part is no JSON text
-        jsonDepth = -7,    ///< JSON nested deeper than the reader takes
-        duplicateKey = -8, ///< a JSON object names a member twice
-        numberRange = -9,  ///< a number that its type cannot hold
-        encoding = -10,    ///< a text that is not valid UTF-8
-        type = -11,        ///< a member or value of a wrong or unknown type
-        name = -12,        ///< a name that no node or part may have
+        open = -1,             ///< the file cannot be opened or is none that may be read
+        limits = -2,           ///< larger, or more parts, than the reader takes
+        structure = -3,        ///< the package or a part is not built as a settings file
+        checksum = -4,         ///< a part does not match its checksum
+        encrypted = -5,        ///< encrypted, and no key opens it
+        jsonSyntax = -6,       ///< a part is no JSON text
+        jsonDepth = -7,        ///< JSON nested deeper than the reader takes
+        duplicateKey = -8,     ///< a JSON object names a member twice
+        numberRange = -9,      ///< a number that its type cannot hold
+        encoding = -10,        ///< a text that is not valid UTF-8, or begins with a byte-order mark
+        type = -11,            ///< a member or value of a wrong or unknown type
+        name = -12,            ///< a name that no node or part may have
+        className = -13,       ///< a typed value of a class that is not known
+        elementKind = -14,     ///< an element that the class of its value does not take
+        shape = -15,           ///< nested arrays of a value that do not make a regular shape
+        objectStart = -20,     ///< an object was due, and the text does not begin with "{"
+        memberSeparator = -21, ///< a member of an object followed by neither "," nor "}"
+        earlyEnd = -22,        ///< the text ends before the value does
+        trailingText = -23,    ///< something follows the value
     };
 
     ErrorReadingSettingsData(ErrorCode errorCode, std::u16string detail);

@@ -2,9 +2,10 @@
 #pragma once
 
 #include "settingscore/exception/FailureShapes.hpp"
-#include "varnek/data/TypeCode.hpp"
 
 #include <string>
+#include <typeindex>
+#include <typeinfo>
 
 namespace settings::core::exception {
 
@@ -34,13 +35,14 @@ class SETTINGSCORE_EXPORT RunTimeFuncInvokingError
 class SETTINGSCORE_EXPORT RuntimeFuncErrorConvertingVxArrayToAny
     : public Cloneable<RuntimeFuncErrorConvertingVxArrayToAny, detail::FunctionFailure> {
   public:
+    /// `valueType`: the type information of the returned value, as UnsupportedAnyType::heldType gives it.
     RuntimeFuncErrorConvertingVxArrayToAny(std::string packageName, std::string functionName,
-                                           varnek::data::TypeCode valueType);
+                                           const std::type_info& valueType);
     const char* what() const noexcept override;
-    varnek::data::TypeCode getValueType() const { return valueType_; }
+    std::type_index getValueType() const { return valueType_; }
 
   private:
-    varnek::data::TypeCode valueType_;
+    std::type_index valueType_;
 };
 
 /// (package name, function name, cause): a validation function could not be called.

@@ -126,12 +126,13 @@ class SETTINGSCORE_EXPORT CantModifyValuesOnReadOnlyLevel
 /// The root knows no factory file and no service of that toolbox.
 class SETTINGSCORE_EXPORT CantReloadFactoryFile : public Cloneable<CantReloadFactoryFile, SettingsException> {
   public:
-    explicit CantReloadFactoryFile(std::string toolboxName);
+    explicit CantReloadFactoryFile(std::u16string toolboxName);
+    explicit CantReloadFactoryFile(const std::string& toolboxName);
     const char* what() const noexcept override;
-    std::string getToolboxName() const { return *toolboxName_; }
+    std::u16string getToolboxName() const { return *toolboxName_; }
 
   private:
-    SharedField<std::string> toolboxName_;
+    SharedField<std::u16string> toolboxName_;
 };
 
 /// The insertion of a child failed after its name had been found free.
@@ -284,14 +285,15 @@ class SETTINGSCORE_EXPORT NotANodeName : public Cloneable<NotANodeName, detail::
 class SETTINGSCORE_EXPORT ProductNodeAlreadyExisted
     : public Cloneable<ProductNodeAlreadyExisted, SettingsException> {
   public:
-    ProductNodeAlreadyExisted(std::string inputName, std::string existingName);
+    ProductNodeAlreadyExisted(std::u16string inputName, std::u16string existingName);
+    ProductNodeAlreadyExisted(const std::string& inputName, const std::string& existingName);
     const char* what() const noexcept override;
-    std::string getInputName() const { return *inputName_; }
-    std::string getExistingName() const { return *existingName_; }
+    std::u16string getInputName() const { return *inputName_; }
+    std::u16string getExistingName() const { return *existingName_; }
 
   private:
-    SharedField<std::string> inputName_;
-    SharedField<std::string> existingName_;
+    SharedField<std::u16string> inputName_;
+    SharedField<std::u16string> existingName_;
 };
 
 /// (object, input name): the group has a child of that name already.

@@ -58,8 +58,9 @@ class SETTINGSCORE_EXPORT SettingsLevel {
     void forgetRootPath() const;
     static void fillRootPath(const SettingsLevel& level);
 
-    static boost::function<void(const SettingsLevel&)> initFunc_; // fills the folder of a level
-    static boost::recursive_mutex mutex_;                         // guards the folders of all levels
+    // Never destroyed: threads may still ask for a folder while the process ends.
+    static boost::function<void(const SettingsLevel&)>& initFunc_; // fills the folder of a level
+    static boost::recursive_mutex& mutex_;                         // guards the folders of all levels
 
     std::string levelName_;
     mutable std::u16string rootPath_;

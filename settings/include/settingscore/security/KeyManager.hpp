@@ -2,8 +2,10 @@
 /// registers.
 ///
 /// The plug-in is a bundle in the folder `bin/linux64/settings_plugins` below the installation, loaded on
-/// first use of one of the functions. It registers a KeyManager; among several the one with the highest
-/// ranking serves.
+/// first use of one of the functions. The installation is the folder that this library was loaded from
+/// without `bin/linux64`, or else without the library folder of `cmake --install`; that installs a key
+/// manager which keeps secrets in memory there. A plug-in registers a KeyManager; among several the one with
+/// the highest ranking serves.
 ///
 /// An encrypted settings file is opened with the secret that is kept under the file's name with its extension
 /// ("editor.vksettings"), taken as the password.

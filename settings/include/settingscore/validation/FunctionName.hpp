@@ -12,9 +12,10 @@ class FunctionName {
     const std::string& getPackageName() const noexcept { return packageName_; }
     const std::string& getFunctionName() const noexcept { return functionName_; }
 
-    friend bool operator==(const FunctionName&, const FunctionName&) = default;
-
   protected:
+    /// For the derived classes: a function of one world never equals one of another.
+    bool operator==(const FunctionName&) const = default;
+
     FunctionName(std::string packageName, std::string functionName) noexcept
         : packageName_(std::move(packageName)), functionName_(std::move(functionName)) {}
 

@@ -23,6 +23,7 @@ class MValidator : public detail::FunctionName {
   public:
     MValidator(std::string packageName, std::string functionName) noexcept
         : FunctionName(std::move(packageName), std::move(functionName)) {}
+    bool operator==(const MValidator& other) const { return FunctionName::operator==(other); }
 };
 
 /// A C function of a plug-in library; the package name is the library's.
@@ -30,6 +31,7 @@ class CValidator : public detail::FunctionName {
   public:
     CValidator(std::string packageName, std::string functionName) noexcept
         : FunctionName(std::move(packageName), std::move(functionName)) {}
+    bool operator==(const CValidator& other) const { return FunctionName::operator==(other); }
 };
 
 /// A function of the Java front end.
@@ -37,6 +39,7 @@ class JValidator : public detail::FunctionName {
   public:
     JValidator(std::string packageName, std::string functionName) noexcept
         : FunctionName(std::move(packageName), std::move(functionName)) {}
+    bool operator==(const JValidator& other) const { return FunctionName::operator==(other); }
 };
 
 /// A callable of this process. Two of them are equal when their names are.
@@ -50,6 +53,7 @@ class CPPValidator : public detail::FunctionName {
         : FunctionName(std::move(packageName), std::move(functionName)), function_(std::move(function)) {}
 
     const Function& getFcn() const noexcept { return function_; }
+    bool operator==(const CPPValidator& other) const { return FunctionName::operator==(other); }
 
   private:
     Function function_;

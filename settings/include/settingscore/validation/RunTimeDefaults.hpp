@@ -27,6 +27,7 @@ class CRunTimeDefault : public detail::FunctionName {
 
     /// Empty when only the names were given.
     const Function& getFcn() const noexcept { return function_; }
+    bool operator==(const CRunTimeDefault& other) const { return FunctionName::operator==(other); }
 
   private:
     Function function_;
@@ -37,6 +38,7 @@ class MRunTimeDefault : public detail::FunctionName {
   public:
     MRunTimeDefault(std::string packageName, std::string functionName) noexcept
         : FunctionName(std::move(packageName), std::move(functionName)) {}
+    bool operator==(const MRunTimeDefault& other) const { return FunctionName::operator==(other); }
 };
 
 /// A function of the Java front end.
@@ -44,6 +46,7 @@ class JRunTimeDefault : public detail::FunctionName {
   public:
     JRunTimeDefault(std::string packageName, std::string functionName) noexcept
         : FunctionName(std::move(packageName), std::move(functionName)) {}
+    bool operator==(const JRunTimeDefault& other) const { return FunctionName::operator==(other); }
 };
 
 /// The run-time default of a definition. The order of the alternatives is fixed.

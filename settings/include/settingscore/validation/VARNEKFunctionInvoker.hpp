@@ -13,6 +13,7 @@ class VARNEKFunctionInvoker : public detail::FunctionName {
   public:
     VARNEKFunctionInvoker(std::string packageName, std::string functionName) noexcept
         : FunctionName(std::move(packageName), std::move(functionName)) {}
+    bool operator==(const VARNEKFunctionInvoker& other) const { return FunctionName::operator==(other); }
 };
 
 } // namespace settings::core

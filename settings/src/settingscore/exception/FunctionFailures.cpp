@@ -5,7 +5,7 @@
 namespace settings::core::exception {
 
 RuntimeFuncErrorConvertingVxArrayToAny::RuntimeFuncErrorConvertingVxArrayToAny(
-    std::string packageName, std::string functionName, varnek::data::TypeCode valueType)
+    std::string packageName, std::string functionName, const std::type_info& valueType)
     : Cloneable(std::move(packageName), std::move(functionName)), valueType_(valueType) {}
 
 const char* InvalidValidator::what() const noexcept {

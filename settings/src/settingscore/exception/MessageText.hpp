@@ -1,5 +1,6 @@
-/// Texts of exceptions between UTF-8 and UTF-16. What is not valid is left out, so that making an exception
-/// does not fail for the sake of its text.
+/// Texts of exceptions between UTF-8 and UTF-16. Making an exception never fails for the sake of its text:
+/// bytes that are no UTF-8 (a path may hold any) are carried as U+DC80 to U+DCFF and come out as they were,
+/// other lone surrogates as U+FFFD.
 #pragma once
 
 #include <string>

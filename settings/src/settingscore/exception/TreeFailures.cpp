@@ -31,8 +31,11 @@ CantModifyValuesOnReadOnlyLevel::CantModifyValuesOnReadOnlyLevel(ObjectHandle ob
                                                                  std::string levelToModify)
     : Cloneable(std::move(object)), levelToModify_(std::move(levelToModify)) {}
 
-CantReloadFactoryFile::CantReloadFactoryFile(std::string toolboxName)
+CantReloadFactoryFile::CantReloadFactoryFile(std::u16string toolboxName)
     : toolboxName_(std::move(toolboxName)) {}
+
+CantReloadFactoryFile::CantReloadFactoryFile(const std::string& toolboxName)
+    : CantReloadFactoryFile(detail::utf16(toolboxName)) {}
 
 ErrorAddingChildNodeOrKey::ErrorAddingChildNodeOrKey(ObjectHandle object, std::string existingNodeKeyName)
     : Cloneable(std::move(object)), existingNodeKeyName_(std::move(existingNodeKeyName)) {}
@@ -79,8 +82,12 @@ NoSuchKey::NoSuchKey(ObjectHandle object, std::string inputName)
     : Cloneable(std::move(object), inputName),
       text_("The requested settings " + inputName + " does not exist.") {}
 
-ProductNodeAlreadyExisted::ProductNodeAlreadyExisted(std::string inputName, std::string existingName)
+ProductNodeAlreadyExisted::ProductNodeAlreadyExisted(std::u16string inputName, std::u16string existingName)
     : inputName_(std::move(inputName)), existingName_(std::move(existingName)) {}
+
+ProductNodeAlreadyExisted::ProductNodeAlreadyExisted(const std::string& inputName,
+                                                     const std::string& existingName)
+    : ProductNodeAlreadyExisted(detail::utf16(inputName), detail::utf16(existingName)) {}
 
 UnSupportedLevel::UnSupportedLevel(ObjectHandle object, std::string inputLevel,
                                    std::vector<std::string> supportedLevelList)

@@ -4,7 +4,9 @@
 #include "settingscore/factoryfile/DefinitionMembers.hpp"
 #include "settingscore/factoryfile/DefinitionSetting.hpp"
 #include "settingscore/factoryfile/DefinitionUpgraders.hpp"
+#include "settingscore/factoryfile/InexactIntegers.hpp"
 #include "settingscore/settings/file/SettingsFileKeys.hpp"
+#include "json/ArrayConversion.hpp"
 #include "json/ParseError.hpp"
 #include "json/Parser.hpp"
 
@@ -77,7 +79,21 @@ std::string placeIn(std::string_view text, std::size_t offset) {
     return "line " + std::to_string(line) + ", column " + std::to_string(column);
 }
 
-SettingsFileContent readDocument(const Value& json, const std::string& file) {
+/// Beyond 64 bits the parsed number no longer tells what was written.
+void reportLargeIntegers(std::string_view text, DefinitionFaults& faults) {
+    const std::string typedData = "." + std::string(varnek::json::typedDataKey);
+    for (const auto& number : varnek::settings::inexactIntegers(text)) {
+        const bool isTyped =
+            number.path.substr(0, number.path.find_last_not_of("[]0123456789") + 1).ends_with(typedData);
+        const bool isKnown = std::any_of(faults.begin(), faults.end(),
+                                         [&](const auto& fault) { return fault.path == number.path; });
+        if (!isTyped && !isKnown && !varnek::json::parse(number.digits).isInteger())
+            faults.push_back({number.path, "is not exact as a double: " + number.digits + " would become " +
+                                               number.asDouble});
+    }
+}
+
+SettingsFileContent readDocument(const Value& json, std::string_view text, const std::string& file) {
     DefinitionFaults faults;
     SettingsFileContent content;
     if (const varnek::json::Object* object = json.ifObject()) {
@@ -88,6 +104,7 @@ SettingsFileContent readDocument(const Value& json, const std::string& file) {
     } else {
         faults.push_back({"$", "must be an object"});
     }
+    reportLargeIntegers(text, faults);
     if (!faults.empty())
         throw InvalidDefinition(file, std::move(faults));
     return content;
@@ -96,8 +113,10 @@ SettingsFileContent readDocument(const Value& json, const std::string& file) {
 } // namespace
 
 SettingsFileContent readDefinitionDocument(std::string_view text, const std::string& file) {
+    if (text.starts_with("\xEF\xBB\xBF"))
+        throw InvalidDefinition(file, {{"$", "starts with a byte-order mark: save it as UTF-8 without one"}});
     try {
-        return readDocument(varnek::json::parse(text), file);
+        return readDocument(varnek::json::parse(text), text, file);
     } catch (const varnek::json::ParseError& error) {
         throw InvalidDefinition(file,
                                 {{error.path(), std::string(varnek::json::failureText(error.failure())) +

@@ -3,6 +3,7 @@
 #include "settingscore/boostany/ArrayConversion.hpp"
 #include "settingscore/factoryfile/ValueCheck.hpp"
 #include "settingscore/settings/file/FunctionMembers.hpp"
+#include "settingscore/settings/file/GroupJson.hpp"
 #include "settingscore/settings/file/JsonPath.hpp"
 #include "settingscore/settings/file/SettingsFileKeys.hpp"
 #include "settingscore/settings/file/ValidatorJson.hpp"
@@ -112,16 +113,6 @@ void readFunctions(const DefinitionMembers& members, NodeDefinition& definition)
 
 // ---- values
 
-/// A plain number has to survive being a double.
-void checkExactness(const Value& plain, const std::string& path, const DefinitionMembers& members) {
-    if (plain.isInteger() && !(Value(plain.asDouble()) == plain))
-        members.report(path, "is not exact as a double: write it as a typed value, such as "
-                             "{\"qfdata\": 9007199254740993, \"qftype\": \"int64\"}");
-    if (const varnek::json::Array* array = plain.ifArray())
-        for (std::size_t i = 0; i < array->size(); ++i)
-            checkExactness((*array)[i], elementPath(path, i), members);
-}
-
 /// What keeps a setting from holding a value whose class alone would do.
 const char* restriction(varnek::data::TypeCode type) {
     using varnek::data::TypeCode;
@@ -148,7 +139,7 @@ ShapedArray readValue(const DefinitionMembers& members) {
         return {};
     }
     if (!typed)
-        checkExactness(*json, path, members);
+        reportInexactIntegers(*json, path, sinkOf(members));
     if (!settingscore::boostany::isSupportedArray(array)) {
         members.report(path, "no setting can hold a value of class \"" +
                                  settingscore::boostany::typeName(array) + "\"" + restriction(array.type()));

@@ -124,8 +124,10 @@ void FactoryGroup::addSetting(std::string_view name, const Properties& propertie
         others.erase(keys::aliasName);
     }
     const NodePtr node = SettingsAccess::node(*handle_)->addSetting(name, defined, level);
-    if (isVector && !properties.getFactoryValue().isVoid())
+    if (isVector && !properties.getFactoryValue().isVoid()) {
+        node->loadValue(LevelIndex::factory, {}); // with the shape of its own
         node->loadValue(LevelIndex::factory, {properties.getFactoryValue(), *isVector});
+    }
     node->setAttributes(std::move(others));
 }
 

@@ -8,6 +8,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <compare>
+#include <concepts>
 #include <cstdint>
 #include <limits>
 
@@ -22,6 +24,30 @@ using Refusal = std::optional<std::string>;
 std::string text(double number) {
     return settingscore::boostany::numberText(boost::any(number));
 }
+template <std::integral T>
+std::string text(T number) {
+    return std::to_string(number);
+}
+
+/// Exact, where a cast to double would round a 64-bit integer.
+std::partial_ordering order(double element, double bound) {
+    return element <=> bound;
+}
+template <std::integral T>
+std::partial_ordering order(T element, double bound) {
+    constexpr int valueBits = std::numeric_limits<T>::digits;
+    if (std::isnan(bound))
+        return std::partial_ordering::unordered;
+    if (bound >= std::ldexp(1.0, valueBits))
+        return std::partial_ordering::less;
+    if (bound < static_cast<double>(std::numeric_limits<T>::min()))
+        return std::partial_ordering::greater;
+    const double whole = std::floor(bound);
+    const auto floor = static_cast<T>(whole);
+    if (element == floor && bound > whole)
+        return std::partial_ordering::less;
+    return element <=> floor;
+}
 std::string quoted(const std::u16string& value) {
     return "\"" + varnek::json::fromUtf16(value) + "\"";
 }
@@ -29,12 +55,7 @@ std::string quoted(const std::u16string& value) {
 /// "at least 1", "at most 9", "from 1 to 9".
 template <class T>
 std::string range(const boost::optional<T>& min, const boost::optional<T>& max) {
-    const auto shown = [](const T& bound) {
-        if constexpr (std::is_same_v<T, double>)
-            return text(bound);
-        else
-            return std::to_string(bound);
-    };
+    const auto shown = [](const T& bound) { return text(bound); };
     if (min && max)
         return "from " + shown(*min) + " to " + shown(*max);
     return min ? "at least " + shown(*min) : "at most " + shown(*max);
@@ -67,12 +88,21 @@ Refusal shapeRefusal(const AnyShape&, const Array&) {
     return std::nullopt;
 }
 
-/// Calls `test` with each element as a double until it answers something. Numbers and logical values only.
+template <std::integral T>
+T asTested(T element) {
+    return element;
+}
+inline double asTested(double element) {
+    return element;
+}
+
+/// Calls `test` with each element, single as double, until it answers something. Numbers and logical values
+/// only.
 template <class Test>
 Refusal firstRefusal(const Array& value, Test test) {
     const auto all = [&]<class T>(T*) -> Refusal {
         for (const T element : value.elements<T>())
-            if (Refusal refusal = test(static_cast<double>(element)))
+            if (Refusal refusal = test(asTested(element)))
                 return refusal;
         return std::nullopt;
     };
@@ -131,11 +161,12 @@ class Check : public boost::static_visitor<Refusal> {
             return refusal;
         if (!isNumeric(value_.type()))
             return data.isIntegerRequired() ? "must be an integer" : "must be a number";
-        return firstRefusal(value_, [&](double element) -> Refusal {
-            if (data.isIntegerRequired() && element != std::floor(element))
-                return "must be an integer, " + text(element) + " is none";
+        return firstRefusal(value_, [&](auto element) -> Refusal {
+            if constexpr (std::is_floating_point_v<decltype(element)>)
+                if (data.isIntegerRequired() && element != std::floor(element))
+                    return "must be an integer, " + text(element) + " is none";
             const auto min = data.getMinValue(), max = data.getMaxValue();
-            if ((!min || *min <= element) && (!max || element <= *max))
+            if ((!min || order(element, *min) >= 0) && (!max || order(element, *max) <= 0))
                 return std::nullopt;
             return "must be " + range(min, max) + ", " + text(element) + " is not";
         });
@@ -164,7 +195,7 @@ class Check : public boost::static_visitor<Refusal> {
             return refusal;
         if (value_.type() != TypeCode::logical && !isNumeric(value_.type()))
             return "must be logical";
-        return firstRefusal(value_, [](double element) -> Refusal {
+        return firstRefusal(value_, [](auto element) -> Refusal {
             if (element == 0 || element == 1)
                 return std::nullopt;
             return "must be logical, " + text(element) + " is neither 0 nor 1";

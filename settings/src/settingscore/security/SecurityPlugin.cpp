@@ -5,6 +5,7 @@
 #include "settingscore/exception/FileFailures.hpp"
 #include "settingscore/exception/MessageText.hpp"
 #include "varnek/files/Folder.hpp"
+#include "varnek/host/Executable.hpp"
 #include "varnek/log/Channel.hpp"
 
 #include <mutex>
@@ -31,6 +32,17 @@ PluginSource pluginSource;
 PluginSource currentSource() {
     const std::lock_guard lock(sourceMutex);
     return pluginSource;
+}
+
+/// The prefix that this library is installed below: a host may keep it among its own libraries in
+/// bin/linux64, `cmake --install` puts it where the build says. Nothing else is searched, because what is
+/// found there is run.
+std::filesystem::path ownInstallationRoot() {
+    const auto library = varnek::host::modulePathOf(reinterpret_cast<const void*>(&setPluginSource));
+    const std::filesystem::path folder = library.parent_path();
+    const bool isAmongThoseOfTheHost =
+        folder.filename() == "linux64" && folder.parent_path().filename() == "bin";
+    return (folder / (isAmongThoseOfTheHost ? "../.." : SETTINGSCORE_PREFIX_FROM_LIBRARY)).lexically_normal();
 }
 
 /// Never stopped: services may be used until the process ends.
@@ -92,7 +104,8 @@ std::shared_ptr<KeyManager> keyManager() {
         const BundleContext context = source.context ? source.context() : ownContext();
         if (auto service = registeredIn(context))
             return service;
-        const std::filesystem::path root = source.installationRoot ? source.installationRoot() : "";
+        const std::filesystem::path root =
+            source.installationRoot ? source.installationRoot() : ownInstallationRoot();
         if (root.empty())
             throw std::runtime_error("the installation folder is not known");
         startBundles(root / pluginFolder, context);

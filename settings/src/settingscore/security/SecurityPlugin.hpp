@@ -10,9 +10,9 @@
 
 namespace settings::security::detail {
 
-/// Supplied by start-up. Both functions are called without a lock, on any thread.
+/// Replaced by hosts and tests; works as it is made. Both functions are called without a lock, on any thread.
 struct PluginSource {
-    /// Empty, or an empty path: no plug-in.
+    /// Empty: the prefix that this library is installed below. An empty path: no plug-in.
     std::function<std::filesystem::path()> installationRoot;
     /// The context in which the plug-in is installed; empty: a framework that this room keeps for itself.
     std::function<cppmicroservices::BundleContext()> context;

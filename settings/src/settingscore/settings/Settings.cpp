@@ -5,8 +5,11 @@
 #include "settingscore/events/EventTypes.hpp"
 #include "settingscore/exception/Exceptions.hpp"
 #include "settingscore/settings/node/FullNamePath.hpp"
+#include "settingscore/settings/node/LevelCheck.hpp"
 #include "settingscore/settings/node/NodeLog.hpp"
 #include "settingscore/settings/node/SettingsAccess.hpp"
+
+#include <stdexcept>
 
 namespace settings::core {
 
@@ -14,7 +17,7 @@ using detail::NodePtr;
 using detail::ShapedArray;
 using varnek::data::Array;
 
-const std::string Settings::settingsExtension = ".vksettings";
+const std::string& Settings::settingsExtension = *new std::string(".vksettings");
 
 Settings::Settings(NodePtr node) : impl_(std::move(node)) {}
 Settings::Settings(const Settings& other) = default;
@@ -41,8 +44,7 @@ boost::shared_ptr<Settings> Settings::wrapImpl(const NodePtr& node) {
     return node == nullptr ? nullptr : boost::shared_ptr<Settings>(new Settings(node));
 }
 
-// ---- values
-// -----------------------------------------------------------------------------------------------------
+// ---- values ----
 
 Array Settings::get(std::string_view name, std::string_view level) const {
     return impl_->get(name, level);
@@ -61,12 +63,15 @@ void Settings::setValue(std::string_view name, const Array& value, bool isVector
     impl_->setValue(name, value, isVector, level);
 }
 
-void Settings::setAny(std::string_view name, const boost::any& value, std::string_view level) {
-    const NodePtr child = impl_->getChild(name, true);
-    if (child == nullptr)
+void Settings::requireChild(std::string_view name) const {
+    if (impl_->getChild(name, true) == nullptr)
         throw exception::NoSuchKey(impl_->getThisObjectImpl(), std::string(name));
-    const detail::NodeValue pair(child, settingscore::boostany::toArray(value));
-    impl_->multipleSet({&pair, 1}, level, false);
+}
+
+void Settings::setAny(std::string_view name, const boost::any& value, std::string_view level) {
+    requireChild(name);
+    const auto [array, isVector] = settingscore::boostany::toArray(value);
+    setValue(name, array, isVector, level);
 }
 
 void Settings::unset(std::string_view name, std::string_view level) {
@@ -91,28 +96,34 @@ Settings::setTogether(const std::vector<std::pair<boost::shared_ptr<Settings>, A
     return multipleSetImpl(pairs, level, collect);
 }
 
-Settings::Failures Settings::multipleSetImpl(const Pairs& values, std::string_view level, bool collect) {
-    if (values.empty())
-        return {};
-    std::vector<detail::NodeValue> nodes;
+std::vector<std::pair<NodePtr, ShapedArray>> Settings::nodesOf(const Pairs& values) {
+    std::vector<std::pair<NodePtr, ShapedArray>> nodes;
     nodes.reserve(values.size());
-    for (const auto& [setting, value] : values)
+    for (const auto& [setting, value] : values) {
+        if (setting == nullptr)
+            throw std::invalid_argument("an empty handle in a batch of settings");
         nodes.emplace_back(setting->impl_, value);
+    }
+    return nodes;
+}
+
+Settings::Failures Settings::multipleSetImpl(const Pairs& values, std::string_view level, bool collect) {
+    if (values.empty()) {
+        detail::checkModifiableLevel(level, [] { return boost::shared_ptr<const Settings>(); });
+        return {};
+    }
+    const auto nodes = nodesOf(values);
     return nodes.front().first->multipleSet(nodes, level, collect);
 }
 
 Settings::Failures Settings::multipleValidateImpl(const Pairs& values, bool collect) {
     if (values.empty())
         return {};
-    std::vector<detail::NodeValue> nodes;
-    nodes.reserve(values.size());
-    for (const auto& [setting, value] : values)
-        nodes.emplace_back(setting->impl_, value);
+    const auto nodes = nodesOf(values);
     return nodes.front().first->multipleValidate(nodes, collect);
 }
 
-// ---- the tree
-// ---------------------------------------------------------------------------------------------------
+// ---- the tree ----
 
 boost::shared_ptr<Settings> Settings::getChild(std::string_view name) const {
     return wrapImpl(impl_->getChild(name, true));
@@ -162,6 +173,8 @@ void Settings::removeNode(std::string_view name) {
 }
 
 void Settings::mergeDescendants(const boost::shared_ptr<const Settings>& other, std::string_view level) {
+    if (other == nullptr)
+        throw std::invalid_argument("nothing to merge");
     impl_->mergeDescendants(other->impl_, level);
 }
 
@@ -233,8 +246,7 @@ void Settings::setSyncWithVCOSTree(bool sync) {
     impl_->setSyncWithVCOSTree(sync);
 }
 
-// ---- static operations
-// ------------------------------------------------------------------------------------------
+// ---- static operations ----
 
 bool Settings::equal(const Settings& a, const Settings& b) {
     return a.impl_ == b.impl_ ||

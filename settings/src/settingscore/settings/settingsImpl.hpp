@@ -98,7 +98,7 @@ class SettingsImpl : public SettingsNodeImpl, public boost::enable_shared_from_t
     ReadOnlyState readOnlyState() const override { return readOnly_.load(std::memory_order_relaxed); }
     bool hasAnythingToPersist(LevelIndex level) const override;
     ShapedArray valueOn(LevelIndex level) const override { return values_.on(level); }
-    void loadValue(LevelIndex level, ShapedArray value) override;
+    bool loadValue(LevelIndex level, ShapedArray value) override;
     void unloadLevel(LevelIndex level) override;
     FactorySettingProperties definition() const override;
     varnek::json::Object attributes() const override;
@@ -121,6 +121,10 @@ class SettingsImpl : public SettingsNodeImpl, public boost::enable_shared_from_t
     void checkStructureMayChange(const boost::shared_ptr<const Settings>& child, bool adding) const override;
     const LevelValues* values() const noexcept override;
 
+    /// A value that somebody else has changed in the file: replaces `before` by `now` (void: none) unless the
+    /// level holds something else by now. No check, no save; an event as for every change.
+    void replaceValue(LevelIndex level, const ShapedArray& before, const ShapedArray& now);
+
     /// Of a top-level group: the factory file that its definitions come from, UTF-8; empty when there is
     /// none.
     std::string factoryFile() const;
@@ -136,6 +140,8 @@ class SettingsImpl : public SettingsNodeImpl, public boost::enable_shared_from_t
     /// The child that leaves no room for one called `name`, or empty. Called under the group's lock as well.
     virtual NodePtr clashing(std::string_view name) const;
     [[noreturn]] virtual void refuseClash(const NodePtr& existing) const;
+    /// The same when the name was free a moment before.
+    [[noreturn]] virtual void refuseInsertion(const std::string& name) const;
     /// Raises what forbids to take over nodes that a loader built. Called under the group's lock.
     virtual void checkAdoptable(const std::vector<NodePtr>& children) const;
 
@@ -156,9 +162,11 @@ class SettingsImpl : public SettingsNodeImpl, public boost::enable_shared_from_t
     boost::shared_ptr<SettingsImpl> parentGroup() const;
     /// The lock that serialises writers of this setting's values, taken.
     WriterLock lockForWriting() const;
-    StoreOutcome store(LevelIndex level, const ShapedArray& value);
+    /// Does nothing when the level holds the value already, or something else than `onlyInPlaceOf`.
+    StoreOutcome store(LevelIndex level, const ShapedArray& value,
+                       const ShapedArray* onlyInPlaceOf = nullptr);
     void recordDataType(const ShapedArray& value);
-    void announce(const StoreOutcome& outcome, LevelIndex level);
+    void announce(const StoreOutcome& outcome);
     void checkStorable(const ShapedArray& value) const;
     /// NotANodeName for a setting.
     void requireGroup() const;
@@ -170,8 +178,12 @@ class SettingsImpl : public SettingsNodeImpl, public boost::enable_shared_from_t
     NodePtr add(NodeSpec spec, bool isGroup, const ShapedArray& initial, LevelIndex level);
     /// The types of one event class for this node, and those of listeners to all of its events.
     std::vector<std::u16string> publishedTypes(std::string_view eventClass) const;
-    /// What a value for `node` is stored in: the setting behind a proxy or an alias; null in another process.
-    static boost::shared_ptr<SettingsImpl> storeTarget(const NodePtr& node);
+    /// What the values are stored in: the setting behind a proxy or an alias; null for a node of another
+    /// process.
+    static std::vector<boost::shared_ptr<SettingsImpl>> storeTargets(std::span<const NodeValue> values);
+    static std::vector<Failure> checkValues(std::span<const NodeValue> values,
+                                            const std::vector<boost::shared_ptr<SettingsImpl>>& targets,
+                                            bool collect);
     void announceAdded(const NodePtr& child);
     void announceRemoved(const NodePtr& child);
     void updateDefinition(const std::function<void(NodeDefinition&)>& change);

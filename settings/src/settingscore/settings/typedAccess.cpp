@@ -80,11 +80,9 @@ T Settings::getByFullName(std::string_view fullName, std::string_view level) con
 
 template <SettingValueType T>
 void Settings::set(std::string_view name, const T& value, std::string_view level) {
-    const detail::NodePtr child = impl_->getChild(name, true);
-    if (child == nullptr)
-        throw exception::NoSuchKey(impl_->getThisObjectImpl(), std::string(name));
-    const detail::NodeValue pair(child, settingscore::boostany::arrayFrom(value));
-    impl_->multipleSet({&pair, 1}, level, false);
+    requireChild(name);
+    const auto [array, isVector] = settingscore::boostany::arrayFrom(value);
+    setValue(name, array, isVector, level);
 }
 
 #define SETTINGS_TYPED_ACCESS(T)                                                                             \

@@ -23,7 +23,7 @@ std::string notWrittenText(std::string_view cause);
 /// Raises FileDoesNotExist or PackageCannotBeOpened.
 [[noreturn]] void throwNotOpened(const opc::OpenError& failure, const std::filesystem::path& file);
 
-/// Text of any encoding as UTF-16; what is not valid is left out.
+/// Text of any encoding as UTF-16; bytes that are no UTF-8 become U+DC80 to U+DCFF, as in paths.
 std::u16string shownText(std::string_view text);
 
 } // namespace settings::core::detail

@@ -1,6 +1,7 @@
 #include "settingscore/settings/file/FileFault.hpp"
 
 #include "settingscore/settings/file/FileFailureText.hpp"
+#include "varnek/files/PathText.hpp"
 #include "json/Parser.hpp"
 
 #include <cmath>
@@ -13,7 +14,7 @@ using varnek::json::ParseError;
 using varnek::json::Value;
 
 void FilePlace::refuse(ReadError code, std::string_view path, std::string_view rule) const {
-    std::string text = "\"" + file.string() + "\"";
+    std::string text = "\"" + varnek::files::shownName(file.native()) + "\"";
     if (!part.empty())
         text += ", part \"" + part + "\"";
     text += ": ";

@@ -3,6 +3,7 @@
 #include "settingscore/boostany/ArrayConversion.hpp"
 #include "settingscore/settings/file/FileLog.hpp"
 #include "settingscore/settings/file/FunctionMembers.hpp"
+#include "settingscore/settings/file/JsonPath.hpp"
 #include "settingscore/settings/file/NameText.hpp"
 #include "settingscore/settings/file/SettingsFileKeys.hpp"
 #include "settingscore/settings/file/ValidatorJson.hpp"
@@ -20,6 +21,15 @@ using varnek::json::Value;
 
 bool isReadableName(std::string_view name) {
     return !name.empty() && varnek::files::utf16FromUtf8(name).has_value();
+}
+
+void reportInexactIntegers(const Value& plain, const std::string& path, const FaultSink& fault) {
+    if (plain.isInteger() && !(Value(plain.asDouble()) == plain))
+        fault(path, "is not exact as a double: write it as a typed value, such as "
+                    "{\"qfdata\": 9007199254740993, \"qftype\": \"int64\"}");
+    if (const Array* array = plain.ifArray())
+        for (std::size_t i = 0; i < array->size(); ++i)
+            reportInexactIntegers((*array)[i], elementPath(path, i), fault);
 }
 
 // ---- reading ----
@@ -53,15 +63,20 @@ ShapedArray readValue(const MemberReader& members) {
         return {};
     if (json == nullptr)
         members.refuse(ReadError::structure, keys::value, "is missing, though there is said to be one");
+    // Always typed in our own files; plain JSON that loses nothing is as good.
+    const bool isTyped = varnek::json::isTyped(*json);
     varnek::data::Array array;
     try {
-        // Always typed in our own files; plain JSON that loses nothing is as good.
-        array =
-            varnek::json::isTyped(*json) ? varnek::json::fromTyped(*json) : varnek::json::fromPlain(*json);
+        array = isTyped ? varnek::json::fromTyped(*json) : varnek::json::fromPlain(*json);
     } catch (const varnek::json::ConversionError& failure) {
         members.place().refuse(static_cast<ReadError>(failure.code()),
                                members.pathOf(keys::value) + failure.path().substr(1), failure.detail());
     }
+    if (!isTyped)
+        reportInexactIntegers(*json, members.pathOf(keys::value),
+                              [&members](const std::string& path, const std::string& rule) {
+                                  members.place().refuse(ReadError::numberRange, path, rule);
+                              });
     if (!settingscore::boostany::isSupportedArray(array))
         members.refuse(ReadError::type, keys::value,
                        "no setting can hold a value of class \"" + settingscore::boostany::typeName(array) +

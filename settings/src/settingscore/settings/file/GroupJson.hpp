@@ -5,6 +5,7 @@
 #include "settingscore/level/LevelIndex.hpp"
 #include "settingscore/settings/file/FileFault.hpp"
 #include "settingscore/settings/file/SettingsFileContent.hpp"
+#include "settingscore/settings/file/ValidatorJson.hpp"
 
 #include <string>
 
@@ -40,6 +41,10 @@ class GroupReader {
 /// `fullName` is the group's, from the top-level group down. What a file of this level does not define is
 /// left out: functions beyond "factory", flags and validators of what a factory file defines.
 varnek::json::Object writeGroup(const GroupRecord& group, const std::string& fullName, LevelIndex level);
+
+/// One fault for each integer in plain JSON that would be another number as a double. (Of those beyond 64
+/// bits only the text knows: the parser reads them as doubles.)
+void reportInexactIntegers(const varnek::json::Value& plain, const std::string& path, const FaultSink& fault);
 
 /// Whether a definition may give a node this name: valid UTF-8, not empty.
 bool isReadableName(std::string_view name);

@@ -15,6 +15,7 @@
 #include "settingscore/settings/file/TreeSnapshot.hpp"
 #include "settingscore/settings/settingsFile.hpp"
 #include "varnek/files/FileAccess.hpp"
+#include "varnek/files/FolderLock.hpp"
 #include "varnek/files/PathText.hpp"
 #include "json/Value.hpp"
 
@@ -242,22 +243,25 @@ std::pair<SaveOutcome, std::string> LevelFileKeeper::attempt(const Key& key, con
 
 SaveOutcome LevelFileKeeper::save(const Key& key, const NodePtr& group) {
     const std::filesystem::path file = fileOf(key.first, key.second);
-    LevelFileStatus before = status(key.first, key.second);
-    if (before.isEncrypted) {
+    const auto refuseEncrypted = [&] {
+        if (!status(key.first, key.second).isEncrypted)
+            return false;
         logEncrypted(file);
+        return true;
+    };
+    if (refuseEncrypted())
         return SaveOutcome::encrypted;
-    }
     if (!isSettingsSavingTurnedOn())
         return SaveOutcome::switchedOff;
-    if (mustReadFirst(key))
-        before.loaded = read(key, group);
-    if (before.loaded == LoadOutcome::unreadable)
-        return SaveOutcome::waitingForRead;
-    bool keepsMore = false;
-    {
-        const std::lock_guard lock(mutex_);
-        const FileState& state = stateOf(key);
-        keepsMore = state.leftovers != nullptr || state.foreignParts != nullptr;
+    std::optional<varnek::files::FolderLock> othersOut;
+    if (!file.empty() && !othersOut.emplace(file.parent_path()).isHeld())
+        VARNEK_LOG(fileLog, warning) << "saves without a lock on the folder: " << file.parent_path().string();
+    if (mustReadFirst(key)) {
+        const LoadOutcome outcome = read(key, group);
+        if (refuseEncrypted())
+            return SaveOutcome::encrypted;
+        if (outcome == LoadOutcome::unreadable)
+            return SaveOutcome::waitingForRead;
     }
     Image image;
     PrefdirFileAccess access(
@@ -267,7 +271,7 @@ SaveOutcome LevelFileKeeper::save(const Key& key, const NodePtr& group) {
             outcome = image.outcome;
             return bytes;
         },
-        keepsMore);
+        holdsMoreThanTheTree(key));
     access.onReplacing([&] {
         if (image.replacesDamaged)
             keepAside(file);
@@ -277,6 +281,12 @@ SaveOutcome LevelFileKeeper::save(const Key& key, const NodePtr& group) {
         noteSaved(key, image);
     const bool isGone = outcome == SaveOutcome::nothingToSave && group->originLevel() != LevelIndex::session;
     return isGone ? removeFile(key) : outcome;
+}
+
+bool LevelFileKeeper::holdsMoreThanTheTree(const Key& key) const {
+    const std::lock_guard lock(mutex_);
+    const FileState& state = stateOf(key);
+    return state.leftovers != nullptr || state.foreignParts != nullptr;
 }
 
 /// The one place where a save is carried out; a writer thread would take the access from here.
@@ -321,6 +331,7 @@ std::optional<std::string> LevelFileKeeper::makeImage(const Key& key, const Node
     auto bytes = fileImage(content, key.second, present);
     image.isComplete = true;
     image.version = content.version;
+    image.tree = std::make_shared<const GroupRecord>(std::move(content.tree));
     image.replacesDamaged = present.state == PresentFile::State::damaged;
     image.revision = std::max(content.revision, present.revision);
     return bytes;
@@ -329,8 +340,11 @@ std::optional<std::string> LevelFileKeeper::makeImage(const Key& key, const Node
 void LevelFileKeeper::noteSaved(const Key& key, const Image& image) {
     if (!image.isComplete)
         return;
+    const auto stamp = varnek::files::FileStamp::of(fileOf(key.first, key.second));
     const std::lock_guard lock(mutex_);
     FileState& state = stateOf(key);
+    state.base = image.tree;
+    state.stamp = stamp;
     state.isVersionNew = state.isVersionNew && state.version != image.version;
     state.status.loaded = LoadOutcome::ok;
     state.status.loadMessage.clear();
@@ -364,6 +378,7 @@ SaveOutcome LevelFileKeeper::removeFile(const Key& key) {
     }
     const std::lock_guard lock(mutex_);
     FileState& state = stateOf(key);
+    state.base = nullptr;
     state.status.loaded = LoadOutcome::absent;
     state.status.loadMessage.clear();
     state.status.revision = std::max(state.status.revision, present.revision);

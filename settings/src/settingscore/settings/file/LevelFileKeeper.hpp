@@ -4,6 +4,11 @@
 /// library does not know, the version record, the revision number, whether the file is encrypted, and how the
 /// last reading and the last saving ended.
 ///
+/// Other processes may change the same files. Every save therefore keeps them out of the folder while it
+/// works, and first takes over what they have written since this process read or wrote the file: values that
+/// were not changed here become theirs, with the events of a change; where both have changed one value, that
+/// of this process stays. A file that is gone takes nothing away.
+///
 /// Saving runs in the thread that asks for it and is over when the request returns; a failure is logged and
 /// can be asked for, it does not come back. A request that cannot be met stays marked and goes with the next
 /// one. Of one file only one operation runs at a time: a request that arrives meanwhile waits and shares the
@@ -20,6 +25,7 @@
 #include "settingscore/settings/file/SettingsFileAccess.hpp"
 #include "settingscore/settings/file/SettingsFileContent.hpp"
 #include "settingscore/settings/node/TreeContext.hpp"
+#include "varnek/files/FileStamp.hpp"
 
 #include <condition_variable>
 #include <cstdint>
@@ -64,10 +70,11 @@ class LevelFileKeeper : public SaveRequests {
     void requestSave(const NodePtr& topLevelGroup, LevelIndex level) override;
     void loadUserSettings(const NodePtr& topLevelGroup) override;
     void requestDelete(const NodePtr& topLevelGroup, LevelIndex level) override;
-    void adoptKeptValues(const NodePtr& topLevelGroup) override { adoptLeftovers(topLevelGroup); }
+    void adoptKeptValues(const NodePtr& topLevelGroup) override;
 
-    /// Reads the group's file of the level into the tree. Values that are in memory already stay. A file that
-    /// cannot be read puts nothing in place and stays as it is.
+    /// Reads the group's file of the level into the tree. The first time, values that are in memory already
+    /// stay; later only what has changed in the file is put in place, with events. A file that cannot be read
+    /// puts nothing in place and stays as it is.
     LoadOutcome loadLevel(const NodePtr& topLevelGroup, LevelIndex level);
 
     /// Brings back the top-level groups that users added: those with a file in the level's folder and no node
@@ -103,6 +110,7 @@ class LevelFileKeeper : public SaveRequests {
     std::pair<SaveOutcome, std::string> attempt(const Key& key, const NodePtr& group);
     SaveOutcome save(const Key& key, const NodePtr& group);
     SaveOutcome removeFile(const Key& key);
+    bool holdsMoreThanTheTree(const Key& key) const;
     SaveOutcome execute(SettingsFileAccess& access);
     /// What a save learned about the file; it counts once the save has succeeded.
     struct Image {
@@ -110,6 +118,7 @@ class LevelFileKeeper : public SaveRequests {
         bool replacesDamaged = false;
         std::uint64_t revision = 0;
         std::optional<VersionRecord> version{};
+        std::shared_ptr<const GroupRecord> tree{};
         SaveOutcome outcome = SaveOutcome::unchanged; // when there are no bytes to write
     };
     std::optional<std::string> makeImage(const Key& key, const NodePtr& group,
@@ -118,9 +127,15 @@ class LevelFileKeeper : public SaveRequests {
     bool mustReadFirst(const Key& key) const;
     LoadOutcome read(const Key& key, const NodePtr& group);
     NodePtr readAddedGroup(const Key& key, const NodePtr& root);
-    std::optional<SettingsFileContent> readContent(const Key& key);
+    /// What a reading has found; it counts once the values are in the tree.
+    struct Found {
+        SettingsFileContent content;
+        std::shared_ptr<const GroupRecord> base;
+        varnek::files::FileStamp stamp;
+    };
+    std::optional<Found> readContent(const Key& key);
     LoadOutcome refuse(const Key& key, LoadOutcome outcome, const std::string& cause);
-    void remember(const Key& key, SettingsFileContent content, GroupRecord rest);
+    void remember(const Key& key, Found found, GroupRecord rest);
     void adopt(const Key& key, const NodePtr& group);
 
     const FolderOfLevel folders_;

@@ -3,6 +3,7 @@
 
 #include "settingscore/settings/file/LevelFileKeeper.hpp"
 #include "settingscore/settings/node/SettingsNodeImpl.hpp"
+#include "varnek/files/FileStamp.hpp"
 
 namespace settings::core::detail {
 
@@ -11,6 +12,8 @@ struct LevelFileKeeper::FileState {
     LevelFileStatus status;
     std::shared_ptr<const GroupRecord> leftovers; // null: none
     std::shared_ptr<const std::vector<ForeignPart>> foreignParts;
+    std::shared_ptr<const GroupRecord> base; // what the file held when it was last read or written
+    varnek::files::FileStamp stamp;          // of the file then
     std::optional<VersionRecord> version;
     bool isVersionNew = false; // set here and not written yet: a reading must not replace it
 

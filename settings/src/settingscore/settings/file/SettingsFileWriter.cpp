@@ -3,12 +3,14 @@
 #include "opc/PackageError.hpp"
 #include "opc/qfservices/CorePropertiesManager.hpp"
 #include "opc/qfservices/FileSystemManager.hpp"
+#include "settingscore/exception/FileFailures.hpp"
 #include "settingscore/settings/file/FileFailureText.hpp"
 #include "settingscore/settings/file/FileLog.hpp"
 #include "settingscore/settings/file/GroupJson.hpp"
 #include "settingscore/settings/file/NameText.hpp"
 #include "settingscore/settings/file/ReleaseJson.hpp"
 #include "settingscore/settings/file/SettingsFileKeys.hpp"
+#include "settingscore/settings/file/SettingsFileReader.hpp"
 #include "settingscore/settings/file/TreeSnapshot.hpp"
 #include "varnek/files/FileReplacement.hpp"
 #include "varnek/files/PathText.hpp"
@@ -76,8 +78,17 @@ class PackageWriter {
     LevelIndex level_;
 };
 
+/// The group whose settings a package holds; nothing when it is no settings file.
+std::optional<std::string> groupIn(const opc::model::Package& package, const std::filesystem::path& file) {
+    const auto group = readGroupPart(package, file, keys::treeFolder, FileUse::factory);
+    if (!group)
+        return std::nullopt;
+    return group->name.empty() ? groupNameOf(file) : group->name;
+}
+
 /// The path is a user's choice, and perhaps a slip of the hand.
-void checkReplaceable(const PresentFile& present, const std::filesystem::path& file) {
+void checkReplaceable(const PresentFile& present, const std::filesystem::path& file,
+                      const std::string& group) {
     const std::string name = '"' + file.string() + "\": ";
     const std::string notOurs = name + "the file is there already and is no settings file";
     switch (present.state) {
@@ -93,10 +104,14 @@ void checkReplaceable(const PresentFile& present, const std::filesystem::path& f
             throwNotWritten(file, notOurs);
         return;
     }
-    case PresentFile::State::plain:
-        if (!FileSystemManager(*present.package)
-                 .hasEntry(std::u16string(keys::treeFolder).append(keys::groupFile)))
+    case PresentFile::State::plain: {
+        const auto owner = groupIn(*present.package, file);
+        if (!owner)
             throwNotWritten(file, notOurs);
+        if (*owner != group)
+            throwNotWritten(file, name + "the file is there already and holds the settings of \"" +
+                                      varnek::files::shownName(*owner) + "\", not of \"" + group + "\"");
+    }
     }
 }
 
@@ -118,13 +133,15 @@ std::optional<std::string> fileImage(SettingsFileContent& content, LevelIndex le
 void SettingsFileWriter::write(SettingsFileContent content, LevelIndex level,
                                const std::filesystem::path& file) {
     const PresentFile present = PresentFile::at(file);
-    checkReplaceable(present, file);
     try {
+        checkReplaceable(present, file, content.tree.name);
         const auto bytes = fileImage(content, level, present);
         if (bytes)
             varnek::files::replaceFile(
                 file, *bytes,
                 {.temporaryDirectoryRoot = {}, .mode = level == LevelIndex::factory ? 0644U : 0600U});
+    } catch (const exception::SettingsFileNotWritten&) {
+        throw;
     } catch (const std::exception& failure) {
         throwNotWritten(file, failure.what());
     }

@@ -24,7 +24,8 @@ std::optional<std::string> fileImage(SettingsFileContent& content, LevelIndex le
 /// file is left alone.
 ///
 /// All of them block on the disk. Errors: SettingsFileNotWritten; the file is as it was. A file that is
-/// encrypted, or that is there and is no settings file, is never replaced; an empty one is.
+/// encrypted, or that is there and is no settings file or that of another group, is never replaced; an empty
+/// one is.
 class SettingsFileWriter {
   public:
     /// Definitions and values of level "factory". The file is for everybody: mode 0644.

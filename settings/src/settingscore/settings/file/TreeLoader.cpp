@@ -1,5 +1,6 @@
 #include "settingscore/settings/file/TreeLoader.hpp"
 
+#include "settingscore/exception/TreeFailures.hpp"
 #include "settingscore/settings/file/FileLog.hpp"
 #include "json/ArrayConversion.hpp"
 #include "json/Writer.hpp"
@@ -54,8 +55,7 @@ class GroupLoader {
             loadSetting(std::move(setting), rest);
         for (GroupRecord& child : record.groups)
             loadGroup(std::move(child), rest);
-        if (!made_.empty())
-            group_->adoptChildren(std::move(made_));
+        adoptMade();
         rest.name = std::move(record.name);
         rest.readOnly = record.readOnly;
         rest.visible = record.visible;
@@ -72,16 +72,29 @@ class GroupLoader {
         return found != children_.end() && (*found)->getName() == name ? *found : NodePtr();
     }
 
+    /// Nodes that were added to the live tree meanwhile stay.
+    void adoptMade() {
+        while (!made_.empty())
+            try {
+                group_->adoptChildren(made_);
+                return;
+            } catch (const exception::SameNameChildAlreadyExisted&) {
+                const auto isTaken = [this](const NodePtr& made) {
+                    return group_->getChild(made->getName(), false) != nullptr;
+                };
+                if (std::erase_if(made_, isTaken) == 0)
+                    throw;
+            }
+    }
+
     void loadSetting(SettingRecord&& record, GroupRecord& rest) {
         const NodePtr known = find(record.name);
         if (known == nullptr && record.isUserDefined)
             made_.push_back(makeSetting(std::move(record), rules_));
         else if (known == nullptr || !known->isLeafNode())
             rest.settings.push_back(std::move(record));
-        else if (!record.value.first.isVoid() && known->valueOn(rules_.level).first.isVoid()) {
+        else if (!record.value.first.isVoid() && known->loadValue(rules_.level, record.value))
             logSetting(record.name, record.value, rules_);
-            known->loadValue(rules_.level, std::move(record.value));
-        }
     }
 
     void loadGroup(GroupRecord&& record, GroupRecord& rest) {
@@ -102,7 +115,7 @@ class GroupLoader {
             rest.groups.push_back(std::move(below));
     }
 
-    const NodePtr& group_;
+    const NodePtr group_;
     const LoadRules& rules_;
     std::vector<NodePtr> children_; // sorted by name
     std::vector<NodePtr> made_;

@@ -39,10 +39,22 @@ void explainDefinition(const SettingsNodeImpl& node, SettingExplanation& e) {
         e.validationFunction = functionText({definition.getValidator(), {}}, keys::validationFcn);
     if (definition.getFactoryValueFcn().which() != 0)
         e.runTimeDefault = functionText({{}, definition.getFactoryValueFcn()}, keys::runtimeDefaultFcn);
+}
+
+/// What is said already stays.
+void addTexts(const SettingsNodeImpl& node, SettingExplanation& e) {
     const varnek::json::Object attributes = node.attributes();
-    e.title = attribute(attributes, keys::attributeTitle);
-    e.description = attribute(attributes, keys::attributeDescription);
-    e.aliasOf = node.aliasName();
+    if (e.title.empty())
+        e.title = attribute(attributes, keys::attributeTitle);
+    if (e.description.empty())
+        e.description = attribute(attributes, keys::attributeDescription);
+}
+
+/// The setting whose values readers of `node` get: one step from an alias, else itself.
+NodePtr readSetting(const NodePtr& node) {
+    const NodePtr parent = node->aliasName().empty() ? NodePtr() : node->getParent();
+    const NodePtr found = parent == nullptr ? NodePtr() : parent->getChild(node->getName(), true);
+    return found == nullptr ? node : found;
 }
 
 std::string factoryFileOf(const NodePtr& product) {
@@ -52,8 +64,10 @@ std::string factoryFileOf(const NodePtr& product) {
 
 void explainLevels(SettingsNodeImpl& node, SettingExplanation& e) {
     const NodePtr product = node.getTopLevelNodeForSave();
-    const auto* files =
-        product == nullptr ? nullptr : dynamic_cast<const LevelFileKeeper*>(node.treeContext()->saves.get());
+    const auto tree = node.treeContext();
+    const auto* files = product == nullptr || tree == nullptr
+                            ? nullptr
+                            : dynamic_cast<const LevelFileKeeper*>(tree->saves.get());
     bool found = false;
     for (const LevelIndex level : levelsInOrder) {
         LevelExplanation& at = e.levels[position(level)];
@@ -79,10 +93,14 @@ SettingExplanation explain(const Settings& setting) {
     SettingExplanation e;
     e.fullName = node->getFullName(false, ".");
     e.originLevel = levelName(node->originLevel());
+    e.aliasOf = node->aliasName();
     e.visible = node->isVisible();
-    e.readOnly = node->isReadOnly();
-    explainDefinition(*node, e);
-    explainLevels(*node, e);
+    addTexts(*node, e);
+    const NodePtr read = readSetting(node);
+    e.readOnly = read->isReadOnly();
+    addTexts(*read, e);
+    explainDefinition(*read, e);
+    explainLevels(*read, e);
     return e;
 }
 

@@ -3,6 +3,7 @@
 #include "opc/PackageError.hpp"
 #include "settingscore/Settings.hpp"
 #include "settingscore/exception/FileFailures.hpp"
+#include "settingscore/settings/file/ExternalChanges.hpp"
 #include "settingscore/settings/file/FileFailureText.hpp"
 #include "settingscore/settings/file/FileLog.hpp"
 #include "settingscore/settings/file/LevelFileState.hpp"
@@ -37,11 +38,14 @@ GroupRecord shell(const GroupRecord& of) {
 } // namespace
 
 bool LevelFileKeeper::mustReadFirst(const Key& key) const {
-    switch (status(key.first, key.second).loaded) {
+    const auto stamp = varnek::files::FileStamp::of(fileOf(key.first, key.second));
+    const std::lock_guard lock(mutex_);
+    const FileState& state = stateOf(key);
+    switch (state.status.loaded) {
     case LoadOutcome::ok:
-        return false;
+        return stamp.exists && stamp != state.stamp; // another process has changed it meanwhile
     case LoadOutcome::absent:
-        return isThere(fileOf(key.first, key.second)); // another process has made it meanwhile
+        return stamp.exists;
     default:
         return true;
     }
@@ -58,8 +62,9 @@ LoadOutcome LevelFileKeeper::refuse(const Key& key, LoadOutcome outcome, const s
     return outcome;
 }
 
-std::optional<SettingsFileContent> LevelFileKeeper::readContent(const Key& key) {
+std::optional<LevelFileKeeper::Found> LevelFileKeeper::readContent(const Key& key) {
     const std::filesystem::path file = fileOf(key.first, key.second);
+    const auto stamp = varnek::files::FileStamp::of(file); // before: a change while this reads is seen later
     if (isThere(file))
         VARNEK_LOG(fileLog, info) << "Read settings file: " << file.string()
                                   << " for level: " << levelName(key.second);
@@ -68,7 +73,8 @@ std::optional<SettingsFileContent> LevelFileKeeper::readContent(const Key& key) 
         if (content.tree.name != key.first)
             FilePlace{file, {}}.refuse(ReadError::name, "$.groupName",
                                        "the file holds the group \"" + content.tree.name + "\"");
-        return content;
+        auto base = std::make_shared<const GroupRecord>(content.tree.clone());
+        return Found{std::move(content), std::move(base), stamp};
     } catch (const opc::OpenError& failure) {
         if (failure.kind() == opc::ErrorKind::notFound)
             refuse(key, LoadOutcome::absent, {});
@@ -86,7 +92,8 @@ std::optional<SettingsFileContent> LevelFileKeeper::readContent(const Key& key) 
     return std::nullopt;
 }
 
-void LevelFileKeeper::remember(const Key& key, SettingsFileContent content, GroupRecord rest) {
+void LevelFileKeeper::remember(const Key& key, Found found, GroupRecord rest) {
+    SettingsFileContent& content = found.content;
     auto leftovers = rest.isEmpty() ? nullptr : std::make_shared<const GroupRecord>(std::move(rest));
     auto foreignParts =
         content.foreignParts.empty()
@@ -96,6 +103,8 @@ void LevelFileKeeper::remember(const Key& key, SettingsFileContent content, Grou
     FileState& state = stateOf(key);
     state.leftovers = std::move(leftovers);
     state.foreignParts = std::move(foreignParts);
+    state.base = std::move(found.base);
+    state.stamp = found.stamp;
     if (!state.isVersionNew)
         state.version = std::move(content.version);
     state.status.loaded = LoadOutcome::ok;
@@ -105,12 +114,21 @@ void LevelFileKeeper::remember(const Key& key, SettingsFileContent content, Grou
 }
 
 LoadOutcome LevelFileKeeper::read(const Key& key, const NodePtr& group) {
-    auto content = readContent(key);
-    if (!content)
+    auto found = readContent(key);
+    if (!found)
         return status(key.first, key.second).loaded;
-    const LoadRules rules{.level = key.second, .isSecret = content->isEncrypted, .makeNode = makePlainNode};
-    GroupRecord rest = loadIntoTree(std::move(content->tree), group, rules);
-    remember(key, std::move(*content), std::move(rest));
+    std::shared_ptr<const GroupRecord> base;
+    {
+        const std::lock_guard lock(mutex_);
+        base = stateOf(key).base;
+    }
+    GroupRecord tree = std::move(found->content.tree);
+    if (base != nullptr)
+        tree = takeOverChanges(*base, std::move(tree), group, key.second);
+    const LoadRules rules{
+        .level = key.second, .isSecret = found->content.isEncrypted, .makeNode = makePlainNode};
+    GroupRecord rest = loadIntoTree(std::move(tree), group, rules);
+    remember(key, std::move(*found), std::move(rest));
     return LoadOutcome::ok;
 }
 
@@ -134,6 +152,8 @@ void LevelFileKeeper::loadUserSettings(const NodePtr& topLevelGroup) {
         if (state.userSettingsAreOf == file)
             return;
         isOfAnotherFolder = !state.userSettingsAreOf.empty();
+        if (isOfAnotherFolder)
+            state.base = nullptr;
         state.userSettingsAreOf = file;
     }
     if (isOfAnotherFolder)
@@ -169,22 +189,31 @@ void LevelFileKeeper::adoptLeftovers(const NodePtr& topLevelGroup) {
     }
 }
 
+void LevelFileKeeper::adoptKeptValues(const NodePtr& topLevelGroup) {
+    try {
+        adoptLeftovers(topLevelGroup);
+    } catch (...) { // they stay kept
+        VARNEK_LOG(fileLog, error) << "Exception caught: " << causeOfCurrentException();
+    }
+}
+
 // ---- groups that users added ----
 
 NodePtr LevelFileKeeper::readAddedGroup(const Key& key, const NodePtr& root) {
-    auto content = readContent(key);
-    if (!content || !content->tree.isUserDefined)
+    auto found = readContent(key);
+    if (!found || !found->content.tree.isUserDefined)
         return {}; // a file whose definition is missing today is read when it appears
-    const LoadRules rules{.level = key.second, .isSecret = content->isEncrypted, .makeNode = makePlainNode};
-    const NodePtr group = buildTree(shell(content->tree), rules);
-    GroupRecord rest = loadIntoTree(std::move(content->tree), group, rules);
+    const LoadRules rules{
+        .level = key.second, .isSecret = found->content.isEncrypted, .makeNode = makePlainNode};
+    const NodePtr group = buildTree(shell(found->content.tree), rules);
+    GroupRecord rest = loadIntoTree(std::move(found->content.tree), group, rules);
     try {
         root->adoptChildren({group});
     } catch (const std::exception& failure) { // differs from another group by case only
         refuse(key, LoadOutcome::unreadable, failure.what());
         return {};
     }
-    remember(key, std::move(*content), std::move(rest));
+    remember(key, std::move(*found), std::move(rest));
     return group;
 }
 

@@ -34,6 +34,12 @@ std::u16string folder(std::string_view variable, FolderFunction LevelFolders::*f
     return fallback ? fallback() : std::u16string();
 }
 
+[[noreturn]] void endProcess(const char* why) {
+    std::fprintf(stderr, "%s \n", why);
+    std::fflush(stderr);
+    std::_Exit(1);
+}
+
 } // namespace
 
 LevelFolders setLevelFolders(LevelFolders folders) {
@@ -55,12 +61,13 @@ std::u16string userFolder() {
     try {
         std::u16string found = folder("SETTINGS_USERDIR", &LevelFolders::user);
         if (found.empty())
-            throw std::runtime_error("There is no folder for personal settings: SETTINGS_USERDIR is not set.");
+            throw std::runtime_error(
+                "There is no folder for personal settings: SETTINGS_USERDIR is not set.");
         return found;
     } catch (const std::exception& failure) {
-        std::fprintf(stderr, "%s \n", failure.what());
-        std::fflush(stderr);
-        std::_Exit(1);
+        endProcess(failure.what());
+    } catch (...) {
+        endProcess("There is no folder for personal settings.");
     }
 }
 

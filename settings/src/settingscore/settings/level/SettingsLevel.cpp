@@ -7,8 +7,9 @@
 
 namespace settings::core {
 
-boost::recursive_mutex SettingsLevel::mutex_; // rank "level folders"
-boost::function<void(const SettingsLevel&)> SettingsLevel::initFunc_ = &SettingsLevel::fillRootPath;
+boost::recursive_mutex& SettingsLevel::mutex_ = *new boost::recursive_mutex; // rank "level folders"
+boost::function<void(const SettingsLevel&)>& SettingsLevel::initFunc_ =
+    *new boost::function<void(const SettingsLevel&)>(&SettingsLevel::fillRootPath);
 
 SettingsLevel::SettingsLevel(std::string levelName, RootPathFunction rootPath, bool canBeModified,
                              std::uint64_t fileSlot, bool isFactoryLevel, bool isWorkgroupLevel,

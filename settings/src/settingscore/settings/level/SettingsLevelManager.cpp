@@ -52,7 +52,8 @@ bool SettingsLevelManager::isWritableLevel(std::string_view name) const {
 }
 
 boost::shared_ptr<const SettingsLevelManager> getSettingsLevelManagerInstance() {
-    static const auto instance = boost::make_shared<const SettingsLevelManager>();
+    static const auto& instance =
+        *new boost::shared_ptr<const SettingsLevelManager>(boost::make_shared<const SettingsLevelManager>());
     return instance;
 }
 

@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <bit>
 #include <functional>
-#include <map>
+#include <iterator>
 
 namespace settings::core::detail {
 
@@ -89,19 +89,9 @@ bool ChildTable::insert(const NodePtr& child) {
 }
 
 void ChildTable::insertAll(std::vector<NodePtr> children) {
-    std::map<std::string_view, NodePtr> all;
-    for (const NodePtr& child : copy(0))
-        all.emplace(child->getName(), child);
-    for (NodePtr& child : children) {
-        const std::string_view name = child->getName();
-        all.erase(name); // the key must be the name of the node that stays
-        all.emplace(name, std::move(child));
-    }
-    std::vector<NodePtr> merged;
-    merged.reserve(all.size());
-    for (auto& entry : all)
-        merged.push_back(std::move(entry.second));
-    publish(std::move(merged));
+    auto all = copy(children.size());
+    std::move(children.begin(), children.end(), std::back_inserter(all));
+    publish(std::move(all));
 }
 
 NodePtr ChildTable::remove(std::string_view name) {

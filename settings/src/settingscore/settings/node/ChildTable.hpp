@@ -47,7 +47,7 @@ class ChildTable {
 
     /// False when a child of that name exists. Strong guarantee.
     bool insert(const NodePtr& child);
-    /// Adds many at once; a child whose name exists already is replaced.
+    /// Adds many at once, whose names are new and differ from each other. Strong guarantee.
     void insertAll(std::vector<NodePtr> children);
     /// The removed child, or null.
     NodePtr remove(std::string_view name);

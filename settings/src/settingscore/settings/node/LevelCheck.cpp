@@ -31,11 +31,14 @@ bool canBeModified(const std::u16string& folder) {
         const std::lock_guard lock(mutex);
         probe = &probes[folder];
     }
+    bool isFirst = false;
     std::call_once(probe->once, [&] {
         probe->writable =
             !folder.empty() && varnek::files::probeWritable(varnek::files::pathFromUtf16(folder), probeFile);
-        VARNEK_LOG(nodeLog, info) << "can folder " << folder << " be modified: " << probe->writable;
+        isFirst = true;
     });
+    if (isFirst) // what listens to the log may change settings itself
+        VARNEK_LOG(nodeLog, info) << "can folder " << folder << " be modified: " << probe->writable;
     return probe->writable;
 }
 

@@ -177,8 +177,8 @@ ShapedArray SettingsImplProxy::valueOn(LevelIndex level) const {
     return target_->valueOn(level);
 }
 
-void SettingsImplProxy::loadValue(LevelIndex level, ShapedArray value) {
-    target_->loadValue(level, std::move(value));
+bool SettingsImplProxy::loadValue(LevelIndex level, ShapedArray value) {
+    return target_->loadValue(level, std::move(value));
 }
 
 void SettingsImplProxy::unloadLevel(LevelIndex level) {

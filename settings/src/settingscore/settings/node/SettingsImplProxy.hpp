@@ -56,7 +56,7 @@ class SettingsImplProxy final : public SettingsNodeImpl {
     ReadOnlyState readOnlyState() const override;
     bool hasAnythingToPersist(LevelIndex level) const override;
     ShapedArray valueOn(LevelIndex level) const override;
-    void loadValue(LevelIndex level, ShapedArray value) override;
+    bool loadValue(LevelIndex level, ShapedArray value) override;
     void unloadLevel(LevelIndex level) override;
     FactorySettingProperties definition() const override;
     varnek::json::Object attributes() const override;

@@ -117,8 +117,9 @@ class SettingsNodeImpl {
     virtual bool hasAnythingToPersist(LevelIndex level) const = 0;
     /// Of this setting itself; a void array for none, and for a group.
     virtual ShapedArray valueOn(LevelIndex level) const = 0;
-    /// Puts a value in place that a file holds, or drops one (void): no check, no event, no save.
-    virtual void loadValue(LevelIndex level, ShapedArray value) = 0;
+    /// Puts a value in place that a file holds, or drops one (void): no check, no event, no save. A value
+    /// that is in memory already stays; then false.
+    virtual bool loadValue(LevelIndex level, ShapedArray value) = 0;
     /// Drops the values that the whole subtree holds on the level: no event, no save.
     virtual void unloadLevel(LevelIndex level) = 0;
     /// Everything the definition says, the flags and the factory value included.
@@ -130,7 +131,8 @@ class SettingsNodeImpl {
     /// Adds a setting that a definition defines: on level "factory", without an event or a save.
     virtual NodePtr createFactorySetting(std::string_view name,
                                          const FactorySettingProperties& definition) = 0;
-    /// Adds nodes that a loader built: no check, no event, no save. A child of the same name is replaced.
+    /// Adds nodes that a loader built: no check, no event, no save. A name that is taken is
+    /// refused like that of an added node; then none of them is added.
     virtual void adoptChildren(std::vector<NodePtr> children) = 0;
     /// Makes `parent` the owner; empty: detaches the node.
     virtual void setParent(const NodePtr& parent) = 0;

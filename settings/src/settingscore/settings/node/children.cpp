@@ -17,10 +17,11 @@
 #include <boost/make_shared.hpp>
 #include <boost/thread/locks.hpp>
 
+#include <set>
+
 namespace settings::core::detail {
 
-// ---- look-up
-// ----------------------------------------------------------------------------------------------------
+// ---- look-up ----
 
 NodePtr SettingsImpl::getChild(std::string_view name, bool) {
     if (group_ == nullptr)
@@ -92,8 +93,7 @@ NodePtr SettingsImpl::followAlias(const NodePtr& child) const {
     return destination;
 }
 
-// ---- adding
-// -------------------------------------------------------------------------------------------------------
+// ---- adding ----
 
 void SettingsImpl::checkStructureMayChange(const boost::shared_ptr<const Settings>& child,
                                            bool adding) const {
@@ -115,6 +115,10 @@ void SettingsImpl::refuseClash(const NodePtr& existing) const {
     throw exception::SameNameChildAlreadyExisted(getThisObjectImpl(), existing->getName());
 }
 
+void SettingsImpl::refuseInsertion(const std::string& name) const {
+    throw exception::ErrorAddingChildNodeOrKey(getThisObjectImpl(), name);
+}
+
 void SettingsImpl::requireGroup() const {
     if (group_ != nullptr)
         return;
@@ -126,13 +130,12 @@ void SettingsImpl::requireGroup() const {
 /// The parent is set first: whoever finds the child in the table finds it in its group.
 void SettingsImpl::insertChild(const NodePtr& child) {
     boost::upgrade_lock<boost::shared_mutex> lock(group_->mutex);
-    if (const NodePtr existing = clashing(child->getName()))
-        refuseClash(existing);
+    if (clashing(child->getName()) != nullptr) // somebody else was quicker
+        refuseInsertion(child->getName());
     const boost::upgrade_to_unique_lock<boost::shared_mutex> unique(lock);
     child->setParent(shared_from_this());
     try {
-        if (!group_->children.insert(child))
-            throw exception::ErrorAddingChildNodeOrKey(getThisObjectImpl(), child->getName());
+        group_->children.insert(child);
     } catch (...) {
         child->setParent({});
         throw;
@@ -153,8 +156,9 @@ NodePtr SettingsImpl::add(NodeSpec spec, bool isGroup, const ShapedArray& initia
     insertChild(child);
     varnek::concurrency::reclaimIfDue();
     if (const auto tree = treeContext(); tree != nullptr && tree->connected) {
-        if (tree->saves != nullptr)
-            tree->saves->adoptKeptValues(child->getTopLevelNodeForSave());
+        const NodePtr topLevel = child->getTopLevelNodeForSave();
+        if (tree->saves != nullptr && topLevel != nullptr) // unless somebody has removed it already
+            tree->saves->adoptKeptValues(topLevel);
         announceAdded(child);
         child->saveThisSubTree(level);
     }
@@ -185,8 +189,7 @@ void SettingsImpl::announceAdded(const NodePtr& child) {
     });
 }
 
-// ---- removing
-// ---------------------------------------------------------------------------------------------------
+// ---- removing ----
 
 void SettingsImpl::removeNode(std::string_view name) {
     requireGroup();
@@ -200,10 +203,6 @@ void SettingsImpl::removeNode(std::string_view name) {
     const auto tree = treeContext();
     const bool connected = tree != nullptr && tree->connected;
     const NodePtr topLevel = connected ? child->getTopLevelNodeForSave() : NodePtr();
-    std::vector<LevelIndex> affected;
-    for (const LevelIndex level : {LevelIndex::user, LevelIndex::installation})
-        if (child->hasAnythingToPersist(level))
-            affected.push_back(level);
     {
         boost::upgrade_lock<boost::shared_mutex> lock(group_->mutex);
         if (group_->children.find(name) != child) // somebody else was quicker
@@ -217,7 +216,9 @@ void SettingsImpl::removeNode(std::string_view name) {
     if (!connected)
         return;
     announceRemoved(child);
-    for (const LevelIndex level : affected) {
+    for (const LevelIndex level : {LevelIndex::user, LevelIndex::installation}) {
+        if (!child->hasAnythingToPersist(level))
+            continue;
         if (child != topLevel)
             saveThisSubTree(level);
         else if (tree->saves != nullptr &&
@@ -234,43 +235,43 @@ void SettingsImpl::announceRemoved(const NodePtr& child) {
     });
 }
 
-// ---- nodes that loaders build
-// -------------------------------------------------------------------------------------
+// ---- nodes that loaders build ----
 
 void SettingsImpl::adoptChildren(std::vector<NodePtr> children) {
     requireGroup();
-    const auto self = shared_from_this();
     for (const NodePtr& child : children)
         checkNewName(child->getName());
-    std::vector<NodePtr> before, dropped; // released after the lock
-    {
-        const boost::unique_lock<boost::shared_mutex> lock(group_->mutex);
-        checkAdoptable(children);
-        before = group_->children.inOrder();
+    const std::vector<NodePtr> refused = children; // orphaned again when anything fails
+    const boost::unique_lock<boost::shared_mutex> lock(group_->mutex);
+    checkAdoptable(children);
+    try {
         for (const NodePtr& child : children)
-            child->setParent(self);
-        dropped = children;
-        try {
-            group_->children.insertAll(std::move(children));
-        } catch (...) {
-            for (const NodePtr& child : dropped)
-                child->setParent({});
-            throw;
-        }
-        dropped.insert(dropped.end(), before.begin(), before.end());
-        for (const NodePtr& node : dropped)
-            if (group_->children.find(node->getName()) != node)
-                node->setParent({});
+            child->setParent(shared_from_this());
+        group_->children.insertAll(std::move(children));
+    } catch (...) {
+        for (const NodePtr& child : refused)
+            child->setParent({});
+        throw;
     }
     varnek::concurrency::reclaimIfDue();
 }
 
-void SettingsImpl::checkAdoptable(const std::vector<NodePtr>&) const {}
+void SettingsImpl::checkAdoptable(const std::vector<NodePtr>& children) const {
+    std::set<std::string_view> names;
+    for (const NodePtr& child : children) {
+        if (const NodePtr existing = clashing(child->getName()))
+            refuseClash(existing);
+        if (!names.insert(child->getName()).second)
+            refuseClash(child);
+    }
+}
 
 NodePtr SettingsImpl::createFactorySetting(std::string_view name,
                                            const FactorySettingProperties& definition) {
     requireGroup();
     checkNewName(name);
+    if (const NodePtr existing = clashing(name))
+        refuseClash(existing);
     const auto child = makeChild(NodeSpec::from(name, definition, LevelIndex::factory), false);
     const varnek::data::Array& value = definition.getFactoryValue();
     if (!value.isVoid()) {

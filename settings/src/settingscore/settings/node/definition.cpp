@@ -21,7 +21,7 @@ auto& definitionMutex = *new boost::shared_mutex; // rank "definition"; never de
 FactorySettingProperties SettingsImpl::definition() const {
     const ReadSection section;
     const NodeDefinition* kept = definition_.read();
-    static const NodeDefinition none;
+    static const NodeDefinition& none = *new NodeDefinition; // saves may outlast the statics
     const NodeDefinition& from = kept == nullptr ? none : *kept;
     FactorySettingProperties properties(isVisible(), readOnlyState() == ReadOnlyState::readOnly,
                                         values_.on(LevelIndex::factory).first, from.validator,

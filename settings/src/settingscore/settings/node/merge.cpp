@@ -5,14 +5,28 @@
 #include "settingscore/settings/node/NodeLog.hpp"
 #include "settingscore/settings/settingsImpl.hpp"
 
+#include <algorithm>
+
 namespace settings::core::detail {
 
 namespace {
 
-bool isAncestor(const ConstNodePtr& ancestor, ConstNodePtr node) {
-    while (node != nullptr && node != ancestor)
+NodePtr real(const ConstNodePtr& node) {
+    return boost::const_pointer_cast<SettingsNodeImpl>(node)->unwrap();
+}
+
+bool isAncestor(const NodePtr& ancestor, NodePtr node) {
+    while (node != nullptr && node->unwrap() != ancestor)
         node = node->getParent();
     return node != nullptr;
+}
+
+/// The child itself, also where it is an alias: the store path follows that.
+NodePtr childCalled(std::string_view name, const std::vector<NodePtr>& sorted) {
+    const auto found =
+        std::lower_bound(sorted.begin(), sorted.end(), name,
+                         [](const NodePtr& child, std::string_view n) { return child->getName() < n; });
+    return found != sorted.end() && (*found)->getName() == name ? *found : NodePtr();
 }
 
 /// Walks both trees side by side: collects what is to be stored and finds nodes that do not match.
@@ -21,8 +35,9 @@ class MergePlan {
     explicit MergePlan(LevelIndex level) : level_(level) {}
 
     void visitGroup(const NodePtr& destination, const ConstNodePtr& source) {
+        const std::vector<NodePtr> children = destination->getChildren();
         for (const ConstNodePtr& from : source->getChildren()) {
-            const NodePtr to = destination->getChild(from->getName(), true);
+            const NodePtr to = childCalled(from->getName(), children);
             if (to == nullptr)
                 reportMissing(*from);
             else
@@ -57,10 +72,10 @@ class MergePlan {
 
 void SettingsImpl::mergeDescendants(const ConstNodePtr& other, std::string_view level) {
     const LevelIndex at = checkLevel(level);
-    const auto self = boost::const_pointer_cast<const SettingsImpl>(shared_from_this());
     if (isRoot())
         throw exception::CannotMergeWithSettingsRoot(getThisObjectImpl());
-    if (isAncestor(self, other) || isAncestor(other, self))
+    const NodePtr self = shared_from_this();
+    if (isAncestor(self, real(other)) || isAncestor(real(other), self))
         throw exception::ErrorMergingWithCircularReference(getThisObjectImpl(), other->getThisObjectImpl());
     if (other->isConnectedToTheSettingsTree() || !isConnectedToTheSettingsTree())
         throw exception::CanOnlyMergeTreeNodeWithStandaloneNode(getThisObjectImpl(),

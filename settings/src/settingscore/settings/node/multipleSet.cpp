@@ -10,13 +10,17 @@
 
 namespace settings::core::detail {
 
-boost::shared_ptr<SettingsImpl> SettingsImpl::storeTarget(const NodePtr& node) {
-    auto target = boost::dynamic_pointer_cast<SettingsImpl>(node->unwrap());
-    if (target == nullptr || !target->isAlias_.load(std::memory_order_relaxed))
-        return target;
-    const auto group = target->parentGroup();
-    return group == nullptr ? target
-                            : boost::dynamic_pointer_cast<SettingsImpl>(group->followAlias(target)->unwrap());
+std::vector<boost::shared_ptr<SettingsImpl>> SettingsImpl::storeTargets(std::span<const NodeValue> values) {
+    std::vector<boost::shared_ptr<SettingsImpl>> targets;
+    targets.reserve(values.size());
+    for (const auto& pair : values) {
+        auto target = boost::dynamic_pointer_cast<SettingsImpl>(pair.first->unwrap());
+        if (target != nullptr && target->isAlias_.load(std::memory_order_relaxed))
+            if (const auto group = target->parentGroup())
+                target = boost::dynamic_pointer_cast<SettingsImpl>(group->followAlias(target)->unwrap());
+        targets.push_back(std::move(target));
+    }
+    return targets;
 }
 
 void SettingsImpl::checkStorable(const ShapedArray& value) const {
@@ -26,10 +30,13 @@ void SettingsImpl::checkStorable(const ShapedArray& value) const {
         throw exception::UnsupportedType(getThisObjectImpl(), settingscore::boostany::typeName(value.first));
 }
 
-std::vector<Failure> SettingsImpl::multipleValidate(std::span<const NodeValue> values, bool collect) const {
+std::vector<Failure> SettingsImpl::checkValues(std::span<const NodeValue> values,
+                                               const std::vector<boost::shared_ptr<SettingsImpl>>& targets,
+                                               bool collect) {
     std::vector<Failure> failures;
-    for (const auto& [node, value] : values) {
-        const auto setting = storeTarget(node);
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        const auto& [node, value] = values[i];
+        const auto& setting = targets[i];
         try {
             if (setting == nullptr || !setting->isLeafNode()) {
                 const NodePtr group = node->getParent();
@@ -46,6 +53,10 @@ std::vector<Failure> SettingsImpl::multipleValidate(std::span<const NodeValue> v
         }
     }
     return failures;
+}
+
+std::vector<Failure> SettingsImpl::multipleValidate(std::span<const NodeValue> values, bool collect) const {
+    return checkValues(values, storeTargets(values), collect);
 }
 
 namespace {
@@ -80,15 +91,12 @@ class PendingSaves {
 std::vector<Failure> SettingsImpl::multipleSet(std::span<const NodeValue> values, std::string_view level,
                                                bool collect) {
     const LevelIndex at = checkLevel(level);
-    std::vector<Failure> failures = multipleValidate(values, collect);
+    const auto settings = storeTargets(values); // once: what was checked is what is stored in
+    std::vector<Failure> failures = checkValues(values, settings, collect);
     if (!failures.empty())
         return failures;
-    std::vector<boost::shared_ptr<SettingsImpl>> settings;
-    settings.reserve(values.size());
-    for (const auto& pair : values) {
-        settings.push_back(storeTarget(pair.first));
-        settings.back()->checkLevel(level); // what may be modified depends on the tree
-    }
+    for (const auto& setting : settings)
+        setting->checkLevel(level); // what may be modified depends on the tree
     {
         PendingSaves saves(at, values.size());
         for (std::size_t i = 0; i < values.size(); ++i) {
@@ -96,8 +104,11 @@ std::vector<Failure> SettingsImpl::multipleSet(std::span<const NodeValue> values
             if (!outcome.stored || !settings[i]->isConnectedToTheSettingsTree())
                 continue;
             saves.add(settings[i]->getTopLevelNodeForSave());
-            if (outcome.effectiveChanged)
-                settings[i]->announce(outcome, at);
+            if (!outcome.effectiveChanged)
+                continue;
+            VARNEK_LOG(nodeLog, info)
+                << "Modify setting: " << settings[i]->getFullName(false, ".") << " at " << level << " level.";
+            settings[i]->announce(outcome);
         }
     }
     varnek::concurrency::reclaimIfDue();

@@ -21,8 +21,7 @@ using varnek::data::Array;
 
 varnek::log::Channel nodeLog("settings::core::settingsImpl");
 
-// ---- look-up
-// ----------------------------------------------------------------------------------------------------
+// ---- look-up ----
 
 NodePtr SettingsImpl::childOrThrow(std::string_view name) const {
     requireGroup();
@@ -55,8 +54,7 @@ const LevelValues* SettingsImpl::values() const noexcept {
     return isLeafNode() && !isAlias_.load(std::memory_order_relaxed) ? &values_ : nullptr;
 }
 
-// ---- reading
-// ----------------------------------------------------------------------------------------------------
+// ---- reading ----
 
 ShapedArray SettingsImpl::read(std::string_view name, std::string_view level) const {
     const NodePtr setting = findSetting(name);
@@ -100,8 +98,7 @@ boost::optional<std::uint64_t> SettingsImpl::getDataTypeIndex(std::string_view n
     return index == 0 ? boost::none : boost::optional<std::uint64_t>(index);
 }
 
-// ---- storing
-// ----------------------------------------------------------------------------------------------------
+// ---- storing ----
 
 SettingsImpl::WriterLock SettingsImpl::lockForWriting() const {
     // Settings outside any group (removed ones that a handle keeps) share one lock.
@@ -118,14 +115,16 @@ SettingsImpl::WriterLock SettingsImpl::lockForWriting() const {
 
 void SettingsImpl::setValue(std::string_view name, const Array& value, bool isVector,
                             std::string_view level) {
-    const NodeValue pair(followAlias(childOrThrow(name)), ShapedArray(value, isVector));
+    const NodeValue pair(childOrThrow(name), ShapedArray(value, isVector)); // the batch follows an alias
     multipleSet({&pair, 1}, level, false);
 }
 
-SettingsImpl::StoreOutcome SettingsImpl::store(LevelIndex level, const ShapedArray& value) {
+SettingsImpl::StoreOutcome SettingsImpl::store(LevelIndex level, const ShapedArray& value,
+                                               const ShapedArray* onlyInPlaceOf) {
     StoreOutcome outcome;
     WriterLock lock = lockForWriting();
-    if (values_.on(level) == value)
+    const ShapedArray present = values_.on(level);
+    if (present == value || (onlyInPlaceOf != nullptr && present != *onlyInPlaceOf))
         return outcome;
     ShapedArray before = values_.effective();
     {
@@ -148,9 +147,7 @@ void SettingsImpl::recordDataType(const ShapedArray& value) {
             std::memory_order_relaxed);
 }
 
-void SettingsImpl::announce(const StoreOutcome& outcome, LevelIndex level) {
-    VARNEK_LOG(nodeLog, info) << "Modify setting: " << getFullName(false, ".") << " at " << levelName(level)
-                              << " level.";
+void SettingsImpl::announce(const StoreOutcome& outcome) {
     notify([&] {
         const auto self = getThisObject();
         return boost::make_shared<SettingsValueChangeEvent>(self, publishedTypes(valueChangeEventName),
@@ -185,20 +182,29 @@ void SettingsImpl::unset(std::string_view name, std::string_view level) {
     if (!outcome.stored)
         throw exception::ValueNotDefinedForGivenLevel(setting->getThisObjectImpl(), std::string(level));
     if (setting->isConnectedToTheSettingsTree()) {
-        setting->announce(outcome, at);
+        setting->announce(outcome);
         setting->saveThisSubTree(at);
     }
     varnek::concurrency::reclaimIfDue();
 }
 
-// ---- values that come from files
-// ----------------------------------------------------------------------------------
+// ---- values that come from files ----
 
-void SettingsImpl::loadValue(LevelIndex level, ShapedArray value) {
+bool SettingsImpl::loadValue(LevelIndex level, ShapedArray value) {
     WriterLock lock = lockForWriting();
+    if (!value.first.isVoid() && !values_.on(level).first.isVoid())
+        return false;
     const boost::upgrade_to_unique_lock<boost::shared_mutex> unique(lock.lock);
     recordDataType(value);
     values_.store(level, std::move(value));
+    return true;
+}
+
+void SettingsImpl::replaceValue(LevelIndex level, const ShapedArray& before, const ShapedArray& now) {
+    const StoreOutcome outcome = store(level, now, &before);
+    if (outcome.effectiveChanged && isConnectedToTheSettingsTree())
+        announce(outcome);
+    varnek::concurrency::reclaimIfDue();
 }
 
 void SettingsImpl::unloadLevel(LevelIndex level) {

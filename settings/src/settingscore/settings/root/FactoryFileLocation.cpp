@@ -1,11 +1,19 @@
 #include "settingscore/FactoryFileLocation.hpp"
 
 #include "opc/Limits.hpp"
+#include "opc/PackageError.hpp"
+#include "opc/model/Package.hpp"
+#include "opc/qfservices/FileSystemManager.hpp"
+#include "settingscore/exception/Exceptions.hpp"
+#include "settingscore/settings/file/FileFailureText.hpp"
+#include "settingscore/settings/file/FileFault.hpp"
+#include "settingscore/settings/file/SettingsFileKeys.hpp"
 #include "settingscore/settings/file/SettingsFileReader.hpp"
 #include "varnek/files/FileAccess.hpp"
 #include "varnek/files/FileError.hpp"
 #include "varnek/files/FileReplacement.hpp"
-#include "varnek/files/Folder.hpp"
+#include "varnek/files/FolderLock.hpp"
+#include "varnek/files/PathText.hpp"
 #include "json/ParseError.hpp"
 #include "json/Parser.hpp"
 #include "json/Writer.hpp"
@@ -62,17 +70,89 @@ std::string written(const std::vector<FactoryFileLocation>& locations) {
     return json::writeIndented(std::move(entries)) + "\n";
 }
 
+std::string malformedText(const std::filesystem::path& file, const std::string& detail) {
+    return std::string(notWellFormed)
+        .append(": ")
+        .append(files::shownName(file.native()))
+        .append(": ")
+        .append(detail);
+}
+
+std::vector<FactoryFileLocation> entriesOf(const json::Value& document, const std::filesystem::path& file) {
+    const json::Array* entries = document.ifArray();
+    if (entries == nullptr)
+        throw MalformedLocationFile(file, "it holds an array");
+    std::vector<FactoryFileLocation> locations;
+    for (const json::Value& entry : *entries)
+        locations.push_back(entryOf(entry, file));
+    return locations;
+}
+
+/// The group that a factory file defines; the whole file is checked.
+std::string groupDefinedBy(const std::filesystem::path& file) {
+    try {
+        auto package = opc::model::Package::open(file);
+        const std::string group = readSettingsPackage(package, file, detail::FileUse::factory).tree.name;
+        const opc::qfservices::FileSystemManager parts(package);
+        if (!parts.hasEntry(std::u16string(detail::keys::upgradersPart)))
+            detail::FilePlace{file, {}}.refuse(
+                detail::ReadError::structure, {},
+                "is no factory file: it holds values, but no definitions (no part \"/upgraders.json\")");
+        return group;
+    } catch (const opc::OpenError& failure) {
+        detail::throwNotOpened(failure, file);
+    }
+}
+
+/// Of ASCII letters, as the tree compares names.
+bool differByCaseOnly(const std::string& a, const std::string& b) {
+    const auto lowered = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; };
+    return a != b && std::equal(a.begin(), a.end(), b.begin(), b.end(),
+                                [&](char x, char y) { return lowered(x) == lowered(y); });
+}
+
+void checkAgainstOthers(const std::vector<FactoryFileLocation>& locations, const FactoryFileLocation& entry,
+                        const std::filesystem::path& factoryFolder) {
+    const auto copy = (factoryFolder / entry.factoryFile).lexically_normal();
+    for (const FactoryFileLocation& other : locations) {
+        if (differByCaseOnly(other.toolboxGroupName, entry.toolboxGroupName))
+            throw exception::ProductNodeAlreadyExisted(entry.toolboxGroupName, other.toolboxGroupName);
+        if (other.toolboxGroupName != entry.toolboxGroupName &&
+            (factoryFolder / other.factoryFile).lexically_normal() == copy)
+            detail::throwNotWritten(copy, "\"" + files::shownName(copy.native()) +
+                                              "\" is listed as the factory file of \"" +
+                                              files::shownName(other.toolboxGroupName) + "\"");
+    }
+}
+
+/// Readable by everybody, unlike the folders of personal files.
+void createFolder(const std::filesystem::path& folder) {
+    std::error_code failure;
+    std::filesystem::create_directories(folder, failure);
+    if (failure)
+        throw files::FileError(files::FileErrorKind::cannotCreateFolder, "create folder", folder,
+                               failure.value());
+}
+
+/// In the place of the group's first entry, which stays the only one.
+void enter(FactoryFileLocation entry, std::vector<FactoryFileLocation>& locations) {
+    const auto isOfGroup = [group = entry.toolboxGroupName](const FactoryFileLocation& other) {
+        return other.toolboxGroupName == group;
+    };
+    const auto earlier = std::find_if(locations.begin(), locations.end(), isOfGroup);
+    if (earlier == locations.end()) {
+        locations.push_back(std::move(entry));
+        return;
+    }
+    *earlier = std::move(entry);
+    locations.erase(std::remove_if(earlier + 1, locations.end(), isOfGroup), locations.end());
+}
+
 } // namespace
 
-MalformedLocationFile::MalformedLocationFile(const std::filesystem::path& file, const std::string& detail) {
-    std::string text(notWellFormed);
-    text.append(": ").append(file.string()).append(": ").append(detail);
-    text_ = std::make_shared<const std::string>(std::move(text));
-}
-
-const char* MalformedLocationFile::what() const noexcept {
-    return text_->c_str();
-}
+MalformedLocationFile::MalformedLocationFile(const std::filesystem::path& file, const std::string& detail)
+    : Cloneable(malformedText(file, detail)) {}
+MalformedLocationFile::~MalformedLocationFile() = default;
 
 std::filesystem::path locationFileOf(const std::filesystem::path& factoryFolder) {
     return factoryFolder / folderOfFactoryFiles / locationFile;
@@ -80,46 +160,35 @@ std::filesystem::path locationFileOf(const std::filesystem::path& factoryFolder)
 
 std::vector<FactoryFileLocation> readFactoryFileLocations(const std::filesystem::path& factoryFolder) {
     const auto file = locationFileOf(factoryFolder);
-    std::string text;
     try {
-        text = files::readFile(file, opc::limits::partBytes);
+        return entriesOf(json::parse(files::readFile(file, opc::limits::partBytes)), file);
     } catch (const files::FileError& error) {
         if (error.kind() == files::FileErrorKind::notFound)
             return {};
-        throw;
-    }
-    std::vector<FactoryFileLocation> locations;
-    try {
-        const json::Value document = json::parse(text);
-        const json::Array* entries = document.ifArray();
-        if (entries == nullptr)
-            throw MalformedLocationFile(file, "it holds an array");
-        for (const json::Value& entry : *entries)
-            locations.push_back(entryOf(entry, file));
+        throw exception::ErrorReadingSettingsData(detail::ReadError::open, detail::shownText(error.what()));
     } catch (const json::ParseError& error) {
         throw MalformedLocationFile(file, error.what());
     }
-    return locations;
 }
 
 std::filesystem::path installFactoryFile(const std::filesystem::path& factoryFile,
                                          const std::filesystem::path& factoryFolder, bool hidden) {
-    const auto content = detail::readSettingsFile(factoryFile, detail::FileUse::factory);
-    auto locations = readFactoryFileLocations(factoryFolder);
+    const std::string group = groupDefinedBy(factoryFile);
     const FactoryFileLocation entry{
-        content.tree.name, std::filesystem::path(folderOfFactoryFiles) / factoryFile.filename(), hidden};
+        group, std::filesystem::path(folderOfFactoryFiles) / detail::fileNameOf(group), hidden};
     const auto copy = factoryFolder / entry.factoryFile;
-    const auto earlier =
-        std::find_if(locations.begin(), locations.end(), [&](const FactoryFileLocation& other) {
-            return other.toolboxGroupName == entry.toolboxGroupName && other.factoryFile == entry.factoryFile;
-        });
-    if (earlier == locations.end())
-        locations.push_back(entry);
-    else
-        *earlier = entry;
-    std::filesystem::create_directories(copy.parent_path());
-    files::copyFile(factoryFile, copy, opc::limits::archiveBytes, readableByAll);
-    files::replaceFile(locationFileOf(factoryFolder), written(locations), readableByAll);
+    try {
+        createFolder(copy.parent_path());
+        const files::FolderLock lock(copy.parent_path());
+        files::removeStaleTemporaryDirectories(copy.parent_path());
+        auto locations = readFactoryFileLocations(factoryFolder);
+        checkAgainstOthers(locations, entry, factoryFolder);
+        enter(entry, locations);
+        files::copyFile(factoryFile, copy, opc::limits::archiveBytes, readableByAll);
+        files::replaceFile(locationFileOf(factoryFolder), written(locations), readableByAll);
+    } catch (const files::FileError& error) {
+        detail::throwNotWritten(copy, error.what());
+    }
     return copy;
 }
 

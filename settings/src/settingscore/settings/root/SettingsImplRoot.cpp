@@ -65,6 +65,10 @@ void SettingsImplRoot::refuseClash(const NodePtr& existing) const {
     throw exception::ErrorAddingTopLevelNode(existing->getName());
 }
 
+void SettingsImplRoot::refuseInsertion(const std::string& name) const {
+    throw exception::ErrorAddingTopLevelNode(name);
+}
+
 void SettingsImplRoot::checkAdoptable(const std::vector<NodePtr>& children) const {
     for (auto child = children.begin(); child != children.end(); ++child) {
         const std::string& name = (*child)->getName();

@@ -23,6 +23,7 @@ class SettingsImplRoot : public SettingsImpl {
     /// adding another one raises ErrorAddingTopLevelNode.
     NodePtr clashing(std::string_view name) const override;
     [[noreturn]] void refuseClash(const NodePtr& existing) const override;
+    [[noreturn]] void refuseInsertion(const std::string& name) const override;
     /// For groups that files and services declare: ProductNodeAlreadyExisted.
     void checkAdoptable(const std::vector<NodePtr>& children) const override;
 

@@ -1,4 +1,4 @@
-#include "data/AllocationCount.hpp"
+#include "support/AllocationCount.hpp"
 
 #include <cstdlib>
 #include <new>
@@ -17,10 +17,14 @@ std::size_t allocationCount() noexcept {
 
 } // namespace varnek::test
 
-// The array, nothrow and sized forms of the standard library lead to these.
-void* operator new(std::size_t size) {
+// The array and sized forms of the standard library lead to these.
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
     ++count;
-    if (void* memory = std::malloc(size == 0 ? 1 : size))
+    return std::malloc(size == 0 ? 1 : size);
+}
+
+void* operator new(std::size_t size) {
+    if (void* memory = ::operator new(size, std::nothrow))
         return memory;
     throw std::bad_alloc();
 }
@@ -30,5 +34,9 @@ void operator delete(void* memory) noexcept {
 }
 
 void operator delete(void* memory, std::size_t) noexcept {
+    std::free(memory);
+}
+
+void operator delete(void* memory, const std::nothrow_t&) noexcept {
     std::free(memory);
 }

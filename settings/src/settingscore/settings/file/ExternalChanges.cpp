@@ -1,0 +1,99 @@
+#include "settingscore/settings/file/ExternalChanges.hpp"
+
+#include "settingscore/settings/settingsImpl.hpp"
+
+#include <algorithm>
+#include <functional>
+
+namespace settings::core::detail {
+
+namespace {
+
+template <class Items, class NameOf>
+auto findByName(const Items& sorted, std::string_view name, NameOf nameOf) {
+    const auto found =
+        std::lower_bound(sorted.begin(), sorted.end(), name,
+                         [&](const auto& item, std::string_view n) { return std::invoke(nameOf, item) < n; });
+    return found != sorted.end() && std::invoke(nameOf, *found) == name ? &*found : nullptr;
+}
+
+template <class Record>
+const Record* find(const std::vector<Record>& records, std::string_view name) {
+    return findByName(records, name, &Record::name);
+}
+
+NodePtr childOf(const std::vector<NodePtr>& children, std::string_view name) {
+    const NodePtr* found = findByName(
+        children, name, [](const NodePtr& child) -> const std::string& { return child->getName(); });
+    return found == nullptr ? NodePtr() : *found;
+}
+
+/// A node that the user added in the file and has removed from the tree.
+template <class Record>
+bool wasRemovedHere(const Record* before, const Record& now) {
+    return before != nullptr && before->isUserDefined && now.isUserDefined;
+}
+
+class Comparison {
+  public:
+    explicit Comparison(LevelIndex level) : level_(level) {}
+
+    GroupRecord run(const GroupRecord& base, GroupRecord theirs, const NodePtr& group) const {
+        const std::vector<NodePtr> children = group->getChildren();
+        dropWhatIsGone(base, theirs, children);
+        std::vector<SettingRecord> settings;
+        for (SettingRecord& record : theirs.settings) {
+            const SettingRecord* before = find(base.settings, record.name);
+            const NodePtr node = childOf(children, record.name);
+            if (node != nullptr && node->isLeafNode())
+                replace(node, before == nullptr ? ShapedArray() : before->value, record.value);
+            else if (node != nullptr || !wasRemovedHere(before, record))
+                settings.push_back(std::move(record));
+        }
+        const GroupRecord none;
+        std::vector<GroupRecord> groups;
+        for (GroupRecord& record : theirs.groups) {
+            const GroupRecord* before = find(base.groups, record.name);
+            const NodePtr node = childOf(children, record.name);
+            if (node != nullptr && !node->isLeafNode())
+                groups.push_back(run(before == nullptr ? none : *before, std::move(record), node));
+            else if (node != nullptr || !wasRemovedHere(before, record))
+                groups.push_back(std::move(record));
+        }
+        theirs.settings = std::move(settings);
+        theirs.groups = std::move(groups);
+        return theirs;
+    }
+
+  private:
+    void dropWhatIsGone(const GroupRecord& base, const GroupRecord& theirs,
+                        const std::vector<NodePtr>& children) const {
+        for (const SettingRecord& before : base.settings) {
+            const NodePtr node = childOf(children, before.name);
+            if (node != nullptr && node->isLeafNode() && find(theirs.settings, before.name) == nullptr)
+                replace(node, before.value, {});
+        }
+        for (const GroupRecord& before : base.groups) {
+            const NodePtr node = childOf(children, before.name);
+            if (node != nullptr && !node->isLeafNode() && find(theirs.groups, before.name) == nullptr)
+                run(before, GroupRecord(), node);
+        }
+    }
+
+    void replace(const NodePtr& node, const ShapedArray& before, const ShapedArray& now) const {
+        if (before != now)
+            if (const auto setting = boost::dynamic_pointer_cast<SettingsImpl>(node->unwrap()))
+                setting->replaceValue(level_, before, now);
+    }
+
+    LevelIndex level_;
+};
+
+} // namespace
+
+GroupRecord takeOverChanges(const GroupRecord& base, GroupRecord theirs, const NodePtr& group,
+                            LevelIndex level) {
+    return Comparison(level).run(base, std::move(theirs), group);
+}
+
+} // namespace settings::core::detail

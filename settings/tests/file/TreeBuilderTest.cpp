@@ -1,0 +1,96 @@
+// A start of the process: the tree from the location file, with everything the level folders hold.
+
+#include "settingscore/settings/root/TreeBuilder.hpp"
+#include "settingscore/FactoryFileLocation.hpp"
+#include "settingscore/Settings.hpp"
+#include "settingscore/factoryfile/FactoryFileGenerator.hpp"
+#include "settingscore/settings/level/LevelFolders.hpp"
+#include "support/FileTree.hpp"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+
+namespace {
+
+using namespace settings::core;
+using namespace settings::test;
+
+struct Start : testing::Test {
+    Start() {
+        for (const char* name : variables) {
+            before.emplace_back(::getenv(name));
+            std::filesystem::create_directory(base / name);
+            ::setenv(name, (base / name).c_str(), 1);
+        }
+        detail::forgetLevelFolders();
+    }
+    ~Start() override {
+        for (std::size_t i = 0; i < before.size(); ++i)
+            ::setenv(variables[i], before[i].c_str(), 1);
+        detail::forgetLevelFolders();
+    }
+
+    void define(const std::string& group) const {
+        const auto file = base / (group + ".vksettings");
+        varnek::settings::FactoryFileGenerator::fromText(
+            "{\"groupName\": \"" + group + "\", \"settings\": [{\"name\": \"x\", \"value\": 1}]}", group)
+            .write(file);
+        installFactoryFile(file, base / "SETTINGS_FACTORYDIR", false);
+    }
+    detail::BuiltTree start() const {
+        return detail::buildTree(DefaultRootIndex(), base / "SETTINGS_FACTORYDIR");
+    }
+    static Handle rootOf(const detail::BuiltTree& tree) { return tree.state->root->getThisObject(); }
+
+    static constexpr const char* variables[] = {"SETTINGS_USERDIR", "SETTINGS_INSTALLATIONDIR",
+                                                "SETTINGS_FACTORYDIR"};
+    std::vector<std::string> before;
+    TempFolder base;
+};
+
+TEST_F(Start, BringsBackTheValuesOfAllLevels) {
+    define("editor");
+    {
+        const auto tree = start();
+        rootOf(tree)->getChild("editor")->set("x", 2.0, "installation");
+        rootOf(tree)->getChild("editor")->set("x", 3.0, "user");
+        // A group that an administrator adds, with a setting that a user changes.
+        const Handle site = rootOf(tree)->addGroup("site", true, false, "installation");
+        site->addSetting("proxy", Array::scalar(1.0), true, false, "installation");
+        site->set("proxy", 2.0, "user");
+        rootOf(tree)->addGroup("mine", true, false, "user");
+    }
+    const auto tree = start();
+    EXPECT_TRUE(tree.problems.empty());
+    const Handle editor = rootOf(tree)->getChild("editor");
+    EXPECT_EQ(3.0, editor->get<double>("x"));
+    EXPECT_EQ(2.0, editor->get<double>("x", "installation"));
+    EXPECT_EQ(1.0, editor->get<double>("x", "factory"));
+    const Handle site = rootOf(tree)->getChild("site");
+    ASSERT_TRUE(site);
+    EXPECT_EQ("installation", site->getOriginLevel());
+    EXPECT_EQ(1.0, site->get<double>("proxy", "installation"));
+    EXPECT_EQ(2.0, site->get<double>("proxy"));
+    EXPECT_EQ("user", rootOf(tree)->getChild("mine")->getOriginLevel());
+}
+
+TEST_F(Start, LeavesOutAFactoryFileThatCannotBeRead) {
+    define("bad");
+    define("good");
+    const auto bad = base / "SETTINGS_FACTORYDIR/varnek/settings/factoryFiles/bad.vksettings";
+    writeBytes(bad, "no package");
+    FileLogLines log;
+    const auto tree = start();
+    EXPECT_EQ(1.0, rootOf(tree)->getChild("good")->get<double>("x"));
+    EXPECT_FALSE(rootOf(tree)->getChild("bad"));
+    ASSERT_EQ(1U, tree.problems.size());
+    EXPECT_EQ(bad.string(), tree.problems[0].file);
+    const auto lines = log.take("Cannot read settings factory file:");
+    ASSERT_EQ(1U, lines.size());
+    EXPECT_EQ("Cannot read settings factory file:" + bad.string() +
+                  "Exception caught: " + tree.problems[0].message,
+              lines[0]);
+}
+
+} // namespace

@@ -1,0 +1,98 @@
+// Whether the installation's settings can be changed: found out once for each folder, by trying.
+
+#include "support/LogLines.hpp"
+#include "support/TempFolder.hpp"
+#include "support/TestTree.hpp"
+
+#include "settingscore/exception/TreeFailures.hpp"
+#include "settingscore/settings/level/LevelFolders.hpp"
+
+#include <gtest/gtest.h>
+
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+using namespace settings::test;
+using Lines = std::vector<std::string>;
+
+struct InstallationFolder : testing::Test {
+    InstallationFolder() : before(::getenv("SETTINGS_INSTALLATIONDIR")) { use(folder.path()); }
+    ~InstallationFolder() override { use(before); }
+
+    static void use(const std::filesystem::path& installation) {
+        ::setenv("SETTINGS_INSTALLATIONDIR", installation.c_str(), 1);
+        settings::core::detail::forgetLevelFolders();
+    }
+    Lines said() {
+        Lines lines;
+        for (const std::string& line : log.lines)
+            if (line.find("can folder") == 0)
+                lines.push_back(line);
+        return lines;
+    }
+    std::string answer(const char* result) const {
+        return "can folder " + folder.path().string() + " be modified: " + result;
+    }
+
+    std::string before;
+    TempFolder folder;
+    TestTree tree;
+    Handle editor = tree.group("editor");
+    Handle width = TestTree::setting(editor, "width", Array::scalar(80.0));
+    LogLines log{"settings::core::settingsImpl"};
+};
+
+TEST_F(InstallationFolder, IsProbedOnceAndLeftAsItWas) {
+    for (const double value : {1.0, 2.0})
+        editor->set("width", value, "installation");
+    EXPECT_EQ(Lines{answer("true")}, said());
+    EXPECT_TRUE(std::filesystem::is_empty(folder.path()));
+    const TempFolder other;
+    use(other.path());
+    editor->set("width", 3.0, "installation");
+    EXPECT_EQ(2U, said().size());
+}
+
+TEST_F(InstallationFolder, AFileOfThatNameIsLeftAlone) {
+    writeBytes(folder / "tmp.txt", "mine");
+    editor->set("width", 1.0, "installation");
+    EXPECT_EQ(Lines{answer("true")}, said());
+    EXPECT_EQ("mine", bytesOf(folder / "tmp.txt"));
+}
+
+TEST_F(InstallationFolder, WithoutPermissionTheLevelIsReadOnly) {
+    use(folder / "missing");
+    EXPECT_EQ("CantModifyValuesOnReadOnlyLevel",
+              failureOf([&] { editor->set("width", 1.0, "installation"); }));
+    use("");
+    EXPECT_EQ("CantModifyValuesOnReadOnlyLevel",
+              failureOf([&] { editor->set("width", 1.0, "installation"); }));
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "needs root to become somebody else";
+    use(folder.path());
+    ASSERT_EQ(0, ::chmod(folder.path().c_str(), 0755));
+    const pid_t child = ::fork();
+    ASSERT_NE(-1, child);
+    if (child == 0) {
+        if (::setgid(65534) != 0 || ::setuid(65534) != 0)
+            ::_exit(3);
+        log.lines.clear();
+        for (const auto& change :
+             std::vector<std::function<void()>>{[&] { editor->set("width", 1.0, "installation"); },
+                                                [&] { editor->unset("width", "installation"); },
+                                                [&] { editor->addGroup("g", true, false, "installation"); }})
+            EXPECT_EQ("CantModifyValuesOnReadOnlyLevel", failureOf(change));
+        EXPECT_EQ(Lines{answer("false")}, said());
+        EXPECT_EQ(80.0, editor->get<double>("width"));
+        ::_exit(testing::Test::HasFailure() ? 1 : 0);
+    }
+    int status = 0;
+    ASSERT_EQ(child, ::waitpid(child, &status, 0));
+    EXPECT_EQ(0, status);
+    EXPECT_TRUE(std::filesystem::is_empty(folder.path()));
+}
+
+} // namespace

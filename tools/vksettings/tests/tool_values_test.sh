@@ -1,0 +1,115 @@
+#!/usr/bin/env bash
+# Values on their way through the tool: what is read is what was meant, what is shown goes back in.
+# Usage: tool_values_test.sh TOOL FOLDER_OF_THE_DEFINITIONS
+source "$(dirname "$0")/checks.sh"
+
+cat >t.json <<'END'
+{"groupName": "t", "settings": [
+  {"name": "size", "value": {"qfdata": 12, "qftype": "int32"}, "attributes": {"title": "Size"},
+   "settingValueValidator": {"MustBeInteger": true, "isVector": false, "MinValue": 6, "MaxValue": 72}},
+  {"name": "old", "visible": false, "attributes": {"aliasName": "t.size"}},
+  {"name": "older", "attributes": {"aliasName": "t.old"}},
+  {"name": "astray", "attributes": {"aliasName": "t.sub"}},
+  {"name": "word", "value": {"qfdata": "lf", "qftype": "string"}},
+  {"name": "text", "value": "plain"},
+  {"name": "real", "value": 1.5},
+  {"name": "single", "value": {"qfdata": 1, "qftype": "single"}},
+  {"name": "nothing"},
+  {"name": "evil\u001b[2J\nt.fake", "value": 1}],
+ "groups": [{"groupName": "sub", "settings": [{"name": "list", "value": [1, 2]}]}]}
+END
+"$tool" factory build t.json t.vksettings >/dev/null
+"$tool" factory install t.vksettings >/dev/null
+
+# Numbers are exact or refused.
+code 1 "9007199254740992" set t.real 9007199254740993
+code 1 "9007199254740992" set t.nothing 9007199254740993
+code 1 "9007199254740992" set t.real --json '[1, 9007199254740993]'
+code 1 "100000000000000000000" set t.real 99999999999999999999
+code 1 "16777217" set t.single 16777217
+code 0 "" set t.real 9007199254740992
+code 0 "" set t.real --json '{"qfdata": 9007199254740993, "qftype": "int64"}'
+out 9007199254740993 get t.real
+code 0 "" set t.real 1e20
+for number in -5 -1e-3 -Inf; do
+    code 0 "" set t.real "$number" --level user
+done
+out -Inf get t.real
+code 0 "" set t.real -- -7
+out -7 get t.real
+
+# A value is read by the type of the setting, whatever was stored with --json.
+code 0 "" set t.size --json '"abc"'
+code 1 "is no value of type int32" set t.size abc
+code 0 "" set t.size 15
+verdict "the type is the setting's" "$("$tool" get t.size --json | grep -c '"type":"int32"')" 1
+code 1 'no value of type int99' set t.size --json '{"qfdata":1,"qftype":"int99"}'
+
+# What is shown goes back in.
+for name in t.word t.text; do
+    for text in lf '"quoted"' '[1,2]' '' '(not set)' $'two\nlines' $'\e[2J'; do
+        code 0 "" set $name "$text"
+        verdict "$name holds $text" "$("$tool" get $name && echo .)" "$text"$'\n.'
+    done
+done
+code 0 "" set t.sub.list "$("$tool" get t.sub.list)"
+
+# Nothing set is no text.
+code 1 '"t.nothing" has no value' get t.nothing
+code 1 '"t.size" has no value on level "installation"' get t.size --level installation
+out '{"dimensions":[],"level":null,"name":"t.nothing","type":null,"value":null}' get t.nothing --json
+
+# An alias goes by its own name, one step.
+code 0 "" unset t.size
+code 0 "" set t.old 20
+out 20 get t.size
+out '{"dimensions":[1,1],"level":"user","name":"t.old","type":"int32","value":{"qfdata":20,"qftype":"int32"}}' \
+    get t.old --json
+out 't.old = 20  (user)' list t.old
+code 1 '"t.older" has no value' get t.older
+code 0 "alias of: t.size" explain t.old
+code 0 "alias of: t.old" explain t.older
+verdict "explain --json" "$("$tool" explain t.old --json | grep -c -e '"name": "t.old"' -e '"aliasOf": "t.size"')" 2
+
+# explain: levels in order, the winner, files, flags, validators.
+verdict "explain" "$("$tool" explain t.size)" "t.size
+  Size
+  session       (not set)  (memory only)
+> user          20  [int32]  ($place/user/t.vksettings)
+  installation  (not set)
+  factory       12  [int32]  ($place/factory/varnek/settings/factoryFiles/t.vksettings)
+  flags: visible, writable, defined on level \"factory\"
+  must be: numeric scalar, integer, from 6 to 72"
+
+# list: groups end with a dot, or look like settings without value in JSON.
+verdict "names and values cannot forge lines" "$("$tool" list t | tr '\n' '|')" \
+    't.astray = (not set)|t.evil\x1B[2J\x0At.fake = 1|t.nothing = (not set)|t.older = (not set)|t.real = -7  (user)|t.single = 1|t.size = 20  (user)|t.sub.|t.text = \x1B[2J  (user)|t.word = \x1B[2J  (user)|'
+verdict "list -r" "$("$tool" list t -r | grep -c 't.sub.list = \[1,2\]')" 1
+verdict "list -a" "$("$tool" list t -a | grep -c 't.old = 20')" 1
+names() { python3 -c 'import json, sys
+for entry in json.load(sys.stdin):
+    print(entry["name"], entry["type"], entry["value"], entry["dimensions"], entry["level"])'; }
+verdict "list --json" "$("$tool" list t --json | names | grep -e t.sub -e t.size -e t.nothing)" \
+    "t.nothing None None [] None
+t.size int32 {'qfdata': 20, 'qftype': 'int32'} [1, 1] user
+t.sub group None [] None"
+verdict "list -r --json" "$("$tool" list t -r --json | names | grep t.sub)" "t.sub.list double [1, 2] [1, 2] user"
+
+# Paths that are no UTF-8.
+cp user/t.vksettings $'\xE9.vksettings'
+verdict "dump of a file whose name is no UTF-8" "$("$tool" dump $'\xE9.vksettings' | grep -c '"file": "\\udce9.vksettings"')" 1
+mkdir $'\xE9'
+SETTINGS_USERDIR="$place/"$'\xE9' code 0 '\udce9' explain t.size --json
+
+# The level "session" ends with the process.
+code 1 '"session"' set t.size 9 --level session
+code 1 '"session"' import user/t.vksettings --merge --level session
+
+# Output that cannot be written; a reader that has seen enough is no failure.
+got=0
+message=$("$tool" list t 2>&1 >/dev/full) || got=$?
+verdict "exit code when the disk is full" "$got" 3
+verdict "message when the disk is full" "${message:0:36}" "vksettings: cannot write the output:"
+"$tool" list --recursive --all | head -n 1 >/dev/null
+
+finish
