@@ -173,7 +173,8 @@ class SETTINGSCORE_EXPORT Settings {
     /// Writes the given nodes, all of one product, with the values of `level` into the settings file `path`.
     /// Errors: ErrorExportOrImportSettingsUsingRelativePath, CannotExportSettingsRoot,
     /// CannotExportStandaloneSettings, ErrorExportMultipleNodesBelongsToDiffProducts, UnSupportedLevel,
-    /// SettingsFileNotWritten (also for a file that is there and is no settings file, or an encrypted one);
+    /// SettingsFileNotWritten (also for a file that is there and is no settings file, that of another
+    /// group, or an encrypted one);
     /// std::invalid_argument for no nodes at all and for an empty handle.
     static void exportSettings(const std::vector<boost::shared_ptr<const Settings>>& nodes,
                                const std::u16string& path, std::string_view level);

@@ -19,7 +19,8 @@ SaveReport lastSave(const Settings& node, std::string_view level) {
     if (files == nullptr || product == nullptr || at == LevelIndex::session)
         return {};
     const LevelFileStatus status = files->status(product->getName(), at);
-    return {!status.isMarked, status.file.string(), std::string(nameOf(status.saved)), status.saveMessage};
+    const bool isOnDisk = !status.isMarked && status.saved != SaveOutcome::encrypted; // that one never is
+    return {isOnDisk, status.file.string(), std::string(nameOf(status.saved)), status.saveMessage};
 }
 
 } // namespace settings::core

@@ -2,6 +2,8 @@
 
 #include "opc/Limits.hpp"
 
+#include <algorithm>
+
 namespace settings::core::detail {
 
 namespace {
@@ -25,7 +27,16 @@ int hexDigit(char c) {
     return -1;
 }
 
+char lowered(char c) {
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+
 } // namespace
+
+bool sameButForCase(std::string_view a, std::string_view b) {
+    return std::equal(a.begin(), a.end(), b.begin(), b.end(),
+                      [](char x, char y) { return lowered(x) == lowered(y); });
+}
 
 std::string encodedName(std::string_view name) {
     constexpr char digits[] = "0123456789ABCDEF";

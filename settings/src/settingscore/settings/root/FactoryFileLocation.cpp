@@ -9,6 +9,7 @@
 #include "settingscore/settings/file/FileFault.hpp"
 #include "settingscore/settings/file/SettingsFileKeys.hpp"
 #include "settingscore/settings/file/SettingsFileReader.hpp"
+#include "settingscore/settings/node/NodeNames.hpp"
 #include "varnek/files/FileAccess.hpp"
 #include "varnek/files/FileError.hpp"
 #include "varnek/files/FileReplacement.hpp"
@@ -104,21 +105,14 @@ std::string groupDefinedBy(const std::filesystem::path& file) {
     }
 }
 
-/// Of ASCII letters, as the tree compares names.
-bool differByCaseOnly(const std::string& a, const std::string& b) {
-    const auto lowered = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; };
-    return a != b && std::equal(a.begin(), a.end(), b.begin(), b.end(),
-                                [&](char x, char y) { return lowered(x) == lowered(y); });
-}
-
 void checkAgainstOthers(const std::vector<FactoryFileLocation>& locations, const FactoryFileLocation& entry,
                         const std::filesystem::path& factoryFolder) {
     const auto copy = (factoryFolder / entry.factoryFile).lexically_normal();
     for (const FactoryFileLocation& other : locations) {
-        if (differByCaseOnly(other.toolboxGroupName, entry.toolboxGroupName))
+        const bool isTheSame = other.toolboxGroupName == entry.toolboxGroupName;
+        if (!isTheSame && detail::sameButForCase(other.toolboxGroupName, entry.toolboxGroupName))
             throw exception::ProductNodeAlreadyExisted(entry.toolboxGroupName, other.toolboxGroupName);
-        if (other.toolboxGroupName != entry.toolboxGroupName &&
-            (factoryFolder / other.factoryFile).lexically_normal() == copy)
+        if (!isTheSame && (factoryFolder / other.factoryFile).lexically_normal() == copy)
             detail::throwNotWritten(copy, "\"" + files::shownName(copy.native()) +
                                               "\" is listed as the factory file of \"" +
                                               files::shownName(other.toolboxGroupName) + "\"");

@@ -2,6 +2,7 @@
 
 #include "settingscore/Settings.hpp"
 #include "settingscore/exception/Exceptions.hpp"
+#include "settingscore/settings/node/NodeNames.hpp"
 #include "varnek/log/Channel.hpp"
 
 #include <boost/make_shared.hpp>
@@ -13,15 +14,6 @@ namespace settings::core::detail {
 namespace {
 
 constexpr char rootName[] = "root";
-
-char lowered(char c) {
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-}
-
-bool sameButForCase(std::string_view a, std::string_view b) {
-    return std::equal(a.begin(), a.end(), b.begin(), b.end(),
-                      [](char x, char y) { return lowered(x) == lowered(y); });
-}
 
 NodeSpec rootSpec() {
     NodeSpec spec;
