@@ -27,8 +27,9 @@ LevelFolders setLevelFolders(LevelFolders folders);
 /// and for tests that change the environment.
 void forgetLevelFolders();
 
-/// "SETTINGS_USERDIR", else the function. Without a folder, or when the function throws, the reason is written to
-/// standard error, and the process ends at once with status 1: there is no way on without a user folder.
+/// "SETTINGS_USERDIR", else the function. Without a folder, or when the function throws, the reason is
+/// written to standard error, and the process ends at once with status 1: there is no way on without a user
+/// folder.
 std::u16string userFolder();
 /// "SETTINGS_INSTALLATIONDIR", else the function.
 std::u16string installationFolder();
