@@ -19,6 +19,8 @@ int main(int argc, char** argv) {
     for (const Row& row : setRows(root))
         results.push_back(measure(row));
     root->getChild(groupName(0))->unset("setting042", "session");
+    for (const Row& row : validationRows())
+        results.push_back(measure(row));
     for (Result& result : scalingResults(root))
         results.push_back(std::move(result));
     for (const Row& row : userLevelRows(root))

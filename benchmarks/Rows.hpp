@@ -14,6 +14,8 @@ std::vector<Result> scalingResults(const Handle& root);
 /// To be run after the others: puts a value on the user level of every setting.
 std::vector<Row> userLevelRows(const Handle& root);
 std::vector<Row> setRows(const Handle& root);
+/// Declarative checks of a long vector against loops over its elements.
+std::vector<Row> validationRows();
 
 /// Other stores doing the read by name, where their packages are installed.
 void addPeers(Row& defaultRead);

@@ -21,6 +21,7 @@ ROOMS = [
     (1, "level", [INC + "level/", CORE + "level/"]),
     (2, "exception", [INC + "exception/", SRC + "exception/"]),
     (2, "events", [INC + "events/", SRC + "events/"]),
+    (2.5, "plugin", [INC + "plugin/", SRC + "plugin/"]),
     (3, "validation", [INC + "validation/", SRC + "validation/"]),
     (4, "node", [INC + "Settings.hpp", INC + "node/", CORE + "node/", CORE + "settingsImpl", CORE + "Settings.",
                  CORE + "listenerTypes", CORE + "typedAccess"]),

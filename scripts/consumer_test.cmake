@@ -43,6 +43,15 @@ step(${CMAKE_COMMAND} --build ${work}/package)
 step(${work}/package/consumer)
 expect_greeting(find_package)
 
+step(${CMAKE_COMMAND} -S ${SOURCE}/examples/plugin -B ${work}/plugin -G ${GENERATOR}
+    -DCMAKE_CXX_COMPILER=${COMPILER} -DCMAKE_PREFIX_PATH=${prefix} -DCMAKE_BUILD_TYPE=Debug)
+step(${CMAKE_COMMAND} --build ${work}/plugin)
+step(${CMAKE_COMMAND} --install ${work}/plugin --prefix ${prefix})
+if(NOT EXISTS ${prefix}/bin/linux64/settings_plugins/libexample_checks.so)
+    message(FATAL_ERROR "the example plug-in is not where plug-ins are looked for")
+endif()
+message(STATUS "plug-in: ok")
+
 set(ENV{PKG_CONFIG_PATH} ${prefix}/${LIBDIR}/pkgconfig)
 step(pkg-config --cflags --libs settingscore)
 separate_arguments(flags UNIX_COMMAND "${output}")

@@ -52,10 +52,10 @@ std::string whereDefinitionsAre() {
 Handle root() {
     static const Handle tree = [] {
         Handle built = settings::core::detail::getSettingsRoot(DefaultRootIndex());
-        for (const auto& [file, message] : settings::core::detail::getLoadProblems(DefaultRootIndex()))
-            std::cerr << "vksettings: warning: "
-                      << printable(message.find(file) == std::string::npos ? file + ": " + message : message)
-                      << '\n';
+        for (const auto& [file, message] : settings::core::detail::getLoadProblems(DefaultRootIndex())) {
+            std::string text = message.find(file) == std::string::npos ? file + ": " : std::string();
+            std::cerr << "vksettings: warning: " << printable(text.append(message)) << '\n';
+        }
         if (built->getChildren().empty())
             std::cerr << "vksettings: warning: no settings are defined" << whereDefinitionsAre() << '\n';
         return built;

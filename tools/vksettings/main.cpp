@@ -21,7 +21,8 @@ using namespace vksettings;
 /// What the parsed command line asks for.
 using Job = std::function<void()>;
 
-CLI::App* command(CLI::App& app, const std::string& name, const std::string& help, Job& job, Job action) {
+CLI::App* command(CLI::App& app, const std::string& name, const std::string& help, Job& job,
+                  const Job& action) {
     CLI::App* added = app.add_subcommand(name, help);
     added->callback([&job, action] { job = action; });
     return added;

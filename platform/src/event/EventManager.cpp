@@ -55,6 +55,10 @@ Connection EventManager::subscribe(std::vector<std::u16string> eventTypes, Liste
     return Connection(table_->add(std::move(eventTypes), std::move(listener)));
 }
 
+bool EventManager::hasListeners() const noexcept {
+    return !table_->empty();
+}
+
 void EventManager::broadcast(const EventHandle& event) const {
     if (!event)
         throw std::invalid_argument("cannot broadcast an empty event handle");

@@ -6,6 +6,7 @@
 #include "varnek/files/FileError.hpp"
 
 #include <fcntl.h>
+#include <optional>
 #include <sys/stat.h>
 
 namespace varnek::files {

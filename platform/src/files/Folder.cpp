@@ -4,6 +4,7 @@
 #include "files/LinkTarget.hpp"
 #include "varnek/files/FileError.hpp"
 
+#include <algorithm>
 #include <fcntl.h>
 #include <sys/stat.h>
 

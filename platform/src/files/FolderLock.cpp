@@ -9,7 +9,6 @@
 #include <algorithm>
 #include <thread>
 #include <utility>
-#include <vector>
 
 namespace varnek::files {
 
@@ -20,7 +19,19 @@ using Identity = std::pair<dev_t, ino_t>;
 
 constexpr std::chrono::milliseconds longestPause{20};
 
-thread_local std::vector<Identity> heldHere;
+/// What this thread holds, as a list of the locks themselves: saves may outlast the thread's other variables.
+struct Held {
+    Identity identity{};
+    Held* next = nullptr;
+};
+thread_local Held* heldHere = nullptr;
+
+bool isHeldHere(const Identity& identity) noexcept {
+    for (const Held* held = heldHere; held != nullptr; held = held->next)
+        if (held->identity == identity)
+            return true;
+    return false;
+}
 
 Identity identityOf(int fd) noexcept {
     struct stat status {};
@@ -51,7 +62,7 @@ bool lockUntil(int fd, Clock::time_point end) {
 
 struct FolderLock::State {
     detail::Descriptor folder; // closing it gives the lock back
-    Identity identity{};
+    Held held;
     bool isHeld = false;
     bool isOurs = false; // not that of an object further up in this thread
 };
@@ -64,7 +75,7 @@ FolderLock::FolderLock(const std::filesystem::path& folder, std::chrono::millise
         if (!opened)
             return;
         const Identity identity = identityOf(opened.get());
-        if (std::find(heldHere.begin(), heldHere.end(), identity) != heldHere.end()) {
+        if (isHeldHere(identity)) {
             state_->isHeld = true;
             return;
         }
@@ -72,17 +83,22 @@ FolderLock::FolderLock(const std::filesystem::path& folder, std::chrono::millise
             return;
         if (identityOf(openNearest(folder).get()) != identity)
             continue; // the folder was made, or replaced, while this waited
-        heldHere.push_back(identity);
         state_->folder = std::move(opened);
-        state_->identity = identity;
+        state_->held = {identity, heldHere};
+        heldHere = &state_->held;
         state_->isHeld = state_->isOurs = true;
         return;
     }
 }
 
 FolderLock::~FolderLock() {
-    if (state_->isOurs)
-        std::erase(heldHere, state_->identity);
+    if (!state_->isOurs)
+        return;
+    for (Held** link = &heldHere; *link != nullptr; link = &(*link)->next)
+        if (*link == &state_->held) {
+            *link = state_->held.next;
+            return;
+        }
 }
 
 bool FolderLock::isHeld() const noexcept {

@@ -8,6 +8,7 @@
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <vector>
 
 namespace varnek::files {
 namespace detail {

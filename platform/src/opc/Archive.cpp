@@ -57,7 +57,7 @@ ArchiveHandle openArchive(SourceHandle source, int flags, ErrorKind kind) {
     ArchiveHandle archive(zip_open_from_source(source.get(), flags, &error));
     if (!archive)
         refuse(&error, kind);
-    source.release();
+    static_cast<void>(source.release()); // libzip owns it now
     return archive;
 }
 
@@ -136,7 +136,7 @@ void add(zip_t* archive, const OutgoingEntry& entry, const char* password) {
     const zip_int64_t added = zip_file_add(archive, name.c_str(), source.get(), ZIP_FL_ENC_UTF_8);
     if (added < 0)
         failed();
-    source.release();
+    static_cast<void>(source.release()); // libzip owns it now
     const auto index = static_cast<zip_uint64_t>(added);
     constexpr zip_uint16_t midnight = 0, firstDay = 1 << 5 | 1; // 1980-01-01, the first that the format knows
     constexpr zip_uint32_t regularFile = 0100644u << 16;
@@ -171,7 +171,7 @@ std::string writeArchive(std::span<const OutgoingEntry> entries, const char* pas
         add(archive.get(), entry, password);
     if (zip_close(archive.get()) != 0)
         refuse(zip_get_error(archive.get()), ErrorKind::unsupported);
-    archive.release();
+    static_cast<void>(archive.release()); // closed, and so gone
     return contentOf(target.get());
 }
 

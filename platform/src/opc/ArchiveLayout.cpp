@@ -4,6 +4,8 @@
 #include "opc/NameRules.hpp"
 #include "opc/Refusal.hpp"
 
+#include <algorithm>
+
 namespace opc::detail {
 namespace {
 

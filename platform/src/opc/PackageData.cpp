@@ -6,6 +6,7 @@
 #include "opc/XmlParts.hpp"
 #include "opc/model/Package.hpp"
 
+#include <algorithm>
 #include <cstring>
 
 namespace opc::detail {

@@ -4,6 +4,7 @@
 #include "opc/Refusal.hpp"
 #include "varnek/files/PathText.hpp"
 
+#include <algorithm>
 #include <charconv>
 #include <pugixml.hpp>
 #include <set>

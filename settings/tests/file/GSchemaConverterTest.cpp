@@ -266,8 +266,9 @@ TEST(GSchemaConverter, RelocatableSchemasDoNotMultiplyWithoutEnd) {
     std::string text = "<schemalist>";
     for (int i = 0; i < 20; ++i) {
         const std::string next = std::to_string(i + 1);
-        text += "<schema id='s" + std::to_string(i) + "'" + (i == 0 ? " path='/s/'" : "") + ">" + key +
-                "<child name='a' schema='s" + next + "'/><child name='b' schema='s" + next + "'/></schema>";
+        text.append("<schema id='s").append(std::to_string(i)).append(i == 0 ? "' path='/s/'>" : "'>");
+        text.append(key).append("<child name='a' schema='s").append(next);
+        text.append("'/><child name='b' schema='s").append(next).append("'/></schema>");
     }
     const ConvertedSchemas result = convert(text + "<schema id='s20'>" + key + "</schema></schemalist>");
     EXPECT_EQ(result.mappedKeys, 20'000U);

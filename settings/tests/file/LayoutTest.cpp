@@ -24,7 +24,7 @@ boost::shared_ptr<SettingsImpl> definedGroup() {
     spec.name = "g";
     spec.readOnly = ReadOnlyState::writable;
     spec.definition = std::make_unique<NodeDefinition>();
-    spec.definition->validator = settings::core::CValidator("lib", "f");
+    spec.definition->validator = settings::core::CValidator::fromDefinition("lib", "f");
     auto group = SettingsImpl::makeGroup(std::move(spec));
     NodeSpec setting;
     setting.name = "s";

@@ -3,6 +3,8 @@
 #include "support/FileTree.hpp"
 
 #include "settingscore/SettingsSaving.hpp"
+#include "settingscore/events/EventNotifyFunction.hpp"
+#include "settingscore/events/SettingsEvent.hpp"
 #include "settingscore/settings/node/SettingsAccess.hpp"
 
 #include <gtest/gtest.h>
@@ -440,7 +442,7 @@ TEST_F(LevelFiles, ChangesOfTwoProcessesComeTogether) {
     RecordedEvents events;
     group(ours)->removeNode("removed");
     EXPECT_EQ((Lines{"removed removed from g", "changed g.dropped was 1", "changed g.b was 1",
-                     "changed g.both was 1", "changed g.child.x was 0"}),
+                     "changed g.both was 1", "changed g.child.x was 0", "added g.added to g"}),
               events.take());
     group(ours)->set("both", 3.0, "user");
     group(ours)->unset("kept", "user");
@@ -465,32 +467,169 @@ TEST_F(LevelFiles, ChangesOfTwoProcessesComeTogether) {
     EXPECT_EQ(2.0, group(start(names))->get<double>("b", "user"));
 }
 
+/// What one process removes does not come back through the other.
+TEST_F(LevelFiles, NodesThatAnotherProcessRemoved) {
+    const Names names = {"a", "kept"};
+    {
+        const FileTree first = start(names);
+        group(first)->set("kept", 1.0, "user"); // else there would be no file any more
+        for (const char* name : {"gone", "changed"})
+            group(first)->addSetting(name, Array::scalar(1.0), true, false, "user");
+        const Handle mine = group(first)->addGroup("mine", true, false, "user");
+        mine->addSetting("x", Array::scalar(1.0), true, false, "user");
+    }
+    const FileTree theirs = start(names);
+    const FileTree ours = start(names);
+    group(ours)->set("changed", 2.0, "user");
+    for (const char* name : {"gone", "changed", "mine"})
+        group(theirs)->removeNode(name);
+    EXPECT_FALSE(group(theirs)->getChild("gone"));
+    RecordedEvents events;
+    group(ours)->set("a", 1.0, "user");
+    EXPECT_EQ(
+        (Lines{"changed g.a was 0", "removed changed from g", "removed gone from g", "removed mine from g"}),
+        events.take());
+    group(theirs)->set("a", 2.0, "user");
+    for (const FileTree& tree : {start(names), start(names)}) {
+        EXPECT_FALSE(group(tree)->getChild("gone"));
+        EXPECT_FALSE(group(tree)->getChild("mine"));
+    }
+}
+
+/// What another process adds is announced.
+TEST_F(LevelFiles, NodesThatAnotherProcessAdded) {
+    const FileTree theirs = start({"a"});
+    const FileTree ours = start({"a"});
+    group(ours)->set("a", 1.0, "user");
+    group(theirs)
+        ->addGroup("mine", true, false, "user")
+        ->addSetting("x", Array::scalar(1.0), true, false, "user");
+    RecordedEvents events;
+    ours.keeper->loadLevel(SettingsAccess::node(*group(ours)), LevelIndex::user);
+    EXPECT_EQ(Lines{"added g.mine to g"}, events.take());
+    EXPECT_EQ(1.0, group(ours)->getChild("mine")->get<double>("x"));
+}
+
+/// A listener may change and extend the group whose file is being read again.
+TEST_F(LevelFiles, AListenerChangesWhatIsBeingRead) {
+    const FileTree theirs = start({"a", "b"});
+    const FileTree ours = start({"a", "b"});
+    group(ours)->set("b", 1.0, "user");
+    group(theirs)->set("a", 2.0, "user");
+    int calls = 0;
+    setEventNotifyFunction([&](const boost::shared_ptr<const settings::core::SettingsEvent>&) {
+        if (++calls > 1)
+            return;
+        group(ours)->set("b", 3.0, "user");
+        group(ours)->addSetting("mine", Array::scalar(1.0), true, false, "user");
+    });
+    ours.keeper->loadLevel(SettingsAccess::node(*group(ours)), LevelIndex::user);
+    EXPECT_EQ(3, calls);
+    calls = 0;
+    group(theirs)->set("a", 4.0, "user");
+    group(ours)->set("b", 5.0, "session"); // first event: nothing is saved
+    setEventNotifyFunction({});
+    const FileTree end = start({"a", "b"});
+    EXPECT_EQ(4.0, group(end)->get<double>("a", "user"));
+    EXPECT_EQ(3.0, group(end)->get<double>("b", "user"));
+    EXPECT_TRUE(group(end)->getChild("mine"));
+}
+
+TEST_F(LevelFiles, AFileThatWentAndCameBackIsNew) {
+    group(start({"x", "y"}))->set("x", 1.0, "user");
+    const FileTree a = start({"x", "y"});
+    const FileTree b = start({"x", "y"});
+    group(a)->unset("x", "user");
+    group(b)->unset("x", "user"); // the file is gone already
+    group(start({"x", "y"}))->set("x", 1.0, "user");
+    group(b)->set("y", 1.0, "user");
+    const FileTree end = start({"x", "y"});
+    EXPECT_EQ(1.0, group(end)->get<double>("x", "user"));
+    EXPECT_EQ(1.0, group(end)->get<double>("y", "user"));
+}
+
+TEST_F(LevelFiles, ADamagedFileBehindALinkIsKept) {
+    group(start({"a"}))->set("a", 1.0, "user");
+    const auto file = folder / "user/g.vksettings";
+    const auto real = folder / "user/real";
+    std::filesystem::rename(file, real);
+    std::filesystem::create_symlink("real", file);
+    for (const char* damaged : {"first", "second"}) {
+        writeBytes(real, damaged);
+        group(start({"a"}))->set("a", damaged[0] == 'f' ? 2.0 : 3.0, "user");
+    }
+    EXPECT_EQ("first", bytesOf(folder / "user/g.vksettings.damaged"));
+    EXPECT_EQ("second", bytesOf(folder / "user/g.vksettings.damaged-2"));
+    EXPECT_EQ(3.0, group(start({"a"}))->get<double>("a", "user"));
+}
+
+TEST_F(LevelFiles, AnotherFolderHasNothingOfTheOldOne) {
+    TempFolder other;
+    std::filesystem::create_directory(other / "user");
+    {
+        FileTree all(folder.path());
+        const Handle g = all.group("g");
+        define(g, "a");
+        define(g, "unknown");
+        all.load(g);
+        g->set("a", 1.0, "user");
+        g->set("unknown", 1.0, "user");
+    }
+    std::filesystem::path user = folder / "user";
+    LevelFileKeeper keeper(
+        [&](LevelIndex level) { return level == LevelIndex::user ? user : std::filesystem::path(); });
+    const TestTree tree;
+    const Handle g = tree.group("g");
+    define(g, "a");
+    const auto node = SettingsAccess::node(*g);
+    keeper.loadUserSettings(node);
+    EXPECT_EQ(1.0, g->get<double>("a", "user"));
+    user = other / "user";
+    keeper.loadUserSettings(node);
+    EXPECT_FALSE(g->isSet("a", "user"));
+    EXPECT_EQ(LoadOutcome::absent, keeper.status("g", LevelIndex::user).loaded);
+    g->set("a", 2.0, "user");
+    keeper.requestSave(node, LevelIndex::user);
+    EXPECT_EQ(1U, partJson(user / "g.vksettings", topPart).at("settings").asArray().size());
+}
+
+/// Starts of the program that each change one value, at the same time; the first makes the folder.
 TEST_F(LevelFiles, ProcessesThatSaveAtTheSameTime) {
-    constexpr int processes = 4;
-    constexpr int changes = 15;
+    constexpr int processes = 6;
+    const int rounds = std::getenv("VKSETTINGS_SOAK") != nullptr ? 300 : 10;
     Names names;
     for (int i = 0; i < processes; ++i)
         names.push_back("s" + std::to_string(i));
-    std::filesystem::remove_all(folder / "user"); // the first of them makes it
-    std::vector<pid_t> children;
-    for (const std::string& name : names) {
-        children.push_back(::fork());
-        ASSERT_NE(-1, children.back());
-        if (children.back() == 0) {
-            for (int n = 1; n <= changes; ++n)
-                group(start(names))->set(name, double(n), "user"); // reads, changes, writes
-            ::_exit(testing::Test::HasFailure() ? 1 : 0);
+    const auto user = folder / "user";
+    for (int round = 1; round <= rounds; ++round) {
+        const FileTree tree = start(names);
+        if (round % 2 == 1)
+            std::filesystem::remove_all(user);
+        int barrier[2];
+        ASSERT_EQ(0, ::pipe(barrier));
+        std::vector<pid_t> children;
+        for (const std::string& name : names) {
+            children.push_back(::fork());
+            ASSERT_NE(-1, children.back());
+            if (children.back() == 0) {
+                char byte = 0;
+                ::close(barrier[1]);
+                [[maybe_unused]] const auto ended = ::read(barrier[0], &byte, 1);
+                group(tree)->set(name, double(round), "user");
+                ::_exit(0);
+            }
         }
+        ::close(barrier[0]);
+        ::close(barrier[1]); // now they go
+        for (const pid_t child : children)
+            ASSERT_EQ(child, ::waitpid(child, nullptr, 0));
+        const FileTree end = start(names);
+        for (const std::string& name : names)
+            ASSERT_TRUE(group(end)->isSet(name, "user") &&
+                        group(end)->get<double>(name, "user") == double(round))
+                << name << " in round " << round;
     }
-    for (const pid_t child : children) {
-        int status = 0;
-        ASSERT_EQ(child, ::waitpid(child, &status, 0));
-        EXPECT_EQ(0, status);
-    }
-    const FileTree end = start(names);
-    for (const std::string& name : names)
-        EXPECT_EQ(double(changes), group(end)->get<double>(name, "user"));
-    EXPECT_EQ(Names{"g.vksettings"}, namesIn(folder / "user"));
+    EXPECT_EQ(Names{"g.vksettings"}, namesIn(user));
 }
 
 /// Many threads change one group: in the end the file holds what the tree holds, and every request has been

@@ -134,7 +134,7 @@ boost::shared_ptr<SettingsImpl> richDefinition() {
     StringMetaData<AnyShape> words;
     words.mustBeMember({u"auto", u"größer"});
     size.definition->multiCheckValueValidators = {numbers, words, MustBeLogical<MustBeScalar>()};
-    size.definition->validator = CValidator("libcheck", "check_size");
+    size.definition->validator = CValidator::fromDefinition("libcheck", "check_size");
     size.definition->factoryValueFcn = JRunTimeDefault("org.other", "size");
     size.definition->attributes = {{"description", "a size"}};
     auto sizeNode = SettingsImpl::makeSetting(std::move(size));
@@ -152,7 +152,7 @@ boost::shared_ptr<SettingsImpl> richDefinition() {
     NodeSpec deep;
     deep.name = "deep";
     deep.definition = std::make_unique<NodeDefinition>();
-    deep.definition->validator = CValidator("lib:100%", "JAVA:looks:qualified");
+    deep.definition->validator = CValidator::fromDefinition("lib:100%", "JAVA:looks:qualified");
     deep.definition->factoryValueFcn = MRunTimeDefault("a%3Ab:c", "C:x");
     child->adoptChildren({SettingsImpl::makeSetting(std::move(deep))});
     group->adoptChildren({sizeNode, SettingsImpl::makeSetting(std::move(alias)), child});

@@ -56,7 +56,7 @@ struct SaveProcedure : testing::Test {
     }
 
     PrefdirFileAccess access(LevelIndex level, NodePtr saved,
-                             std::optional<std::string> bytes = "content") const {
+                             const std::optional<std::string>& bytes = "content") const {
         return {
             level, std::move(saved), file,
             [bytes](const NodePtr&, const std::filesystem::path&, std::string_view, SaveOutcome& outcome) {
@@ -136,8 +136,8 @@ TEST_F(SaveProcedure, TheFileWriterIsToldGroupPathAndLevel) {
         int calls = 0;
         PrefdirFileAccess save(
             level, node, file,
-            [&](const NodePtr& saved, const std::filesystem::path& path, std::string_view levelName,
-                SaveOutcome&) -> std::optional<std::string> {
+            [&, name = name](const NodePtr& saved, const std::filesystem::path& path,
+                             std::string_view levelName, SaveOutcome&) -> std::optional<std::string> {
                 ++calls;
                 EXPECT_EQ(node, saved);
                 EXPECT_EQ(file, path);

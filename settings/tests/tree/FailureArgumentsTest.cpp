@@ -13,7 +13,6 @@ namespace {
 
 using namespace settings::test;
 using namespace settings::core::exception;
-using settings::core::LevelIndex;
 using settings::core::ReadOnlyState;
 using settings::core::Settings;
 using Lines = std::vector<std::string>;

@@ -29,7 +29,7 @@ TEST(LevelResolution, EveryCombinationOfLevels) {
             effective.isVoid()
                 ? "nothing"
                 : std::string(levelName(levelsInOrder[std::size_t(effective.text().back() - u'0')]));
-        report += "{" + levels + "} -> " + winner + "\n";
+        report.append("{").append(levels).append("} -> ").append(winner).append("\n");
     }
     EXPECT_EQ(golden("level_resolution.txt"), report);
 }

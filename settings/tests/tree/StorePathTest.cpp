@@ -19,7 +19,6 @@
 namespace {
 
 using namespace settings::test;
-using settings::core::LevelIndex;
 using settings::core::ReadOnlyState;
 using Lines = std::vector<std::string>;
 

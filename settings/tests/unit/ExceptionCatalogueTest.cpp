@@ -109,10 +109,11 @@ void expectFailure(const E& failure, const std::string& text, const std::string&
 
     std::unique_ptr<varnek::exception::Exception> copy;
     {
-        const E original = failure;
-        copy = original.clone();
+        const auto original = std::make_unique<const E>(failure); // gone before its clone is looked at
+        copy = original->clone();
     }
-    ASSERT_EQ(typeid(*copy), typeid(E));
+    const varnek::exception::Exception& cloned = *copy;
+    ASSERT_EQ(typeid(cloned), typeid(E));
     EXPECT_EQ(copy->what(), text);
     try {
         std::rethrow_exception(fromAnotherThread([&] { copy->rethrow(); }));

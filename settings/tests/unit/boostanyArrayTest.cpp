@@ -18,7 +18,6 @@ namespace {
 using namespace settingscore::boostany;
 using varnek::data::Array;
 using varnek::data::Dimensions;
-using varnek::data::TypeCode;
 
 // ---- generators ----
 

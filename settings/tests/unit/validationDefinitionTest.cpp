@@ -76,12 +76,15 @@ static_assert(!areComparable<MValidator, JValidator> && !areComparable<MValidato
               !areComparable<detail::FunctionName, MValidator>);
 
 TEST(ValidationDefinition, VariantsKeepTheirOrder) {
-    const ValidatorVariant validators[] = {
-        {}, MValidator("p", "f"), CValidator("p", "f"), JValidator("p", "f"), CPPValidator({}, "p", "f")};
+    const ValidatorVariant validators[] = {{},
+                                           MValidator("p", "f"),
+                                           CValidator::fromDefinition("p", "f"),
+                                           JValidator("p", "f"),
+                                           CPPValidator({}, "p", "f")};
     for (int which = 0; which < 5; ++which)
         EXPECT_EQ(validators[which].which(), which);
     const RunTimeDefaultVariant defaults[] = {
-        {}, CRunTimeDefault("p", "f"), MRunTimeDefault("p", "f"), JRunTimeDefault("p", "f")};
+        {}, CRunTimeDefault::fromDefinition("p", "f"), MRunTimeDefault("p", "f"), JRunTimeDefault("p", "f")};
     for (int which = 0; which < 4; ++which)
         EXPECT_EQ(defaults[which].which(), which);
     EXPECT_FALSE(validators[1] == validators[2]);
@@ -89,7 +92,7 @@ TEST(ValidationDefinition, VariantsKeepTheirOrder) {
     EXPECT_FALSE(validators[1] == ValidatorVariant(MValidator("q", "f")));
     EXPECT_TRUE(validators[1] == ValidatorVariant(MValidator("p", "f")));
     EXPECT_EQ(CPPValidator({}, "p", "f"), CPPValidator([](const auto&...) {}, "p", "f"));
-    EXPECT_FALSE(CRunTimeDefault("p", "f") == CRunTimeDefault("p", "g"));
+    EXPECT_FALSE(CRunTimeDefault::fromDefinition("p", "f") == CRunTimeDefault::fromDefinition("p", "g"));
 }
 
 TEST(ValidationDefinition, FactorySettingPropertiesKeepWhatTheyAreMadeFrom) {

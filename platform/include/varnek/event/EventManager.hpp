@@ -100,6 +100,9 @@ class VARNEK_EXPORT EventManager {
                          std::move(listener));
     }
 
+    /// False when a broadcast would reach nobody whatever the event. Does not lock.
+    bool hasListeners() const noexcept;
+
     /// Calls the listeners of the event's types and of the qualified names of its class and base classes, in
     /// the order in which they subscribed. A listener that is disconnected meanwhile is left out, one that
     /// subscribes meanwhile is not called. Throws std::invalid_argument for an empty handle.

@@ -1,11 +1,10 @@
 /// Secrets for encrypted settings files. The library keeps none itself: it asks a service that a plug-in
 /// registers.
 ///
-/// The plug-in is a bundle in the folder `bin/linux64/settings_plugins` below the installation, loaded on
-/// first use of one of the functions. The installation is the folder that this library was loaded from
-/// without `bin/linux64`, or else without the library folder of `cmake --install`; that installs a key
-/// manager which keeps secrets in memory there. A plug-in registers a KeyManager; among several the one with
-/// the highest ranking serves.
+/// The plug-in is a bundle in the folder `bin/linux64/settings_plugins` below the installation
+/// (settingscore/plugin/InstallationRoot.hpp), loaded on first use of one of the functions. `cmake --install`
+/// puts a key manager there that keeps secrets in memory. A plug-in registers a KeyManager; among several the
+/// one with the highest ranking serves.
 ///
 /// An encrypted settings file is opened with the secret that is kept under the file's name with its extension
 /// ("editor.vksettings"), taken as the password.

@@ -1,23 +1,45 @@
 #include "settingscore/events/EventTypes.hpp"
 
-#include <ios>
-#include <locale>
-#include <sstream>
+#include <charconv>
 
 namespace settings::core::detail {
 
+namespace {
+
+/// Room for both halves.
+using IdentityDigits = std::array<char, 2 * (2 + 16)>;
+
+std::string_view writeIdentity(const IdentityParts& identity, IdentityDigits& digits) {
+    char* at = digits.data();
+    for (const std::uint64_t part : identity) {
+        if (part != 0) {
+            *at++ = '0';
+            *at++ = 'x';
+        }
+        at = std::to_chars(at, digits.data() + digits.size(), part, 16).ptr;
+    }
+    return {digits.data(), static_cast<std::size_t>(at - digits.data())};
+}
+
+} // namespace
+
 std::string identityText(const IdentityParts& identity) {
-    std::ostringstream text;
-    text.imbue(std::locale::classic()); // a host's locale would group the digits
-    text << std::hex << std::showbase << identity[0] << identity[1];
-    return std::move(text).str();
+    IdentityDigits digits;
+    return std::string(writeIdentity(identity, digits));
+}
+
+std::u16string eventType(std::string_view eventClassName, const IdentityParts& identity) {
+    IdentityDigits digits;
+    const std::string_view text = writeIdentity(identity, digits);
+    std::u16string type;
+    type.reserve(eventClassName.size() + text.size());
+    type.append(eventClassName.begin(), eventClassName.end()); // ASCII
+    type.append(text.begin(), text.end());
+    return type;
 }
 
 std::vector<std::u16string> eventTypes(std::string_view eventClassName, const IdentityParts& identity) {
-    const std::string identityDigits = identityText(identity);
-    std::u16string type(eventClassName.begin(), eventClassName.end()); // ASCII
-    type.append(identityDigits.begin(), identityDigits.end());
-    return {std::move(type)};
+    return {eventType(eventClassName, identity)};
 }
 
 } // namespace settings::core::detail

@@ -26,7 +26,10 @@ inline constexpr std::string_view updatePrefdirEventName = "settings::core::Upda
 /// "0x1f0x2", "00x2".
 std::string identityText(const IdentityParts& identity);
 
-/// The types of the events of one class for one node.
+/// The type of the events of one class for one node.
+std::u16string eventType(std::string_view eventClassName, const IdentityParts& identity);
+
+/// The same as the list that listeners subscribe with.
 std::vector<std::u16string> eventTypes(std::string_view eventClassName, const IdentityParts& identity);
 
 } // namespace settings::core::detail

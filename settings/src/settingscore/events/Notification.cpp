@@ -6,6 +6,7 @@
 #include <exception>
 #include <memory>
 #include <mutex>
+#include <stdexcept>
 #include <utility>
 
 namespace settings::core::detail {
@@ -42,7 +43,14 @@ bool hasEventNotifyFunction() noexcept {
     return hook().installed.load(std::memory_order_acquire);
 }
 
-void notify(const boost::shared_ptr<const SettingsEvent>& event) {
+void logDropped(const std::exception& failure) noexcept {
+    try {
+        VARNEK_LOG(eventsLog, error) << "Exception caught: " << failure.what();
+    } catch (...) { // then there is nobody to tell
+    }
+}
+
+void notify(const boost::shared_ptr<const SettingsEvent>& event) noexcept {
     std::shared_ptr<const EventNotifyFunction> current;
     {
         const std::lock_guard lock(hook().mutex);
@@ -52,10 +60,10 @@ void notify(const boost::shared_ptr<const SettingsEvent>& event) {
         return;
     try {
         (*current)(event);
-    } catch (const std::exception& error) {
-        VARNEK_LOG(eventsLog, error) << "Exception caught: " << error.what();
+    } catch (const std::exception& failure) {
+        logDropped(failure);
     } catch (...) {
-        VARNEK_LOG(eventsLog, error) << "Exception caught: Unknown Exception";
+        logDropped(std::runtime_error("Unknown Exception"));
     }
 }
 

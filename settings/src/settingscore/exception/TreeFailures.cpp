@@ -79,8 +79,8 @@ InvalidSettingOrGroupName::InvalidSettingOrGroupName(std::string inputNodeName)
     : inputNodeName_(std::move(inputNodeName)) {}
 
 NoSuchKey::NoSuchKey(ObjectHandle object, std::string inputName)
-    : Cloneable(std::move(object), inputName),
-      text_("The requested settings " + inputName + " does not exist.") {}
+    : Cloneable(std::move(object), std::move(inputName)),
+      text_("The requested settings " + getInputName() + " does not exist.") {}
 
 ProductNodeAlreadyExisted::ProductNodeAlreadyExisted(std::u16string inputName, std::u16string existingName)
     : inputName_(std::move(inputName)), existingName_(std::move(existingName)) {}

@@ -166,7 +166,7 @@ class Check : public boost::static_visitor<Refusal> {
                 if (data.isIntegerRequired() && element != std::floor(element))
                     return "must be an integer, " + text(element) + " is none";
             const auto min = data.getMinValue(), max = data.getMaxValue();
-            if ((!min || order(element, *min) >= 0) && (!max || order(element, *max) <= 0))
+            if ((!min || std::is_gteq(order(element, *min))) && (!max || std::is_lteq(order(element, *max))))
                 return std::nullopt;
             return "must be " + range(min, max) + ", " + text(element) + " is not";
         });

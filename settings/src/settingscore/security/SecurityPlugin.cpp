@@ -4,8 +4,9 @@
 #include "cppmicroservices/FrameworkFactory.h"
 #include "settingscore/exception/FileFailures.hpp"
 #include "settingscore/exception/MessageText.hpp"
+#include "settingscore/plugin/InstallationRoot.hpp"
+#include "settingscore/plugin/PluginFolder.hpp"
 #include "varnek/files/Folder.hpp"
-#include "varnek/host/Executable.hpp"
 #include "varnek/log/Channel.hpp"
 
 #include <mutex>
@@ -21,7 +22,6 @@ namespace {
 
 varnek::log::Channel securityLog("settings::core::security");
 
-constexpr const char* pluginFolder = "bin/linux64/settings_plugins";
 constexpr const char* libraryExtension = ".so";
 constexpr const char* manifestExtension = ".json";
 constexpr const char* pluginName = "settings security plugin"; // names it in errors
@@ -32,17 +32,6 @@ PluginSource pluginSource;
 PluginSource currentSource() {
     const std::lock_guard lock(sourceMutex);
     return pluginSource;
-}
-
-/// The prefix that this library is installed below: a host may keep it among its own libraries in
-/// bin/linux64, `cmake --install` puts it where the build says. Nothing else is searched, because what is
-/// found there is run.
-std::filesystem::path ownInstallationRoot() {
-    const auto library = varnek::host::modulePathOf(reinterpret_cast<const void*>(&setPluginSource));
-    const std::filesystem::path folder = library.parent_path();
-    const bool isAmongThoseOfTheHost =
-        folder.filename() == "linux64" && folder.parent_path().filename() == "bin";
-    return (folder / (isAmongThoseOfTheHost ? "../.." : SETTINGSCORE_PREFIX_FROM_LIBRARY)).lexically_normal();
 }
 
 /// Never stopped: services may be used until the process ends.
@@ -60,13 +49,6 @@ std::shared_ptr<KeyManager> registeredIn(const BundleContext& context) {
     return reference ? context.GetService(reference) : nullptr;
 }
 
-/// Whether nobody but its owner can change the library.
-bool isTrusted(const std::filesystem::path& library) {
-    using std::filesystem::perms;
-    const perms others = perms::group_write | perms::others_write;
-    return (std::filesystem::status(library).permissions() & others) == perms::none;
-}
-
 bool isBundle(const std::filesystem::path& library) {
     std::filesystem::path manifest = library;
     return std::filesystem::is_regular_file(manifest += manifestExtension);
@@ -78,7 +60,7 @@ void startBundles(const std::filesystem::path& folder, BundleContext context) {
         try {
             if (!isBundle(library))
                 continue; // a plug-in of another kind
-            if (!isTrusted(library)) {
+            if (!core::detail::isTrusted(library)) {
                 VARNEK_LOG(securityLog, error) << "others than its owner can write " << library.string();
                 continue;
             }
@@ -105,10 +87,10 @@ std::shared_ptr<KeyManager> keyManager() {
         if (auto service = registeredIn(context))
             return service;
         const std::filesystem::path root =
-            source.installationRoot ? source.installationRoot() : ownInstallationRoot();
+            source.installationRoot ? source.installationRoot() : core::installationRoot();
         if (root.empty())
             throw std::runtime_error("the installation folder is not known");
-        startBundles(root / pluginFolder, context);
+        startBundles(core::detail::pluginFolder(root), context);
         if (auto service = registeredIn(context))
             return service;
     } catch (const std::exception& failure) {

@@ -12,7 +12,7 @@ namespace settings::security::detail {
 
 /// Replaced by hosts and tests; works as it is made. Both functions are called without a lock, on any thread.
 struct PluginSource {
-    /// Empty: the prefix that this library is installed below. An empty path: no plug-in.
+    /// Empty: core::installationRoot(). An empty path: no plug-in.
     std::function<std::filesystem::path()> installationRoot;
     /// The context in which the plug-in is installed; empty: a framework that this room keeps for itself.
     std::function<cppmicroservices::BundleContext()> context;

@@ -6,6 +6,7 @@
 /// another node's lock.
 #pragma once
 
+#include "settingscore/events/EventDelivery.hpp"
 #include "settingscore/settings/node/AliasTable.hpp"
 #include "settingscore/settings/node/ChildTable.hpp"
 #include "settingscore/settings/node/SettingsNodeImpl.hpp"
@@ -121,9 +122,15 @@ class SettingsImpl : public SettingsNodeImpl, public boost::enable_shared_from_t
     void checkStructureMayChange(const boost::shared_ptr<const Settings>& child, bool adding) const override;
     const LevelValues* values() const noexcept override;
 
-    /// A value that somebody else has changed in the file: replaces `before` by `now` (void: none) unless the
-    /// level holds something else by now. No check, no save; an event as for every change.
-    void replaceValue(LevelIndex level, const ShapedArray& before, const ShapedArray& now);
+    // What somebody else has changed in a file: no check and no save, but events as for every change.
+
+    /// Replaces `before` by `now` (void: none) unless the level holds something else by now.
+    void replaceValue(LevelIndex level, const ShapedArray& before, const ShapedArray& now,
+                      LateEvents& events);
+    /// adoptChildren() with an event for each of them.
+    void adoptWithEvents(const std::vector<NodePtr>& children, LateEvents& events);
+    /// Takes a child out of the tree; nothing when it is not there any more.
+    void dropChild(const NodePtr& child, LateEvents& events);
 
     /// Of a top-level group: the factory file that its definitions come from, UTF-8; empty when there is
     /// none.
@@ -156,21 +163,27 @@ class SettingsImpl : public SettingsNodeImpl, public boost::enable_shared_from_t
     struct StoreOutcome {
         bool stored = false;
         bool effectiveChanged = false;
-        varnek::data::Array before; // the effective value that was
+        varnek::data::Array before{}; // the effective value that was
+        EventDelivery::Place event{}; // reserved where the effective value changed
     };
 
     boost::shared_ptr<SettingsImpl> parentGroup() const;
     /// The lock that serialises writers of this setting's values, taken.
     WriterLock lockForWriting() const;
     /// Does nothing when the level holds the value already, or something else than `onlyInPlaceOf`.
-    StoreOutcome store(LevelIndex level, const ShapedArray& value,
+    StoreOutcome store(LevelIndex level, const ShapedArray& value, const TreeContext* tree,
                        const ShapedArray* onlyInPlaceOf = nullptr);
     void recordDataType(const ShapedArray& value);
-    void announce(const StoreOutcome& outcome);
+    EventHandle changeEvent(const StoreOutcome& outcome);
+    EventHandle addEvent(const NodePtr& child);
+    EventHandle removeEvent(const NodePtr& child);
+    void announce(StoreOutcome& outcome);
+    static EventDelivery::Place reserveEvent(const TreeContext* tree);
     void checkStorable(const ShapedArray& value) const;
     /// NotANodeName for a setting.
     void requireGroup() const;
-    void insertChild(const NodePtr& child);
+    /// Returns the place of the event in a connected tree.
+    EventDelivery::Place insertChild(const NodePtr& child, const TreeContext* tree);
     void checkNewName(std::string_view name) const;
     NodePtr childOrThrow(std::string_view name) const;
     NodePtr followAlias(const NodePtr& child) const;
@@ -184,8 +197,9 @@ class SettingsImpl : public SettingsNodeImpl, public boost::enable_shared_from_t
     static std::vector<Failure> checkValues(std::span<const NodeValue> values,
                                             const std::vector<boost::shared_ptr<SettingsImpl>>& targets,
                                             bool collect);
-    void announceAdded(const NodePtr& child);
-    void announceRemoved(const NodePtr& child);
+    void adopt(const std::vector<NodePtr>& children, std::vector<EventDelivery::Place>* places);
+    /// False when it is not there any more.
+    bool detach(const NodePtr& child, const TreeContext* tree, EventDelivery::Place& place);
     void updateDefinition(const std::function<void(NodeDefinition&)>& change);
 
     const std::string name_;  // these three are all that a read touches: one cache line

@@ -36,11 +36,11 @@ bool wasRemovedHere(const Record* before, const Record& now) {
 
 class Comparison {
   public:
-    explicit Comparison(LevelIndex level) : level_(level) {}
+    Comparison(LevelIndex level, LateEvents& events) : level_(level), events_(events) {}
 
     GroupRecord run(const GroupRecord& base, GroupRecord theirs, const NodePtr& group) const {
         const std::vector<NodePtr> children = group->getChildren();
-        dropWhatIsGone(base, theirs, children);
+        dropWhatIsGone(base, theirs, group, children);
         std::vector<SettingRecord> settings;
         for (SettingRecord& record : theirs.settings) {
             const SettingRecord* before = find(base.settings, record.name);
@@ -66,34 +66,67 @@ class Comparison {
     }
 
   private:
-    void dropWhatIsGone(const GroupRecord& base, const GroupRecord& theirs,
+    void dropWhatIsGone(const GroupRecord& base, const GroupRecord& theirs, const NodePtr& group,
                         const std::vector<NodePtr>& children) const {
         for (const SettingRecord& before : base.settings) {
             const NodePtr node = childOf(children, before.name);
-            if (node != nullptr && node->isLeafNode() && find(theirs.settings, before.name) == nullptr)
+            if (node == nullptr || !node->isLeafNode() || find(theirs.settings, before.name) != nullptr)
+                continue;
+            if (wasAddedByUser(before, *node) && isAsItWas(before, *node))
+                drop(group, node);
+            else
                 replace(node, before.value, {});
         }
         for (const GroupRecord& before : base.groups) {
             const NodePtr node = childOf(children, before.name);
-            if (node != nullptr && !node->isLeafNode() && find(theirs.groups, before.name) == nullptr)
+            if (node == nullptr || node->isLeafNode() || find(theirs.groups, before.name) != nullptr)
+                continue;
+            if (wasAddedByUser(before, *node) && isAsItWas(before, *node))
+                drop(group, node);
+            else
                 run(before, GroupRecord(), node);
         }
+    }
+
+    template <class Record>
+    bool wasAddedByUser(const Record& before, const SettingsNodeImpl& node) const {
+        return before.isUserDefined && node.originLevel() == level_;
+    }
+
+    bool isAsItWas(const SettingRecord& before, const SettingsNodeImpl& node) const {
+        return node.isLeafNode() && node.valueOn(level_) == before.value;
+    }
+    bool isAsItWas(const GroupRecord& before, const SettingsNodeImpl& node) const {
+        const auto children = node.getChildren();
+        return !node.isLeafNode() &&
+               std::all_of(children.begin(), children.end(), [&](const ConstNodePtr& child) {
+                   const SettingRecord* setting = find(before.settings, child->getName());
+                   const GroupRecord* group = find(before.groups, child->getName());
+                   return (setting != nullptr && isAsItWas(*setting, *child)) ||
+                          (group != nullptr && isAsItWas(*group, *child));
+               });
+    }
+
+    void drop(const NodePtr& group, const NodePtr& node) const {
+        if (const auto local = boost::dynamic_pointer_cast<SettingsImpl>(group->unwrap()))
+            local->dropChild(node, events_);
     }
 
     void replace(const NodePtr& node, const ShapedArray& before, const ShapedArray& now) const {
         if (before != now)
             if (const auto setting = boost::dynamic_pointer_cast<SettingsImpl>(node->unwrap()))
-                setting->replaceValue(level_, before, now);
+                setting->replaceValue(level_, before, now, events_);
     }
 
     LevelIndex level_;
+    LateEvents& events_;
 };
 
 } // namespace
 
 GroupRecord takeOverChanges(const GroupRecord& base, GroupRecord theirs, const NodePtr& group,
-                            LevelIndex level) {
-    return Comparison(level).run(base, std::move(theirs), group);
+                            LevelIndex level, LateEvents& events) {
+    return Comparison(level, events).run(base, std::move(theirs), group);
 }
 
 } // namespace settings::core::detail

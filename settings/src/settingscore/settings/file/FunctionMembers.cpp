@@ -54,7 +54,7 @@ std::optional<ValidatorVariant> validatorAt(const Place& place) {
     if (place.language == keys::languageM)
         return MValidator(place.package, place.function);
     if (place.language == keys::languageC)
-        return CValidator(place.package, place.function);
+        return CValidator::fromDefinition(place.package, place.function);
     if (place.language == keys::languageJ)
         return JValidator(place.package, place.function);
     if (place.language == keys::languageCpp) // the callable itself cannot stand in a file
@@ -66,7 +66,7 @@ std::optional<RunTimeDefaultVariant> runTimeDefaultAt(const Place& place) {
     if (place.language == keys::languageM)
         return MRunTimeDefault(place.package, place.function);
     if (place.language == keys::languageC)
-        return CRunTimeDefault(place.package, place.function);
+        return CRunTimeDefault::fromDefinition(place.package, place.function);
     if (place.language == keys::languageJ)
         return JRunTimeDefault(place.package, place.function);
     return std::nullopt;

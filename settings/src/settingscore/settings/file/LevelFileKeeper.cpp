@@ -43,6 +43,15 @@ bool leavesMark(SaveOutcome outcome) {
     }
 }
 
+std::unique_ptr<varnek::files::FolderLock> keepOthersOut(const std::filesystem::path& file) {
+    if (file.empty())
+        return {};
+    auto lock = std::make_unique<varnek::files::FolderLock>(file.parent_path());
+    if (!lock->isHeld())
+        VARNEK_LOG(fileLog, warning) << "saves without a lock on the folder: " << file.parent_path().string();
+    return lock;
+}
+
 void logEncrypted(const std::filesystem::path& file) {
     VARNEK_LOG(fileLog, warning) << "Don't write file because it was previously encrypted: " << file.string();
 }
@@ -162,6 +171,8 @@ void LevelFileKeeper::requestDelete(const NodePtr& topLevelGroup, LevelIndex lev
 }
 
 void LevelFileKeeper::submit(const Key& key, NodePtr group) {
+    if (group != nullptr && group->getTopLevelNodeForSave() != group)
+        return; // removed meanwhile
     {
         std::unique_lock lock(mutex_);
         FileState& state = stateOf(key);
@@ -179,6 +190,7 @@ void LevelFileKeeper::submit(const Key& key, NodePtr group) {
 void LevelFileKeeper::runPasses(const Key& key, std::unique_lock<std::mutex>& lock) {
     FileState& state = stateOf(key);
     const std::uint64_t mine = state.requested;
+    LateEvents events;
     while (state.attempted < mine) {
         if (state.isBusy) {
             if (isInsideSave())
@@ -191,7 +203,7 @@ void LevelFileKeeper::runPasses(const Key& key, std::unique_lock<std::mutex>& lo
             const std::uint64_t taken = state.requested;
             NodePtr group = state.group;
             lock.unlock();
-            auto [outcome, message] = attempt(key, group);
+            auto [outcome, message] = attempt(key, group, events);
             group.reset();
             lock.lock();
             state.attempted = taken;
@@ -206,6 +218,7 @@ void LevelFileKeeper::runPasses(const Key& key, std::unique_lock<std::mutex>& lo
         turnEnded_.notify_all();
         lock.unlock();
         finished.reset();
+        events.tell();
         lock.lock();
     }
 }
@@ -226,10 +239,11 @@ void LevelFileKeeper::saveWhatWasSkipped(const Key& besides) {
 
 // ---- saving ----
 
-std::pair<SaveOutcome, std::string> LevelFileKeeper::attempt(const Key& key, const NodePtr& group) {
+std::pair<SaveOutcome, std::string> LevelFileKeeper::attempt(const Key& key, const NodePtr& group,
+                                                             LateEvents& events) {
     const InsideSave inside;
     try {
-        return {group == nullptr ? removeFile(key) : save(key, group), {}};
+        return {group == nullptr ? removeFile(key) : save(key, group, events), {}};
     } catch (const exception::ErrorWriteToTempSettingsFile& failure) {
         const std::string detail(varnek::json::Value(failure.getDetail()).asString());
         VARNEK_LOG(fileLog, error) << "Exception caught: " << failure.what() << ' ' << detail;
@@ -241,7 +255,7 @@ std::pair<SaveOutcome, std::string> LevelFileKeeper::attempt(const Key& key, con
     }
 }
 
-SaveOutcome LevelFileKeeper::save(const Key& key, const NodePtr& group) {
+SaveOutcome LevelFileKeeper::save(const Key& key, const NodePtr& group, LateEvents& events) {
     const std::filesystem::path file = fileOf(key.first, key.second);
     const auto refuseEncrypted = [&] {
         if (!status(key.first, key.second).isEncrypted)
@@ -253,11 +267,13 @@ SaveOutcome LevelFileKeeper::save(const Key& key, const NodePtr& group) {
         return SaveOutcome::encrypted;
     if (!isSettingsSavingTurnedOn())
         return SaveOutcome::switchedOff;
-    std::optional<varnek::files::FolderLock> othersOut;
-    if (!file.empty() && !othersOut.emplace(file.parent_path()).isHeld())
-        VARNEK_LOG(fileLog, warning) << "saves without a lock on the folder: " << file.parent_path().string();
+    adopt(key, group); // of what was added while the turn could not be had
+    const bool hasSomething = group->hasAnythingToPersist(key.second) || holdsMoreThanTheTree(key);
+    if (key.second == LevelIndex::user && hasSomething && group->originLevel() != LevelIndex::session)
+        createMissingFolder(file.parent_path()); // before it is locked
+    const auto othersOut = keepOthersOut(file);
     if (mustReadFirst(key)) {
-        const LoadOutcome outcome = read(key, group);
+        const LoadOutcome outcome = read(key, group, events);
         if (refuseEncrypted())
             return SaveOutcome::encrypted;
         if (outcome == LoadOutcome::unreadable)
@@ -355,9 +371,11 @@ SaveOutcome LevelFileKeeper::removeFile(const Key& key) {
     if (!isSettingsSavingTurnedOn())
         return SaveOutcome::switchedOff;
     const std::filesystem::path file = fileOf(key.first, key.second);
+    const auto othersOut = keepOthersOut(file);
     const PresentFile present = PresentFile::at(file);
     switch (present.state) {
     case PresentFile::State::absent:
+        forget(key);
         return SaveOutcome::nothingToSave;
     case PresentFile::State::encrypted:
         logEncrypted(file);
@@ -376,13 +394,19 @@ SaveOutcome LevelFileKeeper::removeFile(const Key& key) {
         varnek::files::removeFile(file);
         break;
     }
+    forget(key);
+    const std::lock_guard lock(mutex_);
+    FileState& state = stateOf(key);
+    state.status.revision = std::max(state.status.revision, present.revision);
+    return SaveOutcome::removed;
+}
+
+void LevelFileKeeper::forget(const Key& key) {
     const std::lock_guard lock(mutex_);
     FileState& state = stateOf(key);
     state.base = nullptr;
     state.status.loaded = LoadOutcome::absent;
     state.status.loadMessage.clear();
-    state.status.revision = std::max(state.status.revision, present.revision);
-    return SaveOutcome::removed;
 }
 
 } // namespace settings::core::detail

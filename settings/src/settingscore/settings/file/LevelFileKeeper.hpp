@@ -20,6 +20,7 @@
 /// in the security plug-in.
 #pragma once
 
+#include "settingscore/events/EventDelivery.hpp"
 #include "settingscore/level/LevelIndex.hpp"
 #include "settingscore/settings/file/FileOutcome.hpp"
 #include "settingscore/settings/file/SettingsFileAccess.hpp"
@@ -107,8 +108,9 @@ class LevelFileKeeper : public SaveRequests {
     void runPasses(const Key& key, std::unique_lock<std::mutex>& lock);
 
     // Below, the caller has the file's turn and does not hold mutex_.
-    std::pair<SaveOutcome, std::string> attempt(const Key& key, const NodePtr& group);
-    SaveOutcome save(const Key& key, const NodePtr& group);
+    // Events of what is taken over from the file are left in `events`, to be told after the turn.
+    std::pair<SaveOutcome, std::string> attempt(const Key& key, const NodePtr& group, LateEvents& events);
+    SaveOutcome save(const Key& key, const NodePtr& group, LateEvents& events);
     SaveOutcome removeFile(const Key& key);
     bool holdsMoreThanTheTree(const Key& key) const;
     SaveOutcome execute(SettingsFileAccess& access);
@@ -124,8 +126,10 @@ class LevelFileKeeper : public SaveRequests {
     std::optional<std::string> makeImage(const Key& key, const NodePtr& group,
                                          const std::filesystem::path& file, Image& image);
     void noteSaved(const Key& key, const Image& image);
-    bool mustReadFirst(const Key& key) const;
-    LoadOutcome read(const Key& key, const NodePtr& group);
+    bool mustReadFirst(const Key& key);
+    void forget(const Key& key);
+    LoadOutcome read(const Key& key, const NodePtr& group, LateEvents& events);
+    void readForTheFolder(const Key& key, const NodePtr& group, LateEvents& events);
     NodePtr readAddedGroup(const Key& key, const NodePtr& root);
     /// What a reading has found; it counts once the values are in the tree.
     struct Found {

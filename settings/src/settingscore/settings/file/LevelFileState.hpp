@@ -17,12 +17,23 @@ struct LevelFileKeeper::FileState {
     std::optional<VersionRecord> version;
     bool isVersionNew = false; // set here and not written yet: a reading must not replace it
 
-    std::filesystem::path userSettingsAreOf; // the file that loadUserSettings has read; empty: none yet
+    std::filesystem::path isOf; // where the file was at the last reading; empty: nowhere yet
 
     NodePtr group;               // whose values are to be saved; empty: the file is to go
     std::uint64_t requested = 0; // number of the last request
     std::uint64_t attempted = 0; // number of the last request that a pass has taken up
     bool isBusy = false;         // somebody has the turn
+
+    /// Everything that was learned from the file.
+    void forgetContent() {
+        leftovers = nullptr;
+        foreignParts = nullptr;
+        base = nullptr;
+        stamp = {};
+        version.reset();
+        isVersionNew = false;
+        status = {};
+    }
 };
 
 /// The right to work on one file; given back at the end of the scope.

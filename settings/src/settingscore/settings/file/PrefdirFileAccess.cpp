@@ -17,17 +17,16 @@ bool isWritableFolder(const std::filesystem::path& folder) {
     return ::access(folder.c_str(), W_OK | X_OK) == 0;
 }
 
-/// The first save of a new user makes the folder.
+} // namespace
+
 void createMissingFolder(const std::filesystem::path& folder) {
     try {
         if (!std::filesystem::exists(folder))
             varnek::files::createFolders(folder);
-    } catch (const std::exception& failure) { // then it is not writable
+    } catch (const std::exception& failure) {
         VARNEK_LOG(fileLog, warning) << failure.what();
     }
 }
-
-} // namespace
 
 PrefdirFileAccess::PrefdirFileAccess(LevelIndex level, NodePtr group, std::filesystem::path filePath,
                                      FileWriterFunction writer, bool keepsMore)

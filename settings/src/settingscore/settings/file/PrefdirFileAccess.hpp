@@ -15,6 +15,9 @@ using FileWriterFunction =
     std::function<std::optional<std::string>(const NodePtr& group, const std::filesystem::path& file,
                                              std::string_view levelName, SaveOutcome& outcome)>;
 
+/// The first save of a new user makes the folder. Failures are logged: then it is not writable.
+void createMissingFolder(const std::filesystem::path& folder);
+
 class PrefdirFileAccess : public SettingsFileAccess {
   public:
     /// `group` may be empty: nothing to save. `keepsMore`: the file holds something beyond the group's own

@@ -50,13 +50,23 @@ std::filesystem::path placeAside(const std::filesystem::path& file) {
 } // namespace
 
 void keepAside(const std::filesystem::path& file) {
-    const std::filesystem::path aside = placeAside(file);
     std::error_code error;
-    std::filesystem::create_hard_link(file, aside, error);
-    if (!error || error == std::errc::file_exists)
-        logAside(aside);
-    else
-        setAside(file); // a file system without links
+    const std::filesystem::path behindLinks = std::filesystem::canonical(file, error);
+    if (error)
+        return; // there is nothing
+    for (;;) {
+        const std::filesystem::path aside = placeAside(file);
+        if (std::filesystem::equivalent(file, aside, error))
+            return;
+        std::filesystem::create_hard_link(behindLinks, aside, error);
+        if (error == std::errc::file_exists)
+            continue; // somebody else has taken the name
+        if (error)
+            setAside(file); // a file system without links, or another one behind the link
+        else
+            logAside(aside);
+        return;
+    }
 }
 
 void setAside(const std::filesystem::path& file) {

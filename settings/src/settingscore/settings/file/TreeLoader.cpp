@@ -72,19 +72,48 @@ class GroupLoader {
         return found != children_.end() && (*found)->getName() == name ? *found : NodePtr();
     }
 
-    /// Nodes that were added to the live tree meanwhile stay.
+    /// Nodes that were added to the live tree meanwhile stay, and take the values.
     void adoptMade() {
         while (!made_.empty())
             try {
-                group_->adoptChildren(made_);
+                adopt(group_, made_);
                 return;
             } catch (const exception::SameNameChildAlreadyExisted&) {
-                const auto isTaken = [this](const NodePtr& made) {
-                    return group_->getChild(made->getName(), false) != nullptr;
+                const auto yields = [this](const NodePtr& made) {
+                    return yieldTo(childOf(group_, *made), made);
                 };
-                if (std::erase_if(made_, isTaken) == 0)
+                if (std::erase_if(made_, yields) == 0)
                     throw;
             }
+    }
+
+    void adopt(const NodePtr& group, const std::vector<NodePtr>& nodes) const {
+        const auto local = boost::dynamic_pointer_cast<SettingsImpl>(group->unwrap());
+        if (rules_.events != nullptr && local != nullptr)
+            local->adoptWithEvents(nodes, *rules_.events);
+        else
+            group->adoptChildren(nodes);
+    }
+
+    static NodePtr childOf(const NodePtr& group, const SettingsNodeImpl& twin) {
+        for (const NodePtr& child : group->getChildren()) // not getChild: an alias stands for itself here
+            if (child->getName() == twin.getName())
+                return child;
+        return {};
+    }
+
+    /// Gives what `made` holds to the node that was there first; false when there is none.
+    bool yieldTo(const NodePtr& first, const NodePtr& made) const {
+        if (first == nullptr)
+            return false;
+        if (first->isLeafNode() && made->isLeafNode())
+            if (ShapedArray value = made->valueOn(rules_.level); !value.first.isVoid())
+                first->loadValue(rules_.level, std::move(value));
+        if (!first->isLeafNode() && !made->isLeafNode())
+            for (const NodePtr& child : made->getChildren())
+                if (!yieldTo(childOf(first, *child), child))
+                    adopt(first, {child});
+        return true;
     }
 
     void loadSetting(SettingRecord&& record, GroupRecord& rest) {

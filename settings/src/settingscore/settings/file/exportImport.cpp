@@ -44,7 +44,8 @@ std::vector<Chain> chainsToExport(const std::vector<ConstHandle>& nodes) {
             throw exception::CannotExportStandaloneSettings(node);
     std::vector<Chain> chains;
     for (const ConstHandle& node : nodes)
-        chains.push_back(chainTo(SettingsAccess::mutableNode(*node)));
+        if (chains.emplace_back(chainTo(SettingsAccess::mutableNode(*node))).front()->isLeafNode())
+            throw exception::CannotExportStandaloneSettings(node); // removed this moment
     const NodePtr& first = chains.front().front();
     for (const Chain& chain : chains)
         if (chain.front() != first)

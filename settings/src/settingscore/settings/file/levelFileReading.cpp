@@ -37,13 +37,15 @@ GroupRecord shell(const GroupRecord& of) {
 
 } // namespace
 
-bool LevelFileKeeper::mustReadFirst(const Key& key) const {
+bool LevelFileKeeper::mustReadFirst(const Key& key) {
     const auto stamp = varnek::files::FileStamp::of(fileOf(key.first, key.second));
+    if (!stamp.exists && status(key.first, key.second).loaded == LoadOutcome::ok)
+        forget(key); // it takes nothing away, and is nothing to compare with
     const std::lock_guard lock(mutex_);
     const FileState& state = stateOf(key);
     switch (state.status.loaded) {
     case LoadOutcome::ok:
-        return stamp.exists && stamp != state.stamp; // another process has changed it meanwhile
+        return stamp != state.stamp; // another process has changed it meanwhile
     case LoadOutcome::absent:
         return stamp.exists;
     default:
@@ -113,7 +115,7 @@ void LevelFileKeeper::remember(const Key& key, Found found, GroupRecord rest) {
     state.status.revision = content.revision;
 }
 
-LoadOutcome LevelFileKeeper::read(const Key& key, const NodePtr& group) {
+LoadOutcome LevelFileKeeper::read(const Key& key, const NodePtr& group, LateEvents& events) {
     auto found = readContent(key);
     if (!found)
         return status(key.first, key.second).loaded;
@@ -124,9 +126,11 @@ LoadOutcome LevelFileKeeper::read(const Key& key, const NodePtr& group) {
     }
     GroupRecord tree = std::move(found->content.tree);
     if (base != nullptr)
-        tree = takeOverChanges(*base, std::move(tree), group, key.second);
-    const LoadRules rules{
-        .level = key.second, .isSecret = found->content.isEncrypted, .makeNode = makePlainNode};
+        tree = takeOverChanges(*base, std::move(tree), group, key.second, events);
+    const LoadRules rules{.level = key.second,
+                          .isSecret = found->content.isEncrypted,
+                          .makeNode = makePlainNode,
+                          .events = base == nullptr ? nullptr : &events};
     GroupRecord rest = loadIntoTree(std::move(tree), group, rules);
     remember(key, std::move(*found), std::move(rest));
     return LoadOutcome::ok;
@@ -134,31 +138,44 @@ LoadOutcome LevelFileKeeper::read(const Key& key, const NodePtr& group) {
 
 LoadOutcome LevelFileKeeper::loadLevel(const NodePtr& topLevelGroup, LevelIndex level) {
     const Key key(topLevelGroup->getName(), level);
+    LateEvents events;
     {
         const Turn turn(*this, key);
         if (turn)
-            read(key, topLevelGroup);
+            readForTheFolder(key, topLevelGroup, events);
     }
+    events.tell();
     adoptLeftovers(topLevelGroup);
     return status(key.first, level).loaded;
 }
 
 void LevelFileKeeper::loadUserSettings(const NodePtr& topLevelGroup) {
-    const std::filesystem::path file = fileOf(topLevelGroup->getName(), LevelIndex::user);
+    const Key key(topLevelGroup->getName(), LevelIndex::user);
+    const std::filesystem::path file = fileOf(key.first, key.second);
+    {
+        const std::lock_guard lock(mutex_);
+        if (stateOf(key).isOf == file)
+            return;
+    }
+    loadLevel(topLevelGroup, LevelIndex::user);
+}
+
+/// Reads the file. When the folder of the level is another one than at the last reading, what was remembered
+/// of the file there counts no more.
+void LevelFileKeeper::readForTheFolder(const Key& key, const NodePtr& group, LateEvents& events) {
+    const std::filesystem::path file = fileOf(key.first, key.second);
     bool isOfAnotherFolder = false;
     {
         const std::lock_guard lock(mutex_);
-        FileState& state = stateOf({topLevelGroup->getName(), LevelIndex::user});
-        if (state.userSettingsAreOf == file)
-            return;
-        isOfAnotherFolder = !state.userSettingsAreOf.empty();
+        FileState& state = stateOf(key);
+        isOfAnotherFolder = !state.isOf.empty() && state.isOf != file;
         if (isOfAnotherFolder)
-            state.base = nullptr;
-        state.userSettingsAreOf = file;
+            state.forgetContent();
+        state.isOf = file;
     }
     if (isOfAnotherFolder)
-        topLevelGroup->unloadLevel(LevelIndex::user);
-    loadLevel(topLevelGroup, LevelIndex::user);
+        group->unloadLevel(key.second);
+    read(key, group, events);
 }
 
 // ---- values whose definition appears later ----

@@ -8,6 +8,7 @@
 
 namespace settings::core::detail {
 
+class EventDelivery;
 class SettingsNodeImpl;
 using NodePtr = boost::shared_ptr<SettingsNodeImpl>;
 
@@ -33,7 +34,9 @@ struct TreeContext {
     bool connected = false;
     /// A tree that stands for one file; its empty groups are skipped when it is written.
     bool fileTree = false;
-    boost::shared_ptr<SaveRequests> saves;
+    boost::shared_ptr<SaveRequests> saves{};
+    /// Of a connected tree: where its events go.
+    boost::shared_ptr<EventDelivery> events{};
 };
 
 } // namespace settings::core::detail

@@ -3,7 +3,6 @@
 #include "settingscore/Settings.hpp"
 #include "settingscore/boostany/ArrayConversion.hpp"
 #include "settingscore/events/EventTypes.hpp"
-#include "settingscore/events/Notification.hpp"
 #include "settingscore/events/SettingsAddNodeEvent.hpp"
 #include "settingscore/events/SettingsRemoveNodeEvent.hpp"
 #include "settingscore/exception/Exceptions.hpp"
@@ -128,14 +127,16 @@ void SettingsImpl::requireGroup() const {
 }
 
 /// The parent is set first: whoever finds the child in the table finds it in its group.
-void SettingsImpl::insertChild(const NodePtr& child) {
+EventDelivery::Place SettingsImpl::insertChild(const NodePtr& child, const TreeContext* tree) {
     boost::upgrade_lock<boost::shared_mutex> lock(group_->mutex);
     if (clashing(child->getName()) != nullptr) // somebody else was quicker
         refuseInsertion(child->getName());
     const boost::upgrade_to_unique_lock<boost::shared_mutex> unique(lock);
     child->setParent(shared_from_this());
     try {
+        EventDelivery::Place place = reserveEvent(tree);
         group_->children.insert(child);
+        return place;
     } catch (...) {
         child->setParent({});
         throw;
@@ -153,13 +154,15 @@ NodePtr SettingsImpl::add(NodeSpec spec, bool isGroup, const ShapedArray& initia
         child->checkStorable(initial);
         child->loadValue(level, initial);
     }
-    insertChild(child);
+    const auto tree = treeContext();
+    EventDelivery::Place place = insertChild(child, tree.get());
     varnek::concurrency::reclaimIfDue();
-    if (const auto tree = treeContext(); tree != nullptr && tree->connected) {
+    if (tree != nullptr && tree->connected) {
         const NodePtr topLevel = child->getTopLevelNodeForSave();
         if (tree->saves != nullptr && topLevel != nullptr) // unless somebody has removed it already
             tree->saves->adoptKeptValues(topLevel);
-        announceAdded(child);
+        if (place)
+            place.fill(addEvent(child));
         child->saveThisSubTree(level);
     }
     return child;
@@ -180,13 +183,10 @@ NodePtr SettingsImpl::addGroup(std::string_view name, const FactorySettingProper
     return add(NodeSpec::from(name, definition, at), true, {}, at);
 }
 
-void SettingsImpl::announceAdded(const NodePtr& child) {
-    notify([&] {
-        const auto self = getThisObject();
-        return boost::make_shared<SettingsAddNodeEvent>(child->getThisObject(), self,
-                                                        publishedTypes(addNodeEventName),
-                                                        self->getRootIndex(), child->needsSyncWithVCOSTree());
-    });
+EventHandle SettingsImpl::addEvent(const NodePtr& child) {
+    return boost::make_shared<SettingsAddNodeEvent>(child->getThisObject(), getThisObject(),
+                                                    publishedTypes(addNodeEventName), getRootIndex(),
+                                                    child->needsSyncWithVCOSTree());
 }
 
 // ---- removing ----
@@ -203,19 +203,14 @@ void SettingsImpl::removeNode(std::string_view name) {
     const auto tree = treeContext();
     const bool connected = tree != nullptr && tree->connected;
     const NodePtr topLevel = connected ? child->getTopLevelNodeForSave() : NodePtr();
-    {
-        boost::upgrade_lock<boost::shared_mutex> lock(group_->mutex);
-        if (group_->children.find(name) != child) // somebody else was quicker
-            throw exception::NoSuchNode(getThisObjectImpl(), std::string(name));
-        const boost::upgrade_to_unique_lock<boost::shared_mutex> unique(lock);
-        group_->children.remove(name);
-        child->setParent({});
-        group_->aliases.forget(name);
-    }
+    EventDelivery::Place place;
+    if (!detach(child, tree.get(), place))
+        throw exception::NoSuchNode(getThisObjectImpl(), std::string(name));
     varnek::concurrency::reclaimIfDue();
     if (!connected)
         return;
-    announceRemoved(child);
+    if (place)
+        place.fill(removeEvent(child));
     for (const LevelIndex level : {LevelIndex::user, LevelIndex::installation}) {
         if (!child->hasAnythingToPersist(level))
             continue;
@@ -227,31 +222,63 @@ void SettingsImpl::removeNode(std::string_view name) {
     }
 }
 
-void SettingsImpl::announceRemoved(const NodePtr& child) {
-    notify([&] {
-        const auto self = getThisObject();
-        return boost::make_shared<SettingsRemoveNodeEvent>(
-            child->getThisObject(), self, publishedTypes(removeNodeEventName), self->getRootIndex());
-    });
+EventHandle SettingsImpl::removeEvent(const NodePtr& child) {
+    return boost::make_shared<SettingsRemoveNodeEvent>(child->getThisObject(), getThisObject(),
+                                                       publishedTypes(removeNodeEventName), getRootIndex());
+}
+
+bool SettingsImpl::detach(const NodePtr& child, const TreeContext* tree, EventDelivery::Place& place) {
+    boost::upgrade_lock<boost::shared_mutex> lock(group_->mutex);
+    if (group_->children.find(child->getName()) != child) // somebody else was quicker
+        return false;
+    const boost::upgrade_to_unique_lock<boost::shared_mutex> unique(lock);
+    place = reserveEvent(tree);
+    group_->children.remove(child->getName());
+    child->setParent({});
+    group_->aliases.forget(child->getName());
+    return true;
+}
+
+void SettingsImpl::dropChild(const NodePtr& child, LateEvents& events) {
+    EventDelivery::Place place;
+    if (detach(child, treeContext().get(), place) && place)
+        events.add(std::move(place), removeEvent(child));
+    varnek::concurrency::reclaimIfDue();
 }
 
 // ---- nodes that loaders build ----
 
 void SettingsImpl::adoptChildren(std::vector<NodePtr> children) {
+    adopt(children, nullptr);
+}
+
+void SettingsImpl::adoptWithEvents(const std::vector<NodePtr>& children, LateEvents& events) {
+    std::vector<EventDelivery::Place> places;
+    adopt(children, &places);
+    for (std::size_t i = 0; i < places.size(); ++i)
+        if (places[i])
+            events.add(std::move(places[i]), addEvent(children[i]));
+}
+
+void SettingsImpl::adopt(const std::vector<NodePtr>& children, std::vector<EventDelivery::Place>* places) {
     requireGroup();
     for (const NodePtr& child : children)
         checkNewName(child->getName());
-    const std::vector<NodePtr> refused = children; // orphaned again when anything fails
-    const boost::unique_lock<boost::shared_mutex> lock(group_->mutex);
-    checkAdoptable(children);
-    try {
-        for (const NodePtr& child : children)
-            child->setParent(shared_from_this());
-        group_->children.insertAll(std::move(children));
-    } catch (...) {
-        for (const NodePtr& child : refused)
-            child->setParent({});
-        throw;
+    const auto tree = treeContext();
+    {
+        const boost::unique_lock<boost::shared_mutex> lock(group_->mutex);
+        checkAdoptable(children);
+        try {
+            for (const NodePtr& child : children)
+                child->setParent(shared_from_this());
+            group_->children.insertAll(children);
+        } catch (...) {
+            for (const NodePtr& child : children)
+                child->setParent({});
+            throw;
+        }
+        for (std::size_t i = 0; places != nullptr && i < children.size(); ++i)
+            places->push_back(reserveEvent(tree.get()));
     }
     varnek::concurrency::reclaimIfDue();
 }
@@ -279,7 +306,7 @@ NodePtr SettingsImpl::createFactorySetting(std::string_view name,
         child->checkStorable(shaped);
         child->loadValue(LevelIndex::factory, shaped);
     }
-    insertChild(child);
+    insertChild(child, nullptr);
     return child;
 }
 

@@ -100,8 +100,9 @@ std::vector<Failure> SettingsImpl::multipleSet(std::span<const NodeValue> values
     {
         PendingSaves saves(at, values.size());
         for (std::size_t i = 0; i < values.size(); ++i) {
-            const StoreOutcome outcome = settings[i]->store(at, values[i].second);
-            if (!outcome.stored || !settings[i]->isConnectedToTheSettingsTree())
+            const auto tree = settings[i]->treeContext();
+            StoreOutcome outcome = settings[i]->store(at, values[i].second, tree.get());
+            if (!outcome.stored || tree == nullptr || !tree->connected)
                 continue;
             saves.add(settings[i]->getTopLevelNodeForSave());
             if (!outcome.effectiveChanged)

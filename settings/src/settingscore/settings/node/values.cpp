@@ -3,7 +3,6 @@
 #include "settingscore/Settings.hpp"
 #include "settingscore/boostany/ArrayConversion.hpp"
 #include "settingscore/events/EventTypes.hpp"
-#include "settingscore/events/Notification.hpp"
 #include "settingscore/events/SettingsValueChangeEvent.hpp"
 #include "settingscore/exception/Exceptions.hpp"
 #include "settingscore/settings/node/LevelCheck.hpp"
@@ -119,8 +118,12 @@ void SettingsImpl::setValue(std::string_view name, const Array& value, bool isVe
     multipleSet({&pair, 1}, level, false);
 }
 
+EventDelivery::Place SettingsImpl::reserveEvent(const TreeContext* tree) {
+    return tree != nullptr && tree->connected ? EventDelivery::reserve(tree->events) : EventDelivery::Place();
+}
+
 SettingsImpl::StoreOutcome SettingsImpl::store(LevelIndex level, const ShapedArray& value,
-                                               const ShapedArray* onlyInPlaceOf) {
+                                               const TreeContext* tree, const ShapedArray* onlyInPlaceOf) {
     StoreOutcome outcome;
     WriterLock lock = lockForWriting();
     const ShapedArray present = values_.on(level);
@@ -135,6 +138,8 @@ SettingsImpl::StoreOutcome SettingsImpl::store(LevelIndex level, const ShapedArr
     outcome.stored = true;
     outcome.effectiveChanged = values_.effective() != before;
     outcome.before = std::move(before.first);
+    if (outcome.effectiveChanged)
+        outcome.event = reserveEvent(tree);
     return outcome;
 }
 
@@ -147,18 +152,22 @@ void SettingsImpl::recordDataType(const ShapedArray& value) {
             std::memory_order_relaxed);
 }
 
-void SettingsImpl::announce(const StoreOutcome& outcome) {
-    notify([&] {
-        const auto self = getThisObject();
-        return boost::make_shared<SettingsValueChangeEvent>(self, publishedTypes(valueChangeEventName),
-                                                            self->getRootIndex(), outcome.before);
-    });
+EventHandle SettingsImpl::changeEvent(const StoreOutcome& outcome) {
+    return boost::make_shared<SettingsValueChangeEvent>(getThisObject(), publishedTypes(valueChangeEventName),
+                                                        getRootIndex(), outcome.before);
+}
+
+void SettingsImpl::announce(StoreOutcome& outcome) {
+    if (outcome.event)
+        outcome.event.fill(changeEvent(outcome));
 }
 
 std::vector<std::u16string> SettingsImpl::publishedTypes(std::string_view eventClass) const {
-    auto types = eventTypes(eventClass, identity());
-    for (std::u16string& global : eventTypes(settingsEventName, identity()))
-        types.push_back(std::move(global));
+    const auto id = identity();
+    std::vector<std::u16string> types;
+    types.reserve(2);
+    types.push_back(eventType(eventClass, id));
+    types.push_back(eventType(settingsEventName, id));
     return types;
 }
 
@@ -169,6 +178,7 @@ void SettingsImpl::unset(std::string_view name, std::string_view level) {
         throw exception::NoSuchKey(getThisObjectImpl(), std::string(name));
     if (setting->isReadOnly())
         throw exception::CannotChangeValueForReadOnlySetting(setting->getThisObjectImpl());
+    const auto tree = setting->treeContext();
     StoreOutcome outcome;
     {
         WriterLock lock = setting->lockForWriting();
@@ -177,14 +187,14 @@ void SettingsImpl::unset(std::string_view name, std::string_view level) {
             outcome.before = setting->values_.effective().first;
             const boost::upgrade_to_unique_lock<boost::shared_mutex> unique(lock.lock);
             setting->values_.store(at, {});
+            outcome.event = reserveEvent(tree.get()); // also when a higher level hides the change
         }
     }
     if (!outcome.stored)
         throw exception::ValueNotDefinedForGivenLevel(setting->getThisObjectImpl(), std::string(level));
-    if (setting->isConnectedToTheSettingsTree()) {
-        setting->announce(outcome);
+    setting->announce(outcome);
+    if (tree != nullptr && tree->connected)
         setting->saveThisSubTree(at);
-    }
     varnek::concurrency::reclaimIfDue();
 }
 
@@ -200,10 +210,13 @@ bool SettingsImpl::loadValue(LevelIndex level, ShapedArray value) {
     return true;
 }
 
-void SettingsImpl::replaceValue(LevelIndex level, const ShapedArray& before, const ShapedArray& now) {
-    const StoreOutcome outcome = store(level, now, &before);
-    if (outcome.effectiveChanged && isConnectedToTheSettingsTree())
-        announce(outcome);
+void SettingsImpl::replaceValue(LevelIndex level, const ShapedArray& before, const ShapedArray& now,
+                                LateEvents& events) {
+    StoreOutcome outcome = store(level, now, treeContext().get(), &before);
+    if (outcome.event) {
+        EventHandle event = changeEvent(outcome);
+        events.add(std::move(outcome.event), std::move(event));
+    }
     varnek::concurrency::reclaimIfDue();
 }
 

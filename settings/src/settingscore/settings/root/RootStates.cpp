@@ -4,7 +4,12 @@
 
 namespace settings::core::detail {
 
-struct RootStates::Map : tbb::concurrent_hash_map<std::int32_t, boost::shared_ptr<SettingsRootStateMgr>> {};
+using RootState = boost::shared_ptr<SettingsRootStateMgr>;
+// The ordinary allocator: leak checkers do not look for pointers in the memory of oneTBB's own.
+using StateMap = tbb::concurrent_hash_map<std::int32_t, RootState, tbb::tbb_hash_compare<std::int32_t>,
+                                          std::allocator<std::pair<const std::int32_t, RootState>>>;
+
+struct RootStates::Map : StateMap {};
 
 RootStates::RootStates() : map_(new Map) {}
 RootStates::~RootStates() = default;

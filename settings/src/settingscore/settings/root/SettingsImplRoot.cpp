@@ -22,6 +22,12 @@ NodeSpec rootSpec() {
     return spec;
 }
 
+TreeContext withEvents(TreeContext context) {
+    if (context.connected && context.events == nullptr)
+        context.events = boost::make_shared<EventDelivery>();
+    return context;
+}
+
 } // namespace
 
 SettingsImplRoot::SettingsImplRoot(TreeContext context)
@@ -31,7 +37,7 @@ boost::shared_ptr<SettingsImplRoot> SettingsImplRoot::make(TreeContext context) 
     static varnek::log::Channel channel("settings::core::settingsImplRoot");
     VARNEK_LOG(channel, info) << "SettingsImplRoot::SettingsImplRoot "
                               << " RootIndex:" << context.rootIndex.index();
-    boost::shared_ptr<SettingsImplRoot> root(new SettingsImplRoot(std::move(context)));
+    boost::shared_ptr<SettingsImplRoot> root(new SettingsImplRoot(withEvents(std::move(context))));
     finish(root);
     return root;
 }

@@ -1,0 +1,57 @@
+#include "settingscore/plugin/PluginFunction.hpp"
+#include "settingscore/plugin/SettingsPlugin.hpp"
+#include "settingscore/validation/FunctionValidators.hpp"
+#include "settingscore/validation/LanguageCall.hpp"
+#include "settingscore/validation/ValidationLog.hpp"
+
+#include <cxxabi.h>
+
+namespace settings::core {
+
+using plugin::ValidationFunction;
+
+boost::recursive_mutex& CValidator::mutex_ = *new boost::recursive_mutex; // never destroyed
+
+CValidator::CValidator(std::string packageName, std::string functionName, NamesOnly)
+    : FunctionName(std::move(packageName), std::move(functionName)),
+      function_(std::make_shared<const detail::PluginFunction>(getPackageName(), getFunctionName())) {}
+
+CValidator::CValidator(std::string packageName, std::string functionName)
+    : CValidator(std::move(packageName), std::move(functionName), NamesOnly()) {
+    load();
+}
+
+CValidator CValidator::fromDefinition(std::string packageName, std::string functionName) {
+    return {std::move(packageName), std::move(functionName), NamesOnly()};
+}
+
+void CValidator::load() const {
+    function_->get<ValidationFunction>();
+}
+
+void CValidator::invokeValidationFunction(const boost::shared_ptr<const Settings>& setting,
+                                          const boost::shared_ptr<const Settings>& parent,
+                                          std::pair<varnek::data::Array, bool>& valueAndFlag) const {
+    auto* const function = function_->get<ValidationFunction>();
+    const auto logReason = [this](const char* reason) {
+        VARNEK_LOG(detail::validationLog, warning)
+            << "Validation function throw. Reason: " << reason << " libname=" << getPackageName()
+            << " function=" << getFunctionName();
+    };
+    varnek::data::Array value = valueAndFlag.first;
+    try {
+        const detail::LanguageLock lock(mutex_);
+        function(setting, parent, value);
+    } catch (const std::exception& failure) {
+        logReason(failure.what());
+        throw;
+    } catch (const abi::__forced_unwind&) { // the thread is being ended
+        throw;
+    } catch (...) {
+        logReason("Unknown Exception");
+        throw;
+    }
+    valueAndFlag.first = std::move(value);
+}
+
+} // namespace settings::core

@@ -1,0 +1,36 @@
+// A plug-in whose functions do what plug-ins should not.
+
+#include "settingscore/plugin/SettingsPlugin.hpp"
+
+#include <pthread.h>
+
+#include <stdexcept>
+
+using settings::plugin::Setting;
+using varnek::data::Array;
+
+SETTINGS_PLUGIN_LIBRARY
+
+SETTINGS_PLUGIN_FUNCTION void throwStandard(const Setting&, const Setting&, Array& value) {
+    value = Array();
+    throw std::runtime_error("out of order");
+}
+
+SETTINGS_PLUGIN_FUNCTION void throwNumber(const Setting&, const Setting&, Array&) {
+    throw 7;
+}
+
+SETTINGS_PLUGIN_FUNCTION void endThread(const Setting&, const Setting&, Array&) {
+    ::pthread_exit(nullptr);
+}
+
+/// Takes the setting for the wrong one when it is that of its group.
+SETTINGS_PLUGIN_FUNCTION void doubled(const Setting& setting, const Setting& parent, Array& value) {
+    if (setting == parent)
+        throw std::invalid_argument("setting and group are the same");
+    value = Array::scalar(2 * value.element<double>());
+}
+
+SETTINGS_PLUGIN_FUNCTION void noDefault(Array&) {
+    throw std::runtime_error("no display");
+}
