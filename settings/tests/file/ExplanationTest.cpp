@@ -142,7 +142,7 @@ TEST_F(Explanation, TheLastSaveSaysWhetherTheValueIsOnDisk) {
     }
     group->set("size", std::int32_t{17}, "user");
     EXPECT_TRUE(lastSave(*group, "user").isOnDisk);
-    group->set("size", std::int32_t{1}, "session");
+    group->set("size", std::int32_t{18}, "session");
     EXPECT_EQ("", lastSave(*group, "session").file);
     EXPECT_EQ("UnSupportedLevel", failureOf([&] { lastSave(*group, "none"); }));
 }

@@ -93,7 +93,8 @@ TEST(Layout, UserDefinedNodesCarryTheirDefinitionButNoFunctions) {
     const Handle added = group->addGroup("mine", false, true, "user");
     EXPECT_EQ((Names{"g"}), Names{group->getName()});
     const Handle open = group->addGroup("open", true, false, "user", settings::core::MValidator("p", "f"));
-    open->addSetting("s", Array::scalar(2.0), false, true, "user", settings::core::MValidator("p", "f"));
+    open->addSetting("s", Array::scalar(2.0), false, true, "user",
+                     settings::core::MValidator("varnek.settings", "mustBeNumericScalar"));
     open->addSetting("bare", {}, true, false, "user");
     EXPECT_EQ(R"({"attributes":{"isUserDefined":true},"groupName":"mine","language":"","path":"g.mine",)"
               R"("readonly":true,"settings":[],"visible":false})",

@@ -39,10 +39,11 @@ code 0 "" set t.real -- -7
 out -7 get t.real
 
 # A value is read by the type of the setting, whatever was stored with --json.
-code 0 "" set t.size --json '"abc"'
-code 1 "is no value of type int32" set t.size abc
+code 0 "" set t.single --json '"abc"'
+code 1 "is no value of type single" set t.single abc
+code 0 "" set t.single 15
+verdict "the type is the setting's" "$("$tool" get t.single --json | grep -c '"type":"single"')" 1
 code 0 "" set t.size 15
-verdict "the type is the setting's" "$("$tool" get t.size --json | grep -c '"type":"int32"')" 1
 code 1 'no value of type int99' set t.size --json '{"qfdata":1,"qftype":"int99"}'
 
 # What is shown goes back in.
@@ -83,7 +84,7 @@ verdict "explain" "$("$tool" explain t.size)" "t.size
 
 # list: groups end with a dot, or look like settings without value in JSON.
 verdict "names and values cannot forge lines" "$("$tool" list t | tr '\n' '|')" \
-    't.astray = (not set)|t.evil\x1B[2J\x0At.fake = 1|t.nothing = (not set)|t.older = (not set)|t.real = -7  (user)|t.single = 1|t.size = 20  (user)|t.sub.|t.text = \x1B[2J  (user)|t.word = \x1B[2J  (user)|'
+    't.astray = (not set)|t.evil\x1B[2J\x0At.fake = 1|t.nothing = (not set)|t.older = (not set)|t.real = -7  (user)|t.single = 15  (user)|t.size = 20  (user)|t.sub.|t.text = \x1B[2J  (user)|t.word = \x1B[2J  (user)|'
 verdict "list -r" "$("$tool" list t -r | grep -c 't.sub.list = \[1,2\]')" 1
 verdict "list -a" "$("$tool" list t -a | grep -c 't.old = 20')" 1
 names() { python3 -c 'import json, sys

@@ -47,12 +47,10 @@ NodeSpec NodeSpec::from(std::string_view name, const FactorySettingProperties& p
 
 SettingsImpl::SettingsImpl(NodeSpec spec, bool isGroup)
     : name_(std::move(spec.name)), group_(isGroup ? new GroupState : nullptr), serial_(++lastSerial),
-      origin_(spec.origin), readOnly_(spec.readOnly), visible_(spec.visible),
-      isAlias_(spec.definition != nullptr && !spec.definition->aliasName.empty()) {
+      origin_(spec.origin), readOnly_(spec.readOnly), visible_(spec.visible) {
     if (isGroup)
         group_->version = spec.version;
-    if (spec.definition != nullptr)
-        definition_.publish(std::move(spec.definition));
+    takeDefinition(std::move(spec.definition));
 }
 
 void SettingsImpl::finish(const boost::shared_ptr<SettingsImpl>& node) {

@@ -160,6 +160,11 @@ class SettingsImpl : public SettingsNodeImpl, public boost::enable_shared_from_t
         boost::upgrade_lock<boost::shared_mutex> lock;
     };
 
+    using DefinitionHandle = boost::shared_ptr<const NodeDefinition>;
+
+    /// Why a read cannot take the value as it lies here.
+    enum IndirectRead : std::uint8_t { alias = 1, runTimeDefault = 2 };
+
     struct StoreOutcome {
         bool stored = false;
         bool effectiveChanged = false;
@@ -180,6 +185,19 @@ class SettingsImpl : public SettingsNodeImpl, public boost::enable_shared_from_t
     void announce(StoreOutcome& outcome);
     static EventDelivery::Place reserveEvent(const TreeContext* tree);
     void checkStorable(const ShapedArray& value) const;
+    bool isAlias() const noexcept {
+        return (indirectReads_.load(std::memory_order_relaxed) & IndirectRead::alias) != 0;
+    }
+    /// Null when there is nothing beyond name, flags and factory value.
+    DefinitionHandle keptDefinition() const;
+    void takeDefinition(std::unique_ptr<NodeDefinition> definition);
+    /// The form in which this setting stores the value, after the test of its type and all validators.
+    /// `parent`: the group that it stands or is to stand in. Runs foreign code: without locks.
+    ShapedArray accepted(ShapedArray value, const boost::shared_ptr<SettingsImpl>& parent) const;
+    /// What the definition's function gives, as it would be stored; void without a function or when it fails.
+    ShapedArray evaluateRunTimeDefault() const;
+    /// InvalidValidator when the validation function of a new setting cannot be found.
+    void requireValidator() const;
     /// NotANodeName for a setting.
     void requireGroup() const;
     /// Returns the place of the event in a connected tree.
@@ -194,9 +212,10 @@ class SettingsImpl : public SettingsNodeImpl, public boost::enable_shared_from_t
     /// What the values are stored in: the setting behind a proxy or an alias; null for a node of another
     /// process.
     static std::vector<boost::shared_ptr<SettingsImpl>> storeTargets(std::span<const NodeValue> values);
+    /// `accepted`, when given, takes the values as they are to be stored.
     static std::vector<Failure> checkValues(std::span<const NodeValue> values,
                                             const std::vector<boost::shared_ptr<SettingsImpl>>& targets,
-                                            bool collect);
+                                            bool collect, std::vector<ShapedArray>* accepted);
     void adopt(const std::vector<NodePtr>& children, std::vector<EventDelivery::Place>* places);
     /// False when it is not there any more.
     bool detach(const NodePtr& child, const TreeContext* tree, EventDelivery::Place& place);
@@ -210,10 +229,10 @@ class SettingsImpl : public SettingsNodeImpl, public boost::enable_shared_from_t
     std::atomic<ReadOnlyState> readOnly_;
     std::atomic<bool> visible_;
     std::atomic<bool> needsSync_{false};
-    std::atomic<bool> isAlias_{false};
+    std::atomic<std::uint8_t> indirectReads_{0}; // bits of IndirectRead
     std::atomic<std::uint8_t> dataTypeIndex_{0}; // 0: none recorded
     std::atomic<const GroupState*> parent_{nullptr};
-    varnek::concurrency::Snapshot<NodeDefinition> definition_;
+    varnek::concurrency::Snapshot<DefinitionHandle> definition_;
 };
 
 } // namespace settings::core::detail

@@ -1,10 +1,9 @@
 #include "settingscore/plugin/PluginFunction.hpp"
 #include "settingscore/plugin/SettingsPlugin.hpp"
+#include "settingscore/validation/ForeignCall.hpp"
 #include "settingscore/validation/FunctionValidators.hpp"
 #include "settingscore/validation/LanguageCall.hpp"
 #include "settingscore/validation/ValidationLog.hpp"
-
-#include <cxxabi.h>
 
 namespace settings::core {
 
@@ -39,18 +38,19 @@ void CValidator::invokeValidationFunction(const boost::shared_ptr<const Settings
             << " function=" << getFunctionName();
     };
     varnek::data::Array value = valueAndFlag.first;
-    try {
-        const detail::LanguageLock lock(mutex_);
-        function(setting, parent, value);
-    } catch (const std::exception& failure) {
-        logReason(failure.what());
-        throw;
-    } catch (const abi::__forced_unwind&) { // the thread is being ended
-        throw;
-    } catch (...) {
+    const auto call = [&] {
+        try {
+            const detail::LanguageLock lock(mutex_);
+            function(setting, parent, value);
+        } catch (const std::exception& failure) {
+            logReason(failure.what());
+            throw;
+        }
+    };
+    detail::callForeign(call, [&] {
         logReason("Unknown Exception");
         throw;
-    }
+    });
     valueAndFlag.first = std::move(value);
 }
 

@@ -2,11 +2,10 @@
 #include "settingscore/exception/FunctionFailures.hpp"
 #include "settingscore/exception/MessageText.hpp"
 #include "settingscore/exception/ValidationFailures.hpp"
+#include "settingscore/validation/ForeignCall.hpp"
 #include "settingscore/validation/FunctionValidators.hpp"
 #include "settingscore/validation/LanguageCall.hpp"
 #include "settingscore/validation/SettingValueValidator.hpp"
-
-#include <cxxabi.h>
 
 #include <map>
 #include <stdexcept>
@@ -61,30 +60,30 @@ void MValidator::invokeValidationFunction(const boost::shared_ptr<const Settings
     };
     Array value = valueAndFlag.first;
     bool isInFunction = false;
-    try {
-        checkConditions();
-        const detail::LanguageLock lock(mutex_);
-        const ValProxy proxy = valProxyFuncName_;
-        if (proxy.empty())
-            throw std::runtime_error("no front end of the language is registered");
-        isInFunction = true;
-        proxy(getPackageName(), getFunctionName(), setting, keyName, value);
-    } catch (const VARNEK::settings::core::VARNEKFuncMustBeInvokedByExecEngine& failure) {
-        throw notInvoked(detail::currentText(failure));
-    } catch (const VARNEK::settings::core::ExecEngineNotReadyForProcessingMFunction& failure) {
-        throw notInvoked(detail::currentText(failure));
-    } catch (const varnek::exception::Exception& failure) {
-        if (!isInFunction) // the configuration of the language could not be loaded
+    const auto call = [&] {
+        try {
+            checkConditions();
+            const detail::LanguageLock lock(mutex_);
+            const ValProxy proxy = valProxyFuncName_;
+            if (proxy.empty())
+                throw std::runtime_error("no front end of the language is registered");
+            isInFunction = true;
+            proxy(getPackageName(), getFunctionName(), setting, keyName, value);
+        } catch (const VARNEK::settings::core::VARNEKFuncMustBeInvokedByExecEngine& failure) {
+            throw notInvoked(detail::currentText(failure));
+        } catch (const VARNEK::settings::core::ExecEngineNotReadyForProcessingMFunction& failure) {
+            throw notInvoked(detail::currentText(failure));
+        } catch (const varnek::exception::Exception& failure) {
+            if (!isInFunction) // the configuration of the language could not be loaded
+                throw notInvoked(utf16(failure.what()));
+            throw exception::ExceptionFromValidationFunction(setting, parent, getPackageName(),
+                                                             getFunctionName(), keyName, valueAndFlag.first,
+                                                             utf16(failure.what()));
+        } catch (const std::exception& failure) {
             throw notInvoked(utf16(failure.what()));
-        throw exception::ExceptionFromValidationFunction(setting, parent, getPackageName(), getFunctionName(),
-                                                         keyName, valueAndFlag.first, utf16(failure.what()));
-    } catch (const std::exception& failure) {
-        throw notInvoked(utf16(failure.what()));
-    } catch (const abi::__forced_unwind&) { // the thread is being ended
-        throw;
-    } catch (...) {
-        throw notInvoked(u"Unknown");
-    }
+        }
+    };
+    detail::callForeign(call, [&] { throw notInvoked(u"Unknown"); });
     valueAndFlag.first = std::move(value);
 }
 

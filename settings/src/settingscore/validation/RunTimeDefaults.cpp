@@ -6,9 +6,8 @@
 #include "settingscore/exception/MessageText.hpp"
 #include "settingscore/plugin/PluginFunction.hpp"
 #include "settingscore/plugin/SettingsPlugin.hpp"
+#include "settingscore/validation/ForeignCall.hpp"
 #include "settingscore/validation/LanguageCall.hpp"
-
-#include <cxxabi.h>
 
 namespace settings::core {
 
@@ -72,24 +71,25 @@ Array MRunTimeDefault::operator()() const {
     const auto failed = [this](std::u16string cause) {
         return RunTimeFuncInvokingError(getPackageName(), getFunctionName(), std::move(cause));
     };
-    try {
-        checkConditions();
-        const detail::LanguageLock lock(mutex_);
-        const RuntimeProxy proxy = runtimeProxyFname_;
-        Array result;
-        proxy(getPackageName(), getFunctionName(), result);
-        return result;
-    } catch (const VARNEK::settings::core::VARNEKFuncMustBeInvokedByExecEngine& failure) {
-        throw failed(detail::currentText(failure));
-    } catch (const VARNEK::settings::core::ExecEngineNotReadyForProcessingMFunction& failure) {
-        throw failed(detail::currentText(failure));
-    } catch (const varnek::exception::Exception& failure) {
-        throw failed(exception::detail::utf16(failure.what()));
-    } catch (const abi::__forced_unwind&) { // the thread is being ended
-        throw;
-    } catch (...) {
-        throw failed(u"Unknown");
-    }
+    Array result;
+    const auto call = [&] {
+        try {
+            checkConditions();
+            const detail::LanguageLock lock(mutex_);
+            const RuntimeProxy proxy = runtimeProxyFname_;
+            proxy(getPackageName(), getFunctionName(), result);
+        } catch (const VARNEK::settings::core::VARNEKFuncMustBeInvokedByExecEngine& failure) {
+            throw failed(detail::currentText(failure));
+        } catch (const VARNEK::settings::core::ExecEngineNotReadyForProcessingMFunction& failure) {
+            throw failed(detail::currentText(failure));
+        } catch (const varnek::exception::Exception& failure) {
+            throw failed(exception::detail::utf16(failure.what()));
+        } catch (const std::exception&) {
+            throw failed(u"Unknown");
+        }
+    };
+    detail::callForeign(call, [&] { throw failed(u"Unknown"); });
+    return result;
 }
 
 void MRunTimeDefault::setMRunTimeProxyFname(RuntimeProxy proxy) {

@@ -1,9 +1,8 @@
 #include "settingscore/validation/ValidationRun.hpp"
 
 #include "settingscore/exception/ValidationFailures.hpp"
+#include "settingscore/validation/ForeignCall.hpp"
 #include "settingscore/validation/ValidationLog.hpp"
-
-#include <cxxabi.h>
 
 #include <optional>
 
@@ -40,15 +39,16 @@ std::string listed(const std::vector<ValidationErrorCode>& codes) {
 void callErrorHandler(const FactorySettingProperties::ErrorHandler& handler, NameOnDemand& name,
                       const Array& value) {
     VARNEK_LOG(validationLog, info) << name.get() << " call user-defined error handler.";
-    try {
-        handler(name.get(), value);
-    } catch (const abi::__forced_unwind&) {
-        throw;
-    } catch (const std::exception& failure) {
-        VARNEK_LOG(validationLog, warning) << name.get() << " error handler throw: " << failure.what();
-    } catch (...) {
+    const auto call = [&] {
+        try {
+            handler(name.get(), value);
+        } catch (const std::exception& failure) {
+            VARNEK_LOG(validationLog, warning) << name.get() << " error handler throw: " << failure.what();
+        }
+    };
+    callForeign(call, [&] {
         VARNEK_LOG(validationLog, warning) << name.get() << " error handler throw: Unknown Exception";
-    }
+    });
 }
 
 } // namespace

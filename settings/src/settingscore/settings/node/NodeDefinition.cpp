@@ -8,6 +8,13 @@ bool NodeDefinition::isEmpty() const {
            attributes.empty() && factoryFile.empty();
 }
 
+void NodeDefinition::buildChecks() {
+    checks.clear();
+    checks.reserve(multiCheckValueValidators.size());
+    for (const auto& config : multiCheckValueValidators)
+        checks.emplace_back(config);
+}
+
 std::unique_ptr<NodeDefinition> NodeDefinition::from(const FactorySettingProperties& properties) {
     auto definition = std::make_unique<NodeDefinition>();
     definition->validator = properties.getValidator();

@@ -22,9 +22,15 @@ struct NodeDefinition {
     bool isToolboxGroup = false;
     varnek::json::Object attributes;
     std::string factoryFile; // of a top-level group
+    /// The checks of multiCheckValueValidators, built when a node takes the definition.
+    std::vector<SettingValueValidator> checks;
 
     /// Whether there is anything to keep.
     bool isEmpty() const;
+    /// Whether a value has to pass more than the test of its type.
+    bool hasValidators() const { return !checks.empty() || validator.which() != 0; }
+
+    void buildChecks();
 
     /// The part of `properties` that a node keeps here; null when there is none.
     static std::unique_ptr<NodeDefinition> from(const FactorySettingProperties& properties);

@@ -12,6 +12,7 @@
 #include "settingscore/settings/node/NodeNames.hpp"
 #include "settingscore/settings/node/SettingsAccess.hpp"
 #include "settingscore/settings/settingsImpl.hpp"
+#include "settingscore/validation/FunctionValidatorCall.hpp"
 
 #include <boost/make_shared.hpp>
 #include <boost/thread/locks.hpp>
@@ -45,10 +46,7 @@ std::vector<ConstNodePtr> SettingsImpl::getChildren() const {
 }
 
 std::string SettingsImpl::aliasName() const {
-    if (!isAlias_.load(std::memory_order_relaxed))
-        return {};
-    const varnek::concurrency::ReadSection section;
-    const NodeDefinition* definition = definition_.read();
+    const DefinitionHandle definition = isAlias() ? keptDefinition() : nullptr;
     return definition == nullptr ? std::string() : definition->aliasName;
 }
 
@@ -118,6 +116,11 @@ void SettingsImpl::refuseInsertion(const std::string& name) const {
     throw exception::ErrorAddingChildNodeOrKey(getThisObjectImpl(), name);
 }
 
+void SettingsImpl::requireValidator() const {
+    if (const DefinitionHandle definition = keptDefinition())
+        requireFunction(definition->validator);
+}
+
 void SettingsImpl::requireGroup() const {
     if (group_ != nullptr)
         return;
@@ -150,7 +153,11 @@ NodePtr SettingsImpl::add(NodeSpec spec, bool isGroup, const ShapedArray& initia
     checkStructureMayChange(child->getThisObjectImpl(), true);
     if (const NodePtr existing = clashing(child->getName()))
         refuseClash(existing);
-    if (!initial.first.isVoid()) {
+    if (!isGroup)
+        child->requireValidator();
+    if (!initial.first.isVoid() && level == LevelIndex::user) {
+        child->loadValue(level, child->accepted(initial, shared_from_this()));
+    } else if (!initial.first.isVoid()) {
         child->checkStorable(initial);
         child->loadValue(level, initial);
     }

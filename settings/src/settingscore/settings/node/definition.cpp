@@ -18,11 +18,30 @@ auto& definitionMutex = *new boost::shared_mutex; // rank "definition"; never de
 
 } // namespace
 
-FactorySettingProperties SettingsImpl::definition() const {
+SettingsImpl::DefinitionHandle SettingsImpl::keptDefinition() const {
     const ReadSection section;
-    const NodeDefinition* kept = definition_.read();
-    static const NodeDefinition& none = *new NodeDefinition; // saves may outlast the statics
-    const NodeDefinition& from = kept == nullptr ? none : *kept;
+    const DefinitionHandle* kept = definition_.read();
+    return kept == nullptr ? DefinitionHandle() : *kept;
+}
+
+void SettingsImpl::takeDefinition(std::unique_ptr<NodeDefinition> definition) {
+    if (definition == nullptr || definition->isEmpty()) {
+        definition_.publish(nullptr);
+        indirectReads_.store(0, std::memory_order_relaxed);
+        return;
+    }
+    definition->buildChecks();
+    const int bits = (definition->aliasName.empty() ? 0 : IndirectRead::alias) |
+                     (definition->factoryValueFcn.which() == 0 ? 0 : IndirectRead::runTimeDefault);
+    definition_.publish(std::make_unique<const DefinitionHandle>(definition.release()));
+    indirectReads_.store(static_cast<std::uint8_t>(bits), std::memory_order_relaxed);
+}
+
+FactorySettingProperties SettingsImpl::definition() const {
+    static const DefinitionHandle& none =
+        *new DefinitionHandle(new NodeDefinition); // saves may outlast statics
+    const DefinitionHandle kept = keptDefinition();
+    const NodeDefinition& from = kept == nullptr ? *none : *kept;
     FactorySettingProperties properties(isVisible(), readOnlyState() == ReadOnlyState::readOnly,
                                         values_.on(LevelIndex::factory).first, from.validator,
                                         from.factoryValueFcn, from.hasAdditionalFile, from.isToolboxGroup,
@@ -34,40 +53,38 @@ FactorySettingProperties SettingsImpl::definition() const {
 }
 
 varnek::json::Object SettingsImpl::attributes() const {
-    const ReadSection section;
-    const NodeDefinition* kept = definition_.read();
+    const DefinitionHandle kept = keptDefinition();
     return kept == nullptr ? varnek::json::Object() : kept->attributes;
 }
 
 std::string SettingsImpl::factoryFile() const {
-    const ReadSection section;
-    const NodeDefinition* kept = definition_.read();
+    const DefinitionHandle kept = keptDefinition();
     return kept == nullptr ? std::string() : kept->factoryFile;
 }
 
 void SettingsImpl::setFactoryFile(std::string path) {
-    updateDefinition([&](NodeDefinition& definition) { definition.factoryFile = std::move(path); });
+    updateDefinition([&](NodeDefinition& definition) { definition.factoryFile = path; });
 }
 
+/// Changes a copy without the lock, since it may hold callables of the host; starts anew when another thread
+/// was quicker.
 void SettingsImpl::updateDefinition(const std::function<void(NodeDefinition&)>& change) {
-    boost::unique_lock<boost::shared_mutex> lock(definitionMutex);
-    std::unique_ptr<NodeDefinition> next;
-    {
-        const ReadSection section;
-        const NodeDefinition* kept = definition_.read();
-        next = kept == nullptr ? std::make_unique<NodeDefinition>() : std::make_unique<NodeDefinition>(*kept);
+    for (;;) {
+        const DefinitionHandle before = keptDefinition();
+        auto next = before == nullptr ? std::make_unique<NodeDefinition>()
+                                      : std::make_unique<NodeDefinition>(*before);
+        change(*next);
+        const boost::unique_lock<boost::shared_mutex> lock(definitionMutex);
+        if (keptDefinition() == before) {
+            takeDefinition(std::move(next));
+            break;
+        }
     }
-    change(*next);
-    isAlias_.store(!next->aliasName.empty(), std::memory_order_relaxed);
-    if (next->isEmpty())
-        next.reset();
-    definition_.publish(std::move(next));
-    lock.unlock();
     varnek::concurrency::reclaimIfDue();
 }
 
 void SettingsImpl::setAttributes(varnek::json::Object attributes) {
-    updateDefinition([&](NodeDefinition& definition) { definition.attributes = std::move(attributes); });
+    updateDefinition([&](NodeDefinition& definition) { definition.attributes = attributes; });
 }
 
 void SettingsImpl::setValidator(const ValidatorVariant& validator) {
@@ -75,8 +92,8 @@ void SettingsImpl::setValidator(const ValidatorVariant& validator) {
 }
 
 void SettingsImpl::validate() const {
-    if (const ShapedArray value = values_.effective(); !value.first.isVoid())
-        checkStorable(value);
+    if (ShapedArray value = values_.effective(); !value.first.isVoid())
+        accepted(std::move(value), parentGroup());
 }
 
 void SettingsImpl::reloadFactoryFile(std::string_view name) {

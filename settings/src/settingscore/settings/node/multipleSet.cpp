@@ -5,6 +5,8 @@
 #include "settingscore/exception/Exceptions.hpp"
 #include "settingscore/settings/node/NodeLog.hpp"
 #include "settingscore/settings/settingsImpl.hpp"
+#include "settingscore/validation/FunctionValidatorCall.hpp"
+#include "settingscore/validation/ValidationRun.hpp"
 
 #include <algorithm>
 
@@ -15,7 +17,7 @@ std::vector<boost::shared_ptr<SettingsImpl>> SettingsImpl::storeTargets(std::spa
     targets.reserve(values.size());
     for (const auto& pair : values) {
         auto target = boost::dynamic_pointer_cast<SettingsImpl>(pair.first->unwrap());
-        if (target != nullptr && target->isAlias_.load(std::memory_order_relaxed))
+        if (target != nullptr && target->isAlias())
             if (const auto group = target->parentGroup())
                 target = boost::dynamic_pointer_cast<SettingsImpl>(group->followAlias(target)->unwrap());
         targets.push_back(std::move(target));
@@ -30,9 +32,29 @@ void SettingsImpl::checkStorable(const ShapedArray& value) const {
         throw exception::UnsupportedType(getThisObjectImpl(), settingscore::boostany::typeName(value.first));
 }
 
+ShapedArray SettingsImpl::accepted(ShapedArray value, const boost::shared_ptr<SettingsImpl>& parent) const {
+    checkStorable(value);
+    const DefinitionHandle definition = keptDefinition();
+    if (definition == nullptr || !definition->hasValidators())
+        return value;
+    const auto elements = value.first.numberOfElements();
+    const auto self = getThisObjectImpl();
+    const auto group = parent == nullptr ? nullptr : parent->getThisObject();
+    const auto fullName = [&] {
+        const std::string above = parent == nullptr ? std::string() : parent->getFullName(false, ".");
+        return above.empty() ? name_ : above + '.' + name_;
+    };
+    runValidators(definition->checks, definition->errorHandler, self, group, fullName, value.first);
+    callFunctionValidator(
+        definition->validator, self, group, [this] { return name_; }, value);
+    if (value.first.numberOfElements() != elements)
+        value.second = settingscore::boostany::isVectorShape(value.first);
+    return value;
+}
+
 std::vector<Failure> SettingsImpl::checkValues(std::span<const NodeValue> values,
                                                const std::vector<boost::shared_ptr<SettingsImpl>>& targets,
-                                               bool collect) {
+                                               bool collect, std::vector<ShapedArray>* accepted) {
     std::vector<Failure> failures;
     for (std::size_t i = 0; i < values.size(); ++i) {
         const auto& [node, value] = values[i];
@@ -45,7 +67,9 @@ std::vector<Failure> SettingsImpl::checkValues(std::span<const NodeValue> values
             }
             if (setting->isReadOnly())
                 throw exception::CannotChangeValueForReadOnlySetting(setting->getThisObjectImpl());
-            setting->checkStorable(value);
+            ShapedArray stored = setting->accepted(value, setting->parentGroup());
+            if (accepted != nullptr)
+                accepted->push_back(std::move(stored));
         } catch (const std::exception& failure) {
             if (!collect)
                 throw;
@@ -56,7 +80,7 @@ std::vector<Failure> SettingsImpl::checkValues(std::span<const NodeValue> values
 }
 
 std::vector<Failure> SettingsImpl::multipleValidate(std::span<const NodeValue> values, bool collect) const {
-    return checkValues(values, storeTargets(values), collect);
+    return checkValues(values, storeTargets(values), collect, nullptr);
 }
 
 namespace {
@@ -92,7 +116,9 @@ std::vector<Failure> SettingsImpl::multipleSet(std::span<const NodeValue> values
                                                bool collect) {
     const LevelIndex at = checkLevel(level);
     const auto settings = storeTargets(values); // once: what was checked is what is stored in
-    std::vector<Failure> failures = checkValues(values, settings, collect);
+    std::vector<ShapedArray> accepted;
+    accepted.reserve(values.size());
+    std::vector<Failure> failures = checkValues(values, settings, collect, &accepted);
     if (!failures.empty())
         return failures;
     for (const auto& setting : settings)
@@ -101,7 +127,7 @@ std::vector<Failure> SettingsImpl::multipleSet(std::span<const NodeValue> values
         PendingSaves saves(at, values.size());
         for (std::size_t i = 0; i < values.size(); ++i) {
             const auto tree = settings[i]->treeContext();
-            StoreOutcome outcome = settings[i]->store(at, values[i].second, tree.get());
+            StoreOutcome outcome = settings[i]->store(at, accepted[i], tree.get());
             if (!outcome.stored || tree == nullptr || !tree->connected)
                 continue;
             saves.add(settings[i]->getTopLevelNodeForSave());

@@ -8,6 +8,7 @@
 #include "settingscore/settings/node/LevelCheck.hpp"
 #include "settingscore/settings/node/NodeLog.hpp"
 #include "settingscore/settings/settingsImpl.hpp"
+#include "settingscore/validation/RunTimeDefaultCall.hpp"
 
 #include <boost/make_shared.hpp>
 #include <boost/thread/locks.hpp>
@@ -50,21 +51,42 @@ const LevelValues* SettingsImpl::peekValues(std::string_view name) const noexcep
 }
 
 const LevelValues* SettingsImpl::values() const noexcept {
-    return isLeafNode() && !isAlias_.load(std::memory_order_relaxed) ? &values_ : nullptr;
+    return isLeafNode() && indirectReads_.load(std::memory_order_relaxed) == 0 ? &values_ : nullptr;
 }
 
 // ---- reading ----
 
 ShapedArray SettingsImpl::read(std::string_view name, std::string_view level) const {
     const NodePtr setting = findSetting(name);
-    if (!level.empty())
-        return setting->valueOn(requireLevel(level, [this] { return getThisObjectImpl(); }));
-    if (const auto local = boost::dynamic_pointer_cast<SettingsImpl>(setting->unwrap()))
-        return local->values_.effective();
+    const auto local = boost::dynamic_pointer_cast<SettingsImpl>(setting->unwrap());
+    if (!level.empty()) {
+        const LevelIndex at = requireLevel(level, [this] { return getThisObjectImpl(); });
+        ShapedArray value = setting->valueOn(at);
+        const bool isDefault = value.first.isVoid() && at == LevelIndex::factory && local != nullptr;
+        return isDefault ? local->evaluateRunTimeDefault() : value;
+    }
+    if (local != nullptr) {
+        ShapedArray value = local->values_.effective();
+        return value.first.isVoid() ? local->evaluateRunTimeDefault() : value;
+    }
     for (const LevelIndex at : levelsInOrder)
         if (ShapedArray value = setting->valueOn(at); !value.first.isVoid())
             return value;
     return {};
+}
+
+ShapedArray SettingsImpl::evaluateRunTimeDefault() const {
+    if ((indirectReads_.load(std::memory_order_relaxed) & IndirectRead::runTimeDefault) == 0)
+        return {};
+    try {
+        const DefinitionHandle definition = keptDefinition();
+        const auto value = definition == nullptr ? std::nullopt : evaluate(definition->factoryValueFcn);
+        return value ? accepted(*value, parentGroup()) : ShapedArray();
+    } catch (const std::exception& failure) { // a read never fails for want of a default
+        VARNEK_LOG(nodeLog, warning) << "no run-time default for " << getFullName(false, ".") << ": "
+                                     << failure.what();
+        return {};
+    }
 }
 
 Array SettingsImpl::get(std::string_view name, std::string_view level) const {

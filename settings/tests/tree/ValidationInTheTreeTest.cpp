@@ -1,0 +1,229 @@
+// Validators and run-time defaults at work: what a set stores, what it refuses, what a read computes.
+
+#include "support/LogLines.hpp"
+#include "support/TestTree.hpp"
+
+#include "settingscore/boostany/SupportedTypes.hpp"
+#include "settingscore/exception/Exceptions.hpp"
+#include "settingscore/settings/node/SettingsAccess.hpp"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using namespace settings::core;
+using namespace settings::test;
+using detail::FactorySettingProperties;
+using detail::SettingsAccess;
+using Lines = std::vector<std::string>;
+using Validators = FactorySettingProperties::MultiCheckValueValidators;
+
+struct Refusal : exception::SettingsException {
+    const char* what() const noexcept override { return "refused by the function"; }
+    std::unique_ptr<varnek::exception::Exception> clone() const override {
+        return std::make_unique<Refusal>(*this);
+    }
+    [[noreturn]] void rethrow() const override { throw *this; }
+};
+
+struct ValidationInTheTree : testing::Test {
+    Handle define(const std::string& name, Validators validators, ValidatorVariant function = {},
+                  RunTimeDefaultVariant runTimeDefault = {},
+                  FactorySettingProperties::ErrorHandler handler = {}) {
+        FactorySettingProperties definition(true, false, {}, std::move(function), std::move(runTimeDefault),
+                                            false, false, std::move(validators));
+        definition.setErrorHandler(std::move(handler));
+        return SettingsAccess::node(*editor)->createFactorySetting(name, definition)->getThisObject();
+    }
+    static NumericMetaData<MustBeScalar> percent(bool integer = false) {
+        NumericMetaData<MustBeScalar> data;
+        data.setMinValue(0);
+        data.setMaxValue(100);
+        if (integer)
+            data.mustBeInteger();
+        return data;
+    }
+
+    TestTree tree;
+    Handle editor = tree.group("editor");
+    RecordedEvents events;
+};
+
+TEST_F(ValidationInTheTree, ARefusedValueChangesNothing) {
+    Lines handled;
+    define("zoom", {percent()}, {}, {}, [&](const std::string& fullName, const Array& value) {
+        handled.push_back(fullName + " " + std::to_string(int(value.element<double>())));
+    });
+    editor->set("zoom", 50.0, "user");
+    events.take();
+    tree.requests->take();
+    try {
+        editor->set("zoom", 101.0, "user");
+        ADD_FAILURE() << "is accepted";
+    } catch (const exception::ValueIsNotInRange& refused) {
+        EXPECT_EQ("editor.zoom", refused.getCausingObject()->getFullName());
+        EXPECT_EQ("editor", refused.getCausingObjectParent()->getFullName());
+    }
+    EXPECT_EQ(50.0, editor->get<double>("zoom"));
+    EXPECT_EQ(Lines{}, events.take());
+    EXPECT_EQ(Lines{}, tree.requests->take());
+    EXPECT_EQ(Lines{"editor.zoom 101"}, handled);
+    EXPECT_EQ("ValueMustBeScalar", failureOf([&] {
+                  editor->set("zoom", std::vector<double>{1, 2}, "session");
+              }));
+    EXPECT_EQ("ValueMustBeNumeric", failureOf([&] { editor->set("zoom", true, "session"); }));
+    EXPECT_EQ("DefaultValidationFailedOnVoidType", failureOf([&] { editor->set("zoom", Array(), "user"); }));
+    EXPECT_EQ("UnsupportedType",
+              failureOf([&] { editor->set("zoom", Array::scalar(std::complex<double>(1, 1)), "user"); }));
+}
+
+TEST_F(ValidationInTheTree, TheAcceptedFormIsStored) {
+    define("count", {percent(true)});
+    define("flags", {MustBeLogical<MustBeVector>()});
+    StringMetaData<AnyShape> stored;
+    stored.setStoreAsCharVector(true);
+    define("text", {stored});
+    editor->set("count", 3.0, "user");
+    EXPECT_EQ(Array::scalar(std::int64_t{3}), editor->get("count"));
+    EXPECT_EQ(9U, *editor->getDataTypeIndex("count")); // the stored type
+    editor->set("flags", std::vector<double>{0, 1, 1}, "user");
+    EXPECT_EQ((std::vector<bool>{false, true, true}), editor->get<std::vector<bool>>("flags"));
+    EXPECT_EQ(typeid(std::vector<bool>), editor->getAny("flags").type());
+    editor->set("text", Array::scalar(std::u16string(u"abc")), "user");
+    EXPECT_EQ(Array::text(u"abc"), editor->get("text"));
+    EXPECT_EQ(typeid(std::u16string), editor->getAny("text").type());
+    EXPECT_EQ("ValueMustBeInteger", failureOf([&] { editor->set("count", 3.5, "user"); }));
+}
+
+TEST_F(ValidationInTheTree, OneOfSeveralValidatorsIsEnough) {
+    StringMetaData<MustBeScalar> word;
+    word.mustBeMember({u"auto"});
+    int handled = 0;
+    define("width", {word, percent(true)}, {}, {}, [&](const std::string&, const Array&) { ++handled; });
+    LogLines log("settings::core::settingValueValidators");
+    editor->set("width", std::u16string(u"auto"), "user");
+    editor->set("width", 7.0, "user");
+    EXPECT_EQ(Array::scalar(std::int64_t{7}), editor->get("width"));
+    EXPECT_EQ(0, handled);
+    EXPECT_EQ(2, std::count(log.lines.begin(), log.lines.end(),
+                            "Validate setting: editor.width with 2 validators."));
+    EXPECT_EQ("ValueMustBeInteger", failureOf([&] { editor->set("width", std::u16string(u"x"), "user"); }));
+    EXPECT_EQ(1, handled);
+}
+
+/// It sees the converted value, after the declarative checks, and may use the tree.
+TEST_F(ValidationInTheTree, TheFunctionRunsLastAndWithoutLocks) {
+    define("other", {});
+    Lines calls;
+    define("count", {percent(true)},
+           CPPValidator(
+               [&](const boost::shared_ptr<const Settings>& setting, const std::string& key,
+                   const Array& value) {
+                   calls.push_back(setting->getFullName() + ' ' + key + ' ' +
+                                   std::string(varnek::data::className(value.type())));
+                   editor->set("other", 1.0, "session");
+                   editor->getChildren();
+                   if (value.element<std::int64_t>() == 13)
+                       throw Refusal();
+               },
+               "p", "f"));
+    editor->set("count", 5.0, "user");
+    EXPECT_EQ("Refusal", failureOf([&] { editor->set("count", 13.0, "user"); }));
+    EXPECT_EQ("ValueIsNotInRange", failureOf([&] { editor->set("count", 130.0, "user"); }));
+    EXPECT_EQ((Lines{"editor.count count int64", "editor.count count int64"}), calls);
+    EXPECT_EQ(5, editor->get<int>("count"));
+    // Only ValidationException and other standard exceptions are collected.
+    define("rude", {}, CPPValidator([](const auto&, const auto&, const auto&) { throw 1; }, "p", "g"));
+    EXPECT_THROW(editor->set("rude", 1.0, "user"), int);
+}
+
+TEST_F(ValidationInTheTree, ABatchIsCheckedAsAWholeAndOnce) {
+    int calls = 0;
+    define("a", {percent()});
+    define("b", {}, CPPValidator([&](const auto&, const auto&, const auto&) { ++calls; }, "p", "f"));
+    const Handle a = editor->getChild("a"), b = editor->getChild("b");
+    const auto failures =
+        Settings::setTogether({{b, Array::scalar(1.0)}, {a, Array::scalar(200.0)}}, "user", true);
+    ASSERT_EQ(1U, failures.size());
+    EXPECT_EQ("editor.a", failures[0].first);
+    EXPECT_FALSE(editor->isSet("b", "user"));
+    EXPECT_EQ(1, calls);
+    Settings::setTogether({{b, Array::scalar(1.0)}, {a, Array::scalar(20.0)}}, "user");
+    EXPECT_EQ(2, calls);
+    const Handle other = standaloneGroup("editor");
+    load(TestTree::setting(other, "a"), LevelIndex::user, Array::scalar(300.0));
+    EXPECT_EQ("ValueIsNotInRange", failureOf([&] { editor->mergeDescendants(other, "user"); }));
+    EXPECT_EQ(20.0, editor->get<double>("a"));
+}
+
+TEST_F(ValidationInTheTree, ANewSettingsValueIsCheckedOnLevelUser) {
+    const MValidator integer("varnek.settings", "mustBeIntegerScalar");
+    EXPECT_EQ("ValueMustBeInteger",
+              failureOf([&] { editor->addSetting("a", Array::scalar(1.5), true, false, "user", integer); }));
+    EXPECT_EQ(nullptr, editor->getChild("a"));
+    EXPECT_EQ(Lines{}, events.take());
+    editor->addSetting("a", Array::scalar(3.0), true, false, "user", integer);
+    EXPECT_EQ(Array::scalar(std::int64_t{3}), editor->get("a"));
+    editor->addSetting("b", Array::scalar(1.5), true, false, "session", integer);
+    EXPECT_EQ(1.5, editor->get<double>("b"));
+    EXPECT_EQ("ValueMustBeInteger", failureOf([&] { editor->set("b", 2.5, "session"); }));
+    EXPECT_EQ("InvalidValidator", failureOf([&] {
+                  editor->addSetting("c", {}, true, false, "user",
+                                     CValidator::fromDefinition("noSuchLibrary", "f"));
+              }));
+    EXPECT_EQ(nullptr, editor->getChild("c"));
+}
+
+TEST_F(ValidationInTheTree, ValidateChecksTheEffectiveValueAgain) {
+    define("zoom", {});
+    editor->set("zoom", 500.0, "user");
+    const auto node = SettingsAccess::node(*editor->getChild("zoom"));
+    node->validate();
+    node->setValidator(MValidator("varnek.settings", "mustBeStringScalar"));
+    EXPECT_EQ("ValueMustBeString", failureOf([&] { node->validate(); }));
+    EXPECT_EQ("ValueMustBeString", failureOf([&] { editor->set("zoom", 1.0, "user"); }));
+    EXPECT_EQ(500.0, editor->get<double>("zoom"));
+}
+
+TEST_F(ValidationInTheTree, ARunTimeDefaultStandsInForTheFactoryValue) {
+    int calls = 0;
+    define("threads", {percent(true)}, {},
+           CRunTimeDefault("p", "f", [&] { return Array::scalar(double(++calls)); }));
+    EXPECT_EQ(Array::scalar(std::int64_t{1}), editor->get("threads")); // converted like a value being set
+    EXPECT_EQ(2, editor->get<int>("threads", "factory"));              // evaluated anew
+    EXPECT_EQ(3, boost::any_cast<std::int64_t>(editor->getAny("threads")));
+    EXPECT_TRUE(editor->isSet("threads", "factory"));
+    EXPECT_EQ(5, tree.root->getByFullName<int>("editor.threads"));
+    // Not for other levels, and not when a value is there; nothing of it is stored.
+    EXPECT_FALSE(editor->isSet("threads", "user"));
+    EXPECT_TRUE(editor->get("threads", "installation").isVoid());
+    EXPECT_FALSE(editor->getDataTypeIndex("threads"));
+    calls = 0;
+    editor->set("threads", 40.0, "user");
+    EXPECT_EQ(Lines{"changed editor.threads was nothing"}, events.take()); // events do not evaluate
+    EXPECT_EQ(40, editor->get<int>("threads"));
+    EXPECT_EQ(0, calls);
+    editor->unset("threads", "user");
+    EXPECT_EQ(1, editor->get<int>("threads"));
+}
+
+TEST_F(ValidationInTheTree, ARunTimeDefaultThatFails) {
+    int which = 0;
+    define("d", {percent()}, {}, CRunTimeDefault("p", "f", [&]() -> Array {
+               if (which == 0)
+                   throw std::runtime_error("not now");
+               if (which == 1)
+                   return Array::scalar(101.0); // refused by the validator
+               if (which == 2)
+                   return {};
+               throw 1;
+           }));
+    for (; which < 3; ++which) {
+        EXPECT_TRUE(editor->get("d").isVoid()) << which;
+        EXPECT_FALSE(editor->isSet("d", "factory")) << which;
+        EXPECT_EQ("AttemptToGetValueFromVoid", failureOf([&] { editor->get<double>("d"); })) << which;
+    }
+    EXPECT_THROW(editor->get("d"), int);
+}
+
+} // namespace
