@@ -62,6 +62,21 @@ struct DumpOptions {
 };
 void dump(const DumpOptions& options, std::ostream& out);
 
+struct ValidateOptions {
+    std::string target; // full name of a group or setting, else a settings file; empty: everything
+    bool json = false;
+};
+/// `refused` when a value fails; `fileOrSystem` when a file that belongs to it could not be read.
+ExitCode validate(const ValidateOptions& options, std::ostream& out);
+
+struct WatchOptions {
+    std::string name; // full name of a group or setting; empty: everything
+    bool json = false;
+};
+/// Writes a line for every change, those of other processes included, until SIGINT or SIGTERM comes, the
+/// output fails, or nobody reads it any more. To be called while the process has one thread.
+void watch(const WatchOptions& options, std::ostream& out);
+
 void factoryBuild(const std::string& document, const std::string& file, std::ostream& out);
 void factoryInstall(const std::string& file, bool hidden, std::ostream& out);
 

@@ -2,6 +2,7 @@
 
 #include "Commands.hpp"
 #include "Printable.hpp"
+#include "Refusal.hpp"
 #include "SaveOutcome.hpp"
 #include "TargetFile.hpp"
 #include "Tree.hpp"
@@ -12,6 +13,7 @@
 #include "opc/qfservices/CorePropertiesManager.hpp"
 #include "opc/qfservices/FileSystemManager.hpp"
 #include "settingscore/exception/TreeFailures.hpp"
+#include "settingscore/exception/ValidationFailures.hpp"
 #include "varnek/files/PathText.hpp"
 #include "json/ParseError.hpp"
 #include "json/Parser.hpp"
@@ -74,6 +76,34 @@ void compare(const settings::core::Settings& from, const Handle& to, const std::
     }
 }
 
+/// The value that the file has for a setting of the tree; void when it cannot be told.
+varnek::data::Array valueFor(const settings::core::Settings& setting, const Handle& input,
+                             const std::string& level) {
+    const std::string name = setting.getFullName();
+    const std::string above = input->getName() + ".";
+    if (!name.starts_with(above))
+        return {};
+    try {
+        const Handle same = input->getSettingsByFullName(name.substr(above.size()));
+        return same->getParent()->get(same->getName(), level);
+    } catch (const settings::core::exception::SettingsException&) { // an alias in the tree, for one
+        return {};
+    }
+}
+
+/// Refusals of one value say which.
+void mergeDescendants(const Handle& product, const Handle& input, const std::string& level) {
+    try {
+        product->mergeDescendants(input, level);
+    } catch (const settings::core::exception::ValidationException& failure) {
+        const auto setting = failure.getCausingObject();
+        const auto value = setting == nullptr ? varnek::data::Array() : valueFor(*setting, input, level);
+        if (value.isVoid())
+            throw;
+        throw refusedValue(failure, *setting, value, level);
+    }
+}
+
 void merge(const Handle& input, const std::string& level, std::ostream& out) {
     const Handle product = root()->getChild(input->getName());
     if (product == nullptr)
@@ -81,7 +111,7 @@ void merge(const Handle& input, const std::string& level, std::ostream& out) {
     MergeReport report;
     compare(*input, product, input->getName(), level, report);
     const Saving saving(*product, level);
-    product->mergeDescendants(input, level);
+    mergeDescendants(product, input, level);
     saving.finish();
     out << printable("merged " + counted(report.stored, "value") + " into \"" + input->getName() +
                      "\" on level \"" + level + "\"")

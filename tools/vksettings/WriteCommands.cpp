@@ -1,6 +1,7 @@
 // set and unset: changes of one value, saved before the command ends.
 
 #include "Commands.hpp"
+#include "Refusal.hpp"
 #include "SaveOutcome.hpp"
 #include "Tree.hpp"
 #include "ValueText.hpp"
@@ -26,7 +27,13 @@ void set(const SetOptions& options) {
     const Setting setting = resolveSetting(options.name);
     const Saving saving(*setting.handle, options.level);
     const Array value = options.json ? parsedJson(options.value) : parsed(options.value, example(setting));
-    setting.group->set(setting.name, value, options.level);
+    try {
+        setting.group->set(setting.name, value, options.level);
+    } catch (const std::exception& failure) {
+        if (!isAboutTheValue(failure))
+            throw;
+        throw refusedValue(failure, *setting.itself(), value, options.level);
+    }
     saving.finish();
 }
 

@@ -13,18 +13,28 @@
 #include <functional>
 #include <iostream>
 #include <system_error>
+#include <type_traits>
 
 namespace {
 
 using namespace vksettings;
 
 /// What the parsed command line asks for.
-using Job = std::function<void()>;
+using Job = std::function<ExitCode()>;
 
-CLI::App* command(CLI::App& app, const std::string& name, const std::string& help, Job& job,
-                  const Job& action) {
+/// `action` may return an exit code; an exception is another way to end.
+template <class Action>
+CLI::App* command(CLI::App& app, const std::string& name, const std::string& help, Job& job, Action action) {
     CLI::App* added = app.add_subcommand(name, help);
-    added->callback([&job, action] { job = action; });
+    added->callback([&job, action] {
+        if constexpr (std::is_void_v<decltype(action())>)
+            job = [action] {
+                action();
+                return done;
+            };
+        else
+            job = action;
+    });
     return added;
 }
 
@@ -53,6 +63,14 @@ void addReading(CLI::App& app, Job& job) {
                             [] { vksettings::explain(explaining, std::cout); });
     explain->add_option("NAME", explaining.name, "Full name of a setting")->required();
     explain->add_flag("--json", explaining.json, "Print a JSON object");
+}
+
+void addWatching(CLI::App& app, Job& job) {
+    static WatchOptions watching;
+    auto* watch = command(app, "watch", "Print changes as they happen, until Ctrl-C", job,
+                          [] { vksettings::watch(watching, std::cout); });
+    watch->add_option("NAME", watching.name, "Full name of a group or setting; everything without it");
+    watch->add_flag("--json", watching.json, "Print one JSON object per line");
 }
 
 void addWriting(CLI::App& app, Job& job) {
@@ -94,6 +112,14 @@ void addFiles(CLI::App& app, Job& job) {
     in->add_option("FILE", importing.file, "A settings file")->required();
     in->add_flag("--merge", importing.merge, "Store the values in the settings of the same names");
     addLevel(in, importing.level, "The level that the file's values are for");
+
+    static ValidateOptions validating;
+    auto* validate = command(app, "validate", "List the values that the definitions do not allow", job,
+                             [] { return vksettings::validate(validating, std::cout); });
+    validate->add_option("FILE|GROUP", validating.target,
+                         "A settings file, or the full name of a group or setting; everything without it");
+    validate->add_flag("--json", validating.json,
+                       "Print a JSON array of objects with name, finding, level, value, type and rule");
 
     static DumpOptions dumping;
     auto* dump = command(app, "dump", "Print any settings file as JSON", job,
@@ -157,6 +183,7 @@ int run(int argc, char** argv) {
     app.footer("Exit codes: 0 done, 1 refused or not found, 2 wrong usage, 3 file or system error.");
     Job job;
     addReading(app, job);
+    addWatching(app, job);
     addWriting(app, job);
     addFiles(app, job);
     addFactory(app, job);
@@ -165,11 +192,11 @@ int run(int argc, char** argv) {
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? done : usage;
     }
-    job();
+    const ExitCode code = job();
     std::cout.flush();
     if (!std::cout && !isReaderGone())
         throw std::system_error(std::make_error_code(std::errc::io_error), "cannot write the output");
-    return done;
+    return code;
 }
 
 } // namespace

@@ -81,7 +81,7 @@ FolderLock::FolderLock(const std::filesystem::path& folder, std::chrono::millise
         }
         if (!lockUntil(opened.get(), end))
             return;
-        if (identityOf(openNearest(folder).get()) != identity)
+        if (identityOf(openNearest(folder).get()) != identity && Clock::now() < end)
             continue; // the folder was made, or replaced, while this waited
         state_->folder = std::move(opened);
         state_->held = {identity, heldHere};
@@ -94,6 +94,7 @@ FolderLock::FolderLock(const std::filesystem::path& folder, std::chrono::millise
 FolderLock::~FolderLock() {
     if (!state_->isOurs)
         return;
+    ::flock(state_->folder.get(), LOCK_UN); // a child that was forked meanwhile holds the descriptor, too
     for (Held** link = &heldHere; *link != nullptr; link = &(*link)->next)
         if (*link == &state_->held) {
             *link = state_->held.next;

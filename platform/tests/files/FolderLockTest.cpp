@@ -88,6 +88,23 @@ TEST_F(FolderLocks, AProcessThatDiesGivesItBack) {
     EXPECT_TRUE(FolderLock(folder, noPatience).isHeld());
 }
 
+/// A child that was forked while the lock was held does not keep it.
+TEST_F(FolderLocks, IsGivenBackAlsoWhenAChildHoldsTheDescriptor) {
+    pid_t child = 0;
+    {
+        const FolderLock lock(folder);
+        child = ::fork();
+        ASSERT_NE(-1, child);
+        if (child == 0) {
+            ::pause();
+            ::_exit(0);
+        }
+    }
+    EXPECT_TRUE(FolderLock(folder, noPatience).isHeld());
+    ::kill(child, SIGKILL);
+    ASSERT_EQ(child, ::waitpid(child, nullptr, 0));
+}
+
 TEST_F(FolderLocks, StampsTellStatesApart) {
     const auto file = folder / "file";
     const FileStamp missing = FileStamp::of(file);

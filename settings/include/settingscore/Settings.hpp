@@ -31,6 +31,7 @@
 namespace settings::core {
 
 namespace detail {
+class FactorySettingProperties;
 class SettingsNodeImpl;
 struct SettingsAccess;
 
@@ -169,6 +170,19 @@ class SETTINGSCORE_EXPORT Settings {
     /// Whether a setting may hold an array of this type: character, string, logical, double, single and the
     /// eight integer types with any dimensions, and a cell of character arrays.
     static bool isValidSettingValueType(const varnek::data::Array& value);
+
+    /// Defines a setting and sets its value in one step; returns it. Groups on its way that are not there are
+    /// added as `group` says, the setting as `setting` says, whose value is stored on `level`; a setting that
+    /// is there already only gets the value. `fullName`: from the root of the tree that `setting` belongs to,
+    /// else that of DefaultRootIndex. Without a value nothing is stored. Listeners hear of one addition, that
+    /// of the topmost new node.
+    /// Errors: UnSupportedLevel, CantModifyValuesOnReadOnlyLevel, InvalidNodePath for an empty name or part
+    /// of it, CanNotAddKeyToRootException for a name without group, NotANodeName, NotAKeyName, those of
+    /// addGroup, addSetting and set, and of detail::getSettingsRoot.
+    static boost::shared_ptr<Settings> createAndSetValue(std::string_view fullName,
+                                                         const detail::FactorySettingProperties& group,
+                                                         const detail::FactorySettingProperties& setting,
+                                                         std::string_view level);
 
     /// Writes the given nodes, all of one product, with the values of `level` into the settings file `path`.
     /// Errors: ErrorExportOrImportSettingsUsingRelativePath, CannotExportSettingsRoot,

@@ -65,7 +65,7 @@ struct EncryptedFiles : testing::Test {
         group->unset("s", "user");
         EXPECT_EQ(4U,
                   log.take("Don't write file because it was previously encrypted: " + file.string()).size());
-        tree.keeper->requestDelete(SettingsAccess::node(*group), LevelIndex::user);
+        tree.keeper->requestDelete(SettingsAccess::node(*group), nullptr, LevelIndex::user);
         EXPECT_EQ(SaveOutcome::encrypted, tree.status("g").saved);
         EXPECT_EQ(bytes, bytesOf(file));
         const auto package = opc::model::Package::open(file);

@@ -79,7 +79,6 @@ TEST_F(LevelFiles, ValuesWithoutDefinitionAreKeptAndAdopted) {
     for (const char* name : {"b", "child/x", "gone/y"})
         define(group(tree), name);
     TestTree::childGroup(group(tree), "bare");
-    EXPECT_FALSE(group(tree)->isSet("b", "user"));
     tree.keeper->adoptLeftovers(SettingsAccess::node(*group(tree)));
     EXPECT_FALSE(group(tree)->isSet("a", "user"));
     EXPECT_EQ(2.0, group(tree)->get<double>("b", "user"));
@@ -349,7 +348,7 @@ TEST_F(LevelFiles, EachDamagedFileIsSetAsideOnce) {
     putPart(file, topPart, "[");
     const std::string damaged = bytesOf(file);
     const FileTree tree = start({"a"});
-    tree.keeper->requestDelete(SettingsAccess::node(*group(tree)), LevelIndex::user);
+    tree.keeper->requestDelete(SettingsAccess::node(*group(tree)), nullptr, LevelIndex::user);
     EXPECT_FALSE(std::filesystem::exists(file));
     ++round;
     EXPECT_EQ(damaged, bytesOf(aside()));
@@ -403,7 +402,7 @@ TEST_F(LevelFiles, ANewRecordOfReleasesIsNotLostToAReading) {
     group(other)->set("a", 3.0, "user");
     tree.keeper->loadLevel(SettingsAccess::node(*group(tree)), LevelIndex::user);
     EXPECT_EQ(later, *tree.keeper->versionRecord("g", LevelIndex::user));
-    tree.keeper->requestDelete(SettingsAccess::node(*group(tree)), LevelIndex::user);
+    tree.keeper->requestDelete(SettingsAccess::node(*group(tree)), nullptr, LevelIndex::user);
     EXPECT_FALSE(tree.keeper->versionRecord("g", LevelIndex::user));
 }
 
@@ -458,13 +457,16 @@ TEST_F(LevelFiles, ChangesOfTwoProcessesComeTogether) {
         EXPECT_EQ(2.0, g->get<double>("added", "user"));
     }
     EXPECT_FALSE(group(ours)->getChild("removed"));
-    // Both have changed one value: the last save counts. A file that is gone takes nothing away.
+    // Both have changed one value: the last save counts. A file that is gone holds nothing.
     group(theirs)->set("both", 4.0, "user");
     group(ours)->set("both", 5.0, "user");
     EXPECT_EQ(5.0, group(start(names))->get<double>("both", "user"));
     std::filesystem::remove(ours.file("g"));
     group(ours)->set("a", 6.0, "user");
-    EXPECT_EQ(2.0, group(start(names))->get<double>("b", "user"));
+    const FileTree end = start(names);
+    EXPECT_EQ(6.0, group(end)->get<double>("a", "user"));
+    EXPECT_FALSE(group(end)->isSet("b", "user"));
+    EXPECT_FALSE(group(ours)->isSet("b", "user"));
 }
 
 /// What one process removes does not come back through the other.

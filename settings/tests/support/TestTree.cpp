@@ -1,5 +1,6 @@
 #include "support/TestTree.hpp"
 
+#include "settingscore/boostany/ArrayConversion.hpp"
 #include "settingscore/events/Notification.hpp"
 #include "settingscore/events/SettingsAddNodeEvent.hpp"
 #include "settingscore/events/SettingsRemoveNodeEvent.hpp"
@@ -23,7 +24,7 @@ void RecordedRequests::requestSave(const NodePtr& topLevelGroup, LevelIndex leve
     add("save " + topLevelGroup->getName() + " " + std::string(levelName(level)));
 }
 
-void RecordedRequests::requestDelete(const NodePtr& topLevelGroup, LevelIndex level) {
+void RecordedRequests::requestDelete(const NodePtr& topLevelGroup, const NodePtr&, LevelIndex level) {
     add("delete " + topLevelGroup->getName() + " " + std::string(levelName(level)));
 }
 
@@ -119,7 +120,16 @@ Handle TestTree::setting(const Handle& group, const std::string& name, const Arr
     FactorySettingProperties definition(true, false, factoryValue, {}, {}, false, false, {});
     definition.setReadOnlyState(readOnly);
     definition.setAliasName(std::string(alias));
-    return SettingsAccess::node(*group)->createFactorySetting(name, definition)->getThisObject();
+    return setting(group, name, definition);
+}
+
+Handle TestTree::setting(const Handle& group, const std::string& name,
+                         const FactorySettingProperties& definition) {
+    const auto node = SettingsImpl::makeSetting(NodeSpec::from(name, definition, LevelIndex::factory));
+    if (const Array& value = definition.getFactoryValue(); !value.isVoid())
+        node->loadValue(LevelIndex::factory, {value, settingscore::boostany::isVectorShape(value)});
+    SettingsAccess::node(*group)->adoptChildren({node});
+    return node->getThisObject();
 }
 
 Handle standaloneGroup(const std::string& name, core::ReadOnlyState readOnly) {

@@ -20,7 +20,8 @@ using varnek::data::Array;
 class RecordedRequests : public core::detail::SaveRequests {
   public:
     void requestSave(const core::detail::NodePtr& topLevelGroup, core::LevelIndex level) override;
-    void requestDelete(const core::detail::NodePtr& topLevelGroup, core::LevelIndex level) override;
+    void requestDelete(const core::detail::NodePtr& topLevelGroup, const core::detail::NodePtr& root,
+                       core::LevelIndex level) override;
     void loadUserSettings(const core::detail::NodePtr& topLevelGroup) override;
 
     /// What came since the last call.
@@ -50,6 +51,9 @@ struct TestTree {
     static Handle setting(const Handle& group, const std::string& name, const Array& factoryValue = {},
                           core::ReadOnlyState readOnly = core::ReadOnlyState::inherited,
                           const std::string& alias = {});
+    /// As a loader does: without an event.
+    static Handle setting(const Handle& group, const std::string& name,
+                          const core::detail::FactorySettingProperties& definition);
     static Handle childGroup(const Handle& parent, const std::string& name,
                              core::ReadOnlyState readOnly = core::ReadOnlyState::inherited,
                              core::LevelIndex origin = core::LevelIndex::factory);

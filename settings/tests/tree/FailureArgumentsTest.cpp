@@ -118,7 +118,7 @@ TEST_F(FailureArguments, OfNodesThatFilesAndDefinitionsDeclare) {
     });
     EXPECT_EQ(u"Editor", product.getInputName());
     EXPECT_EQ(u"editor", product.getExistingName());
-    EXPECT_EQ("s", caught<CannotAddKeyToRoot>([&] { TestTree::setting(tree.root, "s"); }).getInputName());
+    EXPECT_EQ("s", caught<CannotAddKeyToRoot>([&] { root->createFactorySetting("s", {}); }).getInputName());
     // Of several nodes none is taken over when one is refused.
     const Handle fresh = standaloneGroup("fresh");
     const auto nodes = [](const Handle& a, const Handle& b) {

@@ -33,7 +33,7 @@ struct ValidationInTheTree : testing::Test {
         FactorySettingProperties definition(true, false, {}, std::move(function), std::move(runTimeDefault),
                                             false, false, std::move(validators));
         definition.setErrorHandler(std::move(handler));
-        return SettingsAccess::node(*editor)->createFactorySetting(name, definition)->getThisObject();
+        return TestTree::setting(editor, name, definition);
     }
     static NumericMetaData<MustBeScalar> percent(bool integer = false) {
         NumericMetaData<MustBeScalar> data;

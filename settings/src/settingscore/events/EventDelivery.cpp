@@ -4,6 +4,8 @@
 #include "varnek/event/EventManager.hpp"
 #include "varnek/log/Channel.hpp"
 
+#include <exception>
+#include <new>
 #include <utility>
 
 namespace settings::core::detail {
@@ -40,9 +42,13 @@ bool EventDelivery::isWanted() const noexcept {
 EventDelivery::Place EventDelivery::reserve(const boost::shared_ptr<EventDelivery>& delivery) {
     if (delivery == nullptr || !delivery->isWanted())
         return {};
-    const std::lock_guard lock(delivery->mutex_);
-    delivery->slots_.emplace_back();
-    return {delivery, delivery->first_ + delivery->slots_.size() - 1};
+    try {
+        const std::lock_guard lock(delivery->mutex_);
+        delivery->slots_.emplace_back();
+        return {delivery, delivery->first_ + delivery->slots_.size() - 1};
+    } catch (const std::bad_alloc&) { // the change is made all the same
+        return {};
+    }
 }
 
 void EventDelivery::complete(std::uint64_t number, const EventHandle& event) noexcept {
@@ -62,13 +68,20 @@ void EventDelivery::handOn(std::unique_lock<std::mutex>& lock) noexcept {
         ++first_;
         if (event == nullptr)
             continue;
+        std::exception_ptr notQueued;
         try {
             if (isQueueOn_.load(std::memory_order_relaxed))
                 queue_.push(event);
-        } catch (const std::exception& failure) { // no memory: the listeners get it all the same
-            logDropped(failure);
+        } catch (...) { // no memory: the listeners get it all the same
+            notQueued = std::current_exception();
         }
         lock.unlock();
+        try {
+            if (notQueued)
+                std::rethrow_exception(notQueued);
+        } catch (const std::exception& failure) {
+            logDropped(failure);
+        }
         try {
             EventManager::instance().broadcast(event);
         } catch (const std::exception& failure) {

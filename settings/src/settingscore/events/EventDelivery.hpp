@@ -52,7 +52,7 @@ class EventDelivery {
     EventDelivery(const EventDelivery&) = delete;
     EventDelivery& operator=(const EventDelivery&) = delete;
 
-    /// The next place; an empty one when nobody wants events, or without a delivery.
+    /// The next place; an empty one when nobody wants events, without a delivery, or without memory for it.
     static Place reserve(const boost::shared_ptr<EventDelivery>& delivery);
 
     /// Whether events are kept in the queue, besides being delivered; off at first. What is queued stays

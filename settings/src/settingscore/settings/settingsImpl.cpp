@@ -82,7 +82,10 @@ SettingsImpl::~SettingsImpl() {
         const ReadSection section;
         if (const ChildIndex* index = group_->children.read())
             for (const NodePtr& child : index->inOrder())
-                child->setParent({});
+                if (auto* const own = dynamic_cast<SettingsImpl*>(child.get())) {
+                    const GroupState* expected = group_; // it may stand in another group by now
+                    own->parent_.compare_exchange_strong(expected, nullptr);
+                }
     }
     varnek::concurrency::retire(group_,
                                 [](const void* state) { delete static_cast<const GroupState*>(state); });
@@ -158,7 +161,10 @@ boost::shared_ptr<const Settings> SettingsImpl::getThisObjectImpl() const {
 }
 
 LevelIndex SettingsImpl::checkLevel(std::string_view level) const {
-    return checkModifiableLevel(level, [this] { return getThisObjectImpl(); });
+    const bool hasFolder = level == levelName(LevelIndex::installation); // one of its own in each tree
+    return checkModifiableLevel(
+        level, [this] { return getThisObjectImpl(); },
+        hasFolder ? getRootIndex() : RootIndex(InvalidRootIndex()));
 }
 
 NodePtr SettingsImpl::getTopLevelNodeForSave() {

@@ -106,7 +106,8 @@ class SettingsImpl : public SettingsNodeImpl, public boost::enable_shared_from_t
     void setAttributes(varnek::json::Object attributes) override;
     void setValidator(const ValidatorVariant& validator) override;
     void validate() const override;
-    NodePtr createFactorySetting(std::string_view name, const FactorySettingProperties& definition) override;
+    NodePtr createFactorySetting(std::string_view name, const FactorySettingProperties& definition,
+                                 bool needsSync) override;
     void adoptChildren(std::vector<NodePtr> children) override;
     void setParent(const NodePtr& parent) override;
     const LevelValues* peekValues(std::string_view name) const noexcept override;
@@ -131,6 +132,17 @@ class SettingsImpl : public SettingsNodeImpl, public boost::enable_shared_from_t
     void adoptWithEvents(const std::vector<NodePtr>& children, LateEvents& events);
     /// Takes a child out of the tree; nothing when it is not there any more.
     void dropChild(const NodePtr& child, LateEvents& events);
+
+    /// Adds a node that was made outside any tree, with all that is below it: the checks, the event and the
+    /// saves of an addition. ErrorAddingChildNodeOrKey for a node that stands in a group, is a root,
+    /// or is this group or above it.
+    void attach(const boost::shared_ptr<SettingsImpl>& child);
+
+    /// The first value of a setting that nobody else has yet; void: none. It is checked as by addSetting, and
+    /// InvalidValidator is raised when the validation function cannot be found. `parent`: the group that the
+    /// setting is to stand in, or empty.
+    void setInitialValue(const varnek::data::Array& value, LevelIndex level,
+                         const boost::shared_ptr<SettingsImpl>& parent = {});
 
     /// Of a top-level group: the factory file that its definitions come from, UTF-8; empty when there is
     /// none.
@@ -172,6 +184,8 @@ class SettingsImpl : public SettingsNodeImpl, public boost::enable_shared_from_t
         EventDelivery::Place event{}; // reserved where the effective value changed
     };
 
+    /// The lock of the settings outside any group: removed ones, and those made outside any tree.
+    static boost::shared_mutex& orphanMutex(); // rank "node"
     boost::shared_ptr<SettingsImpl> parentGroup() const;
     /// The lock that serialises writers of this setting's values, taken.
     WriterLock lockForWriting() const;
@@ -179,10 +193,10 @@ class SettingsImpl : public SettingsNodeImpl, public boost::enable_shared_from_t
     StoreOutcome store(LevelIndex level, const ShapedArray& value, const TreeContext* tree,
                        const ShapedArray* onlyInPlaceOf = nullptr);
     void recordDataType(const ShapedArray& value);
-    EventHandle changeEvent(const StoreOutcome& outcome);
+    EventHandle changeEvent(const StoreOutcome& outcome, const TreeContext& tree);
     EventHandle addEvent(const NodePtr& child);
     EventHandle removeEvent(const NodePtr& child);
-    void announce(StoreOutcome& outcome);
+    void announce(StoreOutcome& outcome, const TreeContext* tree);
     static EventDelivery::Place reserveEvent(const TreeContext* tree);
     void checkStorable(const ShapedArray& value) const;
     bool isAlias() const noexcept {
@@ -203,10 +217,19 @@ class SettingsImpl : public SettingsNodeImpl, public boost::enable_shared_from_t
     /// Returns the place of the event in a connected tree.
     EventDelivery::Place insertChild(const NodePtr& child, const TreeContext* tree);
     void checkNewName(std::string_view name) const;
+    /// After the insertion, without locks; false when the tree raises and saves nothing.
+    bool announceAdded(const NodePtr& child, const TreeContext* tree, EventDelivery::Place& place);
+    /// The names, validators and personal values of a subtree that is to stand in `parent`. Without locks.
+    void checkSubtree(const boost::shared_ptr<SettingsImpl>& parent, const std::string& parentName) const;
+    /// Makes this group the parent of a node that has none: ErrorAddingChildNodeOrKey.
+    void claim(const boost::shared_ptr<SettingsImpl>& child);
+    EventDelivery::Place insertClaimed(const NodePtr& child, const TreeContext* tree);
+    /// A second definition of the same setting.
+    void defineAgain(const FactorySettingProperties& incoming);
     NodePtr childOrThrow(std::string_view name) const;
     NodePtr followAlias(const NodePtr& child) const;
     ShapedArray read(std::string_view name, std::string_view level) const;
-    NodePtr add(NodeSpec spec, bool isGroup, const ShapedArray& initial, LevelIndex level);
+    NodePtr add(NodeSpec spec, bool isGroup, const varnek::data::Array& initial, LevelIndex level);
     /// The types of one event class for this node, and those of listeners to all of its events.
     std::vector<std::u16string> publishedTypes(std::string_view eventClass) const;
     /// What the values are stored in: the setting behind a proxy or an alias; null for a node of another

@@ -55,7 +55,7 @@ class Comparison {
         for (GroupRecord& record : theirs.groups) {
             const GroupRecord* before = find(base.groups, record.name);
             const NodePtr node = childOf(children, record.name);
-            if (node != nullptr && !node->isLeafNode())
+            if (node != nullptr && !node->isLeafNode() && node->originLevel() != LevelIndex::session)
                 groups.push_back(run(before == nullptr ? none : *before, std::move(record), node));
             else if (node != nullptr || !wasRemovedHere(before, record))
                 groups.push_back(std::move(record));
@@ -63,6 +63,14 @@ class Comparison {
         theirs.settings = std::move(settings);
         theirs.groups = std::move(groups);
         return theirs;
+    }
+
+    void runRemoval(const GroupRecord& base, const NodePtr& group) const {
+        const NodePtr parent = group->getParent();
+        if (parent != nullptr && wasAddedByUser(base, *group) && isAsItWas(base, *group))
+            drop(parent, group);
+        else
+            run(base, GroupRecord(), group);
     }
 
   private:
@@ -127,6 +135,10 @@ class Comparison {
 GroupRecord takeOverChanges(const GroupRecord& base, GroupRecord theirs, const NodePtr& group,
                             LevelIndex level, LateEvents& events) {
     return Comparison(level, events).run(base, std::move(theirs), group);
+}
+
+void takeOverRemoval(const GroupRecord& base, const NodePtr& group, LevelIndex level, LateEvents& events) {
+    Comparison(level, events).runRemoval(base, group);
 }
 
 } // namespace settings::core::detail

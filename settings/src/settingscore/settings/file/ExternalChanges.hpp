@@ -17,4 +17,8 @@ namespace settings::core::detail {
 GroupRecord takeOverChanges(const GroupRecord& base, GroupRecord theirs, const NodePtr& group,
                             LevelIndex level, LateEvents& events);
 
+/// takeOverChanges() when the whole file is gone; a group that a user added goes with it when it is as it
+/// was.
+void takeOverRemoval(const GroupRecord& base, const NodePtr& group, LevelIndex level, LateEvents& events);
+
 } // namespace settings::core::detail

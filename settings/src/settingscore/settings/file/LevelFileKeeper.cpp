@@ -155,27 +155,25 @@ void LevelFileKeeper::requestSave(const NodePtr& topLevelGroup, LevelIndex level
         submit({topLevelGroup->getName(), level}, topLevelGroup);
 }
 
-void LevelFileKeeper::requestDelete(const NodePtr& topLevelGroup, LevelIndex level) {
+void LevelFileKeeper::requestDelete(const NodePtr& topLevelGroup, const NodePtr& root, LevelIndex level) {
     if (levelTable[position(level)].fileSlot == 0)
         return;
     const Key key(topLevelGroup->getName(), level);
     {
         const std::lock_guard lock(mutex_);
         FileState& state = stateOf(key);
-        state.leftovers = nullptr;
-        state.foreignParts = nullptr;
-        state.version.reset();
-        state.isVersionNew = false;
+        state.removedFrom = root;
     }
     submit(key, {});
 }
 
 void LevelFileKeeper::submit(const Key& key, NodePtr group) {
-    if (group != nullptr && group->getTopLevelNodeForSave() != group)
-        return; // removed meanwhile
     {
         std::unique_lock lock(mutex_);
+        if (group != nullptr && group->getTopLevelNodeForSave() != group)
+            return; // removed meanwhile; there may be another group of its name
         FileState& state = stateOf(key);
+        state.isRemoval = group == nullptr;
         std::swap(state.group, group); // the one before is let go without the lock
         state.status.isMarked = true;
         ++state.requested;
@@ -202,6 +200,10 @@ void LevelFileKeeper::runPasses(const Key& key, std::unique_lock<std::mutex>& lo
         do {
             const std::uint64_t taken = state.requested;
             NodePtr group = state.group;
+            if (group == nullptr && !state.isRemoval) { // another request has met this one
+                state.attempted = taken;
+                continue;
+            }
             lock.unlock();
             auto [outcome, message] = attempt(key, group, events);
             group.reset();
@@ -210,8 +212,10 @@ void LevelFileKeeper::runPasses(const Key& key, std::unique_lock<std::mutex>& lo
             state.status.saved = outcome;
             state.status.saveMessage = std::move(message);
             anySkipped_ = anySkipped_ || outcome == SaveOutcome::switchedOff;
-            if (state.requested == taken)
+            if (state.requested == taken) {
                 state.status.isMarked = leavesMark(outcome);
+                state.isRemoval = state.isRemoval && state.status.isMarked;
+            }
         } while (state.attempted < state.requested);
         state.isBusy = false;
         NodePtr finished = state.status.isMarked ? nullptr : std::move(state.group);
@@ -227,11 +231,16 @@ void LevelFileKeeper::saveWhatWasSkipped(const Key& besides) {
     std::unique_lock lock(mutex_);
     if (!std::exchange(anySkipped_, false))
         return;
+    const auto isSkipped = [](const FileState& state) {
+        return state.status.isMarked && state.status.saved == SaveOutcome::switchedOff;
+    };
     std::vector<Key> skipped;
     for (const auto& [key, state] : states_)
-        if (key != besides && state->status.isMarked && state->status.saved == SaveOutcome::switchedOff)
+        if (key != besides && isSkipped(*state))
             skipped.push_back(key);
     for (const Key& key : skipped) {
+        if (!isSkipped(stateOf(key)))
+            continue; // saved meanwhile: the lock is let go during a pass
         ++stateOf(key).requested;
         runPasses(key, lock);
     }
@@ -243,7 +252,7 @@ std::pair<SaveOutcome, std::string> LevelFileKeeper::attempt(const Key& key, con
                                                              LateEvents& events) {
     const InsideSave inside;
     try {
-        return {group == nullptr ? removeFile(key) : save(key, group, events), {}};
+        return {group == nullptr ? removeFileOfGroup(key, events) : save(key, group, events), {}};
     } catch (const exception::ErrorWriteToTempSettingsFile& failure) {
         const std::string detail(varnek::json::Value(failure.getDetail()).asString());
         VARNEK_LOG(fileLog, error) << "Exception caught: " << failure.what() << ' ' << detail;
@@ -263,21 +272,32 @@ SaveOutcome LevelFileKeeper::save(const Key& key, const NodePtr& group, LateEven
         logEncrypted(file);
         return true;
     };
+    if (group->getTopLevelNodeForSave() != group)
+        return SaveOutcome::nothingToSave; // removed meanwhile; its file goes by another request
+    if (!isSettingsSavingTurnedOn())
+        return refuseEncrypted() ? SaveOutcome::encrypted : SaveOutcome::switchedOff;
+    if (!varnek::files::FileStamp::of(file).exists)
+        forgetEncryption(key);
     if (refuseEncrypted())
         return SaveOutcome::encrypted;
-    if (!isSettingsSavingTurnedOn())
-        return SaveOutcome::switchedOff;
     adopt(key, group); // of what was added while the turn could not be had
     const bool hasSomething = group->hasAnythingToPersist(key.second) || holdsMoreThanTheTree(key);
-    if (key.second == LevelIndex::user && hasSomething && group->originLevel() != LevelIndex::session)
+    std::error_code ignored;
+    const bool isFolderAway = !std::filesystem::is_directory(file.parent_path(), ignored);
+    if (key.second == LevelIndex::user && hasSomething && group->originLevel() != LevelIndex::session &&
+        isFolderAway)
         createMissingFolder(file.parent_path()); // before it is locked
     const auto othersOut = keepOthersOut(file);
-    if (mustReadFirst(key)) {
+    // A folder that was away took nothing from the tree.
+    const bool isNew = isFolderAway && !varnek::files::FileStamp::of(file).exists;
+    if (!isNew && mustReadFirst(key)) {
         const LoadOutcome outcome = read(key, group, events);
         if (refuseEncrypted())
             return SaveOutcome::encrypted;
         if (outcome == LoadOutcome::unreadable)
             return SaveOutcome::waitingForRead;
+        if (group->getTopLevelNodeForSave() != group)
+            return SaveOutcome::nothingToSave; // gone with its file
     }
     Image image;
     PrefdirFileAccess access(
@@ -367,6 +387,21 @@ void LevelFileKeeper::noteSaved(const Key& key, const Image& image) {
     state.status.revision = image.revision;
 }
 
+SaveOutcome LevelFileKeeper::removeFileOfGroup(const Key& key, LateEvents& events) {
+    NodePtr root;
+    {
+        const std::lock_guard lock(mutex_);
+        FileState& state = stateOf(key);
+        root = state.removedFrom.lock();
+        state.leftovers = nullptr;
+        state.foreignParts = nullptr;
+        state.version.reset();
+        state.isVersionNew = false;
+    }
+    const NodePtr again = root == nullptr ? NodePtr() : root->getChild(key.first, false);
+    return again == nullptr ? removeFile(key) : save(key, again, events);
+}
+
 SaveOutcome LevelFileKeeper::removeFile(const Key& key) {
     if (!isSettingsSavingTurnedOn())
         return SaveOutcome::switchedOff;
@@ -375,7 +410,7 @@ SaveOutcome LevelFileKeeper::removeFile(const Key& key) {
     const PresentFile present = PresentFile::at(file);
     switch (present.state) {
     case PresentFile::State::absent:
-        forget(key);
+        noteAbsent(key);
         return SaveOutcome::nothingToSave;
     case PresentFile::State::encrypted:
         logEncrypted(file);
@@ -394,19 +429,27 @@ SaveOutcome LevelFileKeeper::removeFile(const Key& key) {
         varnek::files::removeFile(file);
         break;
     }
-    forget(key);
+    noteAbsent(key);
     const std::lock_guard lock(mutex_);
     FileState& state = stateOf(key);
     state.status.revision = std::max(state.status.revision, present.revision);
     return SaveOutcome::removed;
 }
 
-void LevelFileKeeper::forget(const Key& key) {
+void LevelFileKeeper::forgetEncryption(const Key& key) {
+    const std::lock_guard lock(mutex_);
+    stateOf(key).status.isEncrypted = false;
+}
+
+/// Notes that there is no file: whatever comes in its place is a change.
+void LevelFileKeeper::noteAbsent(const Key& key) {
     const std::lock_guard lock(mutex_);
     FileState& state = stateOf(key);
-    state.base = nullptr;
+    state.base = std::make_shared<const GroupRecord>();
+    state.stamp = {};
     state.status.loaded = LoadOutcome::absent;
     state.status.loadMessage.clear();
+    state.status.isEncrypted = false;
 }
 
 } // namespace settings::core::detail

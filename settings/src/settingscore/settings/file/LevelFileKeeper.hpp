@@ -7,7 +7,7 @@
 /// Other processes may change the same files. Every save therefore keeps them out of the folder while it
 /// works, and first takes over what they have written since this process read or wrote the file: values that
 /// were not changed here become theirs, with the events of a change; where both have changed one value, that
-/// of this process stays. A file that is gone takes nothing away.
+/// of this process stays. A file that is gone holds nothing; a folder that is gone says nothing.
 ///
 /// Saving runs in the thread that asks for it and is over when the request returns; a failure is logged and
 /// can be asked for, it does not come back. A request that cannot be met stays marked and goes with the next
@@ -70,7 +70,7 @@ class LevelFileKeeper : public SaveRequests {
 
     void requestSave(const NodePtr& topLevelGroup, LevelIndex level) override;
     void loadUserSettings(const NodePtr& topLevelGroup) override;
-    void requestDelete(const NodePtr& topLevelGroup, LevelIndex level) override;
+    void requestDelete(const NodePtr& topLevelGroup, const NodePtr& root, LevelIndex level) override;
     void adoptKeptValues(const NodePtr& topLevelGroup) override;
 
     /// Reads the group's file of the level into the tree. The first time, values that are in memory already
@@ -88,6 +88,10 @@ class LevelFileKeeper : public SaveRequests {
 
     std::filesystem::path fileOf(std::string_view group, LevelIndex level) const;
     LevelFileStatus status(std::string_view group, LevelIndex level) const;
+    /// Whether the file may hold something else than when it was last read or written here.
+    bool mayHaveChanged(std::string_view group, LevelIndex level) const {
+        return mustReadFirst({std::string(group), level});
+    }
     /// Of all files that have been asked for, in order of group and level.
     std::vector<LevelFileStatus> allStatuses() const;
 
@@ -111,6 +115,7 @@ class LevelFileKeeper : public SaveRequests {
     // Events of what is taken over from the file are left in `events`, to be told after the turn.
     std::pair<SaveOutcome, std::string> attempt(const Key& key, const NodePtr& group, LateEvents& events);
     SaveOutcome save(const Key& key, const NodePtr& group, LateEvents& events);
+    SaveOutcome removeFileOfGroup(const Key& key, LateEvents& events);
     SaveOutcome removeFile(const Key& key);
     bool holdsMoreThanTheTree(const Key& key) const;
     SaveOutcome execute(SettingsFileAccess& access);
@@ -126,10 +131,14 @@ class LevelFileKeeper : public SaveRequests {
     std::optional<std::string> makeImage(const Key& key, const NodePtr& group,
                                          const std::filesystem::path& file, Image& image);
     void noteSaved(const Key& key, const Image& image);
-    bool mustReadFirst(const Key& key);
-    void forget(const Key& key);
+    bool mustReadFirst(const Key& key) const;
+    void noteAbsent(const Key& key);
+    void forgetEncryption(const Key& key);
+    void takeOverAbsence(const Key& key, const NodePtr& group, LateEvents& events);
     LoadOutcome read(const Key& key, const NodePtr& group, LateEvents& events);
+    bool isReadFrom(const Key& key, const std::filesystem::path& file) const;
     void readForTheFolder(const Key& key, const NodePtr& group, LateEvents& events);
+    bool isToBeRemoved(const Key& key) const;
     NodePtr readAddedGroup(const Key& key, const NodePtr& root);
     /// What a reading has found; it counts once the values are in the tree.
     struct Found {

@@ -5,6 +5,8 @@
 #include "settingscore/settings/node/SettingsNodeImpl.hpp"
 #include "varnek/files/FileStamp.hpp"
 
+#include <boost/weak_ptr.hpp>
+
 namespace settings::core::detail {
 
 /// Guarded by the keeper's mutex.
@@ -19,10 +21,12 @@ struct LevelFileKeeper::FileState {
 
     std::filesystem::path isOf; // where the file was at the last reading; empty: nowhere yet
 
-    NodePtr group;               // whose values are to be saved; empty: the file is to go
-    std::uint64_t requested = 0; // number of the last request
-    std::uint64_t attempted = 0; // number of the last request that a pass has taken up
-    bool isBusy = false;         // somebody has the turn
+    bool isRemoval = false;                        // the file is to go
+    boost::weak_ptr<SettingsNodeImpl> removedFrom; // the root of the group that was removed
+    NodePtr group;                                 // whose values are to be saved; empty: the file is to go
+    std::uint64_t requested = 0;                   // number of the last request
+    std::uint64_t attempted = 0;                   // number of the last request that a pass has taken up
+    bool isBusy = false;                           // somebody has the turn
 
     /// Everything that was learned from the file.
     void forgetContent() {
@@ -32,7 +36,9 @@ struct LevelFileKeeper::FileState {
         stamp = {};
         version.reset();
         isVersionNew = false;
+        const bool wasMarked = status.isMarked;
         status = {};
+        status.isMarked = wasMarked;
     }
 };
 

@@ -51,7 +51,9 @@ bool PrefdirFileAccess::checkBeforeSaving() {
     const SettingsLevel& level = SettingsLevelManager::getSettingsLevelObjs()[position(level_)];
     if (!level.canHaveFile())
         return skip(SaveOutcome::levelWithoutFile);
-    checkModifiableLevel(level.levelName(), [this] { return involvedObject(); });
+    checkModifiableLevel(
+        level.levelName(), [this] { return involvedObject(); },
+        group_ == nullptr ? RootIndex(InvalidRootIndex()) : group_->getRootIndex());
     if (group_ == nullptr) {
         VARNEK_LOG(fileLog, info) << "EXIT  SettingsFile::saveSettings(), nothing to save";
         return skip(SaveOutcome::nothingToSave);

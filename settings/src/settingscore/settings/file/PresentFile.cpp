@@ -5,8 +5,10 @@
 #include "opc/qfservices/FileSystemManager.hpp"
 #include "settingscore/settings/file/FileLog.hpp"
 #include "varnek/files/FileError.hpp"
+#include "varnek/files/FileReplacement.hpp"
 #include "varnek/files/Folder.hpp"
 
+#include <limits>
 #include <system_error>
 
 namespace settings::core::detail {
@@ -61,10 +63,9 @@ void keepAside(const std::filesystem::path& file) {
         std::filesystem::create_hard_link(behindLinks, aside, error);
         if (error == std::errc::file_exists)
             continue; // somebody else has taken the name
-        if (error)
-            setAside(file); // a file system without links, or another one behind the link
-        else
-            logAside(aside);
+        if (error)    // a file system without links, another one behind the link, or a file of somebody else
+            varnek::files::copyFile(behindLinks, aside, std::numeric_limits<std::uint64_t>::max(), {});
+        logAside(aside);
         return;
     }
 }

@@ -74,7 +74,7 @@ class GroupLoader {
 
     /// Nodes that were added to the live tree meanwhile stay, and take the values.
     void adoptMade() {
-        while (!made_.empty())
+        for (int attempt = 0; !made_.empty(); ++attempt)
             try {
                 adopt(group_, made_);
                 return;
@@ -82,7 +82,7 @@ class GroupLoader {
                 const auto yields = [this](const NodePtr& made) {
                     return yieldTo(childOf(group_, *made), made);
                 };
-                if (std::erase_if(made_, yields) == 0)
+                if (std::erase_if(made_, yields) == 0 && attempt == 100) // none: the twin is gone again
                     throw;
             }
     }
@@ -134,12 +134,15 @@ class GroupLoader {
             group = rules_.makeNode(specOf(shell, rules_), true);
             made_.push_back(group);
         }
-        if (group == nullptr || group->isLeafNode()) {
+        // What is in a group of this session is never written, so that the file's values stay outside.
+        if (group == nullptr || group->isLeafNode() || group->originLevel() == LevelIndex::session) {
             if (record.isUserDefined || !record.isEmpty())
                 rest.groups.push_back(std::move(record));
             return;
         }
         GroupRecord below = GroupLoader(group, rules_).load(std::move(record));
+        below.isUserDefined =
+            false; // it has its place: when it is removed, what is left does not bring it back
         if (!below.isEmpty())
             rest.groups.push_back(std::move(below));
     }

@@ -43,9 +43,11 @@ std::vector<Chain> chainsToExport(const std::vector<ConstHandle>& nodes) {
         if (!node->isConnectedToTheSettingsTree())
             throw exception::CannotExportStandaloneSettings(node);
     std::vector<Chain> chains;
-    for (const ConstHandle& node : nodes)
-        if (chains.emplace_back(chainTo(SettingsAccess::mutableNode(*node))).front()->isLeafNode())
+    for (const ConstHandle& node : nodes) {
+        const NodePtr& top = chains.emplace_back(chainTo(SettingsAccess::mutableNode(*node))).front();
+        if (top->getTopLevelNodeForSave() != top)
             throw exception::CannotExportStandaloneSettings(node); // removed this moment
+    }
     const NodePtr& first = chains.front().front();
     for (const Chain& chain : chains)
         if (chain.front() != first)

@@ -37,10 +37,8 @@ GroupRecord shell(const GroupRecord& of) {
 
 } // namespace
 
-bool LevelFileKeeper::mustReadFirst(const Key& key) {
+bool LevelFileKeeper::mustReadFirst(const Key& key) const {
     const auto stamp = varnek::files::FileStamp::of(fileOf(key.first, key.second));
-    if (!stamp.exists && status(key.first, key.second).loaded == LoadOutcome::ok)
-        forget(key); // it takes nothing away, and is nothing to compare with
     const std::lock_guard lock(mutex_);
     const FileState& state = stateOf(key);
     switch (state.status.loaded) {
@@ -115,10 +113,39 @@ void LevelFileKeeper::remember(const Key& key, Found found, GroupRecord rest) {
     state.status.revision = content.revision;
 }
 
+/// Nobody else holds anything any more: what was not changed here since goes too. Only where the folder is
+/// there, for one that is away says nothing about its files.
+void LevelFileKeeper::takeOverAbsence(const Key& key, const NodePtr& group, LateEvents& events) {
+    std::error_code ignored;
+    const std::filesystem::path file = fileOf(key.first, key.second);
+    std::shared_ptr<const GroupRecord> base;
+    {
+        const std::lock_guard lock(mutex_);
+        base = stateOf(key).base;
+    }
+    if (base != nullptr && !std::filesystem::is_directory(file.parent_path(), ignored))
+        return;
+    if (base != nullptr)
+        takeOverRemoval(*base, group, key.second, events);
+    {
+        const std::lock_guard lock(mutex_);
+        FileState& state = stateOf(key);
+        state.leftovers = nullptr;
+        state.foreignParts = nullptr;
+        if (!state.isVersionNew)
+            state.version.reset();
+    }
+    noteAbsent(key);
+}
+
 LoadOutcome LevelFileKeeper::read(const Key& key, const NodePtr& group, LateEvents& events) {
     auto found = readContent(key);
-    if (!found)
-        return status(key.first, key.second).loaded;
+    if (!found) {
+        const LoadOutcome outcome = status(key.first, key.second).loaded;
+        if (outcome == LoadOutcome::absent)
+            takeOverAbsence(key, group, events);
+        return outcome;
+    }
     std::shared_ptr<const GroupRecord> base;
     {
         const std::lock_guard lock(mutex_);
@@ -151,18 +178,28 @@ LoadOutcome LevelFileKeeper::loadLevel(const NodePtr& topLevelGroup, LevelIndex 
 
 void LevelFileKeeper::loadUserSettings(const NodePtr& topLevelGroup) {
     const Key key(topLevelGroup->getName(), LevelIndex::user);
-    const std::filesystem::path file = fileOf(key.first, key.second);
+    if (isReadFrom(key, fileOf(key.first, key.second)))
+        return;
+    LateEvents events;
     {
-        const std::lock_guard lock(mutex_);
-        if (stateOf(key).isOf == file)
-            return;
+        const Turn turn(*this, key);
+        if (turn && !isReadFrom(key, fileOf(key.first, key.second))) // nobody was quicker
+            readForTheFolder(key, topLevelGroup, events);
     }
-    loadLevel(topLevelGroup, LevelIndex::user);
+    events.tell();
+    adoptLeftovers(topLevelGroup);
+}
+
+bool LevelFileKeeper::isReadFrom(const Key& key, const std::filesystem::path& file) const {
+    const std::lock_guard lock(mutex_);
+    return stateOf(key).isOf == file;
 }
 
 /// Reads the file. When the folder of the level is another one than at the last reading, what was remembered
 /// of the file there counts no more.
 void LevelFileKeeper::readForTheFolder(const Key& key, const NodePtr& group, LateEvents& events) {
+    if (group->getTopLevelNodeForSave() != group)
+        return; // removed meanwhile; there may be another group of its name
     const std::filesystem::path file = fileOf(key.first, key.second);
     bool isOfAnotherFolder = false;
     {
@@ -171,16 +208,19 @@ void LevelFileKeeper::readForTheFolder(const Key& key, const NodePtr& group, Lat
         isOfAnotherFolder = !state.isOf.empty() && state.isOf != file;
         if (isOfAnotherFolder)
             state.forgetContent();
-        state.isOf = file;
     }
     if (isOfAnotherFolder)
         group->unloadLevel(key.second);
     read(key, group, events);
+    const std::lock_guard lock(mutex_);
+    stateOf(key).isOf = file;
 }
 
 // ---- values whose definition appears later ----
 
 void LevelFileKeeper::adopt(const Key& key, const NodePtr& group) {
+    if (group->getTopLevelNodeForSave() != group)
+        return; // removed meanwhile
     std::shared_ptr<const GroupRecord> leftovers;
     bool isSecret = false;
     {
@@ -216,6 +256,11 @@ void LevelFileKeeper::adoptKeptValues(const NodePtr& topLevelGroup) {
 
 // ---- groups that users added ----
 
+bool LevelFileKeeper::isToBeRemoved(const Key& key) const {
+    const std::lock_guard lock(mutex_);
+    return stateOf(key).isRemoval;
+}
+
 NodePtr LevelFileKeeper::readAddedGroup(const Key& key, const NodePtr& root) {
     auto found = readContent(key);
     if (!found || !found->content.tree.isUserDefined)
@@ -231,6 +276,9 @@ NodePtr LevelFileKeeper::readAddedGroup(const Key& key, const NodePtr& root) {
         return {};
     }
     remember(key, std::move(*found), std::move(rest));
+    const std::filesystem::path file = fileOf(key.first, key.second);
+    const std::lock_guard lock(mutex_);
+    stateOf(key).isOf = file;
     return group;
 }
 
@@ -252,6 +300,8 @@ std::vector<NodePtr> LevelFileKeeper::loadAddedGroups(const NodePtr& root, Level
             continue;
         const Key key(name, level);
         const Turn turn(*this, key);
+        if (isToBeRemoved(key))
+            continue;
         if (const NodePtr group = turn ? readAddedGroup(key, root) : NodePtr())
             added.push_back(group);
     }

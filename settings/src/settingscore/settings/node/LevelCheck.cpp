@@ -2,6 +2,7 @@
 
 #include "settingscore/exception/Exceptions.hpp"
 #include "settingscore/level/SettingsLevelManager.hpp"
+#include "settingscore/settings/level/TreeFolders.hpp"
 #include "settingscore/settings/node/NodeLog.hpp"
 #include "varnek/files/Folder.hpp"
 #include "varnek/files/PathText.hpp"
@@ -42,10 +43,10 @@ bool canBeModified(const std::u16string& folder) {
     return probe->writable;
 }
 
-bool isModifiable(LevelIndex level) {
+bool isModifiable(LevelIndex level, const RootIndex& tree) {
     const SettingsLevel& description = SettingsLevelManager::getSettingsLevelObjs()[position(level)];
     return description.canBeModified() &&
-           (!description.isInstallationLevel() || canBeModified(description.levelRootPath()));
+           (!description.isInstallationLevel() || canBeModified(levelFolder(tree, level)));
 }
 
 } // namespace
@@ -58,17 +59,17 @@ LevelIndex requireLevel(std::string_view level, const HandleMaker& object) {
     return *found;
 }
 
-LevelIndex checkModifiableLevel(std::string_view level, const HandleMaker& object) {
+LevelIndex checkModifiableLevel(std::string_view level, const HandleMaker& object, const RootIndex& tree) {
     const LevelIndex at = requireLevel(level, object);
-    if (!isModifiable(at))
+    if (!isModifiable(at, tree))
         throw exception::CantModifyValuesOnReadOnlyLevel(object(), std::string(level));
     return at;
 }
 
-std::vector<std::string> modifiableLevelNames() {
+std::vector<std::string> modifiableLevelNames(const RootIndex& tree) {
     std::vector<std::string> names;
     for (const LevelIndex level : levelsInOrder)
-        if (isModifiable(level))
+        if (isModifiable(level, tree))
             names.emplace_back(levelName(level));
     return names;
 }

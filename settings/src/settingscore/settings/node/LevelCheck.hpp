@@ -2,6 +2,7 @@
 #pragma once
 
 #include "settingscore/level/LevelIndex.hpp"
+#include "settingscore/level/RootIndex.hpp"
 
 #include <boost/shared_ptr.hpp>
 
@@ -23,10 +24,12 @@ using HandleMaker = std::function<boost::shared_ptr<const Settings>()>;
 LevelIndex requireLevel(std::string_view level, const HandleMaker& object);
 
 /// The same, and CantModifyValuesOnReadOnlyLevel for "factory" and for "installation" when its folder cannot
-/// be written. The folder is probed once per process and folder; the first caller blocks on the disk.
-LevelIndex checkModifiableLevel(std::string_view level, const HandleMaker& object);
+/// be written: that of `tree`. The folder is probed once per process and folder; the first caller blocks on
+/// the disk.
+LevelIndex checkModifiableLevel(std::string_view level, const HandleMaker& object,
+                                const RootIndex& tree = InvalidRootIndex());
 
-/// The levels that may be modified here, in order.
-std::vector<std::string> modifiableLevelNames();
+/// The levels that may be modified in that tree, in order.
+std::vector<std::string> modifiableLevelNames(const RootIndex& tree);
 
 } // namespace settings::core::detail

@@ -206,8 +206,8 @@ void SettingsImplProxy::validate() const {
 }
 
 NodePtr SettingsImplProxy::createFactorySetting(std::string_view name,
-                                                const FactorySettingProperties& definition) {
-    return target_->createFactorySetting(name, definition);
+                                                const FactorySettingProperties& definition, bool needsSync) {
+    return target_->createFactorySetting(name, definition, needsSync);
 }
 
 void SettingsImplProxy::adoptChildren(std::vector<NodePtr> children) {

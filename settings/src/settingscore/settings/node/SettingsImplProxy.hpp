@@ -63,7 +63,8 @@ class SettingsImplProxy final : public SettingsNodeImpl {
     void setAttributes(varnek::json::Object attributes) override;
     void setValidator(const ValidatorVariant& validator) override;
     void validate() const override;
-    NodePtr createFactorySetting(std::string_view name, const FactorySettingProperties& definition) override;
+    NodePtr createFactorySetting(std::string_view name, const FactorySettingProperties& definition,
+                                 bool needsSync) override;
     void adoptChildren(std::vector<NodePtr> children) override;
     void setParent(const NodePtr& parent) override;
     const LevelValues* peekValues(std::string_view name) const noexcept override;

@@ -128,9 +128,11 @@ class SettingsNodeImpl {
     virtual void setAttributes(varnek::json::Object attributes) = 0;
     virtual void setValidator(const ValidatorVariant& validator) = 0;
     virtual void validate() const = 0;
-    /// Adds a setting that a definition defines: on level "factory", without an event or a save.
-    virtual NodePtr createFactorySetting(std::string_view name,
-                                         const FactorySettingProperties& definition) = 0;
+    /// Adds a setting that a definition defines: on level "factory", without a save. `needsSync` goes into
+    /// the event. A setting that a definition defined before stays as it is, but takes a run-time default
+    /// that it has not; MultipleRuntimeFuncError when both definitions have one.
+    virtual NodePtr createFactorySetting(std::string_view name, const FactorySettingProperties& definition,
+                                         bool needsSync = false) = 0;
     /// Adds nodes that a loader built: no check, no event, no save. A name that is taken is
     /// refused like that of an added node; then none of them is added.
     virtual void adoptChildren(std::vector<NodePtr> children) = 0;

@@ -23,8 +23,9 @@ class SaveRequests {
     virtual void loadUserSettings(const NodePtr& topLevelGroup) = 0;
     /// A definition has appeared in the group: values that were kept for it are to be put in place.
     virtual void adoptKeptValues(const NodePtr& /*topLevelGroup*/) {}
-    /// The group is gone from its tree: its files on `level` are to go as well.
-    virtual void requestDelete(const NodePtr& topLevelGroup, LevelIndex level) = 0;
+    /// The group is gone from its tree, below `root`: its file on `level` is to go as well, unless a group of
+    /// its name stands there again.
+    virtual void requestDelete(const NodePtr& topLevelGroup, const NodePtr& root, LevelIndex level) = 0;
 };
 
 /// Immutable for the life of a root, apart from what `saves` does inside.

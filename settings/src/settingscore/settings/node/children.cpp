@@ -131,13 +131,14 @@ void SettingsImpl::requireGroup() const {
 
 /// The parent is set first: whoever finds the child in the table finds it in its group.
 EventDelivery::Place SettingsImpl::insertChild(const NodePtr& child, const TreeContext* tree) {
+    EventDelivery::Place place; // given up, if need be, without the lock
     boost::upgrade_lock<boost::shared_mutex> lock(group_->mutex);
     if (clashing(child->getName()) != nullptr) // somebody else was quicker
         refuseInsertion(child->getName());
     const boost::upgrade_to_unique_lock<boost::shared_mutex> unique(lock);
     child->setParent(shared_from_this());
     try {
-        EventDelivery::Place place = reserveEvent(tree);
+        place = reserveEvent(tree);
         group_->children.insert(child);
         return place;
     } catch (...) {
@@ -146,7 +147,18 @@ EventDelivery::Place SettingsImpl::insertChild(const NodePtr& child, const TreeC
     }
 }
 
-NodePtr SettingsImpl::add(NodeSpec spec, bool isGroup, const ShapedArray& initial, LevelIndex level) {
+void SettingsImpl::setInitialValue(const varnek::data::Array& value, LevelIndex level,
+                                   const boost::shared_ptr<SettingsImpl>& parent) {
+    requireValidator();
+    if (value.isVoid())
+        return;
+    const ShapedArray shaped(value, settingscore::boostany::isVectorShape(value));
+    if (level != LevelIndex::user)
+        checkStorable(shaped);
+    loadValue(level, level == LevelIndex::user ? accepted(shaped, parent) : shaped);
+}
+
+NodePtr SettingsImpl::add(NodeSpec spec, bool isGroup, const varnek::data::Array& initial, LevelIndex level) {
     requireGroup();
     checkNewName(spec.name);
     const auto child = makeChild(std::move(spec), isGroup);
@@ -154,34 +166,30 @@ NodePtr SettingsImpl::add(NodeSpec spec, bool isGroup, const ShapedArray& initia
     if (const NodePtr existing = clashing(child->getName()))
         refuseClash(existing);
     if (!isGroup)
-        child->requireValidator();
-    if (!initial.first.isVoid() && level == LevelIndex::user) {
-        child->loadValue(level, child->accepted(initial, shared_from_this()));
-    } else if (!initial.first.isVoid()) {
-        child->checkStorable(initial);
-        child->loadValue(level, initial);
-    }
+        child->setInitialValue(initial, level, shared_from_this());
     const auto tree = treeContext();
     EventDelivery::Place place = insertChild(child, tree.get());
-    varnek::concurrency::reclaimIfDue();
-    if (tree != nullptr && tree->connected) {
-        const NodePtr topLevel = child->getTopLevelNodeForSave();
-        if (tree->saves != nullptr && topLevel != nullptr) // unless somebody has removed it already
-            tree->saves->adoptKeptValues(topLevel);
-        if (place)
-            place.fill(addEvent(child));
+    if (announceAdded(child, tree.get(), place))
         child->saveThisSubTree(level);
-    }
     return child;
+}
+
+bool SettingsImpl::announceAdded(const NodePtr& child, const TreeContext* tree, EventDelivery::Place& place) {
+    varnek::concurrency::reclaimIfDue();
+    if (tree == nullptr || !tree->connected)
+        return false;
+    const NodePtr topLevel = child->getTopLevelNodeForSave();
+    if (tree->saves != nullptr && topLevel != nullptr) // unless somebody has removed it already
+        tree->saves->adoptKeptValues(topLevel);
+    if (place)
+        place.fill(addEvent(child));
+    return true;
 }
 
 NodePtr SettingsImpl::addSetting(std::string_view name, const FactorySettingProperties& definition,
                                  std::string_view level) {
     const LevelIndex at = checkLevel(level);
-    return add(NodeSpec::from(name, definition, at), false,
-               ShapedArray(definition.getFactoryValue(),
-                           settingscore::boostany::isVectorShape(definition.getFactoryValue())),
-               at);
+    return add(NodeSpec::from(name, definition, at), false, definition.getFactoryValue(), at);
 }
 
 NodePtr SettingsImpl::addGroup(std::string_view name, const FactorySettingProperties& definition,
@@ -205,8 +213,9 @@ void SettingsImpl::removeNode(std::string_view name) {
         throw exception::NoSuchNode(getThisObjectImpl(), std::string(name));
     checkStructureMayChange(child->getThisObjectImpl(), false);
     if (child->originLevel() == LevelIndex::factory)
-        throw exception::AttemptedRemovalOfFactoryGroupOrSetting(
-            child->getThisObjectImpl(), std::string(levelName(LevelIndex::factory)), modifiableLevelNames());
+        throw exception::AttemptedRemovalOfFactoryGroupOrSetting(child->getThisObjectImpl(),
+                                                                 std::string(levelName(LevelIndex::factory)),
+                                                                 modifiableLevelNames(getRootIndex()));
     const auto tree = treeContext();
     const bool connected = tree != nullptr && tree->connected;
     const NodePtr topLevel = connected ? child->getTopLevelNodeForSave() : NodePtr();
@@ -216,17 +225,17 @@ void SettingsImpl::removeNode(std::string_view name) {
     varnek::concurrency::reclaimIfDue();
     if (!connected)
         return;
+    const bool hasOwnFile =
+        child == topLevel && tree->saves != nullptr && child->originLevel() != LevelIndex::session;
+    constexpr LevelIndex levels[] = {LevelIndex::user, LevelIndex::installation};
+    for (const LevelIndex level : levels) // before a listener can add a group of that name again
+        if (hasOwnFile && child->hasAnythingToPersist(level))
+            tree->saves->requestDelete(child, shared_from_this(), level);
     if (place)
         place.fill(removeEvent(child));
-    for (const LevelIndex level : {LevelIndex::user, LevelIndex::installation}) {
-        if (!child->hasAnythingToPersist(level))
-            continue;
-        if (child != topLevel)
+    for (const LevelIndex level : levels)
+        if (child != topLevel && child->hasAnythingToPersist(level))
             saveThisSubTree(level);
-        else if (tree->saves != nullptr &&
-                 child->originLevel() != LevelIndex::session) // that one had no file
-            tree->saves->requestDelete(child, level);
-    }
 }
 
 EventHandle SettingsImpl::removeEvent(const NodePtr& child) {
@@ -275,6 +284,8 @@ void SettingsImpl::adopt(const std::vector<NodePtr>& children, std::vector<Event
     {
         const boost::unique_lock<boost::shared_mutex> lock(group_->mutex);
         checkAdoptable(children);
+        for (std::size_t i = 0; places != nullptr && i < children.size(); ++i)
+            places->push_back(reserveEvent(tree.get()));
         try {
             for (const NodePtr& child : children)
                 child->setParent(shared_from_this());
@@ -284,8 +295,6 @@ void SettingsImpl::adopt(const std::vector<NodePtr>& children, std::vector<Event
                 child->setParent({});
             throw;
         }
-        for (std::size_t i = 0; places != nullptr && i < children.size(); ++i)
-            places->push_back(reserveEvent(tree.get()));
     }
     varnek::concurrency::reclaimIfDue();
 }
@@ -300,20 +309,28 @@ void SettingsImpl::checkAdoptable(const std::vector<NodePtr>& children) const {
     }
 }
 
-NodePtr SettingsImpl::createFactorySetting(std::string_view name,
-                                           const FactorySettingProperties& definition) {
+NodePtr SettingsImpl::createFactorySetting(std::string_view name, const FactorySettingProperties& definition,
+                                           bool needsSync) {
     requireGroup();
     checkNewName(name);
-    if (const NodePtr existing = clashing(name))
-        refuseClash(existing);
+    if (const NodePtr existing = clashing(name)) {
+        const auto again = boost::dynamic_pointer_cast<SettingsImpl>(existing);
+        if (again == nullptr || !again->isLeafNode() || again->originLevel() != LevelIndex::factory)
+            refuseClash(existing);
+        again->defineAgain(definition);
+        return existing;
+    }
     const auto child = makeChild(NodeSpec::from(name, definition, LevelIndex::factory), false);
+    child->setSyncWithVCOSTree(needsSync);
     const varnek::data::Array& value = definition.getFactoryValue();
     if (!value.isVoid()) {
         const ShapedArray shaped(value, settingscore::boostany::isVectorShape(value));
         child->checkStorable(shaped);
         child->loadValue(LevelIndex::factory, shaped);
     }
-    insertChild(child, nullptr);
+    const auto tree = treeContext();
+    EventDelivery::Place place = insertChild(child, tree.get());
+    announceAdded(child, tree.get(), place);
     return child;
 }
 

@@ -3,6 +3,7 @@
 #include "settingscore/Settings.hpp"
 #include "settingscore/exception/Exceptions.hpp"
 #include "settingscore/settings/settingsImpl.hpp"
+#include "settingscore/validation/RunTimeDefaultCall.hpp"
 
 #include <boost/thread/locks.hpp>
 
@@ -89,6 +90,16 @@ void SettingsImpl::setAttributes(varnek::json::Object attributes) {
 
 void SettingsImpl::setValidator(const ValidatorVariant& validator) {
     updateDefinition([&](NodeDefinition& definition) { definition.validator = validator; });
+}
+
+void SettingsImpl::defineAgain(const FactorySettingProperties& incoming) {
+    const RunTimeDefaultVariant& function = incoming.getFactoryValueFcn();
+    if (function.which() == 0)
+        return;
+    const auto self = getThisObjectImpl();
+    updateDefinition([&](NodeDefinition& definition) {
+        definition.factoryValueFcn = mergeRunTimeDefault(definition.factoryValueFcn, function, self);
+    });
 }
 
 void SettingsImpl::validate() const {

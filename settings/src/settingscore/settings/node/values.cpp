@@ -121,13 +121,17 @@ boost::optional<std::uint64_t> SettingsImpl::getDataTypeIndex(std::string_view n
 
 // ---- storing ----
 
-SettingsImpl::WriterLock SettingsImpl::lockForWriting() const {
-    // Settings outside any group (removed ones that a handle keeps) share one lock.
+boost::shared_mutex& SettingsImpl::orphanMutex() {
     static auto& orphans = *new boost::shared_mutex;
+    return orphans;
+}
+
+SettingsImpl::WriterLock SettingsImpl::lockForWriting() const {
     for (;;) {
         auto parent = parentGroup();
         const GroupState* state = parent == nullptr ? nullptr : parent->group_;
-        boost::upgrade_lock<boost::shared_mutex> lock(parent == nullptr ? orphans : parent->group_->mutex);
+        boost::upgrade_lock<boost::shared_mutex> lock(parent == nullptr ? orphanMutex()
+                                                                        : parent->group_->mutex);
         if (parent_.load(std::memory_order_seq_cst) == state)
             return {std::move(parent), std::move(lock)};
         boost::this_thread::yield();
@@ -160,7 +164,7 @@ SettingsImpl::StoreOutcome SettingsImpl::store(LevelIndex level, const ShapedArr
     outcome.stored = true;
     outcome.effectiveChanged = values_.effective() != before;
     outcome.before = std::move(before.first);
-    if (outcome.effectiveChanged)
+    if (outcome.effectiveChanged || value.first.isVoid()) // a value that goes is announced always
         outcome.event = reserveEvent(tree);
     return outcome;
 }
@@ -174,14 +178,14 @@ void SettingsImpl::recordDataType(const ShapedArray& value) {
             std::memory_order_relaxed);
 }
 
-EventHandle SettingsImpl::changeEvent(const StoreOutcome& outcome) {
+EventHandle SettingsImpl::changeEvent(const StoreOutcome& outcome, const TreeContext& tree) {
     return boost::make_shared<SettingsValueChangeEvent>(getThisObject(), publishedTypes(valueChangeEventName),
-                                                        getRootIndex(), outcome.before);
+                                                        tree.rootIndex, outcome.before);
 }
 
-void SettingsImpl::announce(StoreOutcome& outcome) {
+void SettingsImpl::announce(StoreOutcome& outcome, const TreeContext* tree) {
     if (outcome.event)
-        outcome.event.fill(changeEvent(outcome));
+        outcome.event.fill(changeEvent(outcome, *tree));
 }
 
 std::vector<std::u16string> SettingsImpl::publishedTypes(std::string_view eventClass) const {
@@ -214,7 +218,7 @@ void SettingsImpl::unset(std::string_view name, std::string_view level) {
     }
     if (!outcome.stored)
         throw exception::ValueNotDefinedForGivenLevel(setting->getThisObjectImpl(), std::string(level));
-    setting->announce(outcome);
+    setting->announce(outcome, tree.get());
     if (tree != nullptr && tree->connected)
         setting->saveThisSubTree(at);
     varnek::concurrency::reclaimIfDue();
@@ -234,9 +238,10 @@ bool SettingsImpl::loadValue(LevelIndex level, ShapedArray value) {
 
 void SettingsImpl::replaceValue(LevelIndex level, const ShapedArray& before, const ShapedArray& now,
                                 LateEvents& events) {
-    StoreOutcome outcome = store(level, now, treeContext().get(), &before);
+    const auto tree = treeContext();
+    StoreOutcome outcome = store(level, now, tree.get(), &before);
     if (outcome.event) {
-        EventHandle event = changeEvent(outcome);
+        EventHandle event = changeEvent(outcome, *tree);
         events.add(std::move(outcome.event), std::move(event));
     }
     varnek::concurrency::reclaimIfDue();

@@ -55,7 +55,7 @@ NodePtr SettingsImplRoot::addSetting(std::string_view, const FactorySettingPrope
     throw exception::CanNotAddKeyToRootException(getThisObject());
 }
 
-NodePtr SettingsImplRoot::createFactorySetting(std::string_view name, const FactorySettingProperties&) {
+NodePtr SettingsImplRoot::createFactorySetting(std::string_view name, const FactorySettingProperties&, bool) {
     throw exception::CannotAddKeyToRoot(std::string(name));
 }
 

@@ -16,7 +16,8 @@ class SettingsImplRoot : public SettingsImpl {
     /// CanNotAddKeyToRootException, after the level check.
     NodePtr addSetting(std::string_view name, const FactorySettingProperties& definition,
                        std::string_view level) override;
-    NodePtr createFactorySetting(std::string_view name, const FactorySettingProperties& definition) override;
+    NodePtr createFactorySetting(std::string_view name, const FactorySettingProperties& definition,
+                                 bool needsSync) override;
 
   protected:
     /// The top-level group whose name equals `name` or differs from it only in the case of ASCII letters:

@@ -7,6 +7,8 @@
 #include "settingscore/settings/file/LevelFileKeeper.hpp"
 #include "settingscore/settings/file/SettingsFileReader.hpp"
 #include "settingscore/settings/file/TreeLoader.hpp"
+#include "settingscore/settings/level/TreeFolders.hpp"
+#include "varnek/files/PathText.hpp"
 
 #include <boost/make_shared.hpp>
 
@@ -16,15 +18,8 @@ namespace {
 
 class Builder {
   public:
-    Builder(const RootIndex& index, std::filesystem::path factoryFolder)
-        : factoryFolder_(std::move(factoryFolder)), tree_{boost::make_shared<SettingsRootStateMgr>(), {}} {
-        tree_.state->files = boost::make_shared<LevelFileKeeper>();
-        TreeContext context;
-        context.rootIndex = index;
-        context.connected = true;
-        context.saves = tree_.state->files;
-        tree_.state->root = SettingsImplRoot::make(std::move(context));
-    }
+    Builder(boost::shared_ptr<SettingsRootStateMgr> empty, std::filesystem::path factoryFolder)
+        : factoryFolder_(std::move(factoryFolder)), tree_{std::move(empty), {}} {}
 
     BuiltTree build() {
         if (!factoryFolder_.empty())
@@ -81,8 +76,23 @@ class Builder {
 
 } // namespace
 
-BuiltTree buildTree(const RootIndex& index, const std::filesystem::path& factoryFolder) {
-    return Builder(index, factoryFolder).build();
+boost::shared_ptr<SettingsRootStateMgr> emptyTree(const RootIndex& index,
+                                                  const boost::shared_ptr<EventDelivery>& events) {
+    auto state = boost::make_shared<SettingsRootStateMgr>();
+    state->files = boost::make_shared<LevelFileKeeper>(
+        [index](LevelIndex level) { return varnek::files::pathFromUtf16(levelFolder(index, level)); });
+    TreeContext context;
+    context.rootIndex = index;
+    context.connected = true;
+    context.saves = state->files;
+    context.events = events;
+    state->root = SettingsImplRoot::make(std::move(context));
+    return state;
+}
+
+BuiltTree buildTree(const RootIndex& index, const std::filesystem::path& factoryFolder,
+                    const boost::shared_ptr<EventDelivery>& events) {
+    return Builder(emptyTree(index, events), factoryFolder).build();
 }
 
 } // namespace settings::core::detail

@@ -1,0 +1,49 @@
+// The operations of the language front ends' handle that need the trees of the process.
+
+#include "settingscore/MSettings.hpp"
+
+#include "settingscore/SettingsRoot.hpp"
+#include "settingscore/events/EventDelivery.hpp"
+#include "settingscore/settings/root/RootStates.hpp"
+#include "settingscore/settings/root/TreesOnDemand.hpp"
+#include "varnek/log/Channel.hpp"
+
+namespace settings::core {
+
+namespace {
+
+varnek::log::Channel frontEndLog("settings::core::MSettings");
+
+detail::EventDelivery& deliveryOf(const detail::SettingsRootStateMgr& state) {
+    return *state.root->treeContext()->events;
+}
+
+} // namespace
+
+boost::shared_ptr<MSettings> MSettings::getMSettingsRoot(const RootIndex& tree) {
+    VARNEK_LOG(frontEndLog, info) << "getMSettingsRoot:" << tree.index();
+    auto root = of(detail::getSettingsRoot(tree));
+    VARNEK_LOG(frontEndLog, info) << "getMSettingsRoot:children"
+                                  << ": " << root->getChildren().size();
+    return root;
+}
+
+bool MSettings::createEmptySettingsFor(const RootIndex& tree) {
+    return detail::TreesOnDemand::instance().createEmpty(tree);
+}
+
+boost::shared_ptr<MSettings> MSettings::reset() {
+    return of(detail::TreesOnDemand::instance().rebuild(DefaultRootIndex())->root->getThisObject());
+}
+
+void MSettings::enableEventQueue(const RootIndex& tree, bool enable) {
+    deliveryOf(*detail::TreesOnDemand::instance().find(tree)).enableQueue(enable);
+}
+
+void MSettings::eventQueue(std::queue<boost::shared_ptr<const SettingsEvent>>& events) {
+    // A tree that nobody has asked for yet has no events.
+    if (const auto state = detail::RootStates::instance().find(DefaultRootIndex().index()))
+        deliveryOf(*state).moveQueuedTo(events);
+}
+
+} // namespace settings::core

@@ -1,0 +1,40 @@
+/// Finds, builds and replaces the trees of the process.
+///
+/// Thread-safe. One tree is built at a time; the disk is read under the lock of this class (rank "building"),
+/// so that the first callers wait for one.
+#pragma once
+
+#include "settingscore/SettingsRoot.hpp"
+#include "settingscore/settings/root/RootStates.hpp"
+
+#include <map>
+#include <mutex>
+#include <vector>
+
+namespace settings::core::detail {
+
+class TreesOnDemand {
+  public:
+    static TreesOnDemand& instance(); // never destroyed
+
+    /// As getSettingsRoot; never empty.
+    boost::shared_ptr<SettingsRootStateMgr> find(const RootIndex& index);
+    /// Puts a new tree in place of the one of a tree that is built on demand. When it cannot be built,
+    /// nothing changes.
+    boost::shared_ptr<SettingsRootStateMgr> rebuild(const RootIndex& index);
+    /// A tree without groups. False when the index is taken or names no tree.
+    bool createEmpty(const RootIndex& index);
+    std::vector<LoadProblem> problems(const RootIndex& index);
+
+  private:
+    TreesOnDemand() = default;
+    /// building_ is held.
+    boost::shared_ptr<SettingsRootStateMgr> build(const RootIndex& index,
+                                                  const boost::shared_ptr<EventDelivery>& events);
+
+    std::mutex building_;
+    std::mutex problemsMutex_;
+    std::map<std::int32_t, std::vector<LoadProblem>> problems_;
+};
+
+} // namespace settings::core::detail

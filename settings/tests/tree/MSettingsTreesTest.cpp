@@ -1,0 +1,180 @@
+// The default tree through the language front ends' handle: the event queue, events about the whole tree,
+// reset, definitions with their values in one step, and the front end's event handler.
+
+#include "support/Definitions.hpp"
+
+#include "settingscore/MSettings.hpp"
+#include "settingscore/SettingsRoot.hpp"
+#include "settingscore/events/BroadcastEvent.hpp"
+#include "settingscore/events/EventNotifyFunction.hpp"
+#include "settingscore/events/SettingsValueChangeEvent.hpp"
+#include "settingscore/events/UpdatePrefdirEvent.hpp"
+#include "settingscore/exception/Exceptions.hpp"
+#include "settingscore/settings/root/RootStates.hpp"
+#include "settingscore/validation/definition/MProxyEventHandlerReset.hpp"
+#include "settingscore/validation/definition/SettingsMProxyEventHandler.hpp"
+
+#include <boost/make_shared.hpp>
+#include <gtest/gtest.h>
+
+namespace {
+
+using namespace settings::test;
+using namespace settings::core;
+using varnek::event::EventManager;
+using varnek::event::ScopedConnection;
+using Lines = std::vector<std::string>;
+using Events = std::queue<boost::shared_ptr<const SettingsEvent>>;
+using MHandle = boost::shared_ptr<MSettings>;
+
+/// Of the tree of the process, which stays as it was.
+struct DefaultTree : testing::Test {
+    ~DefaultTree() override {
+        MSettings::enableEventQueue(DefaultRootIndex(), false);
+        fetch();
+        for (const Handle& child : MSettings::getMSettingsRoot(DefaultRootIndex())->getChildren())
+            child->getParent()->removeNode(child->getName());
+    }
+    static Events fetch() {
+        Events events;
+        MSettings::eventQueue(events);
+        return events;
+    }
+    MHandle root = MSettings::getMSettingsRoot(DefaultRootIndex());
+    Handle group = root->addGroup("queued", true, false, "user");
+    Handle setting = group->addSetting("s", Array::scalar(1.0), true, false, "user");
+};
+
+TEST_F(DefaultTree, ASetGivesOneQueuedEvent) {
+    EXPECT_TRUE(fetch().empty()); // off at first
+    MSettings::enableEventQueue(DefaultRootIndex(), true);
+    group->set("s", 2.0, "user");
+    Events events = fetch();
+    ASSERT_EQ(1U, events.size());
+    const auto change = boost::dynamic_pointer_cast<const SettingsValueChangeEvent>(events.front());
+    ASSERT_NE(nullptr, change);
+    EXPECT_EQ(1.0, change->getOldValue().element<double>());
+    EXPECT_TRUE(Settings::equal(setting, change->getObj()));
+    EXPECT_TRUE(fetch().empty());
+    group->set("s", 2.0, "user"); // nothing changes
+    EXPECT_TRUE(fetch().empty());
+    group->set("s", 3.0, "user");
+    MSettings::enableEventQueue(DefaultRootIndex(), false);
+    group->set("s", 4.0, "user");
+    EXPECT_EQ(1U, fetch().size()); // what was queued stays
+    EXPECT_THROW(MSettings::enableEventQueue(RootIndex(12, true, false), true),
+                 VARNEK::settings::core::SettingsLibraryNotInitialized);
+}
+
+TEST_F(DefaultTree, AnEventAboutTheWholeTree) {
+    std::vector<boost::shared_ptr<const UpdatePrefdirEvent>> heard;
+    const auto hear = [&](const auto& event) {
+        heard.push_back(boost::dynamic_pointer_cast<const UpdatePrefdirEvent>(event));
+    };
+    MSettings::enableEventQueue(DefaultRootIndex(), true);
+    detail::setEventNotifyFunction(hear);
+    const ScopedConnection byClass =
+        EventManager::instance().subscribe(u"settings::core::UpdatePrefdirEvent", hear);
+    const ScopedConnection byRoot =
+        EventManager::instance().subscribe(root->getGlobalListenerEventTypes(), hear);
+    detail::createAndBroadcastEvent<UpdatePrefdirEvent>(DefaultRootIndex());
+    detail::setEventNotifyFunction({});
+    ASSERT_EQ(3U, heard.size());
+    for (const auto& event : heard) {
+        ASSERT_NE(nullptr, event);
+        EXPECT_TRUE(Settings::equal(root, boost::const_pointer_cast<Settings>(event->getObj())));
+        EXPECT_EQ(RootIndex(DefaultRootIndex()), event->getRootIndex());
+    }
+    EXPECT_EQ(1U, fetch().size());
+    EXPECT_THROW(detail::createAndBroadcastEvent<UpdatePrefdirEvent>(InvalidRootIndex()),
+                 VARNEK::settings::core::SettingsLibraryNotInitialized);
+}
+
+TEST_F(DefaultTree, Reset) {
+    group->set("s", 2.0, "user");
+    group->set("s", 3.0, "session");
+    MSettings::enableEventQueue(DefaultRootIndex(), true);
+    group->set("s", 4.0, "session");
+    const MHandle renewed = MSettings::reset();
+    EXPECT_FALSE(Settings::equal(*root, *renewed));
+    EXPECT_TRUE(Settings::equal(*renewed, *detail::getSettingsRoot(DefaultRootIndex())));
+    EXPECT_EQ(2.0, renewed->getByFullName<double>("queued.s")); // from its file
+    EXPECT_EQ(1U, fetch().size());
+    renewed->getChild("queued")->set("s", 5.0, "user");
+    EXPECT_EQ(1U, fetch().size()); // the queue is still on
+    root.reset();
+    EXPECT_FALSE(group->isConnectedToTheSettingsTree());
+    EXPECT_EQ(4.0, group->get<double>("s"));
+}
+
+TEST_F(DefaultTree, DefinedAndSetInOneStep) {
+    const auto create = [&](const char* name, const FactorySettingProperties& definition,
+                            const char* level = "user") {
+        return Settings::createAndSetValue(
+            name, FactorySettingProperties(false, false, {}, {}, {}, false, false, {}), definition, level);
+    };
+    Additions told;
+    const Handle made = create("made.inner.s", definitionOf(Array::scalar(1.0)));
+    EXPECT_EQ(Lines{"/made"}, told.lines);
+    EXPECT_EQ("made.inner.s", made->getFullName());
+    EXPECT_EQ("user", made->getOriginLevel());
+    EXPECT_TRUE(made->isVisible());
+    EXPECT_FALSE(made->getParent()->isVisible()); // as the group's definition says
+    EXPECT_EQ(1.0, root->getByFullName<double>("made.inner.s"));
+    EXPECT_TRUE(Settings::equal(made, create("made.inner.s", definitionOf(Array::scalar(2.0)), "session")));
+    EXPECT_EQ(2.0, root->getByFullName<double>("made.inner.s"));
+    EXPECT_EQ(1.0, root->getByFullName<double>("made.inner.s", "user"));
+    create("made.t", definitionOf(Array::scalar(3.0)));
+    EXPECT_EQ((Lines{"/made", "made/t"}), told.lines);
+    create("made.t", definitionOf({})); // no value: nothing is set
+    EXPECT_EQ(3.0, root->getByFullName<double>("made.t"));
+
+    FactorySettingProperties refused = definitionOf(Array::scalar(1.0), refusing(1.0));
+    const std::tuple<const char*, const char*, const char*> rows[] = {
+        {"runtime_error", "fresh.s", "user"},
+        {"CanNotAddKeyToRootException", "s", "user"},
+        {"InvalidNodePath", "", "user"},
+        {"InvalidNodePath", "made..s", "user"},
+        {"InvalidNodePath", "made.s.", "user"},
+        {"UnSupportedLevel", "fresh.s", "nowhere"},
+        {"CantModifyValuesOnReadOnlyLevel", "fresh.s", "factory"},
+        {"NotANodeName", "made.t.s", "user"},
+        {"NotAKeyName", "made.inner", "user"},
+    };
+    for (const auto& [expected, name, level] : rows)
+        EXPECT_EQ(expected, failureOf([&, n = name, l = level] { create(n, refused, l); })) << name;
+    EXPECT_EQ(nullptr, root->getChild("fresh"));
+    EXPECT_EQ(2U, told.lines.size());
+
+    const RootIndex own(13, true, false);
+    ASSERT_TRUE(MSettings::createEmptySettingsFor(own));
+    FactorySettingProperties elsewhere = definitionOf(Array::scalar(9.0));
+    elsewhere.setRoot(MSettings::getMSettingsRoot(own));
+    EXPECT_EQ(own, create("made.own", elsewhere, "session")->getRootIndex());
+    EXPECT_EQ("InvalidNodePath", failureOf([&] { root->getSettingsByFullName("made.own"); }));
+    detail::RootStates::instance().erase(own.index());
+}
+
+struct CountingHandler : SettingsMProxyEventHandler {
+    void handleEvent(const boost::shared_ptr<const SettingsEvent>& event) override {
+        names.push_back(event->getObj()->getName());
+    }
+    Lines names;
+};
+
+TEST_F(DefaultTree, TheFrontEndsHandlerIsInstalledOnce) {
+    EXPECT_FALSE(SettingsMProxyEventHandler::isInitialized());
+    EXPECT_EQ("invalid_argument", failureOf([] { SettingsMProxyEventHandler::initMProxyEventHandler({}); }));
+    const auto first = boost::make_shared<CountingHandler>(), second = boost::make_shared<CountingHandler>();
+    EXPECT_TRUE(SettingsMProxyEventHandler::initMProxyEventHandler(first));
+    EXPECT_TRUE(SettingsMProxyEventHandler::isInitialized());
+    EXPECT_FALSE(SettingsMProxyEventHandler::initMProxyEventHandler(second));
+    group->set("s", 2.0, "session");
+    group->addGroup("g", true, false, "session");
+    EXPECT_EQ((Lines{"s", "g"}), first->names);
+    EXPECT_EQ(Lines{}, second->names);
+    detail::removeMProxyEventHandler();
+    EXPECT_FALSE(SettingsMProxyEventHandler::isInitialized());
+}
+
+} // namespace

@@ -1,0 +1,34 @@
+/// Refused values in words: which setting, which value, which level, and the rule that the value broke.
+#pragma once
+
+#include "settingscore/Settings.hpp"
+#include "varnek/data/Array.hpp"
+
+#include <exception>
+#include <stdexcept>
+#include <string>
+
+namespace vksettings {
+
+/// A value that a setting does not take. what() is the whole message, UTF-8.
+class RefusedValue : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
+/// Whether the failure is about the value, not about its setting, level or file.
+bool isAboutTheValue(const std::exception& failure);
+
+/// The rule with its bounds or choices; where validators are alternatives, all of them. `setting` may be an
+/// alias.
+std::string brokenRule(const std::exception& failure, const settings::core::Settings& setting,
+                       const varnek::data::Array& value);
+
+/// `"editor.tabWidth" cannot be 17 on level "user": 17 is not in the range from 1 to 16`.
+RefusedValue refusedValue(const std::exception& failure, const settings::core::Settings& setting,
+                          const varnek::data::Array& value, const std::string& level);
+
+/// What shown() gives, cut where it would fill the screen.
+std::string shownBriefly(const varnek::data::Array& value);
+
+} // namespace vksettings
