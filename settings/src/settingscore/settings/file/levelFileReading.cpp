@@ -300,7 +300,7 @@ std::vector<NodePtr> LevelFileKeeper::loadAddedGroups(const NodePtr& root, Level
             continue;
         const Key key(name, level);
         const Turn turn(*this, key);
-        if (isToBeRemoved(key))
+        if (isToBeRemoved(key) || root->getChild(name, false) != nullptr) // somebody was quicker
             continue;
         if (const NodePtr group = turn ? readAddedGroup(key, root) : NodePtr())
             added.push_back(group);
