@@ -266,11 +266,34 @@ TEST_F(SharedFiles, ASkippedSaveThatWasMadeMeanwhile) {
 
 TEST_F(SharedFiles, AFolderThatWasDeletedGetsEverythingAgain) {
     const FileTree ours = start({"a", "b"});
+    const Handle other = ours.group("h");
+    TestTree::setting(other, "x");
+    TestTree::setting(other, "y");
+    ours.load(other);
     group(ours)->set("a", 1.0, "user");
+    other->set("x", 1.0, "user");
     std::filesystem::remove_all(folder / "user");
-    group(ours)->set("b", 2.0, "user");
+    group(ours)->set("b", 2.0, "user"); // makes the folder anew
+    other->set("y", 2.0, "user");
     EXPECT_EQ(1.0, group(ours)->get<double>("a", "user"));
+    EXPECT_EQ(1.0, other->get<double>("x", "user"));
     EXPECT_EQ(1.0, group(start({"a", "b"}))->get<double>("a", "user"));
+}
+
+/// A group of this session in the place of one whose removal waits does not keep that one's file.
+TEST_F(SharedFiles, ASessionGroupInThePlaceOfARemovedOne) {
+    const FileTree tree = start({"a"});
+    tree.root->addGroup("mine", true, false, "user")
+        ->addSetting("x", Array::scalar(1.0), true, false, "user");
+    settings::core::turnOffSettingsSaving();
+    tree.root->removeNode("mine");
+    const Handle again = tree.root->addGroup("mine", true, false, "session");
+    again->addSetting("x", {}, true, false, "session");
+    tree.keeper->loadLevel(SettingsAccess::node(*again), LevelIndex::user);
+    EXPECT_FALSE(again->isSet("x", "user"));
+    settings::core::turnOnSettingsSaving();
+    group(tree)->set("a", 1.0, "user");
+    EXPECT_FALSE(std::filesystem::exists(tree.file("mine")));
 }
 
 TEST_F(SharedFiles, ARemovedGroupTakesItsKeptValuesAlong) {

@@ -17,8 +17,15 @@ struct FileStamp {
     std::uint64_t bytes = 0;
     std::int64_t modified = 0; // nanoseconds since 1970
     std::int64_t changed = 0;
+    std::int64_t born = 0; // 0 where the file system does not say
 
     bool operator==(const FileStamp&) const = default;
+    /// Whether both are of one file or folder, whatever was written to it. Numbers are given anew; the time
+    /// of birth tells two holders of one number apart.
+    bool isSameEntry(const FileStamp& other) const noexcept {
+        return exists && other.exists && device == other.device && fileNumber == other.fileNumber &&
+               born == other.born;
+    }
 
     /// Of what a link leads to. A file that cannot be asked for counts as missing. Thread-safe.
     VARNEK_EXPORT static FileStamp of(const std::filesystem::path& file) noexcept;

@@ -87,7 +87,8 @@ class Comparison {
         }
         for (const GroupRecord& before : base.groups) {
             const NodePtr node = childOf(children, before.name);
-            if (node == nullptr || node->isLeafNode() || find(theirs.groups, before.name) != nullptr)
+            if (node == nullptr || node->isLeafNode() || node->originLevel() == LevelIndex::session ||
+                find(theirs.groups, before.name) != nullptr)
                 continue;
             if (wasAddedByUser(before, *node) && isAsItWas(before, *node))
                 drop(group, node);

@@ -173,6 +173,10 @@ void LevelFileKeeper::submit(const Key& key, NodePtr group) {
         if (group != nullptr && group->getTopLevelNodeForSave() != group)
             return; // removed meanwhile; there may be another group of its name
         FileState& state = stateOf(key);
+        if (group != nullptr && state.isRemoval && group->originLevel() == LevelIndex::session)
+            return; // it has no file, and must not keep another one's
+        if (group != nullptr && state.isRemoval)
+            state.forgetKept(); // of the one that was removed
         state.isRemoval = group == nullptr;
         std::swap(state.group, group); // the one before is let go without the lock
         state.status.isMarked = true;
@@ -376,11 +380,14 @@ std::optional<std::string> LevelFileKeeper::makeImage(const Key& key, const Node
 void LevelFileKeeper::noteSaved(const Key& key, const Image& image) {
     if (!image.isComplete)
         return;
-    const auto stamp = varnek::files::FileStamp::of(fileOf(key.first, key.second));
+    const std::filesystem::path file = fileOf(key.first, key.second);
+    const auto stamp = varnek::files::FileStamp::of(file);
+    const auto folder = varnek::files::FileStamp::of(file.parent_path());
     const std::lock_guard lock(mutex_);
     FileState& state = stateOf(key);
     state.base = image.tree;
     state.stamp = stamp;
+    state.folder = folder;
     state.isVersionNew = state.isVersionNew && state.version != image.version;
     state.status.loaded = LoadOutcome::ok;
     state.status.loadMessage.clear();
@@ -393,13 +400,11 @@ SaveOutcome LevelFileKeeper::removeFileOfGroup(const Key& key, LateEvents& event
         const std::lock_guard lock(mutex_);
         FileState& state = stateOf(key);
         root = state.removedFrom.lock();
-        state.leftovers = nullptr;
-        state.foreignParts = nullptr;
-        state.version.reset();
-        state.isVersionNew = false;
+        state.forgetKept();
     }
     const NodePtr again = root == nullptr ? NodePtr() : root->getChild(key.first, false);
-    return again == nullptr ? removeFile(key) : save(key, again, events);
+    const bool isReplaced = again != nullptr && again->originLevel() != LevelIndex::session;
+    return isReplaced ? save(key, again, events) : removeFile(key);
 }
 
 SaveOutcome LevelFileKeeper::removeFile(const Key& key) {

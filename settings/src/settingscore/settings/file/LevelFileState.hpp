@@ -16,6 +16,7 @@ struct LevelFileKeeper::FileState {
     std::shared_ptr<const std::vector<ForeignPart>> foreignParts;
     std::shared_ptr<const GroupRecord> base; // what the file held when it was last read or written
     varnek::files::FileStamp stamp;          // of the file then
+    varnek::files::FileStamp folder;         // of its folder then
     std::optional<VersionRecord> version;
     bool isVersionNew = false; // set here and not written yet: a reading must not replace it
 
@@ -28,14 +29,20 @@ struct LevelFileKeeper::FileState {
     std::uint64_t attempted = 0;                   // number of the last request that a pass has taken up
     bool isBusy = false;                           // somebody has the turn
 
-    /// Everything that was learned from the file.
-    void forgetContent() {
+    /// What the file holds beyond the tree.
+    void forgetKept() {
         leftovers = nullptr;
         foreignParts = nullptr;
-        base = nullptr;
-        stamp = {};
         version.reset();
         isVersionNew = false;
+    }
+
+    /// Everything that was learned from the file.
+    void forgetContent() {
+        forgetKept();
+        base = nullptr;
+        stamp = {};
+        folder = {};
         const bool wasMarked = status.isMarked;
         status = {};
         status.isMarked = wasMarked;

@@ -99,12 +99,14 @@ void LevelFileKeeper::remember(const Key& key, Found found, GroupRecord rest) {
         content.foreignParts.empty()
             ? nullptr
             : std::make_shared<const std::vector<ForeignPart>>(std::move(content.foreignParts));
+    const auto folder = varnek::files::FileStamp::of(fileOf(key.first, key.second).parent_path());
     const std::lock_guard lock(mutex_);
     FileState& state = stateOf(key);
     state.leftovers = std::move(leftovers);
     state.foreignParts = std::move(foreignParts);
     state.base = std::move(found.base);
     state.stamp = found.stamp;
+    state.folder = folder;
     if (!state.isVersionNew)
         state.version = std::move(content.version);
     state.status.loaded = LoadOutcome::ok;
@@ -114,16 +116,17 @@ void LevelFileKeeper::remember(const Key& key, Found found, GroupRecord rest) {
 }
 
 /// Nobody else holds anything any more: what was not changed here since goes too. Only where the folder is
-/// there, for one that is away says nothing about its files.
+/// the one that held the file, for one that is away, or was made anew, says nothing.
 void LevelFileKeeper::takeOverAbsence(const Key& key, const NodePtr& group, LateEvents& events) {
-    std::error_code ignored;
-    const std::filesystem::path file = fileOf(key.first, key.second);
+    const auto folder = varnek::files::FileStamp::of(fileOf(key.first, key.second).parent_path());
     std::shared_ptr<const GroupRecord> base;
+    bool isInTheFolderOfThen = false;
     {
         const std::lock_guard lock(mutex_);
         base = stateOf(key).base;
+        isInTheFolderOfThen = folder.isSameEntry(stateOf(key).folder);
     }
-    if (base != nullptr && !std::filesystem::is_directory(file.parent_path(), ignored))
+    if (base != nullptr && !isInTheFolderOfThen)
         return;
     if (base != nullptr)
         takeOverRemoval(*base, group, key.second, events);
@@ -200,6 +203,8 @@ bool LevelFileKeeper::isReadFrom(const Key& key, const std::filesystem::path& fi
 void LevelFileKeeper::readForTheFolder(const Key& key, const NodePtr& group, LateEvents& events) {
     if (group->getTopLevelNodeForSave() != group)
         return; // removed meanwhile; there may be another group of its name
+    if (group->originLevel() == LevelIndex::session || isToBeRemoved(key))
+        return; // such a group has no file; the one that is there is about to go
     const std::filesystem::path file = fileOf(key.first, key.second);
     bool isOfAnotherFolder = false;
     {
