@@ -20,7 +20,7 @@ function close_test() {
 }
 /^\[  PASSED  \] [0-9]+ tests?\./ { cases_passed = $4 }
 /^\[  FAILED  \] [0-9]+ tests?, listed below:/ { cases_failed = $4 }
-/^Test Passed\.$/ { ok = 1 }
+/^Test Passed\.$/ || /^Test Pass Reason:/ { ok = 1 }
 
 END {
     close_test()
