@@ -3,29 +3,17 @@
 #include "settingscore/settings/settingsImpl.hpp"
 
 #include <algorithm>
-#include <functional>
 
 namespace settings::core::detail {
 
 namespace {
 
-template <class Items, class NameOf>
-auto findByName(const Items& sorted, std::string_view name, NameOf nameOf) {
+template <class Record>
+const Record* find(const std::vector<Record>& sorted, std::string_view name) {
     const auto found =
         std::lower_bound(sorted.begin(), sorted.end(), name,
-                         [&](const auto& item, std::string_view n) { return std::invoke(nameOf, item) < n; });
-    return found != sorted.end() && std::invoke(nameOf, *found) == name ? &*found : nullptr;
-}
-
-template <class Record>
-const Record* find(const std::vector<Record>& records, std::string_view name) {
-    return findByName(records, name, &Record::name);
-}
-
-NodePtr childOf(const std::vector<NodePtr>& children, std::string_view name) {
-    const NodePtr* found = findByName(
-        children, name, [](const NodePtr& child) -> const std::string& { return child->getName(); });
-    return found == nullptr ? NodePtr() : *found;
+                         [](const Record& record, std::string_view n) { return record.name < n; });
+    return found != sorted.end() && found->name == name ? &*found : nullptr;
 }
 
 /// A node that the user added in the file and has removed from the tree.
@@ -44,7 +32,7 @@ class Comparison {
         std::vector<SettingRecord> settings;
         for (SettingRecord& record : theirs.settings) {
             const SettingRecord* before = find(base.settings, record.name);
-            const NodePtr node = childOf(children, record.name);
+            const NodePtr node = childCalled(record.name, children);
             if (node != nullptr && node->isLeafNode())
                 replace(node, before == nullptr ? ShapedArray() : before->value, record.value);
             else if (node != nullptr || !wasRemovedHere(before, record))
@@ -54,7 +42,7 @@ class Comparison {
         std::vector<GroupRecord> groups;
         for (GroupRecord& record : theirs.groups) {
             const GroupRecord* before = find(base.groups, record.name);
-            const NodePtr node = childOf(children, record.name);
+            const NodePtr node = childCalled(record.name, children);
             if (node != nullptr && !node->isLeafNode() && node->originLevel() != LevelIndex::session)
                 groups.push_back(run(before == nullptr ? none : *before, std::move(record), node));
             else if (node != nullptr || !wasRemovedHere(before, record))
@@ -77,7 +65,7 @@ class Comparison {
     void dropWhatIsGone(const GroupRecord& base, const GroupRecord& theirs, const NodePtr& group,
                         const std::vector<NodePtr>& children) const {
         for (const SettingRecord& before : base.settings) {
-            const NodePtr node = childOf(children, before.name);
+            const NodePtr node = childCalled(before.name, children);
             if (node == nullptr || !node->isLeafNode() || find(theirs.settings, before.name) != nullptr)
                 continue;
             if (wasAddedByUser(before, *node) && isAsItWas(before, *node))
@@ -86,7 +74,7 @@ class Comparison {
                 replace(node, before.value, {});
         }
         for (const GroupRecord& before : base.groups) {
-            const NodePtr node = childOf(children, before.name);
+            const NodePtr node = childCalled(before.name, children);
             if (node == nullptr || node->isLeafNode() || node->originLevel() == LevelIndex::session ||
                 find(theirs.groups, before.name) != nullptr)
                 continue;

@@ -44,10 +44,8 @@ NodePtr makeSetting(SettingRecord&& record, const LoadRules& rules) {
 /// Loads the records of one group into its node.
 class GroupLoader {
   public:
-    GroupLoader(const NodePtr& group, const LoadRules& rules) : group_(group), rules_(rules) {
-        for (const NodePtr& child : group->getChildren()) // an alias stands for itself here
-            children_.push_back(child);
-    }
+    GroupLoader(const NodePtr& group, const LoadRules& rules)
+        : group_(group), rules_(rules), children_(group->getChildren()) {}
 
     GroupRecord load(GroupRecord&& record) {
         GroupRecord rest;
@@ -65,13 +63,6 @@ class GroupLoader {
     }
 
   private:
-    NodePtr find(const std::string& name) const {
-        const auto found =
-            std::lower_bound(children_.begin(), children_.end(), name,
-                             [](const NodePtr& child, const std::string& n) { return child->getName() < n; });
-        return found != children_.end() && (*found)->getName() == name ? *found : NodePtr();
-    }
-
     /// Nodes that were added to the live tree meanwhile stay, and take the values.
     void adoptMade() {
         for (int attempt = 0; !made_.empty(); ++attempt)
@@ -80,9 +71,9 @@ class GroupLoader {
                 return;
             } catch (const exception::SameNameChildAlreadyExisted&) {
                 const auto yields = [this](const NodePtr& made) {
-                    return yieldTo(childOf(group_, *made), made);
+                    return yieldTo(childCalled(made->getName(), group_->getChildren()), made);
                 };
-                if (std::erase_if(made_, yields) == 0 && attempt == 100) // none: the twin is gone again
+                if (std::erase_if(made_, yields) == 0 && attempt >= 100) // none: the twin is gone again
                     throw;
             }
     }
@@ -95,13 +86,6 @@ class GroupLoader {
             group->adoptChildren(nodes);
     }
 
-    static NodePtr childOf(const NodePtr& group, const SettingsNodeImpl& twin) {
-        for (const NodePtr& child : group->getChildren()) // not getChild: an alias stands for itself here
-            if (child->getName() == twin.getName())
-                return child;
-        return {};
-    }
-
     /// Gives what `made` holds to the node that was there first; false when there is none.
     bool yieldTo(const NodePtr& first, const NodePtr& made) const {
         if (first == nullptr)
@@ -111,13 +95,13 @@ class GroupLoader {
                 first->loadValue(rules_.level, std::move(value));
         if (!first->isLeafNode() && !made->isLeafNode())
             for (const NodePtr& child : made->getChildren())
-                if (!yieldTo(childOf(first, *child), child))
+                if (!yieldTo(childCalled(child->getName(), first->getChildren()), child))
                     adopt(first, {child});
         return true;
     }
 
     void loadSetting(SettingRecord&& record, GroupRecord& rest) {
-        const NodePtr known = find(record.name);
+        const NodePtr known = childCalled(record.name, children_);
         if (known == nullptr && record.isUserDefined)
             made_.push_back(makeSetting(std::move(record), rules_));
         else if (known == nullptr || !known->isLeafNode())
@@ -127,7 +111,7 @@ class GroupLoader {
     }
 
     void loadGroup(GroupRecord&& record, GroupRecord& rest) {
-        NodePtr group = find(record.name);
+        NodePtr group = childCalled(record.name, children_);
         if (group == nullptr && record.isUserDefined) {
             GroupRecord shell{record.name, record.readOnly, record.visible, true,
                               std::move(record.definition)};

@@ -53,6 +53,13 @@ const NodePtr* ChildIndex::findShared(std::string_view name) const noexcept {
     return slot == nullptr ? nullptr : &children_[slot->order - 1];
 }
 
+NodePtr childCalled(std::string_view name, const std::vector<NodePtr>& sorted) {
+    const auto found =
+        std::lower_bound(sorted.begin(), sorted.end(), name,
+                         [](const NodePtr& child, std::string_view n) { return child->getName() < n; });
+    return found != sorted.end() && (*found)->getName() == name ? *found : NodePtr();
+}
+
 NodePtr ChildTable::find(std::string_view name) const {
     const varnek::concurrency::ReadSection section;
     const ChildIndex* index = read();

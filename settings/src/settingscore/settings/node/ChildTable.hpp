@@ -37,6 +37,10 @@ class ChildIndex {
     std::vector<Slot> slots_; // a power of two, at most three quarters full
 };
 
+/// The child of that name among children in the order of their names, as getChildren() gives them: the child
+/// itself, also where it is an alias. Empty when there is none.
+NodePtr childCalled(std::string_view name, const std::vector<NodePtr>& sorted);
+
 /// Readers look without a lock inside a read section; writers hold the group's lock.
 class ChildTable {
   public:

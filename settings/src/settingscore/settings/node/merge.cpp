@@ -5,8 +5,6 @@
 #include "settingscore/settings/node/NodeLog.hpp"
 #include "settingscore/settings/settingsImpl.hpp"
 
-#include <algorithm>
-
 namespace settings::core::detail {
 
 namespace {
@@ -21,14 +19,6 @@ bool isAncestor(const NodePtr& ancestor, NodePtr node) {
     return node != nullptr;
 }
 
-/// The child itself, also where it is an alias: the store path follows that.
-NodePtr childCalled(std::string_view name, const std::vector<NodePtr>& sorted) {
-    const auto found =
-        std::lower_bound(sorted.begin(), sorted.end(), name,
-                         [](const NodePtr& child, std::string_view n) { return child->getName() < n; });
-    return found != sorted.end() && (*found)->getName() == name ? *found : NodePtr();
-}
-
 /// Walks both trees side by side: collects what is to be stored and finds nodes that do not match.
 class MergePlan {
   public:
@@ -37,7 +27,7 @@ class MergePlan {
     void visitGroup(const NodePtr& destination, const ConstNodePtr& source) {
         const std::vector<NodePtr> children = destination->getChildren();
         for (const ConstNodePtr& from : source->getChildren()) {
-            const NodePtr to = childCalled(from->getName(), children);
+            const NodePtr to = childCalled(from->getName(), children); // the store path follows an alias
             if (to == nullptr)
                 reportMissing(*from);
             else
