@@ -48,11 +48,11 @@ std::set<std::filesystem::path> Saving::keptFiles() const {
 }
 
 void Saving::finish() const {
+    const settings::core::SaveReport report = settings::core::awaitSave(node_, level_);
     for (const auto& kept : keptFiles())
         if (!keptBefore_.contains(kept))
             std::cerr << "vksettings: warning: the damaged file is kept as " << printable(kept.string())
                       << '\n';
-    const settings::core::SaveReport report = settings::core::lastSave(node_, level_);
     if (!report.isOnDisk || report.outcome == "encrypted")
         throw NotSaved("\"" + node_.getFullName() + "\" was not saved to " + report.file + ": " +
                        reasonOf(report));

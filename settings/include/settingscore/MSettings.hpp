@@ -108,7 +108,8 @@ class SETTINGSCORE_EXPORT MSettings : public Settings {
     /// path leaves its folder as it is, an empty one gives that of the process back.
     ///
     /// To be called before the tree is built: one that is there saves into the new folders from then on, but
-    /// reads no values from them before reset(). std::invalid_argument for an index that names no tree.
+    /// reads no values from them before reset(). Waits for what is still to be saved in the old ones.
+    /// std::invalid_argument for an index that names no tree.
     static void setSettingsFileLocation(const RootIndex& tree, const boost::optional<std::u16string>& factory,
                                         const boost::optional<std::u16string>& installation,
                                         const boost::optional<std::u16string>& user,

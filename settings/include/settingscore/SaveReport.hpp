@@ -22,4 +22,8 @@ struct SaveReport {
 /// UnSupportedLevel. Thread-safe, does not block.
 SETTINGSCORE_EXPORT SaveReport lastSave(const Settings& node, std::string_view level);
 
+/// The same once everything has been tried that was changed there before the call: blocks on the disk, and
+/// lets the writer begin at once. From a save hook it does not wait. UnSupportedLevel. Thread-safe.
+SETTINGSCORE_EXPORT SaveReport awaitSave(const Settings& node, std::string_view level);
+
 } // namespace settings::core

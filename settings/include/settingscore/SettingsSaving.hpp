@@ -1,8 +1,14 @@
-/// The switch that stops all saving of settings files in this process, on at first.
+/// When changed values reach the disk.
 ///
-/// While it is off, values change in memory only; files stay as they are and are not deleted either. What was
-/// not saved stays marked, and is saved together with the next change after saving has been turned on again.
-/// Thread-safe; nothing blocks or throws.
+/// One thread of this library, "PrefdirWriter", writes the settings files; it starts with the first change.
+/// Changes of one group that follow each other closely go with one write. When the process ends by exit() or
+/// by returning from main, what is still to be written is written first.
+///
+/// The switch stops all saving in this process; it is on at first. While it is off, values change in memory
+/// only; files stay as they are and are not deleted either. What was not saved stays marked, and is saved
+/// together with the next change after saving has been turned on again.
+///
+/// All functions are thread-safe. How a save ended: SaveReport.hpp.
 #pragma once
 
 #include "settingscore/Export.hpp"
@@ -12,5 +18,13 @@ namespace settings::core {
 SETTINGSCORE_EXPORT void turnOnSettingsSaving() noexcept;
 SETTINGSCORE_EXPORT void turnOffSettingsSaving() noexcept;
 SETTINGSCORE_EXPORT bool isSettingsSavingTurnedOn() noexcept;
+
+/// Waits until everything that was changed before the call has been written, or could not be. From a save hook
+/// it returns at once.
+SETTINGSCORE_EXPORT void waitForSettingsSaves();
+
+/// The same, and the thread ends; changes made later are written by the threads that make them. For hosts that
+/// end in another way than by exit(). Again, or from a save hook, it does not wait.
+SETTINGSCORE_EXPORT void endSettingsWriter();
 
 } // namespace settings::core

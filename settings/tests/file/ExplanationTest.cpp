@@ -4,6 +4,7 @@
 
 #include "settingscore/FactoryFileLocation.hpp"
 #include "settingscore/SaveReport.hpp"
+#include "settingscore/SettingsSaving.hpp"
 #include "settingscore/factoryfile/FactoryFileGenerator.hpp"
 #include "settingscore/settings/root/TreeBuilder.hpp"
 #include "support/FileTree.hpp"
@@ -40,6 +41,7 @@ struct Explanation : testing::Test {
         installationFile = built->state->files->fileOf("explained", LevelIndex::installation);
     }
     ~Explanation() override {
+        waitForSettingsSaves();
         std::filesystem::remove(userFile);
         std::filesystem::remove(installationFile);
     }
@@ -59,6 +61,7 @@ struct Explanation : testing::Test {
 
 TEST_F(Explanation, LevelsInOrderWithValueFileAndWinner) {
     const auto summary = [&] {
+        waitForSettingsSaves();
         std::string text;
         for (const LevelExplanation& level : explained("size").levels)
             text += level.level + (level.wins ? "*" : "") +
@@ -128,23 +131,24 @@ TEST_F(Explanation, TheLastSaveSaysWhetherTheValueIsOnDisk) {
     EXPECT_TRUE(lastSave(*group, "user").isOnDisk);
     EXPECT_EQ("none", lastSave(*group, "user").outcome);
     group->set("size", std::int32_t{15}, "user");
-    const SaveReport saved = lastSave(*group->getChild("size"), "user");
+    const SaveReport saved = awaitSave(*group->getChild("size"), "user");
     EXPECT_TRUE(saved.isOnDisk);
     EXPECT_EQ(userFile.string(), saved.file);
     EXPECT_EQ("saved", saved.outcome);
     {
         const NoRoomForFiles full;
         group->set("size", std::int32_t{16}, "user");
-        const SaveReport failed = lastSave(*group, "user");
+        const SaveReport failed = awaitSave(*group, "user");
         EXPECT_FALSE(failed.isOnDisk);
         EXPECT_EQ("failed", failed.outcome);
         EXPECT_NE("", failed.message);
     }
     group->set("size", std::int32_t{17}, "user");
-    EXPECT_TRUE(lastSave(*group, "user").isOnDisk);
+    EXPECT_TRUE(awaitSave(*group, "user").isOnDisk);
     group->set("size", std::int32_t{18}, "session");
     EXPECT_EQ("", lastSave(*group, "session").file);
     EXPECT_EQ("UnSupportedLevel", failureOf([&] { lastSave(*group, "none"); }));
+    EXPECT_EQ("UnSupportedLevel", failureOf([&] { awaitSave(*group, "none"); }));
 }
 
 } // namespace

@@ -5,7 +5,6 @@
 
 #include "settingscore/SettingsSaving.hpp"
 #include "settingscore/exception/Exceptions.hpp"
-#include "settingscore/level/SettingsLevelManager.hpp"
 #include "settingscore/settings/file/PrefdirFileAccess.hpp"
 #include "settingscore/settings/file/SaveHook.hpp"
 #include "settingscore/settings/node/SettingsAccess.hpp"
@@ -28,23 +27,6 @@ using namespace settings::test;
 using namespace settings::core::detail;
 using settings::core::LevelIndex;
 using Lines = std::vector<std::string>;
-
-/// Sends the files of the preferences directory through the hook while it lives.
-struct ThroughHook {
-    ThroughHook() {
-        // The level folders of this process come from the same variable: have them found first.
-        for (const auto& level : settings::core::SettingsLevelManager::getSettingsLevelObjs())
-            level.levelRootPath();
-        folder = std::getenv("SETTINGS_USERDIR");
-        ::unsetenv("SETTINGS_USERDIR");
-        forgetSaveRoute();
-    }
-    ~ThroughHook() {
-        ::setenv("SETTINGS_USERDIR", folder.c_str(), 1);
-        forgetSaveRoute();
-    }
-    std::string folder;
-};
 
 struct SaveProcedure : testing::Test {
     SaveProcedure() : group(tree.group("g")) {
@@ -110,10 +92,10 @@ TEST_F(SaveProcedure, TheWayIsChosenOnce) {
     int asked = 0;
     const SaveHook before = setSaveHook([&](SettingsFileAccess&, const std::filesystem::path&) { ++asked; });
     {
-        const ThroughHook route;
+        const SavesThroughTheHook route;
         auto first = access(LevelIndex::user, node);
         saveSettingsFile(first);
-        ::setenv("SETTINGS_USERDIR", route.folder.c_str(), 1);
+        ::setenv("SETTINGS_USERDIR", route.folder().c_str(), 1);
         auto second = access(LevelIndex::user, node);
         saveSettingsFile(second);
         EXPECT_EQ(2, asked);
@@ -170,7 +152,7 @@ TEST_F(SaveProcedure, ThroughTheTemporaryFile) {
 }
 
 TEST_F(SaveProcedure, ThroughTheHook) {
-    const ThroughHook route;
+    const SavesThroughTheHook route;
     writeBytes(folder / "user/g.settings", "earlier format");
     auto save = access(LevelIndex::user, node);
     EXPECT_EQ(SaveOutcome::saved, saveSettingsFile(save));
@@ -208,7 +190,7 @@ TEST_F(SaveProcedure, ThroughTheHook) {
 
 /// A hook may save again from inside a save: the file holds the last value in the end.
 TEST_F(SaveProcedure, AHookMaySaveAgain) {
-    const ThroughHook route;
+    const SavesThroughTheHook route;
     const Handle other = tree.group("other");
     TestTree::setting(other, "s");
     tree.load(other);
@@ -238,7 +220,7 @@ TEST_F(SaveProcedure, AHookMaySaveAgain) {
 /// Threads that save two groups, through a hook that changes the other group each time: nobody may wait for
 /// somebody who waits for the hook.
 TEST_F(SaveProcedure, ThreadsAndHooksDoNotBlockEachOther) {
-    const ThroughHook route;
+    const SavesThroughTheHook route;
     const Handle other = tree.group("other");
     TestTree::setting(other, "s");
     for (const Handle& each : {group, other})
@@ -357,7 +339,7 @@ struct OtherFile : SettingsFileAccess {
 };
 
 TEST_F(SaveProcedure, OtherFilesNeverGoThroughTheHook) {
-    const ThroughHook route;
+    const SavesThroughTheHook route;
     const SaveHook before = setSaveHook(
         [](SettingsFileAccess&, const std::filesystem::path&) { ADD_FAILURE() << "asked the hook"; });
     OtherFile other(folder / "other");

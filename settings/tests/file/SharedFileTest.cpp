@@ -308,6 +308,10 @@ TEST_F(SharedFiles, ARemovedGroupTakesItsKeptValuesAlong) {
     group(tree)->removeNode("mine");
     EXPECT_EQ(nullptr, group(tree)->getChild("mine"));
     EXPECT_EQ(nullptr, group(start({"a"}))->getChild("mine"));
+
+    const Handle again = group(tree)->addGroup("mine", true, false, "user");
+    again->addSetting("x", Array::scalar(0.0), true, false, "session");
+    EXPECT_FALSE(again->isSet("x", "user"));
 }
 
 /// A group of this session, which no file holds, does not swallow the values of its name.

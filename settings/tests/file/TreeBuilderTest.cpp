@@ -2,6 +2,7 @@
 
 #include "settingscore/settings/root/TreeBuilder.hpp"
 #include "settingscore/FactoryFileLocation.hpp"
+#include "settingscore/SettingsSaving.hpp"
 #include "settingscore/Settings.hpp"
 #include "settingscore/factoryfile/FactoryFileGenerator.hpp"
 #include "settingscore/settings/level/LevelFolders.hpp"
@@ -60,6 +61,7 @@ TEST_F(Start, BringsBackTheValuesOfAllLevels) {
         site->addSetting("proxy", Array::scalar(1.0), true, false, "installation");
         site->set("proxy", 2.0, "user");
         rootOf(tree)->addGroup("mine", true, false, "user");
+        waitForSettingsSaves();
     }
     const auto tree = start();
     EXPECT_TRUE(tree.problems.empty());

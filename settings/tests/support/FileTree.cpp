@@ -3,6 +3,8 @@
 #include "opc/model/Package.hpp"
 #include "opc/qfpackaging/Encryption.hpp"
 #include "opc/qfservices/FileSystemManager.hpp"
+#include "settingscore/level/SettingsLevelManager.hpp"
+#include "settingscore/settings/file/SaveHook.hpp"
 #include "settingscore/settings/node/SettingsAccess.hpp"
 #include "varnek/files/PathText.hpp"
 #include "json/Parser.hpp"
@@ -10,6 +12,7 @@
 #include <boost/make_shared.hpp>
 
 #include <algorithm>
+#include <cstdlib>
 #include <iterator>
 #include <mutex>
 #include <stdexcept>
@@ -21,11 +24,11 @@ using opc::model::Access;
 using opc::model::Package;
 using opc::qfservices::FileSystemManager;
 
-FileTree::FileTree(const std::filesystem::path& base) {
+FileTree::FileTree(const std::filesystem::path& base, LevelFileKeeper::WriterThread writer) {
     for (const char* name : {"user", "installation"})
         std::filesystem::create_directories(base / name);
     keeper = boost::make_shared<LevelFileKeeper>(
-        [base](LevelIndex level) { return base / std::string(core::levelName(level)); });
+        [base](LevelIndex level) { return base / std::string(core::levelName(level)); }, writer);
     core::detail::TreeContext context;
     context.rootIndex = core::DefaultRootIndex();
     context.connected = true;
@@ -37,6 +40,20 @@ FileTree::FileTree(const std::filesystem::path& base) {
 void FileTree::load(const Handle& group) const {
     for (const LevelIndex level : {LevelIndex::installation, LevelIndex::user})
         keeper->loadLevel(SettingsAccess::node(*group), level);
+}
+
+SavesThroughTheHook::SavesThroughTheHook() {
+    // The level folders of this process come from the same variable: have them found first.
+    for (const auto& level : core::SettingsLevelManager::getSettingsLevelObjs())
+        level.levelRootPath();
+    folder_ = std::getenv("SETTINGS_USERDIR");
+    ::unsetenv("SETTINGS_USERDIR");
+    core::detail::forgetSaveRoute();
+}
+
+SavesThroughTheHook::~SavesThroughTheHook() {
+    ::setenv("SETTINGS_USERDIR", folder_.c_str(), 1);
+    core::detail::forgetSaveRoute();
 }
 
 // ---- log ----

@@ -21,7 +21,8 @@ using core::detail::SaveOutcome;
 /// A process that starts with the files below `base`: make one, define groups, load them.
 class FileTree {
   public:
-    explicit FileTree(const std::filesystem::path& base);
+    /// Without a writer thread, saves are made in the caller.
+    explicit FileTree(const std::filesystem::path& base, LevelFileKeeper::WriterThread writer = nullptr);
 
     /// Adds a factory group below the root.
     Handle group(const std::string& name) const { return TestTree::childGroup(root, name); }
@@ -37,6 +38,21 @@ class FileTree {
     boost::shared_ptr<LevelFileKeeper> keeper;
     boost::shared_ptr<core::detail::SettingsImplRoot> rootNode;
     Handle root;
+};
+
+/// Sends the files of the preferences directory through the save hook while it lives.
+class SavesThroughTheHook {
+  public:
+    SavesThroughTheHook();
+    SavesThroughTheHook(const SavesThroughTheHook&) = delete;
+    SavesThroughTheHook& operator=(const SavesThroughTheHook&) = delete;
+    ~SavesThroughTheHook();
+
+    /// Where the files are.
+    const std::string& folder() const noexcept { return folder_; }
+
+  private:
+    std::string folder_;
 };
 
 /// The lines that the channels of settings files and of the security plug-in write while it lives.

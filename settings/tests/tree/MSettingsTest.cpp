@@ -6,6 +6,7 @@
 #include "support/TestTree.hpp"
 
 #include "settingscore/MSettings.hpp"
+#include "settingscore/SettingsSaving.hpp"
 #include "settingscore/events/SettingsValueChangeEvent.hpp"
 #include "settingscore/exception/Exceptions.hpp"
 #include "settingscore/settings/root/RootStates.hpp"
@@ -68,6 +69,7 @@ struct FrontEnd : testing::Test {
         return varnek::files::utf16FromPath(base.path() / name);
     }
     bool isSaved(const std::string& group) const {
+        settings::core::waitForSettingsSaves();
         return std::filesystem::exists(base.path() / "user" / (group + ".vksettings"));
     }
 
@@ -310,6 +312,7 @@ TEST_F(FrontEnd, EachTreeMayHaveFoldersOfItsOwn) {
     EXPECT_EQ(process, MSettings::getUserDir(index));
     MSettings::setSettingsFileLocation(index, boost::none, boost::none, folder("elsewhere"), boost::none);
     editor->set("width", 3.0, "user"); // a tree that is there saves into the new folder
+    settings::core::waitForSettingsSaves();
     EXPECT_TRUE(std::filesystem::exists(base.path() / "elsewhere" / "editor.vksettings"));
     EXPECT_EQ("invalid_argument", failureOf([] {
                   MSettings::setSettingsFileLocation(InvalidRootIndex(), std::u16string(u"/f"), {}, {}, {});

@@ -9,24 +9,25 @@
 /// were not changed here become theirs, with the events of a change; where both have changed one value, that
 /// of this process stays. A file that is gone holds nothing; a folder that is gone says nothing.
 ///
-/// Saving runs in the thread that asks for it and is over when the request returns; a failure is logged and
-/// can be asked for, it does not come back. A request that cannot be met stays marked and goes with the next
-/// one. Of one file only one operation runs at a time: a request that arrives meanwhile waits and shares the
-/// next write with all others that wait. A request from inside a save (from a save hook) does not wait; the
-/// file is written again afterwards.
+/// A request is handed to the file-writer thread; without one it is carried out before the request returns.
+/// A failure is logged and can be asked for, it does not come back. A request that cannot be met stays marked
+/// and goes with the next one. Of one file only one operation runs at a time: requests that arrive meanwhile
+/// share the next write. A request from inside a save (from a save hook) does not wait; the file is written
+/// again afterwards.
 ///
 /// Threads: thread-safe. mutex_ (rank "level files") is held while the bookkeeping changes, never while a
-/// node, a hook or the disk works. Everything but the queries blocks on the disk, and for an encrypted file
-/// in the security plug-in.
+/// node, a hook or the disk works. Loading blocks on the disk, and for an encrypted file in the security
+/// plug-in; so do requests where there is no writer thread.
 #pragma once
 
 #include "settingscore/events/EventDelivery.hpp"
 #include "settingscore/level/LevelIndex.hpp"
 #include "settingscore/settings/file/FileOutcome.hpp"
-#include "settingscore/settings/file/SettingsFileAccess.hpp"
 #include "settingscore/settings/file/SettingsFileContent.hpp"
 #include "settingscore/settings/node/TreeContext.hpp"
 #include "varnek/files/FileStamp.hpp"
+
+#include <boost/enable_shared_from_this.hpp>
 
 #include <condition_variable>
 #include <cstdint>
@@ -57,7 +58,9 @@ struct LevelFileStatus {
     std::uint64_t revision = 0;
 };
 
-class LevelFileKeeper : public SaveRequests {
+class PrefdirFileWriterQueue;
+
+class LevelFileKeeper : public SaveRequests, public boost::enable_shared_from_this<LevelFileKeeper> {
   public:
     /// The folder of a level's files; empty where there is none.
     using FolderOfLevel = std::function<std::filesystem::path(LevelIndex)>;
@@ -65,13 +68,18 @@ class LevelFileKeeper : public SaveRequests {
     /// The folders of the process's levels.
     static std::filesystem::path folderOfLevel(LevelIndex level);
 
-    explicit LevelFileKeeper(FolderOfLevel folders = folderOfLevel);
+    /// The file-writer thread that there is at the moment, or null.
+    using WriterThread = PrefdirFileWriterQueue* (*)();
+
+    /// With a writer the keeper is to be held by a shared pointer: pending operations keep it alive.
+    explicit LevelFileKeeper(FolderOfLevel folders = folderOfLevel, WriterThread writer = nullptr);
     ~LevelFileKeeper() override;
 
     void requestSave(const NodePtr& topLevelGroup, LevelIndex level) override;
     void loadUserSettings(const NodePtr& topLevelGroup) override;
     void requestDelete(const NodePtr& topLevelGroup, const NodePtr& root, LevelIndex level) override;
     void adoptKeptValues(const NodePtr& topLevelGroup) override;
+    void forgetKeptValues(const NodePtr& topLevelGroup, const std::vector<std::string>& path) override;
 
     /// Reads the group's file of the level into the tree. The first time, values that are in memory already
     /// stay; later only what has changed in the file is put in place, with events. A file that cannot be read
@@ -88,6 +96,9 @@ class LevelFileKeeper : public SaveRequests {
 
     std::filesystem::path fileOf(std::string_view group, LevelIndex level) const;
     LevelFileStatus status(std::string_view group, LevelIndex level) const;
+    /// Waits until what was requested so far has been tried, and tells how it went. From inside a save it
+    /// does not wait.
+    LevelFileStatus awaitSave(std::string_view group, LevelIndex level);
     /// Whether the file may hold something else than when it was last read or written here.
     bool mayHaveChanged(std::string_view group, LevelIndex level) const {
         return mustReadFirst({std::string(group), level});
@@ -104,33 +115,21 @@ class LevelFileKeeper : public SaveRequests {
     using Key = std::pair<std::string, LevelIndex>;
     struct FileState;
     class Turn;
+    class Operation;
+    class WriteOperation;
+    class DeleteOperation;
 
     FileState& stateOf(const Key& key) const; // mutex_ is held
     LevelFileStatus statusOf(const Key& key, const FileState& state) const;
     void submit(const Key& key, NodePtr group);
-    void saveWhatWasSkipped(const Key& besides);
-    void runPasses(const Key& key, std::unique_lock<std::mutex>& lock);
+    void run(PrefdirFileWriterQueue* writer, const Key& key, bool isRemoval);
+    std::unique_ptr<Operation> operationFor(const Key& key, const std::filesystem::path& file);
+    void logPending(const Key& key) const;
+    void saveWhatWasSkipped(PrefdirFileWriterQueue* writer, const Key& besides);
 
     // Below, the caller has the file's turn and does not hold mutex_.
     // Events of what is taken over from the file are left in `events`, to be told after the turn.
-    std::pair<SaveOutcome, std::string> attempt(const Key& key, const NodePtr& group, LateEvents& events);
-    SaveOutcome save(const Key& key, const NodePtr& group, LateEvents& events);
-    SaveOutcome removeFileOfGroup(const Key& key, LateEvents& events);
-    SaveOutcome removeFile(const Key& key);
     bool holdsMoreThanTheTree(const Key& key) const;
-    SaveOutcome execute(SettingsFileAccess& access);
-    /// What a save learned about the file; it counts once the save has succeeded.
-    struct Image {
-        bool isComplete = false;
-        bool replacesDamaged = false;
-        std::uint64_t revision = 0;
-        std::optional<VersionRecord> version{};
-        std::shared_ptr<const GroupRecord> tree{};
-        SaveOutcome outcome = SaveOutcome::unchanged; // when there are no bytes to write
-    };
-    std::optional<std::string> makeImage(const Key& key, const NodePtr& group,
-                                         const std::filesystem::path& file, Image& image);
-    void noteSaved(const Key& key, const Image& image);
     bool mustReadFirst(const Key& key) const;
     void noteAbsent(const Key& key);
     void forgetEncryption(const Key& key);
@@ -150,8 +149,10 @@ class LevelFileKeeper : public SaveRequests {
     LoadOutcome refuse(const Key& key, LoadOutcome outcome, const std::string& cause);
     void remember(const Key& key, Found found, GroupRecord rest);
     void adopt(const Key& key, const NodePtr& group);
+    bool forget(const Key& key, const std::vector<std::string>& path);
 
     const FolderOfLevel folders_;
+    const WriterThread writer_;
     mutable std::mutex mutex_;
     std::condition_variable turnEnded_;
     bool anySkipped_ = false;                                  // a save was left out because saving is off

@@ -24,9 +24,11 @@ struct LevelFileKeeper::FileState {
 
     bool isRemoval = false;                        // the file is to go
     boost::weak_ptr<SettingsNodeImpl> removedFrom; // the root of the group that was removed
+    NodePtr root;                                  // of the tree, which stays until it is saved
     NodePtr group;                                 // whose values are to be saved; empty: the file is to go
     std::uint64_t requested = 0;                   // number of the last request
     std::uint64_t attempted = 0;                   // number of the last request that a pass has taken up
+    bool isQueued = false;                         // an operation waits for the writer thread
     bool isBusy = false;                           // somebody has the turn
 
     /// What the file holds beyond the tree.

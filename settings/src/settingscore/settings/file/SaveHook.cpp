@@ -55,6 +55,13 @@ bool savesGoThroughHook() {
     return *throughHook;
 }
 
+bool defaultHookWrites() {
+    if (!savesGoThroughHook())
+        return false;
+    const std::lock_guard lock(state().mutex);
+    return state().hook == nullptr;
+}
+
 void forgetSaveRoute() {
     const std::lock_guard lock(routeMutex);
     throughHook.reset();

@@ -30,6 +30,9 @@ void whileNoOtherSaveReplacesFiles(const std::function<void()>& work);
 /// when this was asked for the first time in the process. Thread-safe.
 bool savesGoThroughHook();
 
+/// Whether they are written by the default hook, so that the writer may arrange the waiting for the disk.
+bool defaultHookWrites();
+
 /// Forgets the answer, for tests.
 void forgetSaveRoute();
 

@@ -4,11 +4,55 @@
 #include "varnek/files/FileError.hpp"
 #include "varnek/files/FileReplacement.hpp"
 
+#include <exception>
+
 namespace settings::core::detail {
 
+struct SettingsFileAccess::Ahead {
+    std::optional<varnek::files::FileReplacement> replacement; // none: the file is to stay as it is
+    SaveOutcome outcome = SaveOutcome::none;                   // then
+    std::exception_ptr failure;
+};
+
+SettingsFileAccess::SettingsFileAccess(std::filesystem::path filePath) : filePath_(std::move(filePath)) {}
 SettingsFileAccess::~SettingsFileAccess() = default;
 
+void SettingsFileAccess::writeAhead() noexcept {
+    try {
+        ahead_ = std::make_unique<Ahead>();
+        if (const auto bytes = content()) {
+            ahead_->replacement.emplace(filePath_, varnek::files::ReplacementOptions{
+                                                       .temporaryDirectoryRoot = {}, .mode = fileMode()});
+            ahead_->replacement->write(*bytes);
+            ahead_->replacement->beginFlush();
+        }
+        ahead_->outcome = outcome_;
+    } catch (...) {
+        if (ahead_ != nullptr) // else writeTo() starts from the beginning
+            ahead_->failure = std::current_exception();
+    }
+}
+
+void SettingsFileAccess::putInPlace(Ahead& ahead) {
+    if (ahead.failure != nullptr)
+        std::rethrow_exception(ahead.failure);
+    if (!ahead.replacement) {
+        setOutcome(ahead.outcome);
+        return;
+    }
+    ahead.replacement->flush();
+    aboutToReplace();
+    ahead.replacement->rename();
+    leavesFolderToFlush_ = true;
+    setOutcome(SaveOutcome::saved);
+}
+
 void SettingsFileAccess::writeTo(const std::filesystem::path& path) {
+    if (ahead_ != nullptr && path == filePath_) {
+        const std::unique_ptr<Ahead> ahead = std::move(ahead_);
+        putInPlace(*ahead);
+        return;
+    }
     const auto bytes = content();
     if (!bytes)
         return;

@@ -9,6 +9,7 @@
 
 #include <filesystem>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -43,6 +44,12 @@ class SettingsFileAccess {
     /// Replaces the file at `path` with content(), durably, unless there is nothing to replace. What the
     /// default save hook does. varnek::files::FileError, and what content() raises.
     void writeTo(const std::filesystem::path& path);
+    /// Makes content() now and lets it start on its way to the disk; writeTo() then has only to put it in
+    /// place, and the folder is left for the caller to flush. Raises nothing: writeTo() reports what went
+    /// wrong.
+    void writeAhead() noexcept;
+    /// Whether the folder is still to be flushed.
+    bool leavesFolderToFlush() const noexcept { return leavesFolderToFlush_; }
 
     /// Called when the complete new content is on the disk, right before it takes the file's place.
     void onReplacing(std::function<void()> action) { onReplacing_ = std::move(action); }
@@ -52,14 +59,20 @@ class SettingsFileAccess {
     }
 
   protected:
-    explicit SettingsFileAccess(std::filesystem::path filePath) : filePath_(std::move(filePath)) {}
+    explicit SettingsFileAccess(std::filesystem::path filePath);
     SettingsFileAccess(const SettingsFileAccess&) = delete;
     SettingsFileAccess& operator=(const SettingsFileAccess&) = delete;
 
   private:
+    struct Ahead; // what writeAhead() has made
+
+    void putInPlace(Ahead& ahead);
+
     std::filesystem::path filePath_;
     std::function<void()> onReplacing_;
     SaveOutcome outcome_ = SaveOutcome::none;
+    std::unique_ptr<Ahead> ahead_;
+    bool leavesFolderToFlush_ = false;
 };
 
 /// The last step of a replacement. A failure is logged only: the complete file is in its place, and what may

@@ -44,6 +44,15 @@ GroupRecord GroupRecord::clone() const {
     return copy;
 }
 
+bool GroupRecord::remove(std::span<const std::string> path) {
+    if (path.size() > 1) {
+        GroupRecord* const next = find(groups, path.front());
+        return next != nullptr && next->remove(path.subspan(1));
+    }
+    const auto isNamed = [&](const auto& record) { return !path.empty() && record.name == path.front(); };
+    return std::erase_if(settings, isNamed) + std::erase_if(groups, isNamed) != 0;
+}
+
 void GroupRecord::addMissing(GroupRecord other) {
     std::set<std::string, std::less<>> taken;
     for (const SettingRecord& setting : settings)

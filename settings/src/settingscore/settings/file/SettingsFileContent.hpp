@@ -12,6 +12,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -46,6 +47,8 @@ struct GroupRecord {
     /// Takes over what `other` has and this group has not; where both have a child of one name, this one
     /// stays.
     void addMissing(GroupRecord other);
+    /// Takes out the node at `path`, the names from a child of this group on. False: there is none.
+    bool remove(std::span<const std::string> path);
 };
 
 /// A part that this library does not know.

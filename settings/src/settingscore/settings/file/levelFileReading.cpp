@@ -259,6 +259,32 @@ void LevelFileKeeper::adoptKeptValues(const NodePtr& topLevelGroup) {
     }
 }
 
+void LevelFileKeeper::forgetKeptValues(const NodePtr& topLevelGroup, const std::vector<std::string>& path) {
+    for (const LevelIndex level : levelsWithPersonalFiles) {
+        const Key key(topLevelGroup->getName(), level);
+        if (forget(key, path))
+            requestSave(topLevelGroup, level);
+    }
+}
+
+bool LevelFileKeeper::forget(const Key& key, const std::vector<std::string>& path) {
+    {
+        const std::lock_guard lock(mutex_);
+        if (stateOf(key).leftovers == nullptr)
+            return false;
+    }
+    const Turn turn(*this, key); // whoever adopts kept values puts the rest back
+    const std::lock_guard lock(mutex_);
+    FileState& state = stateOf(key);
+    if (state.leftovers == nullptr)
+        return false;
+    GroupRecord rest = state.leftovers->clone();
+    if (!rest.remove(path))
+        return false;
+    state.leftovers = rest.isEmpty() ? nullptr : std::make_shared<const GroupRecord>(std::move(rest));
+    return true;
+}
+
 // ---- groups that users added ----
 
 bool LevelFileKeeper::isToBeRemoved(const Key& key) const {

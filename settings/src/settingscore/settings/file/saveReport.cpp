@@ -10,17 +10,35 @@ namespace settings::core {
 
 using namespace detail;
 
-SaveReport lastSave(const Settings& node, std::string_view level) {
+namespace {
+
+using Query = LevelFileStatus (*)(LevelFileKeeper& files, const std::string& product, LevelIndex level);
+
+SaveReport report(const Settings& node, std::string_view level, Query query) {
     const NodePtr impl = SettingsAccess::mutableNode(node);
     const LevelIndex at = requireLevel(level, [&] { return impl->getThisObjectImpl(); });
     const auto tree = impl->treeContext();
     const NodePtr product = impl->getTopLevelNodeForSave();
-    const auto* files = tree == nullptr ? nullptr : dynamic_cast<const LevelFileKeeper*>(tree->saves.get());
+    auto* const files = tree == nullptr ? nullptr : dynamic_cast<LevelFileKeeper*>(tree->saves.get());
     if (files == nullptr || product == nullptr || at == LevelIndex::session)
         return {};
-    const LevelFileStatus status = files->status(product->getName(), at);
+    const LevelFileStatus status = query(*files, product->getName(), at);
     const bool isOnDisk = !status.isMarked && status.saved != SaveOutcome::encrypted; // that one never is
     return {isOnDisk, status.file.string(), std::string(nameOf(status.saved)), status.saveMessage};
+}
+
+} // namespace
+
+SaveReport lastSave(const Settings& node, std::string_view level) {
+    return report(node, level, [](LevelFileKeeper& files, const std::string& product, LevelIndex at) {
+        return files.status(product, at);
+    });
+}
+
+SaveReport awaitSave(const Settings& node, std::string_view level) {
+    return report(node, level, [](LevelFileKeeper& files, const std::string& product, LevelIndex at) {
+        return files.awaitSave(product, at);
+    });
 }
 
 } // namespace settings::core

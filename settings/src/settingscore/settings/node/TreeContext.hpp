@@ -6,6 +6,9 @@
 
 #include <boost/shared_ptr.hpp>
 
+#include <string>
+#include <vector>
+
 namespace settings::core::detail {
 
 class EventDelivery;
@@ -23,6 +26,9 @@ class SaveRequests {
     virtual void loadUserSettings(const NodePtr& topLevelGroup) = 0;
     /// A definition has appeared in the group: values that were kept for it are to be put in place.
     virtual void adoptKeptValues(const NodePtr& /*topLevelGroup*/) {}
+    /// The node at `path` below the group was removed: what was kept for nodes below it goes with it.
+    virtual void forgetKeptValues(const NodePtr& /*topLevelGroup*/,
+                                  const std::vector<std::string>& /*path*/) {}
     /// The group is gone from its tree, below `root`: its file on `level` is to go as well, unless a group of
     /// its name stands there again.
     virtual void requestDelete(const NodePtr& topLevelGroup, const NodePtr& root, LevelIndex level) = 0;

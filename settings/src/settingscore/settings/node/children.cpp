@@ -206,6 +206,18 @@ EventHandle SettingsImpl::addEvent(const NodePtr& child) {
 
 // ---- removing ----
 
+namespace {
+
+/// The names from `top` (without it) to the child `name` of `group`.
+std::vector<std::string> namesBelow(const NodePtr& top, NodePtr group, const std::string& name) {
+    std::vector<std::string> names{name};
+    for (; group != nullptr && group != top; group = group->getParent())
+        names.insert(names.begin(), group->getName());
+    return names;
+}
+
+} // namespace
+
 void SettingsImpl::removeNode(std::string_view name) {
     requireGroup();
     const NodePtr child = group_->children.find(name);
@@ -231,6 +243,8 @@ void SettingsImpl::removeNode(std::string_view name) {
     for (const LevelIndex level : levels) // before a listener can add a group of that name again
         if (hasOwnFile && child->hasAnythingToPersist(level))
             tree->saves->requestDelete(child, shared_from_this(), level);
+    if (child != topLevel && topLevel != nullptr && tree->saves != nullptr)
+        tree->saves->forgetKeptValues(topLevel, namesBelow(topLevel, shared_from_this(), child->getName()));
     if (place)
         place.fill(removeEvent(child));
     for (const LevelIndex level : levels)

@@ -3,7 +3,9 @@
 #include "settingscore/MSettings.hpp"
 
 #include "settingscore/SettingsRoot.hpp"
+#include "settingscore/SettingsSaving.hpp"
 #include "settingscore/events/EventDelivery.hpp"
+#include "settingscore/settings/level/TreeFolders.hpp"
 #include "settingscore/settings/root/RootStates.hpp"
 #include "settingscore/settings/root/TreesOnDemand.hpp"
 #include "varnek/log/Channel.hpp"
@@ -13,6 +15,10 @@ namespace settings::core {
 namespace {
 
 varnek::log::Channel frontEndLog("settings::core::MSettings");
+
+std::optional<std::u16string> standard(const boost::optional<std::u16string>& text) {
+    return text ? std::optional(*text) : std::nullopt;
+}
 
 detail::EventDelivery& deliveryOf(const detail::SettingsRootStateMgr& state) {
     return *state.root->treeContext()->events;
@@ -44,6 +50,15 @@ void MSettings::eventQueue(std::queue<boost::shared_ptr<const SettingsEvent>>& e
     // A tree that nobody has asked for yet has no events.
     if (const auto state = detail::RootStates::instance().find(DefaultRootIndex().index()))
         deliveryOf(*state).moveQueuedTo(events);
+}
+
+void MSettings::setSettingsFileLocation(const RootIndex& tree, const boost::optional<std::u16string>& factory,
+                                        const boost::optional<std::u16string>& installation,
+                                        const boost::optional<std::u16string>& user,
+                                        const boost::optional<std::u16string>& workgroup) {
+    waitForSettingsSaves(); // what was changed before goes where it was to go
+    detail::setTreeFolders(tree,
+                           {standard(factory), standard(installation), standard(user), standard(workgroup)});
 }
 
 } // namespace settings::core

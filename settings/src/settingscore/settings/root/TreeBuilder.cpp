@@ -7,6 +7,7 @@
 #include "settingscore/settings/file/LevelFileKeeper.hpp"
 #include "settingscore/settings/file/SettingsFileReader.hpp"
 #include "settingscore/settings/file/TreeLoader.hpp"
+#include "settingscore/settings/file/prefdirWriter.hpp"
 #include "settingscore/settings/level/TreeFolders.hpp"
 #include "varnek/files/PathText.hpp"
 
@@ -80,7 +81,8 @@ boost::shared_ptr<SettingsRootStateMgr> emptyTree(const RootIndex& index,
                                                   const boost::shared_ptr<EventDelivery>& events) {
     auto state = boost::make_shared<SettingsRootStateMgr>();
     state->files = boost::make_shared<LevelFileKeeper>(
-        [index](LevelIndex level) { return varnek::files::pathFromUtf16(levelFolder(index, level)); });
+        [index](LevelIndex level) { return varnek::files::pathFromUtf16(levelFolder(index, level)); },
+        &prefdirWriter);
     TreeContext context;
     context.rootIndex = index;
     context.connected = true;

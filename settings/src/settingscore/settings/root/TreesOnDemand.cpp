@@ -1,5 +1,6 @@
 #include "settingscore/settings/root/TreesOnDemand.hpp"
 
+#include "settingscore/SettingsSaving.hpp"
 #include "settingscore/exception/Exceptions.hpp"
 #include "settingscore/settings/level/TreeFolders.hpp"
 #include "settingscore/settings/root/TreeBuilder.hpp"
@@ -38,6 +39,7 @@ boost::shared_ptr<SettingsRootStateMgr> TreesOnDemand::find(const RootIndex& ind
 
 boost::shared_ptr<SettingsRootStateMgr> TreesOnDemand::rebuild(const RootIndex& index) {
     RootStates& states = RootStates::instance();
+    waitForSettingsSaves(); // the new tree reads what the old one holds; the thread may ask for the tree
     boost::shared_ptr<SettingsRootStateMgr> before; // let go after the lock
     const std::lock_guard lock(building_);
     before = states.find(index.index());

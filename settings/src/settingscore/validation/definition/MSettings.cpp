@@ -177,20 +177,4 @@ std::u16string MSettings::getWorkgroupDir(const RootIndex& tree) {
     return detail::workgroupFolder(tree);
 }
 
-namespace {
-
-std::optional<std::u16string> standard(const boost::optional<std::u16string>& text) {
-    return text ? std::optional(*text) : std::nullopt;
-}
-
-} // namespace
-
-void MSettings::setSettingsFileLocation(const RootIndex& tree, const boost::optional<std::u16string>& factory,
-                                        const boost::optional<std::u16string>& installation,
-                                        const boost::optional<std::u16string>& user,
-                                        const boost::optional<std::u16string>& workgroup) {
-    detail::setTreeFolders(tree,
-                           {standard(factory), standard(installation), standard(user), standard(workgroup)});
-}
-
 } // namespace settings::core

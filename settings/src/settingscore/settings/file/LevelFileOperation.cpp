@@ -1,0 +1,343 @@
+#include "settingscore/settings/file/LevelFileOperation.hpp"
+
+#include "settingscore/SettingsSaving.hpp"
+#include "settingscore/exception/FileFailures.hpp"
+#include "settingscore/settings/file/FileFailureText.hpp"
+#include "settingscore/settings/file/FileLog.hpp"
+#include "settingscore/settings/file/PresentFile.hpp"
+#include "settingscore/settings/file/SettingsFileWriter.hpp"
+#include "settingscore/settings/file/TreeSnapshot.hpp"
+#include "settingscore/settings/settingsFile.hpp"
+#include "varnek/files/FileAccess.hpp"
+#include "varnek/files/FileStamp.hpp"
+#include "json/Value.hpp"
+
+namespace settings::core::detail {
+
+namespace {
+
+thread_local int saveDepth = 0;
+
+struct InsideSave {
+    InsideSave() noexcept { ++saveDepth; }
+    InsideSave(const InsideSave&) = delete;
+    InsideSave& operator=(const InsideSave&) = delete;
+    ~InsideSave() { --saveDepth; }
+};
+
+/// Whether the request is still to be met after this outcome.
+bool leavesMark(SaveOutcome outcome) {
+    switch (outcome) {
+    case SaveOutcome::switchedOff:
+    case SaveOutcome::notWritable:
+    case SaveOutcome::waitingForRead:
+    case SaveOutcome::failed:
+        return true;
+    default:
+        return false;
+    }
+}
+
+std::unique_ptr<varnek::files::FolderLock> keepOthersOut(const std::filesystem::path& file) {
+    if (file.empty())
+        return {};
+    auto lock = std::make_unique<varnek::files::FolderLock>(file.parent_path());
+    if (!lock->isHeld())
+        VARNEK_LOG(fileLog, warning) << "saves without a lock on the folder: " << file.parent_path().string();
+    return lock;
+}
+
+void logEncrypted(const std::filesystem::path& file) {
+    VARNEK_LOG(fileLog, warning) << "Don't write file because it was previously encrypted: " << file.string();
+}
+
+bool isFolder(const std::filesystem::path& folder) {
+    std::error_code ignored;
+    return std::filesystem::is_directory(folder, ignored);
+}
+
+} // namespace
+
+bool isInsideSave() noexcept {
+    return saveDepth > 0;
+}
+
+LevelFileKeeper::Operation::Operation(LevelFileKeeper& keeper, Key key, std::filesystem::path file)
+    : FileOperation(key.second, std::move(file), &keeper), keeper_(keeper),
+      alive_(keeper.weak_from_this().lock()), key_(std::move(key)) {}
+
+LevelFileKeeper::Operation::~Operation() = default;
+
+// ---- the steps ----
+
+void LevelFileKeeper::Operation::prepare(bool ahead) {
+    if (!begin())
+        return;
+    attempt([&] {
+        VARNEK_LOG(fileLog, info) << announcement() << path().string();
+        group_ = groupToSave();
+        if (group_ != nullptr)
+            prepareSave(ahead);
+    });
+}
+
+bool LevelFileKeeper::Operation::execute() {
+    if (!hasRun_)
+        return false;
+    if (!outcome_)
+        attempt([&] {
+            if (group_ == nullptr)
+                end(removeFile(true));
+            else
+                executeSave();
+        });
+    othersOut_.reset();
+    return access_ && access_->leavesFolderToFlush();
+}
+
+void LevelFileKeeper::Operation::finish() {
+    if (!hasRun_)
+        return;
+    const SaveOutcome outcome = outcome_.value_or(SaveOutcome::failed);
+    NodePtr finished; // let go without the lock
+    NodePtr root;
+    {
+        const std::lock_guard lock(keeper_.mutex_);
+        FileState& state = keeper_.stateOf(key_);
+        state.attempted = taken_;
+        state.status.saved = outcome;
+        state.status.saveMessage = std::move(message_);
+        keeper_.anySkipped_ = keeper_.anySkipped_ || outcome == SaveOutcome::switchedOff;
+        if (state.requested == taken_) {
+            root = std::move(state.root);
+            state.status.isMarked = leavesMark(outcome);
+            state.isRemoval = state.isRemoval && state.status.isMarked;
+            if (!state.status.isMarked)
+                finished = std::move(state.group);
+        }
+    }
+    access_.reset();
+    turn_.reset();
+    group_.reset();
+    events_.tell();
+}
+
+bool LevelFileKeeper::Operation::begin() {
+    turn_.emplace(keeper_, key_);
+    if (!*turn_)
+        return false; // whoever has it goes on as long as there are requests
+    const std::lock_guard lock(keeper_.mutex_);
+    FileState& state = keeper_.stateOf(key_);
+    taken_ = state.requested;
+    state.isQueued = false;
+    hasRun_ = state.attempted < taken_;
+    if (hasRun_ && state.group == nullptr && !state.isRemoval) { // another request has met this one
+        state.attempted = taken_;
+        hasRun_ = false;
+    }
+    group_ = state.group;
+    return hasRun_;
+}
+
+template <class Step>
+void LevelFileKeeper::Operation::attempt(Step&& step) {
+    const InsideSave inside;
+    try {
+        step();
+    } catch (const exception::ErrorWriteToTempSettingsFile& failure) {
+        const std::string detail(varnek::json::Value(failure.getDetail()).asString());
+        VARNEK_LOG(fileLog, error) << "Exception caught: " << failure.what() << ' ' << detail;
+        end(SaveOutcome::failed, detail);
+    } catch (...) {
+        const std::string cause = causeOfCurrentException();
+        VARNEK_LOG(fileLog, error) << "Exception caught: " << (cause.empty() ? "Unknown" : cause);
+        end(SaveOutcome::failed, cause);
+    }
+}
+
+void LevelFileKeeper::Operation::end(SaveOutcome outcome, std::string message) {
+    outcome_ = outcome;
+    message_ = std::move(message);
+}
+
+// ---- saving ----
+
+/// The group whose values the file is to hold; none: it is to go.
+NodePtr LevelFileKeeper::Operation::groupToSave() {
+    if (group_ != nullptr)
+        return group_;
+    NodePtr root;
+    {
+        const std::lock_guard lock(keeper_.mutex_);
+        FileState& state = keeper_.stateOf(key_);
+        root = state.removedFrom.lock();
+        state.forgetKept();
+    }
+    const NodePtr again = root == nullptr ? NodePtr() : root->getChild(key_.first, false);
+    return again != nullptr && again->originLevel() != LevelIndex::session ? again : NodePtr();
+}
+
+bool LevelFileKeeper::Operation::refuseEncrypted() {
+    if (!keeper_.status(key_.first, key_.second).isEncrypted)
+        return false;
+    logEncrypted(path());
+    end(SaveOutcome::encrypted);
+    return true;
+}
+
+/// Takes over what other processes have written, and keeps them out from here on.
+void LevelFileKeeper::Operation::prepareSave(bool ahead) {
+    const std::filesystem::path& file = path();
+    const auto isRemoved = [&] { return group_->getTopLevelNodeForSave() != group_; };
+    if (isRemoved()) // its file goes by another request
+        return end(SaveOutcome::nothingToSave);
+    if (!isSettingsSavingTurnedOn()) {
+        if (!refuseEncrypted())
+            end(SaveOutcome::switchedOff);
+        return;
+    }
+    if (!varnek::files::FileStamp::of(file).exists)
+        keeper_.forgetEncryption(key_);
+    if (refuseEncrypted())
+        return;
+    keeper_.adopt(key_, group_); // of what was added while the turn could not be had
+    const bool hasSomething = group_->hasAnythingToPersist(key_.second) || keeper_.holdsMoreThanTheTree(key_);
+    const bool isFolderAway = !isFolder(file.parent_path());
+    if (key_.second == LevelIndex::user && hasSomething && group_->originLevel() != LevelIndex::session &&
+        isFolderAway)
+        createMissingFolder(file.parent_path()); // before it is locked
+    othersOut_ = keepOthersOut(file);
+    // A folder that was away took nothing from the tree.
+    const bool isNew = isFolderAway && !varnek::files::FileStamp::of(file).exists;
+    if (!isNew && keeper_.mustReadFirst(key_)) {
+        const LoadOutcome outcome = keeper_.read(key_, group_, events_);
+        if (refuseEncrypted())
+            return;
+        if (outcome == LoadOutcome::unreadable)
+            return end(SaveOutcome::waitingForRead);
+        if (isRemoved()) // with its file
+            return end(SaveOutcome::nothingToSave);
+    }
+    makeAccess();
+    if (ahead)
+        access_->writeAhead();
+}
+
+void LevelFileKeeper::Operation::makeAccess() {
+    access_.emplace(
+        key_.second, group_, path(),
+        [this](const NodePtr&, const std::filesystem::path&, std::string_view, SaveOutcome& outcome) {
+            auto bytes = makeImage();
+            outcome = image_.outcome;
+            return bytes;
+        },
+        keeper_.holdsMoreThanTheTree(key_));
+    access_->onReplacing([this] {
+        if (image_.replacesDamaged)
+            keepAside(path());
+    });
+}
+
+void LevelFileKeeper::Operation::executeSave() {
+    VARNEK_LOG(fileLog, debug) << access_->description();
+    const SaveOutcome outcome = saveSettingsFile(*access_);
+    if (outcome == SaveOutcome::saved || outcome == SaveOutcome::unchanged)
+        noteSaved();
+    const bool isGone = outcome == SaveOutcome::nothingToSave && group_->originLevel() != LevelIndex::session;
+    end(isGone ? removeFile(false) : outcome);
+}
+
+std::optional<std::string> LevelFileKeeper::Operation::makeImage() {
+    image_ = {};
+    PresentFile present = PresentFile::at(path());
+    if (present.state == PresentFile::State::encrypted) {
+        logEncrypted(path());
+        image_.outcome = SaveOutcome::encrypted;
+        return std::nullopt;
+    }
+    if (present.state == PresentFile::State::unreadable) {
+        image_.outcome = SaveOutcome::waitingForRead;
+        return std::nullopt;
+    }
+    SettingsFileContent content;
+    content.tree = snapshotOf(group_, key_.second);
+    bool isDamaged = present.state == PresentFile::State::damaged;
+    {
+        const std::lock_guard lock(keeper_.mutex_);
+        const FileState& state = keeper_.stateOf(key_);
+        if (state.leftovers != nullptr)
+            content.tree.addMissing(state.leftovers->clone());
+        if (state.foreignParts != nullptr)
+            content.foreignParts = *state.foreignParts;
+        content.version = state.version;
+        content.revision = state.status.revision;
+        isDamaged = isDamaged || state.status.loaded == LoadOutcome::damaged;
+    }
+    if (content.tree.isEmpty() && !content.tree.isUserDefined && content.foreignParts.empty()) {
+        image_.outcome = SaveOutcome::nothingToSave;
+        return std::nullopt;
+    }
+    if (isDamaged && present.state != PresentFile::State::absent)
+        present.state = PresentFile::State::damaged; // to be replaced, whatever it says
+    auto bytes = fileImage(content, key_.second, present);
+    image_.isComplete = true;
+    image_.version = content.version;
+    image_.tree = std::make_shared<const GroupRecord>(std::move(content.tree));
+    image_.replacesDamaged = present.state == PresentFile::State::damaged;
+    image_.revision = std::max(content.revision, present.revision);
+    return bytes;
+}
+
+void LevelFileKeeper::Operation::noteSaved() {
+    if (!image_.isComplete)
+        return;
+    const auto stamp = varnek::files::FileStamp::of(path());
+    const auto folder = varnek::files::FileStamp::of(path().parent_path());
+    const std::lock_guard lock(keeper_.mutex_);
+    FileState& state = keeper_.stateOf(key_);
+    state.base = image_.tree;
+    state.stamp = stamp;
+    state.folder = folder;
+    state.isVersionNew = state.isVersionNew && state.version != image_.version;
+    state.status.loaded = LoadOutcome::ok;
+    state.status.loadMessage.clear();
+    state.status.revision = image_.revision;
+}
+
+// ---- removing ----
+
+SaveOutcome LevelFileKeeper::Operation::removeFile(bool isAnnounced) {
+    if (!isSettingsSavingTurnedOn())
+        return SaveOutcome::switchedOff;
+    const auto othersOut = keepOthersOut(path());
+    const PresentFile present = PresentFile::at(path());
+    switch (present.state) {
+    case PresentFile::State::absent:
+        keeper_.noteAbsent(key_);
+        return SaveOutcome::nothingToSave;
+    case PresentFile::State::encrypted:
+        logEncrypted(path());
+        return SaveOutcome::encrypted;
+    case PresentFile::State::unreadable:
+        return SaveOutcome::waitingForRead;
+    case PresentFile::State::damaged:
+        setAside(path());
+        break;
+    case PresentFile::State::plain:
+        if (keeper_.status(key_.first, key_.second).loaded == LoadOutcome::damaged) {
+            setAside(path());
+            break;
+        }
+        if (!isAnnounced)
+            VARNEK_LOG(fileLog, info) << "Delete settings file: " << path().string();
+        varnek::files::removeFile(path());
+        break;
+    }
+    keeper_.noteAbsent(key_);
+    const std::lock_guard lock(keeper_.mutex_);
+    FileState& state = keeper_.stateOf(key_);
+    state.status.revision = std::max(state.status.revision, present.revision);
+    return SaveOutcome::removed;
+}
+
+} // namespace settings::core::detail

@@ -1,0 +1,520 @@
+// The file-writer thread: its queue of work, the requests that are merged, the passes, the end of the
+// process.
+
+#include "support/FileTree.hpp"
+
+#include "settingscore/SaveReport.hpp"
+#include "settingscore/SettingsSaving.hpp"
+#include "settingscore/settings/file/OrderedWorkQueue.hpp"
+#include "settingscore/settings/file/PrefdirFileWriterQueue.hpp"
+#include "settingscore/settings/file/SaveHook.hpp"
+#include "settingscore/settings/file/prefdirWriter.hpp"
+#include "settingscore/settings/node/SettingsAccess.hpp"
+
+#include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <latch>
+#include <random>
+#include <thread>
+
+namespace {
+
+using namespace settings::test;
+using namespace settings::core::detail;
+using namespace std::chrono_literals;
+
+int times(int soak, int usual) {
+    return std::getenv("VKSETTINGS_SOAK") != nullptr ? soak : usual;
+}
+
+// ---- the queue of work ----
+
+std::string textOf(const std::function<void()>& call) {
+    try {
+        call();
+        return {};
+    } catch (const std::exception& failure) {
+        return failure.what();
+    }
+}
+
+/// Waits until `condition` holds, for as long as a slow machine may need.
+void waitUntil(const std::function<bool()>& condition) {
+    const auto end = std::chrono::steady_clock::now() + 60s;
+    while (!condition() && std::chrono::steady_clock::now() < end)
+        std::this_thread::yield();
+    ASSERT_TRUE(condition());
+}
+
+TEST(OrderedWorkQueue, RunsItemsInOrderOnItsThreadAndEndsOnce) {
+    OrderedWorkQueueImpl queue("PrefdirWriter", 2);
+    std::vector<int> ran;
+    std::string name;
+    std::vector<std::future<void>> done;
+    for (int i = 0; i < 100; ++i)
+        done.push_back(queue.push([&, i] { ran.push_back(i); }));
+    done.push_back(queue.push([&] {
+        char buffer[16] = {};
+        ::pthread_getname_np(::pthread_self(), buffer, sizeof buffer);
+        name = buffer;
+    }));
+    auto failed = queue.push([] { throw std::runtime_error("cause"); });
+    EXPECT_EQ("work must be executable", textOf([&] { queue.push({}); }));
+    EXPECT_EQ("cause", textOf([&] { failed.get(); })); // and nothing else comes of it
+    auto last = queue.push([&] { ran.push_back(100); });
+    queue.terminate(true);
+    for (auto& future : done)
+        future.get();
+    EXPECT_EQ(std::future_status::ready, last.wait_for(0s));
+    EXPECT_EQ("PrefdirWriter", name);
+    ASSERT_EQ(101U, ran.size());
+    EXPECT_TRUE(std::is_sorted(ran.begin(), ran.end()));
+    EXPECT_EQ("OrderedWorkQueue already terminated", textOf([&] { queue.push([] {}); }));
+    EXPECT_EQ("OrderedWorkQueue already being terminated", textOf([&] { queue.terminate(true); }));
+}
+
+TEST(OrderedWorkQueue, WithoutAThreadThereIsNothingToWaitFor) {
+    OrderedWorkQueueImpl queue("w", 1);
+    queue.terminate(true);
+    EXPECT_EQ("OrderedWorkQueue already terminated", textOf([&] { queue.push([] {}); }));
+}
+
+TEST(OrderedWorkQueue, HoldsProducersUpWhenItIsFullButNotItsWorker) {
+    OrderedWorkQueueImpl queue("w", 2);
+    std::latch mayGoOn(1);
+    std::atomic<int> pushed = 0;
+    std::vector<std::future<void>> own;
+    std::latch isBusy(1);
+    auto busy = queue.push([&] {
+        isBusy.count_down();
+        mayGoOn.wait();
+        for (int i = 0; i < 10; ++i) // into its own full queue
+            own.push_back(queue.push([] {}));
+    });
+    isBusy.wait();
+    std::thread producer([&] {
+        for (int i = 0; i < 5; ++i) {
+            queue.push([] {});
+            ++pushed;
+        }
+    });
+    waitUntil([&] { return pushed == 2; });
+    for (int i = 0; i < 1000; ++i)
+        std::this_thread::yield();
+    EXPECT_EQ(2, pushed); // the third waits for the worker
+    mayGoOn.count_down();
+    producer.join();
+    busy.get();
+    for (auto& future : own)
+        future.get();
+    EXPECT_EQ(5, pushed);
+}
+
+/// Ends a queue from its own thread while a producer is held up by the full queue.
+TEST(OrderedWorkQueue, EndsFromItsOwnThread) {
+    OrderedWorkQueueImpl queue("w", 1);
+    std::latch isBusy(1);
+    std::latch mayEnd(1);
+    std::atomic<bool> ranLater = false;
+    auto ends = queue.push([&] {
+        isBusy.count_down();
+        mayEnd.wait();
+        queue.terminate(true);
+    });
+    isBusy.wait();
+    auto first = queue.push([&] { ranLater = true; });
+    std::string text;
+    std::atomic<bool> isAtIt = false;
+    std::thread producer([&] {
+        isAtIt = true;
+        text = textOf([&] { queue.push([] {}); });
+    });
+    waitUntil([&] { return isAtIt.load(); });
+    for (int i = 0; i < 1000; ++i) // so that it is most likely held up by now
+        std::this_thread::yield();
+    mayEnd.count_down();
+    ends.get();
+    producer.join();
+    first.get();
+    EXPECT_TRUE(ranLater); // what was pushed before runs
+    EXPECT_EQ("OrderedWorkQueue already terminated", text);
+}
+
+TEST(OrderedWorkQueue, APushThatRacesTheEndRunsOrFails) {
+    const int rounds = times(10'000, 300);
+    int refusals = 0;
+    for (int round = 0; round < rounds; ++round) {
+        OrderedWorkQueueImpl queue("w", 1 + static_cast<std::size_t>(round % 3));
+        std::atomic<int> ran = 0;
+        std::latch together(3);
+        int accepted = 0;
+        bool isRefused = false;
+        std::thread producer([&] {
+            std::vector<std::future<void>> futures;
+            together.arrive_and_wait();
+            for (int i = 0; i < 20 && !isRefused; ++i) {
+                const std::string text = textOf([&] { futures.push_back(queue.push([&] { ++ran; })); });
+                isRefused = !text.empty();
+                EXPECT_EQ(isRefused ? "OrderedWorkQueue already terminated" : "", text);
+            }
+            for (auto& future : futures)
+                future.get();
+            accepted = static_cast<int>(futures.size());
+        });
+        std::thread ender([&] {
+            together.arrive_and_wait();
+            for (int i = 0; i < round % 7; ++i)
+                std::this_thread::yield();
+            queue.terminate(true);
+        });
+        together.arrive_and_wait();
+        ender.join();
+        producer.join();
+        ASSERT_EQ(accepted, ran);
+        refusals += isRefused ? 1 : 0;
+    }
+    EXPECT_LT(0, refusals); // or the race was not one
+}
+
+// ---- requests and passes ----
+
+PrefdirFileWriterQueue* current = nullptr;
+
+/// A tree whose saves go through a writer thread of the test's own, which begins when somebody waits.
+struct FileWriter : testing::Test {
+    FileWriter() { current = &queue; }
+    ~FileWriter() override { current = nullptr; }
+
+    static PrefdirFileWriterQueue* writer() { return current; }
+
+    static Handle group(const FileTree& tree, const std::string& name) {
+        const Handle group = tree.group(name);
+        TestTree::setting(group, "s");
+        TestTree::setting(group, "t");
+        tree.load(group);
+        return group;
+    }
+    Handle group(const std::string& name) const { return group(tree, name); }
+    /// What a process that starts now reads; -1 where there is nothing.
+    double onDisk(const std::string& name, const std::string& setting = "s") const {
+        const FileTree other(folder.path());
+        other.keeper->loadAddedGroups(SettingsAccess::node(*other.root), LevelIndex::user);
+        const bool isAdded = SettingsAccess::node(*other.root)->getChild(name, false) != nullptr;
+        const Handle read = isAdded ? other.root->getChild(name) : group(other, name);
+        return read->isSet(setting, "user") ? read->get<double>(setting, "user") : -1.0;
+    }
+
+    TempFolder folder;
+    PrefdirFileWriterQueue queue{24h};
+    FileTree tree{folder.path(), writer};
+};
+
+TEST_F(FileWriter, ABurstOfChangesIsOneWrite) {
+    const Handle g = group("g");
+    FileLogLines log;
+    for (int i = 1; i <= 10; ++i)
+        g->set("s", static_cast<double>(i), "user");
+    EXPECT_FALSE(std::filesystem::exists(tree.file("g")));
+    EXPECT_FALSE(lastSave(*g, "user").isOnDisk);
+    const auto report = awaitSave(*g, "user");
+    EXPECT_TRUE(report.isOnDisk);
+    EXPECT_EQ("saved", report.outcome);
+    EXPECT_EQ(10.0, onDisk("g"));
+    const auto all = log.take();
+    const auto count = [&](const std::string& text) { return std::count(all.begin(), all.end(), text); };
+    const std::string file = tree.file("g").string();
+    EXPECT_EQ(10, count("Request file update: " + file));
+    EXPECT_EQ(10, count("Wake up the file I/O thread."));
+    EXPECT_EQ(1, count("Process the File I/O"));
+    EXPECT_EQ(1, count("Save settings file: " + file));
+}
+
+TEST_F(FileWriter, TheLatestRequestWins) {
+    const auto addGroup = [&](double value) {
+        const Handle added = tree.root->addGroup("mine", true, false, "user");
+        added->addSetting("s", Array::scalar(value), true, false, "user");
+    };
+    const std::string file = tree.file("mine").string();
+    FileLogLines log;
+    addGroup(1.0);
+    queue.waitForAll();
+    ASSERT_TRUE(std::filesystem::exists(file));
+    log.take();
+
+    tree.root->getChild("mine")->set("s", 2.0, "user");
+    tree.root->removeNode("mine");
+    queue.waitForAll();
+    EXPECT_FALSE(std::filesystem::exists(file));
+    auto lines = log.take(file);
+    EXPECT_EQ(1, std::count(lines.begin(), lines.end(), "Request delete file: " + file));
+    EXPECT_EQ(1, std::count(lines.begin(), lines.end(), "Delete settings file: " + file));
+    EXPECT_EQ(0, std::count(lines.begin(), lines.end(), "Save settings file: " + file));
+
+    addGroup(3.0);
+    queue.waitForAll();
+    tree.root->removeNode("mine");
+    addGroup(4.0);
+    log.take();
+    queue.waitForAll();
+    EXPECT_EQ(4.0, onDisk("mine"));
+    lines = log.take(file);
+    EXPECT_EQ(0, std::count(lines.begin(), lines.end(), "Delete settings file: " + file));
+    EXPECT_EQ(1, std::count(lines.begin(), lines.end(), "Save settings file: " + file));
+}
+
+TEST_F(FileWriter, APassGoesByLevelAndPath) {
+    const std::vector<Handle> groups{group("c"), group("a"), group("b")};
+    FileLogLines log;
+    for (const Handle& g : groups)
+        g->set("s", 1.0, "user");
+    groups[0]->set("s", 1.0, "installation");
+    groups[1]->set("t", 1.0, "user");
+    queue.waitForAll();
+    const auto line = [&](const char* name, LevelIndex level) {
+        return "Save settings file: " + tree.file(name, level).string();
+    };
+    EXPECT_EQ((std::vector<std::string>{line("c", LevelIndex::installation), line("a", LevelIndex::user),
+                                        line("b", LevelIndex::user), line("c", LevelIndex::user)}),
+              log.take("Save settings file: "));
+}
+
+TEST_F(FileWriter, AFailureIsItsOwn) {
+    const Handle a = group("a");
+    const Handle b = group("b");
+    std::filesystem::create_directories(tree.file("a") / "in the way");
+    FileLogLines log;
+    a->set("s", 1.0, "user");
+    b->set("s", 2.0, "user");
+    const auto failed = awaitSave(*a, "user");
+    EXPECT_FALSE(failed.isOnDisk);
+    EXPECT_NE("", failed.message + failed.outcome);
+    EXPECT_TRUE(awaitSave(*b, "user").isOnDisk);
+    EXPECT_EQ(2.0, onDisk("b"));
+    std::filesystem::remove_all(tree.file("a"));
+    a->set("t", 3.0, "user");
+    EXPECT_TRUE(awaitSave(*a, "user").isOnDisk); // and what could not be saved goes with it
+    EXPECT_EQ(1.0, onDisk("a", "s"));
+    EXPECT_EQ(3.0, onDisk("a", "t"));
+}
+
+TEST_F(FileWriter, TwoTreesOverOneFile) {
+    const FileTree second(folder.path(), writer);
+    const Handle ours = group("g");
+    const Handle theirs = group(second, "g");
+    ours->set("s", 1.0, "user");
+    theirs->set("t", 2.0, "user");
+    queue.waitForAll();
+    EXPECT_EQ(1.0, onDisk("g", "s"));
+    EXPECT_EQ(2.0, onDisk("g", "t"));
+}
+
+TEST_F(FileWriter, ATreeStaysUntilItIsSaved) {
+    {
+        FileTree shortLived(folder.path(), writer);
+        group(shortLived, "g")->set("s", 5.0, "user");
+    }
+    queue.terminate(true);
+    EXPECT_EQ(5.0, onDisk("g"));
+}
+
+TEST_F(FileWriter, AfterItsEndSavesAreMadeInTheCaller) {
+    const Handle g = group("g");
+    g->set("s", 1.0, "user");
+    queue.terminate(true);
+    EXPECT_EQ(1.0, onDisk("g"));
+    g->set("s", 2.0, "user");
+    EXPECT_EQ(2.0, onDisk("g"));
+    EXPECT_TRUE(awaitSave(*g, "user").isOnDisk);
+}
+
+TEST_F(FileWriter, RequestsThatRaceTheEndAreMet) {
+    const int rounds = times(2'000, 50);
+    for (int round = 0; round < rounds; ++round) {
+        PrefdirFileWriterQueue ending(0ms);
+        current = &ending;
+        const FileTree shared(folder.path(), writer);
+        const Handle g = group(shared, "g" + std::to_string(round));
+        std::latch together(2);
+        std::thread setter([&] {
+            together.arrive_and_wait();
+            for (int i = 1; i <= 5; ++i)
+                g->set("s", static_cast<double>(i), "user");
+        });
+        together.arrive_and_wait();
+        for (int i = 0; i < round % 5; ++i)
+            std::this_thread::yield();
+        ending.terminate(true);
+        setter.join();
+        ASSERT_TRUE(awaitSave(*g, "user").isOnDisk);
+        ASSERT_EQ(5.0, onDisk(g->getName()));
+        current = &queue;
+    }
+}
+
+TEST_F(FileWriter, ManyFilesOfOneFolderGoTogether) {
+    const SavesThroughTheHook through;
+    constexpr int files = 150;
+    std::vector<Handle> groups;
+    for (int i = 0; i < files; ++i)
+        groups.push_back(group("g" + std::to_string(1000 + i)));
+    writeBytes(tree.file("g1007"), "damaged");
+    std::filesystem::create_directories(tree.file("g1009") / "in the way");
+    FileLogLines log;
+    for (int i = 0; i < files; ++i)
+        groups[static_cast<std::size_t>(i)]->set("s", static_cast<double>(i), "user");
+    queue.waitForAll();
+    for (int i = 0; i < files; ++i) {
+        const Handle& g = groups[static_cast<std::size_t>(i)];
+        if (i == 9)
+            EXPECT_FALSE(lastSave(*g, "user").isOnDisk);
+        else
+            ASSERT_EQ(static_cast<double>(i), onDisk(g->getName())) << lastSave(*g, "user").message;
+    }
+    EXPECT_EQ("damaged", bytesOf(tree.file("g1007").string() + ".damaged"));
+    const auto names = namesIn(folder / "user");
+    EXPECT_EQ(files + 1U, names.size()) << testing::PrintToString(names); // nothing temporary is left
+    EXPECT_EQ(static_cast<std::size_t>(files), log.take("Save settings file: ").size());
+}
+
+TEST_F(FileWriter, AHookMaySaveAgainAndReplacesTheOrderingOfTheDisk) {
+    const SavesThroughTheHook through;
+    const Handle a = group("a");
+    const Handle b = group("b");
+    std::vector<std::string> hooked;
+    const SaveHook before = setSaveHook([&](SettingsFileAccess& access, const std::filesystem::path& path) {
+        hooked.push_back(path.filename().string());
+        if (hooked.size() == 1)
+            b->set("s", 7.0, "user");
+        access.writeTo(path);
+    });
+    a->set("s", 1.0, "user");
+    queue.waitForAll();
+    queue.waitForAll();
+    setSaveHook(before);
+    EXPECT_EQ((std::vector<std::string>{"a.vksettings", "b.vksettings"}), hooked);
+    EXPECT_EQ(1.0, onDisk("a"));
+    EXPECT_EQ(7.0, onDisk("b"));
+}
+
+// ---- processes ----
+
+/// Runs one test of this program, which is disabled otherwise, as a process of its own.
+pid_t startAlone(const std::string& test, const TempFolder& folder) {
+    const pid_t child = ::fork();
+    if (child != 0)
+        return child;
+    ::setenv("FILE_WRITER_FOLDER", folder.path().c_str(), 1);
+    const std::string filter = "--gtest_filter=" + test;
+    const int silent = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
+    ::dup2(silent, STDOUT_FILENO);
+    ::execl("/proc/self/exe", "settings_file_tests", filter.c_str(), "--gtest_also_run_disabled_tests",
+            static_cast<char*>(nullptr));
+    ::_exit(127);
+}
+
+struct AloneInFolder : testing::Test {
+    static std::filesystem::path base() {
+        const char* folder = std::getenv("FILE_WRITER_FOLDER");
+        return folder == nullptr ? std::filesystem::path() : std::filesystem::path(folder);
+    }
+    static Handle group(const FileTree& tree) { return FileWriter::group(tree, "g"); }
+};
+
+TEST_F(AloneInFolder, DISABLED_SetsAndEnds) {
+    auto& tree = *new FileTree(base(), prefdirWriter); // as in an application, nobody takes it down
+    const Handle g = group(tree);
+    for (int i = 1; i <= 100; ++i)
+        g->set("s", static_cast<double>(i), "user");
+}
+
+TEST_F(AloneInFolder, DISABLED_SetsUntilItIsKilled) {
+    auto& tree = *new FileTree(base(), prefdirWriter);
+    const Handle g = group(tree);
+    for (double i = 1;; ++i) {
+        g->set("s", i, "user");
+        g->set("t", i, "user");
+        if (static_cast<long>(i) % 16 == 0)
+            awaitSave(*g, "user");
+    }
+}
+
+TEST_F(AloneInFolder, DISABLED_CountsUp) {
+    auto& tree = *new FileTree(base(), prefdirWriter);
+    const Handle g = tree.group("g");
+    const char* const setting = std::getenv("FILE_WRITER_SETTING");
+    ASSERT_NE(nullptr, setting);
+    TestTree::setting(g, setting);
+    tree.load(g);
+    const int count = times(500, 25);
+    for (int i = 1; i <= count; ++i) {
+        g->set(setting, static_cast<double>(i), "user");
+        if (i % 5 == 0)
+            awaitSave(*g, "user");
+    }
+}
+
+TEST_F(FileWriter, WhatWasChangedIsOnDiskWhenAProcessEnds) {
+    const pid_t child = startAlone("AloneInFolder.DISABLED_SetsAndEnds", folder);
+    int status = 0;
+    ASSERT_EQ(child, ::waitpid(child, &status, 0));
+    ASSERT_EQ(0, status);
+    EXPECT_EQ(100.0, onDisk("g"));
+}
+
+TEST_F(FileWriter, AProcessKilledAtAnyMomentLeavesAWholeFile) {
+    const int rounds = times(2'000, 8);
+    std::mt19937 random(20'261'121);
+    int kept = 0;
+    double last = -1.0;
+    for (int round = 0; round < rounds; ++round) {
+        const pid_t child = startAlone("AloneInFolder.DISABLED_SetsUntilItIsKilled", folder);
+        ASSERT_NE(-1, child);
+        const auto before = varnek::files::FileStamp::of(tree.file("g"));
+        waitUntil([&] { return varnek::files::FileStamp::of(tree.file("g")) != before; });
+        const int spins = std::uniform_int_distribution<int>(0, 20'000)(random);
+        for (int i = 0; i < spins; ++i)
+            std::atomic_signal_fence(std::memory_order_seq_cst);
+        ::kill(child, SIGKILL);
+        int status = 0;
+        ASSERT_EQ(child, ::waitpid(child, &status, 0));
+        const FileTree next(folder.path());
+        next.keeper->loadAddedGroups(SettingsAccess::node(*next.root), LevelIndex::user); // clears up
+        const Handle g = group(next, "g");
+        ASSERT_EQ(LoadOutcome::ok, next.status("g").loaded) << next.status("g").loadMessage;
+        const double s = g->get<double>("s", "user");
+        const double t = g->isSet("t", "user") ? g->get<double>("t", "user") : 0.0;
+        EXPECT_TRUE(s == t || s == t + 1) << s << ' ' << t; // as they stood at one moment
+        kept += s == last ? 1 : 0;
+        last = s;
+        ASSERT_EQ(std::vector<std::string>{"g.vksettings"}, namesIn(folder / "user"));
+    }
+    EXPECT_LT(kept, rounds);
+}
+
+TEST_F(FileWriter, EightProcessesLoseNothingOfEachOther) {
+    std::vector<pid_t> children;
+    for (int i = 0; i < 8; ++i) {
+        ::setenv("FILE_WRITER_SETTING", ("s" + std::to_string(i)).c_str(), 1);
+        children.push_back(startAlone("AloneInFolder.DISABLED_CountsUp", folder));
+    }
+    ::unsetenv("FILE_WRITER_SETTING");
+    for (const pid_t child : children) {
+        int status = 0;
+        ASSERT_EQ(child, ::waitpid(child, &status, 0));
+        EXPECT_EQ(0, status);
+    }
+    const Handle g = tree.group("g");
+    for (int i = 0; i < 8; ++i)
+        TestTree::setting(g, "s" + std::to_string(i));
+    tree.load(g);
+    for (int i = 0; i < 8; ++i)
+        EXPECT_EQ(static_cast<double>(times(500, 25)), g->get<double>("s" + std::to_string(i), "user")) << i;
+}
+
+} // namespace
