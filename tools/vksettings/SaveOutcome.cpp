@@ -19,6 +19,7 @@ std::string reasonOf(const settings::core::SaveReport& report) {
         {"encrypted", "the file is encrypted and is never replaced by a plain one"},
         {"waitingForRead", "the file could not be read and is not replaced unread"},
         {"switchedOff", "saving is switched off"},
+        {"folderAway", "its folder is not there"},
     };
     for (const auto& [outcome, reason] : reasons)
         if (report.outcome == outcome)

@@ -177,4 +177,34 @@ TEST_F(EncryptedFiles, OnlySoundPluginsAreLoaded) {
     EXPECT_EQ("in memory", security::getSecretType());
 }
 
+/// What was read from an encrypted file is not written in plain because its folder is away.
+TEST_F(EncryptedFiles, NothingSecretGoesIntoAnotherFolder) {
+    installPlugin();
+    security::addSecret(u"g.vksettings", "correct horse");
+    const FileTree tree(folder.path());
+    const Handle group = define(tree);
+    TestTree::setting(group, "t", Array::scalar(0.0));
+    ASSERT_TRUE(tree.status("g").isEncrypted);
+    std::filesystem::rename(folder / "user", folder / "away");
+    group->set("t", 2.0, "user");
+    EXPECT_FALSE(std::filesystem::exists(file));
+    EXPECT_EQ(SaveOutcome::encrypted, tree.status("g").saved);
+}
+
+TEST_F(EncryptedFiles, APlainFileInThePlaceOfAnEncryptedOneIsSaved) {
+    installPlugin();
+    security::addSecret(u"g.vksettings", "correct horse");
+    const FileTree tree(folder.path());
+    const Handle group = define(tree);
+    ASSERT_TRUE(tree.status("g").isEncrypted);
+    std::filesystem::remove(file);
+    {
+        const FileTree theirs(folder.path());
+        define(theirs)->set("s", 5.0, "user");
+    }
+    group->set("s", 6.0, "user");
+    EXPECT_EQ(SaveOutcome::saved, tree.status("g").saved);
+    EXPECT_FALSE(tree.status("g").isMarked);
+}
+
 } // namespace

@@ -389,16 +389,20 @@ TEST_F(FileWriter, AHookMaySaveAgainAndReplacesTheOrderingOfTheDisk) {
     std::vector<std::string> hooked;
     const SaveHook before = setSaveHook([&](SettingsFileAccess& access, const std::filesystem::path& path) {
         hooked.push_back(path.filename().string());
-        if (hooked.size() == 1)
-            b->set("s", 7.0, "user");
         access.writeTo(path);
+        if (hooked.size() == 1) {
+            a->set("s", 2.0, "user");
+            b->set("s", 7.0, "user");
+        }
     });
     a->set("s", 1.0, "user");
     queue.waitForAll();
+    EXPECT_FALSE(lastSave(*a, "user").isOnDisk); // what came after is not forgotten
     queue.waitForAll();
     setSaveHook(before);
-    EXPECT_EQ((std::vector<std::string>{"a.vksettings", "b.vksettings"}), hooked);
-    EXPECT_EQ(1.0, onDisk("a"));
+    EXPECT_EQ((std::vector<std::string>{"a.vksettings", "a.vksettings", "b.vksettings"}), hooked);
+    EXPECT_TRUE(lastSave(*a, "user").isOnDisk);
+    EXPECT_EQ(2.0, onDisk("a"));
     EXPECT_EQ(7.0, onDisk("b"));
 }
 

@@ -1,6 +1,6 @@
 // What happens to a group whose file, folder or very existence changes behind its back.
 
-#include "support/FileTree.hpp"
+#include "support/OneGroupsFile.hpp"
 
 #include "settingscore/SettingsSaving.hpp"
 #include "settingscore/events/EventNotifyFunction.hpp"
@@ -23,22 +23,7 @@ using namespace settings::core::detail;
 using Lines = std::vector<std::string>;
 using Names = std::vector<std::string>;
 
-struct SharedFiles : testing::Test {
-    FileTree start(const Names& settings) const {
-        FileTree tree(folder.path());
-        const Handle group = tree.group("g");
-        for (const std::string& name : settings)
-            TestTree::setting(group, name, Array::scalar(0.0));
-        tree.load(group);
-        return tree;
-    }
-    static Handle group(const FileTree& tree) { return tree.root->getChild("g"); }
-    static void load(const FileTree& tree) {
-        tree.keeper->loadLevel(SettingsAccess::node(*group(tree)), LevelIndex::user);
-    }
-
-    TempFolder folder;
-};
+using SharedFiles = OneGroupsFile;
 
 /// A group that is made from a file while somebody adds one of its name: that one takes what it holds.
 TEST_F(SharedFiles, AnAdditionWhileTheFileIsLoaded) {

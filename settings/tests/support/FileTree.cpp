@@ -39,7 +39,7 @@ FileTree::FileTree(const std::filesystem::path& base, LevelFileKeeper::WriterThr
 
 void FileTree::load(const Handle& group) const {
     for (const LevelIndex level : {LevelIndex::installation, LevelIndex::user})
-        keeper->loadLevel(SettingsAccess::node(*group), level);
+        keeper->loadLevel(SettingsAccess::node(*group), level, LevelFileKeeper::Telling::no);
 }
 
 SavesThroughTheHook::SavesThroughTheHook() {

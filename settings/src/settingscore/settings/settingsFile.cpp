@@ -71,6 +71,7 @@ void moveIntoPlace(const SettingsFileAccess& access, FileReplacement& replacemen
                                   << "\ttmpFilePath = " << replacement.temporaryFile().string()
                                   << "\trealFilePath = " << replacement.target().string();
         replacement.rename();
+        access.hasReplaced();
     });
     flushFolderOf(replacement);
 }

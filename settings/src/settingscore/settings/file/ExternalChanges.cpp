@@ -99,7 +99,8 @@ class Comparison {
                std::all_of(children.begin(), children.end(), [&](const ConstNodePtr& child) {
                    const SettingRecord* setting = find(before.settings, child->getName());
                    const GroupRecord* group = find(before.groups, child->getName());
-                   return (setting != nullptr && isAsItWas(*setting, *child)) ||
+                   return !child->hasAnythingToPersist(level_) ||
+                          (setting != nullptr && isAsItWas(*setting, *child)) ||
                           (group != nullptr && isAsItWas(*group, *child));
                });
     }
@@ -124,6 +125,28 @@ class Comparison {
 GroupRecord takeOverChanges(const GroupRecord& base, GroupRecord theirs, const NodePtr& group,
                             LevelIndex level, LateEvents& events) {
     return Comparison(level, events).run(base, std::move(theirs), group);
+}
+
+void removeKept(GroupRecord& base, const GroupRecord& kept) {
+    for (const SettingRecord& setting : kept.settings)
+        std::erase_if(base.settings, [&](const SettingRecord& of) { return of.name == setting.name; });
+    for (const GroupRecord& group : kept.groups)
+        for (GroupRecord& of : base.groups)
+            if (of.name == group.name) {
+                of.isUserDefined = of.isUserDefined && !group.isUserDefined;
+                removeKept(of, group);
+            }
+}
+
+void keepCommon(GroupRecord& base, const GroupRecord& theirs) {
+    std::erase_if(base.settings,
+                  [&](const SettingRecord& of) { return find(theirs.settings, of.name) == nullptr; });
+    std::erase_if(base.groups, [&](GroupRecord& of) {
+        const GroupRecord* const common = find(theirs.groups, of.name);
+        if (common != nullptr)
+            keepCommon(of, *common);
+        return common == nullptr;
+    });
 }
 
 void takeOverRemoval(const GroupRecord& base, const NodePtr& group, LevelIndex level, LateEvents& events) {

@@ -17,6 +17,12 @@ namespace settings::core::detail {
 GroupRecord takeOverChanges(const GroupRecord& base, GroupRecord theirs, const NodePtr& group,
                             LevelIndex level, LateEvents& events);
 
+/// Takes out of `base` what was never in the tree but is kept for definitions that may still appear.
+void removeKept(GroupRecord& base, const GroupRecord& kept);
+
+/// Takes out of `base` what `theirs` does not have.
+void keepCommon(GroupRecord& base, const GroupRecord& theirs);
+
 /// takeOverChanges() when the whole file is gone; a group that a user added goes with it when it is as it
 /// was.
 void takeOverRemoval(const GroupRecord& base, const NodePtr& group, LevelIndex level, LateEvents& events);

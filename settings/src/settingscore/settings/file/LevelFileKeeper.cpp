@@ -83,8 +83,10 @@ void LevelFileKeeper::setVersionRecord(std::string_view group, LevelIndex level,
 LevelFileKeeper::Turn::Turn(LevelFileKeeper& keeper, const Key& key) : keeper_(keeper) {
     std::unique_lock lock(keeper.mutex_);
     FileState& state = keeper.stateOf(key);
-    if (state.isBusy && isInsideSave())
+    if (state.isBusy && isInsideSave()) {
+        state.isLeftToOthers = true;
         return;
+    }
     keeper.turnEnded_.wait(lock, [&] { return !state.isBusy; });
     state.isBusy = true;
     state_ = &state;
@@ -98,6 +100,25 @@ LevelFileKeeper::Turn::~Turn() {
         state_->isBusy = false;
     }
     keeper_.turnEnded_.notify_all();
+}
+
+/// Runs `work` while nobody else works on the file; false: that may not be had (see Turn). What was requested
+/// meanwhile by somebody who must not wait is met afterwards.
+bool LevelFileKeeper::inTurn(const Key& key, const std::function<void()>& work) {
+    {
+        const Turn turn(*this, key);
+        if (!turn)
+            return false;
+        work();
+    }
+    bool isDue = false;
+    {
+        const std::lock_guard lock(mutex_);
+        isDue = std::exchange(stateOf(key).isLeftToOthers, false);
+    }
+    if (isDue)
+        submitAgain(key);
+    return true;
 }
 
 // ---- requests ----
@@ -117,6 +138,16 @@ void LevelFileKeeper::requestDelete(const NodePtr& topLevelGroup, const NodePtr&
         state.removedFrom = root;
     }
     submit(key, {});
+}
+
+std::shared_ptr<void> LevelFileKeeper::removalOf(const NodePtr& topLevelGroup) {
+    const auto count = [this, name = topLevelGroup->getName()](int step) {
+        const std::lock_guard lock(mutex_);
+        for (const LevelIndex level : {LevelIndex::user, LevelIndex::installation})
+            stateOf({name, level}).leaving += step;
+    };
+    count(1);
+    return {this, [count](void*) { count(-1); }};
 }
 
 void LevelFileKeeper::submit(const Key& key, NodePtr group) {
@@ -146,7 +177,23 @@ void LevelFileKeeper::submit(const Key& key, NodePtr group) {
     else
         run(writer, key, isRemoval);
     if (isSettingsSavingTurnedOn() && !isInsideSave())
-        saveWhatWasSkipped(writer, key);
+        saveWhatWasSkipped(key);
+}
+
+/// Once more what could not be met, or not by the one who asked.
+void LevelFileKeeper::submitAgain(const Key& key) {
+    PrefdirFileWriterQueue* const writer = writer_ == nullptr ? nullptr : writer_();
+    bool isRemoval = false;
+    {
+        const std::lock_guard lock(mutex_);
+        FileState& state = stateOf(key);
+        if (!state.status.isMarked || state.isQueued)
+            return;
+        ++state.requested;
+        state.isQueued = writer != nullptr;
+        isRemoval = state.isRemoval;
+    }
+    run(writer, key, isRemoval);
 }
 
 /// Hands the operation to the writer thread or, without one, runs it.
@@ -185,24 +232,18 @@ void LevelFileKeeper::logPending(const Key& key) const {
         PrefdirFileWriterQueue::logFileUpdate(fileOf(key.first, key.second));
 }
 
-void LevelFileKeeper::saveWhatWasSkipped(PrefdirFileWriterQueue* writer, const Key& besides) {
-    std::vector<std::pair<Key, bool>> skipped;
+void LevelFileKeeper::saveWhatWasSkipped(const Key& besides) {
+    std::vector<Key> skipped;
     {
         const std::lock_guard lock(mutex_);
         if (!std::exchange(anySkipped_, false))
             return;
-        for (const auto& [key, state] : states_) {
-            if (!state->status.isMarked || state->status.saved != SaveOutcome::switchedOff)
-                continue;
-            if (key == besides || state->isQueued)
-                continue;
-            ++state->requested;
-            state->isQueued = writer != nullptr;
-            skipped.emplace_back(key, state->isRemoval);
-        }
+        for (const auto& [key, state] : states_)
+            if (key != besides && state->status.isMarked && state->status.saved == SaveOutcome::switchedOff)
+                skipped.push_back(key);
     }
-    for (const auto& [key, isRemoval] : skipped)
-        run(writer, key, isRemoval);
+    for (const Key& key : skipped)
+        submitAgain(key);
 }
 
 LevelFileStatus LevelFileKeeper::awaitSave(std::string_view group, LevelIndex level) {
@@ -221,11 +262,6 @@ bool LevelFileKeeper::holdsMoreThanTheTree(const Key& key) const {
     const std::lock_guard lock(mutex_);
     const FileState& state = stateOf(key);
     return state.leftovers != nullptr || state.foreignParts != nullptr;
-}
-
-void LevelFileKeeper::forgetEncryption(const Key& key) {
-    const std::lock_guard lock(mutex_);
-    stateOf(key).status.isEncrypted = false;
 }
 
 /// Notes that there is no file: whatever comes in its place is a change.

@@ -78,13 +78,17 @@ class LevelFileKeeper : public SaveRequests, public boost::enable_shared_from_th
     void requestSave(const NodePtr& topLevelGroup, LevelIndex level) override;
     void loadUserSettings(const NodePtr& topLevelGroup) override;
     void requestDelete(const NodePtr& topLevelGroup, const NodePtr& root, LevelIndex level) override;
+    std::shared_ptr<void> removalOf(const NodePtr& topLevelGroup) override;
     void adoptKeptValues(const NodePtr& topLevelGroup) override;
     void forgetKeptValues(const NodePtr& topLevelGroup, const std::vector<std::string>& path) override;
+
+    /// Whether a first reading tells events: not while the tree is built.
+    enum class Telling : bool { no, yes };
 
     /// Reads the group's file of the level into the tree. The first time, values that are in memory already
     /// stay; later only what has changed in the file is put in place, with events. A file that cannot be read
     /// puts nothing in place and stays as it is.
-    LoadOutcome loadLevel(const NodePtr& topLevelGroup, LevelIndex level);
+    LoadOutcome loadLevel(const NodePtr& topLevelGroup, LevelIndex level, Telling telling = Telling::yes);
 
     /// Brings back the top-level groups that users added: those with a file in the level's folder and no node
     /// below `root`. Files of groups whose definition is missing are left alone. Returns the groups. Also
@@ -122,21 +126,27 @@ class LevelFileKeeper : public SaveRequests, public boost::enable_shared_from_th
     FileState& stateOf(const Key& key) const; // mutex_ is held
     LevelFileStatus statusOf(const Key& key, const FileState& state) const;
     void submit(const Key& key, NodePtr group);
+    void submitAgain(const Key& key);
+    bool inTurn(const Key& key, const std::function<void()>& work);
     void run(PrefdirFileWriterQueue* writer, const Key& key, bool isRemoval);
     std::unique_ptr<Operation> operationFor(const Key& key, const std::filesystem::path& file);
     void logPending(const Key& key) const;
-    void saveWhatWasSkipped(PrefdirFileWriterQueue* writer, const Key& besides);
+    void saveWhatWasSkipped(const Key& besides);
 
     // Below, the caller has the file's turn and does not hold mutex_.
     // Events of what is taken over from the file are left in `events`, to be told after the turn.
     bool holdsMoreThanTheTree(const Key& key) const;
     bool mustReadFirst(const Key& key) const;
     void noteAbsent(const Key& key);
-    void forgetEncryption(const Key& key);
+    bool isInTheFolderOfThen(const Key& key) const;
+    bool isFolderAway(const Key& key) const;
+    std::optional<GroupRecord> takenBefore(const Key& key) const;
+    void noteEncrypted(const Key& key, const varnek::files::FileStamp& stamp);
+    bool isStillEncrypted(const Key& key) const;
     void takeOverAbsence(const Key& key, const NodePtr& group, LateEvents& events);
-    LoadOutcome read(const Key& key, const NodePtr& group, LateEvents& events);
+    LoadOutcome read(const Key& key, const NodePtr& group, LateEvents& events, Telling telling);
     bool isReadFrom(const Key& key, const std::filesystem::path& file) const;
-    void readForTheFolder(const Key& key, const NodePtr& group, LateEvents& events);
+    void readForTheFolder(const Key& key, const NodePtr& group, LateEvents& events, Telling telling);
     bool isToBeRemoved(const Key& key) const;
     NodePtr readAddedGroup(const Key& key, const NodePtr& root);
     /// What a reading has found; it counts once the values are in the tree.

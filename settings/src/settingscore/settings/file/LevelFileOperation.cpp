@@ -12,6 +12,8 @@
 #include "varnek/files/FileStamp.hpp"
 #include "json/Value.hpp"
 
+#include <stdexcept>
+
 namespace settings::core::detail {
 
 namespace {
@@ -25,6 +27,9 @@ struct InsideSave {
     ~InsideSave() { --saveDepth; }
 };
 
+/// How often a save begins anew when somebody who takes no lock writes the file meanwhile.
+constexpr int mostOverruns = 5;
+
 /// Whether the request is still to be met after this outcome.
 bool leavesMark(SaveOutcome outcome) {
     switch (outcome) {
@@ -32,6 +37,7 @@ bool leavesMark(SaveOutcome outcome) {
     case SaveOutcome::notWritable:
     case SaveOutcome::waitingForRead:
     case SaveOutcome::failed:
+    case SaveOutcome::folderAway:
         return true;
     default:
         return false;
@@ -128,6 +134,7 @@ bool LevelFileKeeper::Operation::begin() {
         return false; // whoever has it goes on as long as there are requests
     const std::lock_guard lock(keeper_.mutex_);
     FileState& state = keeper_.stateOf(key_);
+    state.isLeftToOthers = false;
     taken_ = state.requested;
     state.isQueued = false;
     hasRun_ = state.attempted < taken_;
@@ -178,7 +185,7 @@ NodePtr LevelFileKeeper::Operation::groupToSave() {
 }
 
 bool LevelFileKeeper::Operation::refuseEncrypted() {
-    if (!keeper_.status(key_.first, key_.second).isEncrypted)
+    if (!keeper_.isStillEncrypted(key_))
         return false;
     logEncrypted(path());
     end(SaveOutcome::encrypted);
@@ -196,8 +203,6 @@ void LevelFileKeeper::Operation::prepareSave(bool ahead) {
             end(SaveOutcome::switchedOff);
         return;
     }
-    if (!varnek::files::FileStamp::of(file).exists)
-        keeper_.forgetEncryption(key_);
     if (refuseEncrypted())
         return;
     keeper_.adopt(key_, group_); // of what was added while the turn could not be had
@@ -207,10 +212,12 @@ void LevelFileKeeper::Operation::prepareSave(bool ahead) {
         isFolderAway)
         createMissingFolder(file.parent_path()); // before it is locked
     othersOut_ = keepOthersOut(file);
-    // A folder that was away took nothing from the tree.
-    const bool isNew = isFolderAway && !varnek::files::FileStamp::of(file).exists;
-    if (!isNew && keeper_.mustReadFirst(key_)) {
-        const LoadOutcome outcome = keeper_.read(key_, group_, events_);
+    foundStamp_ = varnek::files::FileStamp::of(file);
+    // A folder that was away took nothing from the tree, and a group of this session has no file.
+    const bool isToBeRead =
+        (!isFolderAway || foundStamp_.exists) && group_->originLevel() != LevelIndex::session;
+    if (isToBeRead && keeper_.mustReadFirst(key_)) {
+        const LoadOutcome outcome = keeper_.read(key_, group_, events_, Telling::yes);
         if (refuseEncrypted())
             return;
         if (outcome == LoadOutcome::unreadable)
@@ -233,14 +240,29 @@ void LevelFileKeeper::Operation::makeAccess() {
         },
         keeper_.holdsMoreThanTheTree(key_));
     access_->onReplacing([this] {
+        isOverrun_ = varnek::files::FileStamp::of(path()) != foundStamp_;
+        if (isOverrun_)
+            throw std::runtime_error("the file has changed while it was being saved");
         if (image_.replacesDamaged)
             keepAside(path());
     });
+    // What a hook does to the file afterwards is not ours.
+    access_->onReplaced([this] { foundStamp_ = varnek::files::FileStamp::of(path()); });
 }
 
 void LevelFileKeeper::Operation::executeSave() {
     VARNEK_LOG(fileLog, debug) << access_->description();
-    const SaveOutcome outcome = saveSettingsFile(*access_);
+    SaveOutcome outcome = SaveOutcome::none;
+    for (int overruns = 0; outcome == SaveOutcome::none; ++overruns)
+        try {
+            outcome = saveSettingsFile(*access_);
+        } catch (...) {
+            if (!std::exchange(isOverrun_, false) || overruns == mostOverruns)
+                throw;
+            prepareSave(false); // takes over what has come in between
+            if (outcome_)
+                return;
+        }
     if (outcome == SaveOutcome::saved || outcome == SaveOutcome::unchanged)
         noteSaved();
     const bool isGone = outcome == SaveOutcome::nothingToSave && group_->originLevel() != LevelIndex::session;
@@ -291,12 +313,11 @@ std::optional<std::string> LevelFileKeeper::Operation::makeImage() {
 void LevelFileKeeper::Operation::noteSaved() {
     if (!image_.isComplete)
         return;
-    const auto stamp = varnek::files::FileStamp::of(path());
     const auto folder = varnek::files::FileStamp::of(path().parent_path());
     const std::lock_guard lock(keeper_.mutex_);
     FileState& state = keeper_.stateOf(key_);
     state.base = image_.tree;
-    state.stamp = stamp;
+    state.stamp = foundStamp_;
     state.folder = folder;
     state.isVersionNew = state.isVersionNew && state.version != image_.version;
     state.status.loaded = LoadOutcome::ok;
@@ -313,6 +334,8 @@ SaveOutcome LevelFileKeeper::Operation::removeFile(bool isAnnounced) {
     const PresentFile present = PresentFile::at(path());
     switch (present.state) {
     case PresentFile::State::absent:
+        if (keeper_.isFolderAway(key_))
+            return SaveOutcome::folderAway;
         keeper_.noteAbsent(key_);
         return SaveOutcome::nothingToSave;
     case PresentFile::State::encrypted:

@@ -63,9 +63,11 @@ class LevelFileKeeper::Operation : public FileOperation {
     std::unique_ptr<varnek::files::FolderLock> othersOut_;
     std::optional<PrefdirFileAccess> access_;
     Image image_;
-    std::optional<SaveOutcome> outcome_; // once it is known how it ended
-    std::string message_;                // of a failure
-    LateEvents events_;                  // of what was taken over from the file
+    varnek::files::FileStamp foundStamp_; // of the file that is to be replaced; then of the one in its place
+    bool isOverrun_ = false;              // somebody has written that file in between
+    std::optional<SaveOutcome> outcome_;  // once it is known how it ended
+    std::string message_;                 // of a failure
+    LateEvents events_;                   // of what was taken over from the file
 };
 
 class LevelFileKeeper::WriteOperation final : public Operation {

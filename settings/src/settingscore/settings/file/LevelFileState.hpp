@@ -22,6 +22,7 @@ struct LevelFileKeeper::FileState {
 
     std::filesystem::path isOf; // where the file was at the last reading; empty: nowhere yet
 
+    int leaving = 0;                               // threads that are about to remove the group
     bool isRemoval = false;                        // the file is to go
     boost::weak_ptr<SettingsNodeImpl> removedFrom; // the root of the group that was removed
     NodePtr root;                                  // of the tree, which stays until it is saved
@@ -30,6 +31,7 @@ struct LevelFileKeeper::FileState {
     std::uint64_t attempted = 0;                   // number of the last request that a pass has taken up
     bool isQueued = false;                         // an operation waits for the writer thread
     bool isBusy = false;                           // somebody has the turn
+    bool isLeftToOthers = false;                   // a request that could not wait for it
 
     /// What the file holds beyond the tree.
     void forgetKept() {

@@ -43,6 +43,7 @@ void SettingsFileAccess::putInPlace(Ahead& ahead) {
     ahead.replacement->flush();
     aboutToReplace();
     ahead.replacement->rename();
+    hasReplaced();
     leavesFolderToFlush_ = true;
     setOutcome(SaveOutcome::saved);
 }
@@ -61,6 +62,7 @@ void SettingsFileAccess::writeTo(const std::filesystem::path& path) {
     replacement.flush();
     aboutToReplace();
     replacement.rename();
+    hasReplaced();
     flushFolderOf(replacement);
     setOutcome(SaveOutcome::saved);
 }

@@ -57,6 +57,12 @@ class SettingsFileAccess {
         if (onReplacing_)
             onReplacing_();
     }
+    /// Called as soon as it has taken the file's place.
+    void onReplaced(std::function<void()> action) { onReplaced_ = std::move(action); }
+    void hasReplaced() const {
+        if (onReplaced_)
+            onReplaced_();
+    }
 
   protected:
     explicit SettingsFileAccess(std::filesystem::path filePath);
@@ -70,6 +76,7 @@ class SettingsFileAccess {
 
     std::filesystem::path filePath_;
     std::function<void()> onReplacing_;
+    std::function<void()> onReplaced_;
     SaveOutcome outcome_ = SaveOutcome::none;
     std::unique_ptr<Ahead> ahead_;
     bool leavesFolderToFlush_ = false;

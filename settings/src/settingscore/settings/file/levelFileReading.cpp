@@ -62,6 +62,25 @@ LoadOutcome LevelFileKeeper::refuse(const Key& key, LoadOutcome outcome, const s
     return outcome;
 }
 
+void LevelFileKeeper::noteEncrypted(const Key& key, const varnek::files::FileStamp& stamp) {
+    const auto folder = varnek::files::FileStamp::of(fileOf(key.first, key.second).parent_path());
+    const std::lock_guard lock(mutex_);
+    FileState& state = stateOf(key);
+    state.status.isEncrypted = true;
+    state.stamp = stamp;
+    state.folder = folder;
+}
+
+/// Whether the file must stay as it is because it was encrypted when it was last looked at. One that is gone
+/// from its folder, or was replaced, is looked at again.
+bool LevelFileKeeper::isStillEncrypted(const Key& key) const {
+    const auto stamp = varnek::files::FileStamp::of(fileOf(key.first, key.second));
+    const bool isOfThisFolder = isInTheFolderOfThen(key);
+    const std::lock_guard lock(mutex_);
+    const FileState& state = stateOf(key);
+    return state.status.isEncrypted && (!isOfThisFolder || stamp == state.stamp);
+}
+
 std::optional<LevelFileKeeper::Found> LevelFileKeeper::readContent(const Key& key) {
     const std::filesystem::path file = fileOf(key.first, key.second);
     const auto stamp = varnek::files::FileStamp::of(file); // before: a change while this reads is seen later
@@ -83,9 +102,8 @@ std::optional<LevelFileKeeper::Found> LevelFileKeeper::readContent(const Key& ke
     } catch (const exception::ErrorReadingSettingsData& failure) {
         const bool isEncrypted = failure.getErrorCode() == ReadError::encrypted;
         refuse(key, isEncrypted ? LoadOutcome::unreadable : LoadOutcome::damaged, failure.what());
-        const std::lock_guard lock(mutex_);
-        LevelFileStatus& status = stateOf(key).status;
-        status.isEncrypted = status.isEncrypted || isEncrypted;
+        if (isEncrypted)
+            noteEncrypted(key, stamp);
     } catch (...) { // out of memory, for one: it says nothing about the file
         refuse(key, LoadOutcome::unreadable, causeOfCurrentException());
     }
@@ -115,21 +133,45 @@ void LevelFileKeeper::remember(const Key& key, Found found, GroupRecord rest) {
     state.status.revision = content.revision;
 }
 
-/// Nobody else holds anything any more: what was not changed here since goes too. Only where the folder is
-/// the one that held the file, for one that is away, or was made anew, says nothing.
-void LevelFileKeeper::takeOverAbsence(const Key& key, const NodePtr& group, LateEvents& events) {
+bool LevelFileKeeper::isInTheFolderOfThen(const Key& key) const {
     const auto folder = varnek::files::FileStamp::of(fileOf(key.first, key.second).parent_path());
+    const std::lock_guard lock(mutex_);
+    return folder.isSameEntry(stateOf(key).folder);
+}
+
+/// Whether the file held something when its folder was last seen, and that folder is not there now.
+bool LevelFileKeeper::isFolderAway(const Key& key) const {
+    const bool isOfThisFolder = isInTheFolderOfThen(key);
+    const std::lock_guard lock(mutex_);
+    const auto& base = stateOf(key).base;
+    return base != nullptr && !isOfThisFolder && (base->isUserDefined || !base->isEmpty());
+}
+
+/// What the tree has taken from the file, or nothing before the first reading.
+std::optional<GroupRecord> LevelFileKeeper::takenBefore(const Key& key) const {
     std::shared_ptr<const GroupRecord> base;
-    bool isInTheFolderOfThen = false;
+    std::shared_ptr<const GroupRecord> kept;
     {
         const std::lock_guard lock(mutex_);
         base = stateOf(key).base;
-        isInTheFolderOfThen = folder.isSameEntry(stateOf(key).folder);
+        kept = stateOf(key).leftovers;
     }
-    if (base != nullptr && !isInTheFolderOfThen)
+    if (base == nullptr)
+        return std::nullopt;
+    GroupRecord taken = base->clone();
+    if (kept != nullptr)
+        removeKept(taken, *kept);
+    return taken;
+}
+
+/// Nobody else holds anything any more: what was not changed here since goes too. Only where the folder is
+/// the one that held the file, for one that is away, or was made anew, says nothing.
+void LevelFileKeeper::takeOverAbsence(const Key& key, const NodePtr& group, LateEvents& events) {
+    const auto taken = takenBefore(key);
+    if (taken && !isInTheFolderOfThen(key))
         return;
-    if (base != nullptr)
-        takeOverRemoval(*base, group, key.second, events);
+    if (taken)
+        takeOverRemoval(*taken, group, key.second, events);
     {
         const std::lock_guard lock(mutex_);
         FileState& state = stateOf(key);
@@ -141,7 +183,7 @@ void LevelFileKeeper::takeOverAbsence(const Key& key, const NodePtr& group, Late
     noteAbsent(key);
 }
 
-LoadOutcome LevelFileKeeper::read(const Key& key, const NodePtr& group, LateEvents& events) {
+LoadOutcome LevelFileKeeper::read(const Key& key, const NodePtr& group, LateEvents& events, Telling telling) {
     auto found = readContent(key);
     if (!found) {
         const LoadOutcome outcome = status(key.first, key.second).loaded;
@@ -149,31 +191,27 @@ LoadOutcome LevelFileKeeper::read(const Key& key, const NodePtr& group, LateEven
             takeOverAbsence(key, group, events);
         return outcome;
     }
-    std::shared_ptr<const GroupRecord> base;
-    {
-        const std::lock_guard lock(mutex_);
-        base = stateOf(key).base;
-    }
     GroupRecord tree = std::move(found->content.tree);
-    if (base != nullptr)
-        tree = takeOverChanges(*base, std::move(tree), group, key.second, events);
+    auto taken = takenBefore(key);
+    if (taken && !isInTheFolderOfThen(key))
+        keepCommon(*taken, tree); // what a folder that was made anew lacks says nothing
+    if (taken)
+        tree = takeOverChanges(*taken, std::move(tree), group, key.second, events);
+    else if (telling == Telling::yes)
+        tree = takeOverChanges(GroupRecord(), std::move(tree), group, key.second, events);
     const LoadRules rules{.level = key.second,
                           .isSecret = found->content.isEncrypted,
                           .makeNode = makePlainNode,
-                          .events = base == nullptr ? nullptr : &events};
+                          .events = telling == Telling::yes ? &events : nullptr};
     GroupRecord rest = loadIntoTree(std::move(tree), group, rules);
     remember(key, std::move(*found), std::move(rest));
     return LoadOutcome::ok;
 }
 
-LoadOutcome LevelFileKeeper::loadLevel(const NodePtr& topLevelGroup, LevelIndex level) {
+LoadOutcome LevelFileKeeper::loadLevel(const NodePtr& topLevelGroup, LevelIndex level, Telling telling) {
     const Key key(topLevelGroup->getName(), level);
     LateEvents events;
-    {
-        const Turn turn(*this, key);
-        if (turn)
-            readForTheFolder(key, topLevelGroup, events);
-    }
+    inTurn(key, [&] { readForTheFolder(key, topLevelGroup, events, telling); });
     events.tell();
     adoptLeftovers(topLevelGroup);
     return status(key.first, level).loaded;
@@ -184,11 +222,10 @@ void LevelFileKeeper::loadUserSettings(const NodePtr& topLevelGroup) {
     if (isReadFrom(key, fileOf(key.first, key.second)))
         return;
     LateEvents events;
-    {
-        const Turn turn(*this, key);
-        if (turn && !isReadFrom(key, fileOf(key.first, key.second))) // nobody was quicker
-            readForTheFolder(key, topLevelGroup, events);
-    }
+    inTurn(key, [&] {
+        if (!isReadFrom(key, fileOf(key.first, key.second))) // nobody was quicker
+            readForTheFolder(key, topLevelGroup, events, Telling::yes);
+    });
     events.tell();
     adoptLeftovers(topLevelGroup);
 }
@@ -200,7 +237,8 @@ bool LevelFileKeeper::isReadFrom(const Key& key, const std::filesystem::path& fi
 
 /// Reads the file. When the folder of the level is another one than at the last reading, what was remembered
 /// of the file there counts no more.
-void LevelFileKeeper::readForTheFolder(const Key& key, const NodePtr& group, LateEvents& events) {
+void LevelFileKeeper::readForTheFolder(const Key& key, const NodePtr& group, LateEvents& events,
+                                       Telling telling) {
     if (group->getTopLevelNodeForSave() != group)
         return; // removed meanwhile; there may be another group of its name
     if (group->originLevel() == LevelIndex::session || isToBeRemoved(key))
@@ -216,7 +254,7 @@ void LevelFileKeeper::readForTheFolder(const Key& key, const NodePtr& group, Lat
     }
     if (isOfAnotherFolder)
         group->unloadLevel(key.second);
-    read(key, group, events);
+    read(key, group, events, telling);
     const std::lock_guard lock(mutex_);
     stateOf(key).isOf = file;
 }
@@ -245,9 +283,7 @@ void LevelFileKeeper::adopt(const Key& key, const NodePtr& group) {
 void LevelFileKeeper::adoptLeftovers(const NodePtr& topLevelGroup) {
     for (const LevelIndex level : levelsWithPersonalFiles) {
         const Key key(topLevelGroup->getName(), level);
-        const Turn turn(*this, key);
-        if (turn)
-            adopt(key, topLevelGroup);
+        inTurn(key, [&] { adopt(key, topLevelGroup); });
     }
 }
 
@@ -273,23 +309,27 @@ bool LevelFileKeeper::forget(const Key& key, const std::vector<std::string>& pat
         if (stateOf(key).leftovers == nullptr)
             return false;
     }
-    const Turn turn(*this, key); // whoever adopts kept values puts the rest back
-    const std::lock_guard lock(mutex_);
-    FileState& state = stateOf(key);
-    if (state.leftovers == nullptr)
-        return false;
-    GroupRecord rest = state.leftovers->clone();
-    if (!rest.remove(path))
-        return false;
-    state.leftovers = rest.isEmpty() ? nullptr : std::make_shared<const GroupRecord>(std::move(rest));
-    return true;
+    bool isForgotten = false;
+    const auto forgetNow = [&] {
+        const std::lock_guard lock(mutex_);
+        FileState& state = stateOf(key);
+        if (state.leftovers == nullptr)
+            return;
+        GroupRecord rest = state.leftovers->clone();
+        isForgotten = rest.remove(path);
+        state.leftovers = rest.isEmpty() ? nullptr : std::make_shared<const GroupRecord>(std::move(rest));
+    };
+    if (!inTurn(key, forgetNow)) // whoever adopts kept values puts the rest back
+        forgetNow();
+    return isForgotten;
 }
 
 // ---- groups that users added ----
 
 bool LevelFileKeeper::isToBeRemoved(const Key& key) const {
     const std::lock_guard lock(mutex_);
-    return stateOf(key).isRemoval;
+    const FileState& state = stateOf(key);
+    return state.isRemoval || state.leaving > 0;
 }
 
 NodePtr LevelFileKeeper::readAddedGroup(const Key& key, const NodePtr& root) {
@@ -324,20 +364,25 @@ std::vector<NodePtr> LevelFileKeeper::loadAddedGroups(const NodePtr& root, Level
             VARNEK_LOG(fileLog, error) << failure.what();
     }
     std::vector<NodePtr> added;
+    std::vector<Key> due;
     for (const std::filesystem::path& file : files) {
         const std::string name = groupNameOf(file);
         const bool isAGroups = fileNameOf(name) == file.filename().string();
         if (!isAGroups || root->getChild(name, false) != nullptr)
             continue;
         const Key key(name, level);
-        const Turn turn(*this, key);
-        if (isToBeRemoved(key) || root->getChild(name, false) != nullptr) // somebody was quicker
-            continue;
-        if (const NodePtr group = turn ? readAddedGroup(key, root) : NodePtr())
-            added.push_back(group);
+        inTurn(key, [&] {
+            if (isToBeRemoved(key))
+                due.push_back(key);                          // the folder that held it may be back
+            else if (root->getChild(name, false) == nullptr) // nobody was quicker
+                if (const NodePtr group = readAddedGroup(key, root))
+                    added.push_back(group);
+        });
     }
     for (const NodePtr& group : added)
         adoptLeftovers(group);
+    for (const Key& key : due)
+        submitAgain(key);
     return added;
 }
 

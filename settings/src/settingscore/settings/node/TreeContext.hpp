@@ -6,6 +6,7 @@
 
 #include <boost/shared_ptr.hpp>
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -29,6 +30,9 @@ class SaveRequests {
     /// The node at `path` below the group was removed: what was kept for nodes below it goes with it.
     virtual void forgetKeptValues(const NodePtr& /*topLevelGroup*/,
                                   const std::vector<std::string>& /*path*/) {}
+    /// The top-level group is about to go: while the result lives its file brings it back no more. May be
+    /// empty.
+    virtual std::shared_ptr<void> removalOf(const NodePtr& /*topLevelGroup*/) { return {}; }
     /// The group is gone from its tree, below `root`: its file on `level` is to go as well, unless a group of
     /// its name stands there again.
     virtual void requestDelete(const NodePtr& topLevelGroup, const NodePtr& root, LevelIndex level) = 0;

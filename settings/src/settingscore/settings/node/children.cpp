@@ -231,6 +231,8 @@ void SettingsImpl::removeNode(std::string_view name) {
     const auto tree = treeContext();
     const bool connected = tree != nullptr && tree->connected;
     const NodePtr topLevel = connected ? child->getTopLevelNodeForSave() : NodePtr();
+    const auto leaving =
+        child == topLevel && tree->saves != nullptr ? tree->saves->removalOf(child) : std::shared_ptr<void>();
     EventDelivery::Place place;
     if (!detach(child, tree.get(), place))
         throw exception::NoSuchNode(getThisObjectImpl(), std::string(name));

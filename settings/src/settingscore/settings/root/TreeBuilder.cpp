@@ -28,7 +28,7 @@ class Builder {
                 addGroup(location);
         LevelFileKeeper& files = *tree_.state->files;
         for (const NodePtr& group : files.loadAddedGroups(tree_.state->root, LevelIndex::installation))
-            files.loadLevel(group, LevelIndex::user);
+            files.loadLevel(group, LevelIndex::user, LevelFileKeeper::Telling::no);
         files.loadAddedGroups(tree_.state->root, LevelIndex::user);
         for (const LevelFileStatus& status : tree_.state->files->allStatuses())
             if (status.loaded == LoadOutcome::damaged || status.loaded == LoadOutcome::unreadable)
@@ -50,7 +50,7 @@ class Builder {
             return;
         }
         for (const LevelIndex level : {LevelIndex::installation, LevelIndex::user})
-            tree_.state->files->loadLevel(group, level);
+            tree_.state->files->loadLevel(group, level, LevelFileKeeper::Telling::no);
     }
 
     NodePtr readGroup(const FactoryFileLocation& location, const std::filesystem::path& file) const {
