@@ -5,6 +5,7 @@
 #include "settingscore/SettingsSaving.hpp"
 
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <fstream>
 
@@ -24,6 +25,10 @@ int main(int argc, char** argv) {
     for (Result& result : scalingResults(root))
         results.push_back(std::move(result));
     for (const Row& row : userLevelRows(root))
+        results.push_back(measure(row));
+    ::unsetenv("SETTINGS_USERDIR"); // the tree has its folders; saves go the way of an application's
+    settings::core::turnOnSettingsSaving();
+    for (const Row& row : saveRows(root, folders.base))
         results.push_back(measure(row));
     const std::string text = report(results);
     if (argc == 3 && std::strcmp(argv[1], "--report") == 0) {

@@ -31,4 +31,15 @@ Contestant kconfigRead() {
             }};
 }
 
+Contestant kconfigSave(const std::filesystem::path& folder, int groups, int settingsOfEach) {
+    const auto file = folder / ("kconfig" + std::to_string(groups));
+    const auto store =
+        std::make_shared<KConfig>(QString::fromStdString(file.string()), KConfig::SimpleConfig);
+    const auto set = [store](int g, int s, double value) {
+        KConfigGroup(store.get(), groupName(g).c_str()).writeEntry(settingName(s).c_str(), value);
+    };
+    return savingPeer(
+        "KConfig", set, [store] { store->sync(); }, groups, settingsOfEach);
+}
+
 } // namespace bench

@@ -30,4 +30,15 @@ Contestant qsettingsRead() {
             }};
 }
 
+Contestant qsettingsSave(const std::filesystem::path& folder, int groups, int settingsOfEach) {
+    const auto file = folder / ("qsettings" + std::to_string(groups) + ".ini");
+    const auto store =
+        std::make_shared<QSettings>(QString::fromStdString(file.string()), QSettings::IniFormat);
+    const auto set = [store](int g, int s, double value) {
+        store->setValue(QString::fromStdString(groupName(g) + "/" + settingName(s)), value);
+    };
+    return savingPeer(
+        "QSettings", set, [store] { store->sync(); }, groups, settingsOfEach);
+}
+
 } // namespace bench

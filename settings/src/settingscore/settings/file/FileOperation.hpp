@@ -1,8 +1,9 @@
 /// Work that waits for the file-writer thread: one file is to be written or to go.
 ///
-/// An operation belongs to the queue from the request until it has run. It runs in three steps, so that the
-/// operations of one pass can wait for the disk together. Each step is called once, in this order and on one
-/// thread; a failure is the operation's own affair, and what a step raises all the same is logged.
+/// An operation belongs to the queue from the request until it has run. It runs in steps, so that the
+/// operations of one pass can wait for the disk together. Each step is called once, in this order, and on the
+/// writer's thread but for flush(); a failure is the operation's own affair, and what a step raises all the
+/// same is logged.
 #pragma once
 
 #include "settingscore/level/LevelIndex.hpp"
@@ -26,6 +27,8 @@ class FileOperation {
 
     /// Makes the new content; with `ahead` it also starts on its way to the disk, beside the file.
     virtual void prepare(bool ahead) = 0;
+    /// After prepare(true): waits until the content is on the disk. On any thread, while the writer waits.
+    virtual void flush() noexcept = 0;
     /// Puts the content in the file's place, or removes the file. True: the folder is still to be flushed.
     virtual bool execute() = 0;
     /// It is durable now: notes how it went, and tells whoever waits.

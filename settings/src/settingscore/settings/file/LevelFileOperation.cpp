@@ -87,6 +87,11 @@ void LevelFileKeeper::Operation::prepare(bool ahead) {
     });
 }
 
+void LevelFileKeeper::Operation::flush() noexcept {
+    if (access_)
+        access_->flushAhead();
+}
+
 bool LevelFileKeeper::Operation::execute() {
     if (!hasRun_)
         return false;

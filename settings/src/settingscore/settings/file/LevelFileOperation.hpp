@@ -17,6 +17,7 @@ class LevelFileKeeper::Operation : public FileOperation {
     ~Operation() override;
 
     void prepare(bool ahead) final;
+    void flush() noexcept final;
     bool execute() final;
     void finish() final;
 

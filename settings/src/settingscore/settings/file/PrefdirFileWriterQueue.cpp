@@ -9,6 +9,8 @@
 
 #include <algorithm>
 #include <stdexcept>
+#include <system_error>
+#include <thread>
 
 namespace settings::core::detail {
 
@@ -17,7 +19,9 @@ namespace {
 constexpr char threadName[] = "PrefdirWriter";
 constexpr std::size_t queueCapacity = 64;
 /// Files that wait for the disk together; each holds three descriptors meanwhile.
-constexpr std::size_t filesAtOnce = 64;
+constexpr std::size_t filesAtOnce = 128;
+/// Threads that wait for the disk at the same time.
+constexpr std::size_t flushesAtOnce = 16;
 
 /// Runs one step; nothing that it raises keeps the others from running.
 template <class Step>
@@ -43,12 +47,29 @@ void flush(const std::filesystem::path& folder) {
     }
 }
 
+/// One after the other each would wait for the disk by itself; those that wait at the same time share it.
+void flushTogether(std::span<const std::unique_ptr<FileOperation>> operations) {
+    std::atomic<std::size_t> next{0};
+    const auto work = [&] {
+        for (std::size_t i = next++; i < operations.size(); i = next++)
+            operations[i]->flush();
+    };
+    std::vector<std::jthread> helpers;
+    try {
+        while (helpers.size() + 1 < std::min(operations.size(), flushesAtOnce))
+            helpers.emplace_back(work);
+    } catch (const std::system_error&) { // fewer do as well
+    }
+    work();
+}
+
 void runTogether(const std::filesystem::path& folder,
                  std::span<const std::unique_ptr<FileOperation>> operations) {
     {
         const varnek::files::FolderLock othersOut(folder);
         for (const auto& operation : operations)
             guarded([&] { operation->prepare(true); });
+        flushTogether(operations);
         bool isToBeFlushed = false;
         for (const auto& operation : operations)
             guarded([&] { isToBeFlushed = operation->execute() || isToBeFlushed; });

@@ -33,6 +33,16 @@ void SettingsFileAccess::writeAhead() noexcept {
     }
 }
 
+void SettingsFileAccess::flushAhead() noexcept {
+    if (ahead_ == nullptr || ahead_->failure != nullptr || !ahead_->replacement)
+        return;
+    try {
+        ahead_->replacement->flush();
+    } catch (...) {
+        ahead_->failure = std::current_exception();
+    }
+}
+
 void SettingsFileAccess::putInPlace(Ahead& ahead) {
     if (ahead.failure != nullptr)
         std::rethrow_exception(ahead.failure);
@@ -40,7 +50,6 @@ void SettingsFileAccess::putInPlace(Ahead& ahead) {
         setOutcome(ahead.outcome);
         return;
     }
-    ahead.replacement->flush();
     aboutToReplace();
     ahead.replacement->rename();
     hasReplaced();

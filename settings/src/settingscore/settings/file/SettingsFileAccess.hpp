@@ -48,6 +48,9 @@ class SettingsFileAccess {
     /// place, and the folder is left for the caller to flush. Raises nothing: writeTo() reports what went
     /// wrong.
     void writeAhead() noexcept;
+    /// Waits until that is on the disk. Raises nothing either; one thread at a time, not necessarily the
+    /// same.
+    void flushAhead() noexcept;
     /// Whether the folder is still to be flushed.
     bool leavesFolderToFlush() const noexcept { return leavesFolderToFlush_; }
 
