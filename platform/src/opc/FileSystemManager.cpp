@@ -77,7 +77,7 @@ void checkNewPart(const PackageData& data, const std::string& name, const std::s
 } // namespace
 
 const std::string& getTextContentType() {
-    static const std::string type = "text/plain";
+    static const auto& type = *new std::string("text/plain"); // files are written while the process ends
     return type;
 }
 

@@ -228,7 +228,8 @@ Object writeSetting(const SettingRecord& setting, LevelIndex level) {
     json.set(keys::isUserDefined, setting.isUserDefined);
     json.set(keys::isVector, hasValue && setting.value.second);
     json.set(keys::name, nameToJson(setting.name));
-    static const auto empty = varnek::data::Array::make<double>({0, 0}, {});
+    // Never destroyed: files are written while the process ends.
+    static const auto& empty = *new auto(varnek::data::Array::make<double>({0, 0}, {}));
     json.set(keys::value, varnek::json::toTyped(hasValue ? setting.value.first : empty));
     if (level != LevelIndex::factory && !setting.isUserDefined)
         return json; // the factory file defines the rest
@@ -250,7 +251,7 @@ Object writeSetting(const SettingRecord& setting, LevelIndex level) {
 }
 
 void writeGroupDefinition(const GroupRecord& group, LevelIndex level, Object& json) {
-    static const NodeDefinition none;
+    static const auto& none = *new NodeDefinition; // never destroyed, as above
     const NodeDefinition& definition = group.definition == nullptr ? none : *group.definition;
     json.set(keys::language, languageOf(definition.validator));
     if (level != LevelIndex::factory && !group.isUserDefined)

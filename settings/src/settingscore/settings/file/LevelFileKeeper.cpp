@@ -196,16 +196,28 @@ void LevelFileKeeper::submitAgain(const Key& key) {
     run(writer, key, isRemoval);
 }
 
-/// Hands the operation to the writer thread or, without one, runs it.
+/// Hands the operation to the writer thread or, without one, runs it. What it raises is logged: the change is
+/// made, and the file stays marked.
 void LevelFileKeeper::run(PrefdirFileWriterQueue* writer, const Key& key, bool isRemoval) {
-    const std::filesystem::path file = fileOf(key.first, key.second);
-    if (writer != nullptr) {
-        if (isRemoval)
+    try {
+        const std::filesystem::path file = fileOf(key.first, key.second);
+        if (writer == nullptr)
+            runHere(key, file);
+        else if (isRemoval)
             writer->requestDeleteFile(std::make_unique<DeleteOperation>(*this, key, file));
         else
             writer->requestFileUpdate(std::make_unique<WriteOperation>(*this, key, file));
-        return;
+    } catch (const std::exception& failure) {
+        VARNEK_LOG(fileLog, error) << "Exception caught: " << failure.what();
+        const std::lock_guard lock(mutex_);
+        FileState& state = stateOf(key);
+        state.isQueued = false;
+        state.attempted = state.requested; // nobody waits for it
+        state.status.saved = SaveOutcome::failed;
     }
+}
+
+void LevelFileKeeper::runHere(const Key& key, const std::filesystem::path& file) {
     for (bool isDone = false; !isDone;) { // requests from inside the save follow it
         const auto operation = operationFor(key, file);
         operation->prepare(false);

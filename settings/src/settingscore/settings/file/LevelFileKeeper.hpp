@@ -129,6 +129,7 @@ class LevelFileKeeper : public SaveRequests, public boost::enable_shared_from_th
     void submitAgain(const Key& key);
     bool inTurn(const Key& key, const std::function<void()>& work);
     void run(PrefdirFileWriterQueue* writer, const Key& key, bool isRemoval);
+    void runHere(const Key& key, const std::filesystem::path& file);
     std::unique_ptr<Operation> operationFor(const Key& key, const std::filesystem::path& file);
     void logPending(const Key& key) const;
     void saveWhatWasSkipped(const Key& besides);
