@@ -15,7 +15,7 @@ RULES = [
     ("holds a path of one machine", re.compile(r"(^|[^A-Za-z0-9_.])/(work|root)/")),
     ("ends with blanks", re.compile(r"[ \t]+$")),
 ]
-ENDINGS = {".hpp", ".cpp", ".h", ".py", ".sh", ".awk", ".cmake", ".txt", ".md", ".json", ".in", ".po", ".pot", ".apt", ""}
+ENDINGS = {".hpp", ".cpp", ".h", ".java", ".py", ".sh", ".awk", ".cmake", ".txt", ".md", ".json", ".in", ".po", ".pot", ".apt", ""}
 
 
 def files_of(top):

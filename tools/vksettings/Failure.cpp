@@ -1,5 +1,6 @@
 #include "Failure.hpp"
 
+#include "Language.hpp"
 #include "Printable.hpp"
 #include "ReadOnlyLevel.hpp"
 #include "SaveOutcome.hpp"
@@ -154,6 +155,7 @@ void describeValueFailures(Sentences& sentences) {
 
 void describeFileFailures(Sentences& sentences) {
     sentences.on<NotSaved>(fileOrSystem)
+        .on<NoFrontEnd>(fileOrSystem)
         .on<ex::FileDoesNotExist>(
             fileOrSystem, [](const auto& f) { return utf8(f.getFilePath()) + ": there is no such file"; })
         .on<ex::FileCannotBeOpened>(

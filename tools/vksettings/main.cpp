@@ -2,6 +2,7 @@
 
 #include "Commands.hpp"
 #include "Failure.hpp"
+#include "Language.hpp"
 
 #include <CLI/CLI.hpp>
 
@@ -192,7 +193,8 @@ int run(int argc, char** argv) {
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? done : usage;
     }
-    const ExitCode code = job();
+    // A watch only prints what changes, and takes its signals while there is one thread.
+    const ExitCode code = app.got_subcommand("watch") ? job() : withLanguage(job);
     std::cout.flush();
     if (!std::cout && !isReaderGone())
         throw std::system_error(std::make_error_code(std::errc::io_error), "cannot write the output");

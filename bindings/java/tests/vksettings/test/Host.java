@@ -1,0 +1,33 @@
+package vksettings.test;
+
+import java.util.concurrent.atomic.AtomicInteger;
+import vksettings.Settings;
+
+/** What the host in C++ asks. */
+public final class Host {
+    private static final AtomicInteger heard = new AtomicInteger();
+    private static final AtomicInteger most = new AtomicInteger();
+
+    private Host() {}
+
+    public static int listen() {
+        Settings.root().find("javatest.even").listen(event -> {
+            heard.incrementAndGet();
+            most.accumulateAndGet(attachedThreads(), Math::max);
+        });
+        return heard.get();
+    }
+
+    public static int heard() {
+        return heard.get();
+    }
+
+    /** The most threads of the host that were attached while a listener ran. */
+    public static int attachedMost() {
+        return most.get();
+    }
+
+    public static int attachedThreads() {
+        return (int) Thread.getAllStackTraces().keySet().stream().filter(t -> t.getName().equals("settings")).count();
+    }
+}

@@ -1,0 +1,133 @@
+#include "Engine.hpp"
+
+#include "FunctionCalls.hpp"
+#include "Gil.hpp"
+
+#include "varnek/host/LanguageEngine.hpp"
+
+#include <exception>
+#include <future>
+#include <stdexcept>
+#include <utility>
+
+namespace settings::python {
+
+namespace {
+
+/// The interpreter's state of the engine's thread lives as long as the thread, and thread-local objects with
+/// it.
+class ThreadOfInterpreter {
+  public:
+    void begin() {
+        gil_ = PyGILState_Ensure();
+        state_ = PyEval_SaveThread();
+    }
+    void end() {
+        PyEval_RestoreThread(state_);
+        PyGILState_Release(gil_);
+    }
+
+  private:
+    PyGILState_STATE gil_{};
+    PyThreadState* state_ = nullptr;
+};
+
+} // namespace
+
+Engine& Engine::instance() {
+    static auto* const engine = new Engine; // outlives every thread
+    return *engine;
+}
+
+std::shared_ptr<EngineThread> Engine::current() const {
+    const std::lock_guard lock(mutex_);
+    return thread_;
+}
+
+void Engine::start() {
+    const auto python = std::make_shared<ThreadOfInterpreter>();
+    auto registration = std::make_shared<std::promise<bool>>();
+    auto isRegistered = registration->get_future();
+    auto thread = std::make_shared<EngineThread>(
+        [python, registration] {
+            python->begin();
+            registration->set_value(varnek::host::registerLanguageEngine(std::this_thread::get_id()));
+        },
+        [python] {
+            varnek::host::unregisterLanguageEngine(std::this_thread::get_id());
+            python->end();
+        });
+    const bool isOurs = withoutGil([&] {
+        const bool first = isRegistered.get();
+        if (!first)
+            thread->stop();
+        return first;
+    });
+    if (!isOurs)
+        throw std::runtime_error("this process has an engine of another language already");
+    withoutGil(registerFunctionCalls);
+    const std::lock_guard lock(mutex_);
+    thread_ = std::move(thread);
+}
+
+void Engine::stop() {
+    std::shared_ptr<EngineThread> thread;
+    {
+        const std::lock_guard lock(mutex_);
+        thread = std::exchange(thread_, nullptr);
+    }
+    if (thread == nullptr)
+        return;
+    unregisterFunctionCalls();
+    thread->stop();
+}
+
+bool Engine::post(EngineThread::Job job) {
+    const auto thread = current();
+    return thread != nullptr && thread->post(std::move(job));
+}
+
+void Engine::run(const std::function<void()>& job) {
+    if (varnek::host::isLanguageEngineThread())
+        return job();
+    auto done = std::make_shared<std::promise<void>>();
+    auto outcome = done->get_future();
+    const bool isTaken = post([&job, done] {
+        try {
+            job();
+            done->set_value();
+        } catch (...) {
+            done->set_exception(std::current_exception());
+        }
+    });
+    done.reset(); // a job that is dropped breaks the promise
+    if (!isTaken)
+        throw std::runtime_error("the engine has stopped");
+    outcome.get();
+}
+
+void Engine::beforeFork() {
+    mutex_.lock();
+    if (thread_ != nullptr)
+        thread_->lockForFork();
+}
+
+void Engine::afterForkInParent() {
+    if (thread_ != nullptr)
+        thread_->unlockAfterFork();
+    mutex_.unlock();
+}
+
+void Engine::afterForkInChild() {
+    const auto lost = std::move(thread_);
+    mutex_.unlock();
+    if (lost == nullptr)
+        return;
+    lost->unlockAfterFork();
+    varnek::host::unregisterLanguageEngine(lost->id());
+    // Never destroyed: its queue still counts the thread, which this process does not have, as waiting.
+    new std::shared_ptr<EngineThread>(lost);
+    start();
+}
+
+} // namespace settings::python

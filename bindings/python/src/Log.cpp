@@ -1,0 +1,60 @@
+#include "Log.hpp"
+
+#include "varnek/log/Channel.hpp"
+
+namespace py = pybind11;
+
+namespace settings::python {
+
+namespace {
+
+varnek::log::Channel pythonLog("settings::bindings::python");
+
+std::string joined(const py::object& lines) {
+    return py::str("").attr("join")(lines).cast<std::string>();
+}
+
+std::string withoutLineEnd(std::string text) {
+    while (!text.empty() && text.back() == '\n')
+        text.pop_back();
+    return text;
+}
+
+} // namespace
+
+std::string tracebackText(const py::error_already_set& failure) {
+    try {
+        const py::object trace = failure.trace() ? py::object(failure.trace()) : py::none();
+        return withoutLineEnd(joined(py::module_::import("traceback")
+                                         .attr("format_exception")(failure.type(), failure.value(), trace)));
+    } catch (py::error_already_set& broken) { // an exception that cannot be shown
+        return broken.what();
+    }
+}
+
+std::string failureText(const py::error_already_set& failure) {
+    try {
+        if (failure.matches(PyExc_ValueError) ||
+            failure.matches(py::module_::import("vksettings").attr("SettingsError"))) {
+            std::string text = py::str(failure.value());
+            if (!text.empty())
+                return text;
+        }
+        return withoutLineEnd(joined(
+            py::module_::import("traceback").attr("format_exception_only")(failure.type(), failure.value())));
+    } catch (py::error_already_set& broken) {
+        return broken.what();
+    }
+}
+
+void logFailure(const char* what, const py::error_already_set& failure) {
+    VARNEK_LOG(pythonLog, warning) << what << ": " << tracebackText(failure);
+}
+
+void reportUnraisable(const char* what, py::error_already_set& failure, py::handle origin) {
+    logFailure(what, failure);
+    failure.restore();
+    PyErr_WriteUnraisable(origin.ptr());
+}
+
+} // namespace settings::python
