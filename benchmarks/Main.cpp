@@ -1,4 +1,4 @@
-// Runs all rows and writes the report: settings_bench [--report FILE]
+// Runs all rows and writes the report: settings_bench [--report FILE] [--only TEXT-OF-THE-TITLE]
 
 #include "Rows.hpp"
 
@@ -6,43 +6,80 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <fstream>
+#include <string_view>
+
+namespace {
+
+using namespace bench;
+
+constexpr char heading[] =
+    "# Benchmark\n\nMedians of 11 rounds in one process, contestants in turn; ns per operation. 10,000 "
+    "settings in "
+    "100 groups,\nread in an order without pattern. The floor is a hand-written hash table with four values "
+    "per "
+    "setting\n(`benchmarks/Floor.hpp`); of saving, the system calls that replace a file durably.\n\n";
+
+struct Options {
+    std::string report;
+    std::string only;
+};
+
+Options optionsOf(int argc, char** argv) {
+    Options options;
+    for (int i = 1; i + 1 < argc; i += 2)
+        (std::string_view(argv[i]) == "--report" ? options.report : options.only) = argv[i + 1];
+    return options;
+}
+
+class Run {
+  public:
+    explicit Run(std::string only) : only_(std::move(only)) {}
+
+    bool wants(const std::string& title) const { return title.find(only_) != std::string::npos; }
+    void add(const std::vector<Row>& rows) {
+        for (const Row& row : rows)
+            if (wants(row.title))
+                results_.push_back(measure(row));
+    }
+    void add(std::vector<Result> results) {
+        for (Result& result : results)
+            results_.push_back(std::move(result));
+    }
+    const std::vector<Result>& results() const { return results_; }
+
+  private:
+    const std::string only_;
+    std::vector<Result> results_;
+};
+
+} // namespace
 
 int main(int argc, char** argv) {
-    using namespace bench;
+    const Options options = optionsOf(argc, argv);
     const Folders folders;
     const Handle root = buildTree(folders);
     settings::core::turnOffSettingsSaving(); // these rows are about memory
-    std::vector<Result> results;
-    for (const Row& row : readRows(root))
-        results.push_back(measure(row));
-    for (const Row& row : setRows(root))
-        results.push_back(measure(row));
-    root->getChild(groupName(0))->unset("setting042", "session");
-    for (const Row& row : validationRows())
-        results.push_back(measure(row));
-    for (Result& result : scalingResults(root))
-        results.push_back(std::move(result));
-    for (const Row& row : userLevelRows(root))
-        results.push_back(measure(row));
+    Run run(options.only);
+    run.add(readRows(root));
+    run.add(setRows(root));
+    if (const Handle group = root->getChild(groupName(0)); group->isSet("setting042", "session"))
+        group->unset("setting042", "session");
+    run.add(validationRows());
+    if (run.wants("two threads reading"))
+        run.add(scalingResults(root));
+    run.add(userLevelRows(root));
     ::unsetenv("SETTINGS_USERDIR"); // the tree has its folders; saves go the way of an application's
     settings::core::turnOnSettingsSaving();
-    for (const Row& row : saveRows(root, folders.base))
-        results.push_back(measure(row));
-    const std::string text = report(results);
-    if (argc == 3 && std::strcmp(argv[1], "--report") == 0) {
-        std::ofstream file(argv[2]);
-        file << "# Benchmark\n\nMedians of 11 rounds in one process, contestants in turn; ns per operation. "
-                "10,000 "
-                "settings in 100 groups,\nread in an order without pattern. The floor is a hand-written hash "
-                "table "
-                "with four values per setting\n(`benchmarks/Floor.hpp`).\n\n"
-             << text;
-        if (!file) {
-            std::fprintf(stderr, "cannot write %s\n", argv[2]);
-            return 1;
-        }
+    run.add(saveRows(root, folders.base));
+    const std::string text = report(run.results());
+    if (options.report.empty())
+        return 0;
+    std::ofstream file(options.report);
+    file << heading << text;
+    if (!file.flush()) {
+        std::fprintf(stderr, "cannot write %s\n", options.report.c_str());
+        return 1;
     }
     return 0;
 }

@@ -77,6 +77,12 @@ struct WatchOptions {
 /// output fails, or nobody reads it any more. To be called while the process has one thread.
 void watch(const WatchOptions& options, std::ostream& out);
 
+struct PrefdirOptions {
+    bool json = false;
+};
+/// Where the personal settings are; finds, makes and fills the folder as every program does.
+void prefdir(const PrefdirOptions& options, std::ostream& out);
+
 void factoryBuild(const std::string& document, const std::string& file, std::ostream& out);
 void factoryInstall(const std::string& file, bool hidden, std::ostream& out);
 

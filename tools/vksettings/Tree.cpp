@@ -7,6 +7,7 @@
 #include "settingscore/exception/TreeFailures.hpp"
 #include "settingscore/level/LevelIndex.hpp"
 #include "settingscore/level/SettingsLevelManager.hpp"
+#include "settingscore/prefdir/PreferencesDirectory.hpp"
 #include "varnek/files/PathText.hpp"
 
 #include <iostream>
@@ -56,6 +57,9 @@ Handle root() {
             std::string text = message.find(file) == std::string::npos ? file + ": " : std::string();
             std::cerr << "vksettings: warning: " << printable(text.append(message)) << '\n';
         }
+        if (const auto message = settings::core::getTempMessage(); !message.identifier.empty())
+            std::cerr << "vksettings: warning: " << printable(varnek::files::messageUtf8(message.text))
+                      << '\n';
         if (built->getChildren().empty())
             std::cerr << "vksettings: warning: no settings are defined" << whereDefinitionsAre() << '\n';
         return built;

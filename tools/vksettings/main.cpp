@@ -129,6 +129,13 @@ void addFiles(CLI::App& app, Job& job) {
     dump->add_option("--password", dumping.password, "Of an encrypted file");
 }
 
+void addPlaces(CLI::App& app, Job& job) {
+    static PrefdirOptions place;
+    auto* prefdir = command(app, "prefdir", "Show where the personal settings are, and why there", job,
+                            [] { vksettings::prefdir(place, std::cout); });
+    prefdir->add_flag("--json", place.json, "Print a JSON object");
+}
+
 void addFactory(CLI::App& app, Job& job) {
     CLI::App* factory = app.add_subcommand("factory", "For toolbox authors: definitions and factory files");
     factory->require_subcommand(1);
@@ -187,6 +194,7 @@ int run(int argc, char** argv) {
     addWatching(app, job);
     addWriting(app, job);
     addFiles(app, job);
+    addPlaces(app, job);
     addFactory(app, job);
     try {
         app.parse(words(argc, argv));

@@ -6,6 +6,7 @@
 #include "Values.hpp"
 
 #include "settingscore/PersonalFileWatch.hpp"
+#include "settingscore/SettingsSaving.hpp"
 #include "settingscore/boostany/ArrayConversion.hpp"
 #include "settingscore/events/SettingsAddNodeEvent.hpp"
 #include "settingscore/events/SettingsRemoveNodeEvent.hpp"
@@ -140,6 +141,11 @@ void JNICALL unwatch(JNIEnv* env, jclass, jlong address) {
     });
 }
 
+/// While the machine still lets threads leave it: the one that writes the files may have called listeners.
+void JNICALL endWriter(JNIEnv* env, jclass) {
+    guarded(*env, [] { settings::core::endSettingsWriter(); });
+}
+
 } // namespace
 
 std::span<const JNINativeMethod> eventMethods() {
@@ -149,6 +155,7 @@ std::span<const JNINativeMethod> eventMethods() {
         nativeMethod("freeSubscription", "(J)V", freeSubscription),
         nativeMethod("watch", "()J", watch),
         nativeMethod("unwatch", "(J)V", unwatch),
+        nativeMethod("endWriter", "()V", endWriter),
     };
     return methods;
 }

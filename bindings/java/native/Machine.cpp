@@ -3,6 +3,7 @@
 #include <pthread.h>
 
 #include <atomic>
+#include <cstring>
 #include <system_error>
 
 namespace vksettings::java {
@@ -23,7 +24,10 @@ JNIEnv* currentEnvironment(JavaVM& machine) noexcept {
 }
 
 JNIEnv& attachThread(JavaVM& machine) {
-    char name[] = "settings";
+    char name[16] = "settings";
+    if (char own[16];
+        pthread_getname_np(pthread_self(), own, sizeof own) == 0 && std::strcmp(own, "PrefdirWriter") == 0)
+        std::strcpy(name, own); // the one that writes the files lives as long as the machine
     JavaVMAttachArgs arguments{JNI_VERSION_10, name, nullptr};
     void* env = nullptr;
     if (machine.AttachCurrentThreadAsDaemon(&env, &arguments) != JNI_OK)

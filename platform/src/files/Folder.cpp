@@ -69,12 +69,14 @@ std::vector<std::filesystem::path> listFiles(const std::filesystem::path& folder
 
 void createFolders(const std::filesystem::path& folder) {
     std::vector<std::filesystem::path> missing{folder.has_filename() ? folder : folder.parent_path()};
+    bool isParentThere = false; // and ENOENT all the same: below /proc, or of a folder that was just removed
     while (!missing.empty()) {
-        const std::filesystem::path& current = missing.back();
+        const std::filesystem::path current = missing.back();
         const int error = createFolder(current);
-        if (error == 0)
+        if (error == 0) {
             missing.pop_back();
-        else if (error == ENOENT && missing.size() < 4096 && current.has_parent_path())
+            isParentThere = true;
+        } else if (error == ENOENT && !isParentThere && missing.size() < 4096 && current.has_parent_path())
             missing.push_back(current.parent_path());
         else
             throw FileError(kindOf(error, FileErrorKind::cannotCreateFolder), "create folder", current,

@@ -14,12 +14,14 @@ namespace varnek::files {
 namespace detail {
 namespace {
 
-constexpr std::string_view namePrefix = ".varnek-replace-";
 constexpr std::string_view nameRandom = "XXXXXX"; // as mkdtemp wants it
 constexpr int directoryFlags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW;
 
 bool isTemporaryName(std::string_view name) {
-    return name.size() == namePrefix.size() + nameRandom.size() && name.starts_with(namePrefix);
+    for (const std::string_view prefix : {replacementPrefix, newFolderPrefix})
+        if (name.size() == prefix.size() + nameRandom.size() && name.starts_with(prefix))
+            return true;
+    return false;
 }
 
 /// Takes the lock without waiting; it goes with the descriptor.
@@ -27,17 +29,29 @@ bool tryLock(const Descriptor& directory) noexcept {
     return uninterrupted([&] { return ::flock(directory.get(), LOCK_EX | LOCK_NB); }) == 0;
 }
 
-bool removeStale(int folder, const char* name) {
-    const Descriptor directory = openAt(folder, name, directoryFlags);
-    struct stat status;
-    if (!directory || ::fstat(directory.get(), &status) != 0 || status.st_uid != ::geteuid() ||
-        !tryLock(directory))
-        return false;
-    // By descriptor: nothing outside is reached when the name is exchanged for a link meanwhile.
+/// By descriptor: nothing outside is reached when the name is exchanged for a link meanwhile.
+void removeFilesOf(const Descriptor& directory) noexcept {
     const std::unique_ptr<DIR, int (*)(DIR*)> listing(
         ::fdopendir(::fcntl(directory.get(), F_DUPFD_CLOEXEC, 0)), &::closedir);
     while (const dirent* entry = listing ? ::readdir(listing.get()) : nullptr)
         ::unlinkat(directory.get(), entry->d_name, 0); // refuses "." and ".."
+}
+
+/// Whether the entry is still the opened directory: it may have taken its final name, and given its lock
+/// back.
+bool isStillNamed(int folder, const char* name, const struct stat& opened) noexcept {
+    struct stat status;
+    return ::fstatat(folder, name, &status, AT_SYMLINK_NOFOLLOW) == 0 && status.st_dev == opened.st_dev &&
+           status.st_ino == opened.st_ino;
+}
+
+bool removeStale(int folder, const char* name) {
+    const Descriptor directory = openAt(folder, name, directoryFlags);
+    struct stat status;
+    if (!directory || ::fstat(directory.get(), &status) != 0 || status.st_uid != ::geteuid() ||
+        !tryLock(directory) || !isStillNamed(folder, name, status))
+        return false;
+    removeFilesOf(directory);
     return ::unlinkat(folder, name, AT_REMOVEDIR) == 0;
 }
 
@@ -50,11 +64,11 @@ void throwCannotCreate(const std::filesystem::path& folder, int error) {
                     "create temporary directory in", folder, error);
 }
 
-TemporaryDirectory::TemporaryDirectory(const std::filesystem::path& root) {
+TemporaryDirectory::TemporaryDirectory(const std::filesystem::path& root, std::string_view prefix) {
     // A clean-up by another process may take a directory away before it is locked, on a busy machine several
     // times.
     constexpr int attempts = 100;
-    std::string name = (root / namePrefix).native();
+    std::string name = (root / prefix).native();
     name.append(nameRandom);
     for (int attempt = 0; attempt < attempts; ++attempt) {
         name.replace(name.size() - nameRandom.size(), nameRandom.size(), nameRandom);
@@ -97,6 +111,16 @@ void TemporaryDirectory::remove() noexcept {
     if (path_.empty())
         return;
     ::rmdir(path_.c_str());
+    directory_.close();
+    path_.clear();
+}
+
+void TemporaryDirectory::removeFiles() noexcept {
+    removeFilesOf(directory_);
+}
+
+void TemporaryDirectory::handOver() noexcept {
+    ::flock(directory_.get(), LOCK_UN); // a child that was forked meanwhile holds the descriptor, too
     directory_.close();
     path_.clear();
 }

@@ -1,4 +1,4 @@
-// The hidden directory in which one replacement prepares its file. While its creator lives it is locked; that
+// The hidden directory in which a new file or folder is prepared. While its creator lives it is locked; that
 // is how the clean-up at start-up tells a leftover from work in progress.
 #pragma once
 
@@ -6,14 +6,20 @@
 
 #include <filesystem>
 #include <string>
+#include <string_view>
 
 namespace varnek::files::detail {
+
+/// What the names of the directories begin with.
+inline constexpr std::string_view replacementPrefix = ".varnek-replace-";
+inline constexpr std::string_view newFolderPrefix = ".varnek-new-";
 
 class TemporaryDirectory {
   public:
     /// Makes the directory below `root`. Throws FileError (cannotCreateTemporaryDirectory,
     /// directoryNotWritable).
-    explicit TemporaryDirectory(const std::filesystem::path& root);
+    explicit TemporaryDirectory(const std::filesystem::path& root,
+                                std::string_view prefix = replacementPrefix);
     TemporaryDirectory(const TemporaryDirectory&) = delete;
     TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
     ~TemporaryDirectory() { remove(); }
@@ -22,6 +28,10 @@ class TemporaryDirectory {
     int descriptor() const noexcept { return directory_.get(); }
     /// Removes the directory, which must be empty. Again: does nothing.
     void remove() noexcept;
+    /// Removes the files in it, however they came there.
+    void removeFiles() noexcept;
+    /// Gives the lock back and leaves the directory, which bears another name by now, to its future.
+    void handOver() noexcept;
 
   private:
     bool lock();

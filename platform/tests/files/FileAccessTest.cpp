@@ -133,6 +133,8 @@ TEST(Folder, CreatesFoldersForTheOwnerOnly) {
     putContent(folder / "file", "");
     EXPECT_EQ(FileErrorKind::notFolder, failureOf([&] { createFolders(folder / "file"); }));
     EXPECT_EQ(FileErrorKind::notFolder, failureOf([&] { createFolders(folder / "file/below"); }));
+    EXPECT_EQ(FileErrorKind::notFound,
+              failureOf([] { createFolders("/proc/new/below"); })); // for ever refused
     ASSERT_EQ(0, ::chmod(folder.path().c_str(), 0555));
     EXPECT_EQ(static_cast<int>(FileErrorKind::permission), asOrdinaryUser([&] {
                   return static_cast<int>(

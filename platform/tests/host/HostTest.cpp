@@ -79,6 +79,14 @@ TEST_F(Host, ConfigFolderComesFromTheFirstAbsolutePath) {
         EXPECT_THROW(userConfigFolder(), HostError);
 }
 
+TEST_F(Host, StateFolderLikewise) {
+    set("HOME", "/home/somebody");
+    set("XDG_STATE_HOME", "/elsewhere");
+    EXPECT_EQ("/elsewhere", userStateFolder());
+    set("XDG_STATE_HOME", "relative");
+    EXPECT_EQ("/home/somebody/.local/state", userStateFolder());
+}
+
 TEST_F(Host, TemporaryFolderMustBeOne) {
     set("TMPDIR", scratch.native() + "/");
     EXPECT_EQ(scratch, temporaryFolder());

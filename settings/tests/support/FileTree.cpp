@@ -27,8 +27,12 @@ using opc::qfservices::FileSystemManager;
 FileTree::FileTree(const std::filesystem::path& base, LevelFileKeeper::WriterThread writer) {
     for (const char* name : {"user", "installation"})
         std::filesystem::create_directories(base / name);
-    keeper = boost::make_shared<LevelFileKeeper>(
-        [base](LevelIndex level) { return base / std::string(core::levelName(level)); }, writer);
+    saveInto(boost::make_shared<LevelFileKeeper>(
+        [base](LevelIndex level) { return base / std::string(core::levelName(level)); }, writer));
+}
+
+void FileTree::saveInto(boost::shared_ptr<LevelFileKeeper> files) {
+    keeper = std::move(files);
     core::detail::TreeContext context;
     context.rootIndex = core::DefaultRootIndex();
     context.connected = true;

@@ -24,6 +24,8 @@ class FileTree {
     /// Without a writer thread, saves are made in the caller.
     explicit FileTree(const std::filesystem::path& base, LevelFileKeeper::WriterThread writer = nullptr);
 
+    /// A new tree over the files of `files`.
+    void saveInto(boost::shared_ptr<LevelFileKeeper> files);
     /// Adds a factory group below the root.
     Handle group(const std::string& name) const { return TestTree::childGroup(root, name); }
     /// Reads the group's values of both levels.

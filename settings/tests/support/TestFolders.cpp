@@ -17,6 +17,10 @@ struct LevelFolders : testing::Environment {
             std::filesystem::create_directory(folder);
             ::setenv(variable, folder.c_str(), 0);
         }
+        // Nobody's real home is ever touched, not even by a test that lets go of these variables.
+        ::setenv("HOME", base_.c_str(), 1);
+        for (const char* variable : {"XDG_CONFIG_HOME", "XDG_STATE_HOME", "VARNEK_PREFDIR"})
+            ::unsetenv(variable);
     }
     void TearDown() override { std::filesystem::remove_all(base_); }
 

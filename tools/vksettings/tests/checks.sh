@@ -8,7 +8,7 @@ tests=$(cd "$(dirname "$0")" && pwd)
 place=$(mktemp -d "${TMPDIR:-/tmp}/vksettings-tool-XXXXXX")
 trap 'chmod -R u+w "$place"; rm -rf "$place"' EXIT
 cd "$place"
-unset SETTINGS_INSTALLATIONDIR
+unset SETTINGS_INSTALLATIONDIR VARNEK_PREFDIR DISABLE_PREFCOPY3RELEASES XDG_CONFIG_HOME XDG_STATE_HOME
 export SETTINGS_FACTORYDIR="$place/factory" SETTINGS_USERDIR="$place/user" HOME="$place"
 mkdir factory user
 

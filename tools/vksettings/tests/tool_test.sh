@@ -4,7 +4,7 @@
 source "$(dirname "$0")/checks.sh"
 
 SETTINGS_FACTORYDIR='' code 0 "SETTINGS_FACTORYDIR names the folder" list
-SETTINGS_USERDIR='' code 1 "no folder for personal settings" list
+SETTINGS_USERDIR='' VARNEK_PREFDIR=relative code 1 "Relative path for preferences directory ('relative')" list
 for name in editor numerics plotting; do
     code 0 "wrote" factory build "$definitions/$name.json" "$name.vksettings"
     code 0 "installed" factory install "$name.vksettings"

@@ -13,6 +13,11 @@ final class Natives {
         } else {
             System.load(file);
         }
+        try {
+            Runtime.getRuntime().addShutdownHook(new Thread(Natives::endWriter, "settings-end"));
+        } catch (IllegalStateException shuttingDown) {
+            // nothing has been written by then
+        }
     }
 
     private Natives() {}
@@ -79,4 +84,7 @@ final class Natives {
     static native long watch();
 
     static native void unwatch(long watch);
+
+    /** Writes what is still to be saved, and ends the thread that does so. */
+    static native void endWriter();
 }

@@ -86,9 +86,10 @@ VARNEK_EXPORT void replaceFile(const std::filesystem::path& target, std::string_
 VARNEK_EXPORT void copyFile(const std::filesystem::path& from, const std::filesystem::path& to,
                             std::uint64_t maxBytes, const ReplacementOptions& options = {});
 
-/// Removes what crashed replacements left in `folder`: temporary directories of our naming that belong to
-/// this user and that no living process uses. Stray content in them is never promoted. Meant for start-up;
-/// best effort, returns the number of directories removed, 0 when the folder cannot be read.
+/// Removes what crashed replacements, and crashed makers of a NewFolder, left in `folder`: temporary
+/// directories of our naming that belong to this user and that no living process uses. Stray content in them
+/// is never promoted. Meant for start-up; best effort, returns the number of directories removed, 0 when the
+/// folder cannot be read.
 VARNEK_EXPORT std::size_t removeStaleTemporaryDirectories(const std::filesystem::path& folder) noexcept;
 
 } // namespace varnek::files

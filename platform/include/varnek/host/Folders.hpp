@@ -14,6 +14,9 @@ namespace varnek::host {
 /// folder.
 VARNEK_EXPORT std::filesystem::path userConfigFolder();
 
+/// The same for what stays on this machine: $XDG_STATE_HOME, else ".local/state" in the home folder.
+VARNEK_EXPORT std::filesystem::path userStateFolder();
+
 /// $TMPDIR when it is a folder, else the system's. Does not throw but for want of memory.
 VARNEK_EXPORT std::filesystem::path temporaryFolder();
 

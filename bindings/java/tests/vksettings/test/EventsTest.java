@@ -211,6 +211,24 @@ final class EventsTest {
         expect(0L, threadsOfTheLibrary()); // closing waits for the thread, which detaches when it ends
     }
 
+    /** A save finds what another process has written; the thread that writes files calls the listeners. */
+    public static void changesThatASaveTakesOver() throws Exception {
+        final BlockingQueue<SettingsEvent> events = new LinkedBlockingQueue<>();
+        final BlockingQueue<String> threads = new LinkedBlockingQueue<>();
+        GROUP.set("flag", false, "user");
+        try (Subscription subscription = GROUP.find("number").listen(event -> {
+            threads.add(Thread.currentThread().getName());
+            events.add(event);
+        })) {
+            vksettings("set", "javatest.number", "9.5");
+            GROUP.set("flag", true, "user");
+            expect("javatest.number was 1.5 (Double)", told(next(events)));
+            expect("PrefdirWriter", threads.take());
+        }
+        GROUP.unset("number", "user");
+        GROUP.unset("flag", "user");
+    }
+
     public static void closingWaitsForARunningListener() throws Exception {
         final CountDownLatch entered = new CountDownLatch(1);
         final CountDownLatch leave = new CountDownLatch(1);

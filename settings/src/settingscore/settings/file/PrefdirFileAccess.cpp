@@ -1,13 +1,17 @@
 #include "settingscore/settings/file/PrefdirFileAccess.hpp"
 
 #include "settingscore/Settings.hpp"
+#include "settingscore/exception/Exceptions.hpp"
 #include "settingscore/level/SettingsLevelManager.hpp"
 #include "settingscore/settings/file/FileLog.hpp"
 #include "settingscore/settings/node/LevelCheck.hpp"
+#include "settingscore/settings/settingsPathUtil.hpp"
 #include "varnek/files/FileError.hpp"
 #include "varnek/files/Folder.hpp"
 
 #include <unistd.h>
+
+#include <cstdlib>
 
 namespace settings::core::detail {
 
@@ -20,11 +24,17 @@ bool isWritableFolder(const std::filesystem::path& folder) {
 } // namespace
 
 void createMissingFolder(const std::filesystem::path& folder) {
+    std::error_code ignored;
+    if (std::filesystem::exists(folder, ignored))
+        return;
+    requireIfPreferencesDirectory(folder); // a new one would count as filled at the next start
     try {
-        if (!std::filesystem::exists(folder))
-            varnek::files::createFolders(folder);
+        varnek::files::createFolders(folder);
     } catch (const std::exception& failure) {
         VARNEK_LOG(fileLog, warning) << failure.what();
+        const char* const named = std::getenv("SETTINGS_USERDIR");
+        if (named != nullptr && folder == std::filesystem::path(named))
+            throw VARNEK::settings::core::SettingsUserDirectoryNotExist();
     }
 }
 

@@ -16,6 +16,8 @@ using FileWriterFunction =
                                              std::string_view levelName, SaveOutcome& outcome)>;
 
 /// The first save of a new user makes the folder. Failures are logged: then it is not writable.
+/// VARNEK::settings::core::PreferenceDirectoryNotExist for the preferences directory, which is not made
+/// again; SettingsUserDirectoryNotExist for a folder that "SETTINGS_USERDIR" names and that cannot be made.
 void createMissingFolder(const std::filesystem::path& folder);
 
 class PrefdirFileAccess : public SettingsFileAccess {

@@ -42,6 +42,11 @@ std::u16string folder(std::string_view variable, FolderFunction LevelFolders::*f
 
 } // namespace
 
+void installLevelFolders(LevelFolders folders) {
+    const std::lock_guard lock(functionsMutex);
+    functions() = std::move(folders);
+}
+
 LevelFolders setLevelFolders(LevelFolders folders) {
     LevelFolders before;
     {

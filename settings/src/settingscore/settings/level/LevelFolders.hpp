@@ -20,6 +20,9 @@ struct LevelFolders {
     FolderFunction workgroup;
 };
 
+/// The functions of the process, before anybody has asked for a folder: nothing is forgotten.
+void installLevelFolders(LevelFolders folders);
+
 /// Replaces the functions, forgets the folders found so far, and returns the functions before.
 LevelFolders setLevelFolders(LevelFolders folders);
 

@@ -25,13 +25,21 @@ std::filesystem::path homeFromUserDatabase() {
     return found->pw_dir;
 }
 
+std::filesystem::path folderOf(const std::string& name, const char* belowHome) {
+    if (const auto folder = absolutePathVariable(name))
+        return *folder;
+    const auto home = absolutePathVariable("HOME");
+    return (home ? *home : homeFromUserDatabase()) / belowHome;
+}
+
 } // namespace
 
 std::filesystem::path userConfigFolder() {
-    if (const auto folder = absolutePathVariable("XDG_CONFIG_HOME"))
-        return *folder;
-    const auto home = absolutePathVariable("HOME");
-    return (home ? *home : homeFromUserDatabase()) / ".config";
+    return folderOf("XDG_CONFIG_HOME", ".config");
+}
+
+std::filesystem::path userStateFolder() {
+    return folderOf("XDG_STATE_HOME", ".local/state");
 }
 
 } // namespace varnek::host

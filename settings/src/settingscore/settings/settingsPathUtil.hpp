@@ -1,0 +1,17 @@
+/// The state behind the preferences directory of the process, for other rooms and for tests.
+#pragma once
+
+#include <filesystem>
+#include <string>
+
+namespace settings::core::detail {
+
+/// Everything that was set or found is forgotten, as at the start of the process. For tests; nobody may be
+/// asking for the directory.
+void forgetPreferencesDirectory();
+
+/// VARNEK::settings::core::PreferenceDirectoryNotExist when `folder` is the directory in use and is gone.
+/// Where none has been found yet, none is looked for.
+void requireIfPreferencesDirectory(const std::filesystem::path& folder);
+
+} // namespace settings::core::detail

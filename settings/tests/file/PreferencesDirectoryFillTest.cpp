@@ -1,0 +1,282 @@
+// A new preferences directory: what it is given, and from where.
+
+#include "support/LogLines.hpp"
+#include "support/PrefdirHome.hpp"
+
+#include "settingscore/exception/CatalogueFailures.hpp"
+#include "settingscore/exception/FileFailures.hpp"
+#include "settingscore/prefdir/PreferencesDirectoryReport.hpp"
+#include "settingscore/settings/prefdir/FillRecord.hpp"
+#include "settingscore/settings/prefdir/FirstFill.hpp"
+#include "json/Parser.hpp"
+#include "json/Value.hpp"
+
+#include <gmock/gmock.h>
+
+namespace {
+
+using namespace settings::core;
+using namespace settings::test;
+namespace fs = std::filesystem;
+using Names = std::vector<std::string>;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::MatchesRegex;
+
+struct FirstFill : PrefdirHome {
+    static PreferencesDirectoryFill fillOf(const fs::path& directory) {
+        const auto fill = detail::readFillRecord(directory);
+        EXPECT_TRUE(fill);
+        return fill.value_or(PreferencesDirectoryFill());
+    }
+};
+
+TEST_F(FirstFill, StampedFilledAndMarkedForItsOwnerOnly) {
+    makeRelease(standard("R2024b"), {"a.vksettings", "b.vksettings", "notes.txt", "b.vksettings.damaged",
+                                     "a.vksettings.tmp", "creation.timestamp", "migratePref.txt"});
+    fs::permissions(standard("R2024b") / "a.vksettings", fs::perms(0644));
+    const mode_t mask = ::umask(0);
+    getPreferencesDirectoryUStr();
+    ::umask(mask);
+    EXPECT_EQ(withOwnFiles({"a.vksettings", "b.vksettings"}), namesIn(standard()));
+    EXPECT_EQ(0700U, modeOf(standard()));
+    for (const std::string& name : namesIn(standard()))
+        EXPECT_EQ(0600U, modeOf(standard() / name)) << name;
+    const std::string time = bytesOf(standard() / "creation.timestamp");
+    EXPECT_THAT(time, MatchesRegex("20[0-9][0-9]-[01][0-9]-[0-3][0-9]T[0-2][0-9]:[0-5][0-9]:[0-5][0-9]Z\n"));
+    EXPECT_EQ("", bytesOf(standard() / "migratePref.txt"));
+    EXPECT_EQ("a.vksettings", bytesOf(standard() / "a.vksettings"));
+
+    const auto record = varnek::json::parseObject(bytesOf(standard() / "prefdir.json"));
+    EXPECT_EQ("R2025a", record.at("createdBy").asString());
+    EXPECT_EQ(time, std::string(record.at("created").asString()) + "\n");
+    EXPECT_EQ("R2024b", record.at("filledFrom").asObject().at("release").asString());
+    EXPECT_EQ(standard("R2024b").native(), record.at("filledFrom").asObject().at("directory").asString());
+
+    const auto report = describePreferencesDirectory();
+    EXPECT_TRUE(report.isReadable && report.isWritable && report.hasMigrationMarker);
+    ASSERT_TRUE(report.fill && report.fill->source);
+    EXPECT_EQ("R2025a", report.fill->createdBy);
+    EXPECT_EQ((Names{"a.vksettings", "b.vksettings"}), report.fill->source->files);
+    EXPECT_EQ(Names{}, report.fill->source->skipped);
+    EXPECT_EQ((Names{"R2024b", "R2025a"}), namesIn(standard().parent_path()));
+}
+
+TEST_F(FirstFill, OneThatIsThereIsLeftAlone) {
+    makeRelease(standard("R2024b"), {"a.vksettings"});
+    fs::create_directories(standard());
+    getPreferencesDirectoryUStr();
+    EXPECT_EQ(Names{}, namesIn(standard()));
+    EXPECT_FALSE(describePreferencesDirectory().fill);
+    EXPECT_FALSE(describePreferencesDirectory().hasMigrationMarker);
+}
+
+TEST_F(FirstFill, TheNewestEarlierReleaseThatHasADirectory) {
+    struct Row {
+        Names releases; // "-" before a name: an empty directory; "=": a file of that name
+        const char* stops;
+        std::string source; // empty: none
+    };
+    const Row rows[] = {
+        {{}, nullptr, ""},
+        {{"R2024b", "R2024a"}, nullptr, "R2024b"},
+        {{"R2024a", "R2023b"}, nullptr, "R2024a"},
+        {{"R2022b", "R2019b", "R2019a"}, nullptr, "R2022b"},
+        {{"R2019a"}, nullptr, "R2019a"},
+        {{"R2018b", "R2018a"}, nullptr, ""},
+        {{"R2025b", "R2026a"}, nullptr, ""},
+        {{"-R2024b", "R2024a"}, nullptr, "R2024b"},
+        {{"R2024a", "-R2022a", "R2019a"}, nullptr, "R2024a"},
+        {{"-R2022a", "R2019a"}, nullptr, "R2022a"},
+        {{"=R2024b", "R2023b"}, nullptr, "R2023b"},
+        {{"R2024b", "R2024a"}, "1", "R2024b"},
+        {{"R2024a", "R2023b"}, "1", ""},
+        {{"R2024a", "R2023b"}, "", "R2024a"},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(testing::PrintToString(row.releases) + (row.stops != nullptr ? row.stops : ""));
+        fs::remove_all(home / ".config");
+        start();
+        set("DISABLE_PREFCOPY3RELEASES",
+            row.stops != nullptr ? std::optional<std::string>(row.stops) : std::nullopt);
+        bool isEmpty = false;
+        for (const std::string& release : row.releases) {
+            const std::string name = release.substr(release.find('R'));
+            if (release[0] == '=') {
+                fs::create_directories(standard().parent_path());
+                writeBytes(standard(name), "");
+            } else if (release[0] == '-') {
+                fs::create_directories(standard(name));
+                isEmpty = isEmpty || name == row.source;
+            } else {
+                makeRelease(standard(name), {name + ".vksettings"});
+            }
+        }
+        getPreferencesDirectoryUStr();
+        const Names copied = row.source.empty() || isEmpty ? Names{} : Names{row.source + ".vksettings"};
+        EXPECT_EQ(withOwnFiles(copied), namesIn(standard()));
+        const auto source = fillOf(standard()).source;
+        EXPECT_EQ(row.source, source ? source->release : "");
+        EXPECT_EQ(row.source.empty() ? std::u16string() : text(standard(row.source)),
+                  source ? source->directory : std::u16string());
+    }
+}
+
+TEST_F(FirstFill, ElsewhereTheReleaseBeforeIsBesideAndOlderOnesAreStandard) {
+    makeRelease(standard("R2024b"), {"standard-b.vksettings"});
+    makeRelease(standard("R2024a"), {"standard-a.vksettings"});
+    set("VARNEK_PREFDIR", folder / "x/mine");
+    getPreferencesDirectoryUStr();
+    EXPECT_EQ(withOwnFiles({"standard-a.vksettings"}), namesIn(folder / "x/mine"));
+
+    start();
+    fs::remove_all(folder / "x/mine");
+    makeRelease(folder / "x/R2024b", {"beside.vksettings"});
+    getPreferencesDirectoryUStr();
+    EXPECT_EQ(withOwnFiles({"beside.vksettings"}), namesIn(folder / "x/mine"));
+
+    start();
+    fs::remove_all(folder / "x/mine");
+    makeRelease(folder / "checks", {"check.vksettings"});
+    setUnitTestPreviousPrefDir(text(folder / "checks"));
+    getPreferencesDirectoryUStr();
+    EXPECT_EQ(withOwnFiles({"check.vksettings"}), namesIn(folder / "x/mine"));
+    EXPECT_EQ("R2024b", fillOf(folder / "x/mine").source->release);
+
+    start(); // one that is not there is as good as none
+    fs::remove_all(folder / "x/mine");
+    setUnitTestPreviousPrefDir(text(folder / "nowhere"));
+    getPreferencesDirectoryUStr();
+    EXPECT_EQ(withOwnFiles({"standard-a.vksettings"}), namesIn(folder / "x/mine"));
+}
+
+TEST_F(FirstFill, NothingIsFollowedOutOfTheFolder) {
+    const fs::path old = standard("R2024b");
+    makeRelease(old, {"a.vksettings", "real", "b\xff.vksettings"});
+    writeBytes(folder / "secret", "secret");
+    fs::create_symlink("real", old / "inside.vksettings");
+    fs::create_symlink(folder / "secret", old / "out.vksettings");
+    fs::create_symlink("../../../../../secret", old / "up.vksettings");
+    fs::create_symlink("nothing", old / "dangling.vksettings");
+    fs::create_directory(old / "folder.vksettings");
+    ASSERT_EQ(0, ::mkfifo((old / "pipe.vksettings").c_str(), 0600));
+    LogLines log("settings::core::settingsPathUtil");
+    getPreferencesDirectoryUStr();
+    EXPECT_EQ(withOwnFiles({"a.vksettings", "b\xff.vksettings", "inside.vksettings"}), namesIn(standard()));
+    EXPECT_TRUE(fs::is_regular_file(fs::symlink_status(standard() / "inside.vksettings")));
+    EXPECT_EQ("real", bytesOf(standard() / "inside.vksettings"));
+    EXPECT_THAT(fillOf(standard()).source->skipped,
+                ElementsAre("dangling.vksettings", "folder.vksettings", "out.vksettings", "pipe.vksettings",
+                            "up.vksettings"));
+    EXPECT_EQ((Names{"a.vksettings", "b\xff.vksettings", "inside.vksettings"}),
+              fillOf(standard()).source->files);
+    int told = 0;
+    for (const std::string& line : log.lines)
+        told += line.starts_with("not copied: ");
+    EXPECT_EQ(5, told);
+}
+
+TEST_F(FirstFill, AFileThatCannotBeCopiedEndsTheStart) {
+    makeRelease(standard("R2024b"), {"a.vksettings", "b.vksettings"});
+    fs::permissions(standard("R2024b") / "b.vksettings", fs::perms::none);
+    for (const char* open : {".config", ".config/Quillfern", ".config/Quillfern/VARNEK"})
+        fs::permissions(home / open, fs::perms::all);
+    asOrdinaryUser([&] {
+        for (int again = 0; again < 2; ++again)
+            try {
+                getPreferencesDirectoryUStr();
+                ADD_FAILURE();
+            } catch (const VARNEK::settings::core::ErrorCopyFileInPrefDir& failure) {
+                const std::string from = standard("R2024b") / "b.vksettings",
+                                  to = standard() / "b.vksettings";
+                const std::string detail = "cannot read file \"" + from + "\": Permission denied";
+                EXPECT_THAT(failure.arguments(), ElementsAre(from, to, detail));
+                EXPECT_THAT(failure.what(), AllOf(HasSubstr(from), HasSubstr(to), HasSubstr(detail)));
+            }
+        EXPECT_EQ(Names{"R2024b"}, namesIn(standard().parent_path())); // nothing is left of it
+    });
+    fs::permissions(standard("R2024b") / "b.vksettings", fs::perms(0600));
+    getPreferencesDirectoryUStr();
+    EXPECT_EQ(withOwnFiles({"a.vksettings", "b.vksettings"}), namesIn(standard()));
+}
+
+TEST_F(FirstFill, AFolderThatCannotBeListedEndsTheStart) {
+    makeRelease(standard("R2024b"), {"a.vksettings"});
+    fs::permissions(standard("R2024b"), fs::perms(0311));
+    for (const char* open : {".config", ".config/Quillfern", ".config/Quillfern/VARNEK"})
+        fs::permissions(home / open, fs::perms::all);
+    asOrdinaryUser([&] {
+        try {
+            getPreferencesDirectoryUStr();
+            ADD_FAILURE();
+        } catch (const exception::ErrorMigratePrefsBetweenReleases& failure) {
+            EXPECT_EQ("R2024b", failure.getPrevFullRelTag());
+            EXPECT_EQ("R2025a", failure.getCurrFullRelTag());
+        }
+        EXPECT_EQ(Names{"R2024b"}, namesIn(standard().parent_path()));
+    });
+}
+
+TEST_F(FirstFill, WithoutRoomForTheStampNothingIsMade) {
+    makeRelease(standard("R2024b"), {"a.vksettings"});
+    {
+        const NoRoomForFiles full;
+        try {
+            getPreferencesDirectoryUStr();
+            ADD_FAILURE();
+        } catch (const VARNEK::settings::core::ErrorCreatePreferenceDirectoryTimeStamp& failure) {
+            EXPECT_EQ(standard() / "creation.timestamp", failure.arguments().at(0));
+            EXPECT_THAT(failure.arguments().at(1), testing::HasSubstr("File too large"));
+        }
+    }
+    EXPECT_EQ(Names{"R2024b"}, namesIn(standard().parent_path()));
+    getPreferencesDirectoryUStr();
+    EXPECT_EQ(withOwnFiles({"a.vksettings"}), namesIn(standard()));
+}
+
+/// Each step is hindered by something that has its file's name already; those before it are done then.
+TEST_F(FirstFill, FirstTheStampThenTheFilesThenTheMarker) {
+    makeRelease(folder / "R2024b", {"a.vksettings", "b.vksettings"});
+    const auto filled = [&](const char* obstacle,
+                            const std::function<void(varnek::files::NewFolder&)>& fill) {
+        varnek::files::NewFolder made(folder / "new");
+        fs::create_directory(made.path() / obstacle);
+        fill(made);
+        return namesIn(made.path());
+    };
+    const auto fill = [&](varnek::files::NewFolder& made) {
+        detail::fillNewDirectory(made, folder / "new", {});
+    };
+    EXPECT_EQ(Names{"creation.timestamp"}, filled("creation.timestamp", [&](auto& made) {
+                  EXPECT_THROW(fill(made), VARNEK::settings::core::ErrorCreatePreferenceDirectoryTimeStamp);
+              }));
+    EXPECT_EQ((Names{"a.vksettings", "b.vksettings", "creation.timestamp"}),
+              filled("b.vksettings", [&](auto& made) {
+                  try {
+                      fill(made);
+                      ADD_FAILURE();
+                  } catch (const VARNEK::settings::core::ErrorOverwriteFileInPrefDir& failure) {
+                      EXPECT_THAT(failure.arguments(), ElementsAre(folder / "new/b.vksettings"));
+                  }
+              }));
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(withOwnFiles({"a.vksettings", "b.vksettings"}), filled("migratePref.txt", fill));
+    EXPECT_EQ("Warning: failed to create migratePref.txt file \n", testing::internal::GetCapturedStderr());
+    EXPECT_EQ(withOwnFiles({"a.vksettings", "b.vksettings"}), filled("prefdir.json", fill));
+}
+
+TEST_F(FirstFill, ARecordThatIsNoRecordIsNone) {
+    getPreferencesDirectoryUStr();
+    const std::string record = bytesOf(standard() / "prefdir.json");
+    EXPECT_TRUE(detail::readFillRecord(standard()));
+    EXPECT_FALSE(detail::readFillRecord(standard())->source);
+    for (const std::string& damaged :
+         Names{"", record.substr(0, record.size() / 2), "[]", "{}",
+               R"({"created": "x", "createdBy": "R2025a", "filledFrom": {"release": 1}})"}) {
+        writeBytes(standard() / "prefdir.json", damaged);
+        EXPECT_FALSE(detail::readFillRecord(standard())) << damaged;
+        EXPECT_FALSE(describePreferencesDirectory().fill);
+    }
+}
+
+} // namespace
