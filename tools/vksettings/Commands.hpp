@@ -83,7 +83,32 @@ struct PrefdirOptions {
 /// Where the personal settings are; finds, makes and fills the folder as every program does.
 void prefdir(const PrefdirOptions& options, std::ostream& out);
 
+struct UpgradeOptions {
+    enum class What { dryRun, log, undo };
+    What what = What::dryRun;
+    std::string group;
+    std::string to; // the folder of an undo
+    bool json = false;
+};
+/// What the changes between releases do to a personal file, did, or the file from before them. `refused` when
+/// a dry run does not get to its end.
+ExitCode upgrade(const UpgradeOptions& options, std::ostream& out);
+
 void factoryBuild(const std::string& document, const std::string& file, std::ostream& out);
+
+struct InspectOptions {
+    std::string file;
+    bool json = false;
+};
+void factoryInspect(const InspectOptions& options, std::ostream& out);
+
+struct CheckOptions {
+    std::vector<std::string> files; // one to be checked, or a released one and its successor to be compared
+    bool json = false;
+};
+/// `refused` when there is a fault, or a break between the two.
+ExitCode factoryCheck(const CheckOptions& options, std::ostream& out);
+
 void factoryInstall(const std::string& file, bool hidden, std::ostream& out);
 
 struct GSchemaOptions {

@@ -103,6 +103,11 @@ void describeTreeFailures(Sentences& sentences) {
                                                             " cannot be changed: " +
                                                             whyReadOnly(f.getLevelToModify());
                                                  })
+        .on<ex::NoFileWritePermission>(refused,
+                                       [](const auto& f) {
+                                           return "the level " + quoted(f.getLevelName()) +
+                                                  " cannot be changed: " + whyReadOnly(f.getLevelName());
+                                       })
         .on<ex::CannotChangeValueForReadOnlySetting>(
             refused, [](const auto& f) { return quoted(nameOf(f.getCausingObject())) + " is read-only"; })
         .on<ex::ValueNotDefinedForGivenLevel>(refused,
@@ -158,8 +163,14 @@ void describeFileFailures(Sentences& sentences) {
         .on<NoFrontEnd>(fileOrSystem)
         .on<ex::FileDoesNotExist>(
             fileOrSystem, [](const auto& f) { return utf8(f.getFilePath()) + ": there is no such file"; })
-        .on<ex::FileCannotBeOpened>(
-            fileOrSystem, [](const auto& f) { return utf8(f.getFilePath()) + ": cannot be opened"; })
+        .on<ex::FileCannotBeOpened>(fileOrSystem,
+                                    [](const auto& f) {
+                                        return aboutFile(f.getFilePath(), f.getCause().empty()
+                                                                              ? "cannot be opened"
+                                                                              : utf8(f.getCause()));
+                                    })
+        .on<ex::ErrorSaveSettingsDueToFileIOError>(
+            fileOrSystem, [](const auto& f) { return utf8(f.getFileName()) + ": " + f.what(); })
         .on<ex::PackageCannotBeOpened>(
             fileOrSystem,
             [](const auto& f) {

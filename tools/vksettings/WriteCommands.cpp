@@ -1,13 +1,17 @@
 // set and unset: changes of one value, saved before the command ends.
 
 #include "Commands.hpp"
+#include "InstallationFile.hpp"
 #include "Refusal.hpp"
 #include "SaveOutcome.hpp"
 #include "Tree.hpp"
 #include "ValueText.hpp"
 
+#include "settingscore/exception/Exceptions.hpp"
+
 namespace vksettings {
 
+namespace ex = settings::core::exception;
 using varnek::data::Array;
 
 namespace {
@@ -21,29 +25,56 @@ Array example(const Setting& setting) {
     return {};
 }
 
+/// Of one setting in the installation's file, whose nodes end with it: failures name those of the tree.
+template <class Change>
+void changeInstallation(const Setting& setting, Change change) {
+    InstallationFile file(setting);
+    try {
+        change(*file.group(), file.name());
+    } catch (const ex::CannotChangeValueForReadOnlySetting&) {
+        throw ex::CannotChangeValueForReadOnlySetting(setting.handle);
+    } catch (const ex::ValueNotDefinedForGivenLevel& failure) {
+        throw ex::ValueNotDefinedForGivenLevel(setting.handle, failure.getLevel());
+    }
+    file.save();
+}
+
+/// Calls `change` with the group and the name of the setting there; its change is on the disk afterwards.
+template <class Change>
+void saveChange(const Setting& setting, const std::string& level, Change change) {
+    if (level == "installation") {
+        changeInstallation(setting, change);
+    } else {
+        const Saving saving(*setting.handle, level);
+        change(*setting.group, setting.name);
+        saving.finish();
+    }
+}
+
 } // namespace
 
 void set(const SetOptions& options) {
     const Setting setting = resolveSetting(options.name);
-    const Saving saving(*setting.handle, options.level);
-    const Array value = options.json ? parsedJson(options.value) : parsed(options.value, example(setting));
-    try {
-        setting.group->set(setting.name, value, options.level);
-    } catch (const std::exception& failure) {
-        if (!isAboutTheValue(failure))
-            throw;
-        throw refusedValue(failure, *setting.itself(), value, options.level);
-    }
-    saving.finish();
+    saveChange(setting, options.level, [&](settings::core::Settings& group, const std::string& name) {
+        const Array value =
+            options.json ? parsedJson(options.value) : parsed(options.value, example(setting));
+        try {
+            group.set(name, value, options.level);
+        } catch (const std::exception& failure) {
+            if (!isAboutTheValue(failure))
+                throw;
+            throw refusedValue(failure, *setting.itself(), value, options.level);
+        }
+    });
 }
 
 void unset(const std::string& name, const std::string& level) {
     const Setting setting = resolveSetting(name);
     if (level == "session") // says that there is none
         return setting.group->unset(setting.name, level);
-    const Saving saving(*setting.handle, level);
-    setting.group->unset(setting.name, level);
-    saving.finish();
+    saveChange(setting, level, [&](settings::core::Settings& group, const std::string& settingName) {
+        group.unset(settingName, level);
+    });
 }
 
 } // namespace vksettings

@@ -136,6 +136,27 @@ void addPlaces(CLI::App& app, Job& job) {
     prefdir->add_flag("--json", place.json, "Print a JSON object");
 }
 
+void addUpgrade(CLI::App& app, Job& job) {
+    using What = UpgradeOptions::What;
+    static UpgradeOptions upgrading;
+    auto* upgrade = command(app, "upgrade", "Show or undo what later releases change in personal files", job,
+                            [] { return vksettings::upgrade(upgrading, std::cout); });
+    upgrade->add_option("GROUP", upgrading.group, "A top-level group; --log shows all without it");
+    auto* what = upgrade->add_option_group("What to do");
+    const auto add = [what](const char* name, What which, const char* help) {
+        return what->add_flag_callback(
+            name, [which] { upgrading.what = which; }, help);
+    };
+    add("--dry-run", What::dryRun, "Show what would change in the file of GROUP; write nothing");
+    add("--log", What::log, "Show what upgrades did");
+    auto* undo = add("--undo", What::undo, "Write the file of GROUP as it was before its last upgrade");
+    what->require_option(1);
+    auto* to = upgrade->add_option("--to", upgrading.to, "The folder for the file of --undo");
+    undo->needs(to);
+    to->needs(undo);
+    upgrade->add_flag("--json", upgrading.json, "Print JSON");
+}
+
 void addFactory(CLI::App& app, Job& job) {
     CLI::App* factory = app.add_subcommand("factory", "For toolbox authors: definitions and factory files");
     factory->require_subcommand(1);
@@ -152,6 +173,24 @@ void addFactory(CLI::App& app, Job& job) {
                             job, [] { factoryInstall(installed, hidden, std::cout); });
     install->add_option("FILE", installed, "A factory file")->required();
     install->add_flag("--hidden", hidden, "The group is not shown to users");
+
+    static InspectOptions inspected;
+    auto* inspect = command(*factory, "inspect", "Show what a factory file holds", job,
+                            [] { factoryInspect(inspected, std::cout); });
+    inspect->add_option("FILE", inspected.file, "A factory file")->required();
+    inspect->add_flag("--json", inspected.json, "Print a JSON object");
+
+    static CheckOptions checked;
+    auto* check =
+        command(*factory, "check", "Check a factory file, or what it changes for users of an older one", job,
+                [] { return factoryCheck(checked, std::cout); });
+    check
+        ->add_option("[OLD] FILE", checked.files,
+                     "A factory file; with the released one before it what users of that would lose")
+        ->required()
+        ->expected(1, 2);
+    check->add_flag("--json", checked.json,
+                    "Print a JSON array of objects with finding, kind, name and message");
 
     static GSchemaOptions schemas;
     auto* convert = command(*factory, "from-gschema", "Turn GSettings schemas into definition documents", job,
@@ -195,6 +234,7 @@ int run(int argc, char** argv) {
     addWriting(app, job);
     addFiles(app, job);
     addPlaces(app, job);
+    addUpgrade(app, job);
     addFactory(app, job);
     try {
         app.parse(words(argc, argv));

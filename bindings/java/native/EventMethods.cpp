@@ -141,6 +141,10 @@ void JNICALL unwatch(JNIEnv* env, jclass, jlong address) {
     });
 }
 
+void JNICALL waitForSaves(JNIEnv* env, jclass) {
+    guarded(*env, [] { settings::core::waitForSettingsSaves(); });
+}
+
 /// While the machine still lets threads leave it: the one that writes the files may have called listeners.
 void JNICALL endWriter(JNIEnv* env, jclass) {
     guarded(*env, [] { settings::core::endSettingsWriter(); });
@@ -155,6 +159,7 @@ std::span<const JNINativeMethod> eventMethods() {
         nativeMethod("freeSubscription", "(J)V", freeSubscription),
         nativeMethod("watch", "()J", watch),
         nativeMethod("unwatch", "(J)V", unwatch),
+        nativeMethod("waitForSaves", "()V", waitForSaves),
         nativeMethod("endWriter", "()V", endWriter),
     };
     return methods;

@@ -13,6 +13,7 @@
 #include "settingscore/Export.hpp"
 #include "settingscore/Settings.hpp"
 #include "settingscore/level/RootIndex.hpp"
+#include "settingscore/node/ReleaseChanges.hpp"
 #include "settingscore/validation/FactorySettingProperties.hpp"
 #include "settingscore/validation/SettingsProperties.hpp"
 
@@ -27,10 +28,6 @@
 namespace settings::core {
 
 class SettingsEvent;
-
-namespace detail {
-struct UpgraderRecord;
-}
 
 class SETTINGSCORE_EXPORT MSettings : public Settings {
   public:
@@ -88,10 +85,23 @@ class SETTINGSCORE_EXPORT MSettings : public Settings {
     bool needsSyncWithVCOSTree() const;
     void setSyncWithVCOSTree(bool sync);
 
-    /// SettingsLibraryNotInitialized: factory files are not managed yet.
+    // ---- factory files ----
+
+    /// Adds the top-level group that the factory file `file` in `folder` defines to the tree of this node,
+    /// with its installation and personal values; listeners hear of the group. `name`: what the group has to
+    /// be called; empty: whatever the file says. `upgraders`, unless empty, become those of the file: its own
+    /// ones have to stand at their beginning, since released ones are never changed. `force`: they are
+    /// written even where the file has no write permission; see SettingsFileManager::create. Blocks on the
+    /// disk.
+    /// Errors, with tree and file as they were: SettingsLibraryNotInitialized for a node that stands in no
+    /// tree of the process; std::invalid_argument for a relative path and for upgraders that change released
+    /// ones; ProductNodeAlreadyExisted; those of SettingsFileManager::open and save; ErrorReadingSettingsData
+    /// for a group of another name.
     void registerFactoryFile(const std::u16string& file, const std::u16string& folder,
-                             const std::vector<detail::UpgraderRecord>& upgraders, bool replace,
+                             const std::vector<detail::UpgraderRecord>& upgraders, bool force,
                              std::string_view name);
+    /// Writes this group with its definitions, and the upgraders, as a factory file: as
+    /// Settings::createFactorySettingsFile, with the group's own version number.
     void writeFactoryFile(const std::u16string& file, const std::vector<detail::UpgraderRecord>& upgraders);
 
     // ---- folders of a tree ----

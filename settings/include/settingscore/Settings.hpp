@@ -198,6 +198,16 @@ class SETTINGSCORE_EXPORT Settings {
     static boost::shared_ptr<Settings> importAsStandaloneObject(const std::u16string& path,
                                                                 std::string_view level);
 
+    /// Writes the definitions of a group that stands in no settings tree, and the values it has on "factory",
+    /// as a factory file without upgraders: a new one, or in place of one of that group. `version`: what
+    /// getVersionNumber() of the group is to tell once the file is loaded. Nothing while saving is switched
+    /// off. Blocks on the disk.
+    /// Errors, with the file as it was: ErrorCreateFactoryFileFromATreeNode for a node of a settings tree;
+    /// NotANodeName for a setting; ErrorSaveSettingsDueToFileIOError for a file without write permission;
+    /// SettingsFileNotWritten, also for a relative path; std::invalid_argument for an empty handle.
+    static void createFactorySettingsFile(const boost::shared_ptr<const Settings>& group,
+                                          const std::u16string& path, std::uint32_t version);
+
     /// One value of a settings file, without building a tree; void when the file holds none. `group` is the
     /// group's full name. FileDoesNotExist, PackageCannotBeOpened, ErrorReadingSettingsData.
     static varnek::data::Array getStartupSetting(const std::u16string& path, std::string_view group,

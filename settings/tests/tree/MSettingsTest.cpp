@@ -289,7 +289,7 @@ TEST_F(FrontEnd, ValidatorsAreReplacedAndRunAgain) {
     EXPECT_EQ("NotAKeyName", failureOf([&] { editor->setValidator({}); }));
     EXPECT_EQ("invalid_argument", failureOf([] { MSettings::validate(nullptr); }));
     EXPECT_EQ("InvalidValidator", failureOf([&] { width->setValidator(CPPValidator({}, "p", "f")); }));
-    EXPECT_THROW(editor->writeFactoryFile(u"f", {}), VARNEK::settings::core::SettingsLibraryNotInitialized);
+    EXPECT_EQ("ErrorCreateFactoryFileFromATreeNode", failureOf([&] { editor->writeFactoryFile(u"/f", {}); }));
     EXPECT_FALSE(width->needsSyncWithVCOSTree());
     width->setSyncWithVCOSTree(true);
     EXPECT_TRUE(MSettings::of(editor->getChild("width"))->needsSyncWithVCOSTree());

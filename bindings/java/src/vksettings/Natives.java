@@ -85,6 +85,8 @@ final class Natives {
 
     static native void unwatch(long watch);
 
+    static native void waitForSaves();
+
     /** Writes what is still to be saved, and ends the thread that does so. */
     static native void endWriter();
 }

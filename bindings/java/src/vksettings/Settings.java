@@ -59,6 +59,11 @@ public final class Settings implements AutoCloseable {
         return List.of(Natives.loadProblems());
     }
 
+    /** Waits until everything that was changed before has been written, or could not be. */
+    public static void waitForSaves() {
+        Natives.waitForSaves();
+    }
+
     /** The handle gives its node up; calls that are under way end as they would have. May be called again. */
     @Override
     public void close() {

@@ -158,14 +158,17 @@ class SETTINGSCORE_EXPORT RelativePreferencePathNotSupported
 /// A settings file is there but cannot be opened. Its text is that of FileDoesNotExist.
 class SETTINGSCORE_EXPORT FileCannotBeOpened : public Cloneable<FileCannotBeOpened, SettingsException> {
   public:
-    FileCannotBeOpened(std::u16string filePath, std::string levelName);
+    FileCannotBeOpened(std::u16string filePath, std::string levelName, std::u16string cause = {});
     const char* what() const noexcept override;
     std::u16string getFilePath() const { return *filePath_; }
     std::string getLevelName() const { return *levelName_; }
+    /// Why not, where it is known.
+    std::u16string getCause() const { return *cause_; }
 
   private:
     SharedField<std::u16string> filePath_;
     SharedField<std::string> levelName_;
+    SharedField<std::u16string> cause_;
 };
 
 /// A settings file is not there.

@@ -49,8 +49,8 @@ RelativePreferencePathNotSupported::RelativePreferencePathNotSupported(std::u16s
       errorMessage_("Unable to start VARNEK. Relative path for preferences directory ('" +
                     detail::utf8(*prefdirLocation_) + "') is not supported") {}
 
-FileCannotBeOpened::FileCannotBeOpened(std::u16string filePath, std::string levelName)
-    : filePath_(std::move(filePath)), levelName_(std::move(levelName)) {}
+FileCannotBeOpened::FileCannotBeOpened(std::u16string filePath, std::string levelName, std::u16string cause)
+    : filePath_(std::move(filePath)), levelName_(std::move(levelName)), cause_(std::move(cause)) {}
 
 FileDoesNotExist::FileDoesNotExist(std::u16string filePath) : filePath_(std::move(filePath)) {}
 

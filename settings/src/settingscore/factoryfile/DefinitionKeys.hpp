@@ -9,8 +9,4 @@ inline constexpr std::string_view schemaReference = "$schema"; // for editors; m
 inline constexpr std::string_view groups = "groups";
 inline constexpr std::string_view upgraders = "upgraders";
 
-// Values of an upgrader's "Operation"
-inline constexpr std::string_view move = "move";
-inline constexpr std::string_view remove = "remove";
-
 } // namespace settings::core::detail::keys

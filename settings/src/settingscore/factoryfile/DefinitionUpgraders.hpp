@@ -2,7 +2,7 @@
 #pragma once
 
 #include "settingscore/factoryfile/DefinitionMembers.hpp"
-#include "settingscore/settings/node/ReleaseChanges.hpp"
+#include "settingscore/node/ReleaseChanges.hpp"
 
 #include <vector>
 

@@ -114,7 +114,7 @@ class SettingsImpl : public SettingsNodeImpl, public boost::enable_shared_from_t
     const SettingsNodeImpl* peekChild(std::string_view name) const noexcept override;
     std::string aliasName() const override;
     void registerFactoryFile(const std::u16string& file, const std::u16string& folder,
-                             const std::vector<UpgraderRecord>& upgraders, bool replace,
+                             const std::vector<UpgraderRecord>& upgraders, bool force,
                              std::string_view name) override;
     void writeFactoryFile(const std::u16string& file, const std::vector<UpgraderRecord>& upgraders) override;
     void loaderAdded(std::string_view name) override;
@@ -161,6 +161,8 @@ class SettingsImpl : public SettingsNodeImpl, public boost::enable_shared_from_t
     [[noreturn]] virtual void refuseClash(const NodePtr& existing) const;
     /// The same when the name was free a moment before.
     [[noreturn]] virtual void refuseInsertion(const std::string& name) const;
+    /// Whether removeNode() may take a child out: what factory definitions made stays.
+    virtual bool mayBeRemoved(const SettingsNodeImpl& child) const;
     /// Raises what forbids to take over nodes that a loader built. Called under the group's lock.
     virtual void checkAdoptable(const std::vector<NodePtr>& children) const;
 

@@ -227,6 +227,7 @@ final class EventsTest {
         }
         GROUP.unset("number", "user");
         GROUP.unset("flag", "user");
+        Settings.waitForSaves();
     }
 
     public static void closingWaitsForARunningListener() throws Exception {

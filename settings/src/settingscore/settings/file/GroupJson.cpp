@@ -105,6 +105,17 @@ bool takeUserDefined(const MemberReader& members, NodeDefinition& definition) {
     return value && value->asBool();
 }
 
+/// Anything but a whole number of 32 bits is an attribute like any other.
+std::optional<std::uint32_t> takeVersion(NodeDefinition& definition) {
+    const Value* found = definition.attributes.find(keys::versionNumber);
+    if (found == nullptr || !found->isInteger() || found->asDouble() < 0 ||
+        found->asDouble() > std::numeric_limits<std::uint32_t>::max())
+        return std::nullopt;
+    const auto version = static_cast<std::uint32_t>(found->asUint64());
+    definition.attributes.erase(keys::versionNumber);
+    return version;
+}
+
 void takeAlias(const MemberReader& members, NodeDefinition& definition) {
     const auto value = takeAttribute(definition.attributes, keys::aliasName);
     if (value && !value->isString())
@@ -196,6 +207,8 @@ GroupRecord GroupReader::read(const Object& json, const FilePlace& place) {
     NodeDefinition definition = readDefinition(members);
     definition.hasAdditionalFile = members.boolean(keys::hasAdditionalFile).value_or(false);
     group.isUserDefined = takeUserDefined(members, definition) && use_ != FileUse::factory;
+    if (use_ == FileUse::factory)
+        group.version = takeVersion(definition);
     group.definition = keep(std::move(definition));
     const Array* settings = members.array(keys::settings);
     if (settings == nullptr)
@@ -260,6 +273,8 @@ void writeGroupDefinition(const GroupRecord& group, LevelIndex level, Object& js
     Object attributes = definition.attributes;
     if (group.isUserDefined)
         attributes.set(keys::isUserDefined, true);
+    if (group.version && level == LevelIndex::factory)
+        attributes.set(keys::versionNumber, *group.version);
     if (!attributes.empty())
         json.set(keys::attributes, std::move(attributes));
     if (level != LevelIndex::factory)

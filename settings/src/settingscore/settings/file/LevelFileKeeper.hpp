@@ -58,6 +58,7 @@ struct LevelFileStatus {
     std::uint64_t revision = 0;
 };
 
+class PersonalFileUpgrade;
 class PrefdirFileWriterQueue;
 
 class LevelFileKeeper : public SaveRequests, public boost::enable_shared_from_this<LevelFileKeeper> {
@@ -74,6 +75,9 @@ class LevelFileKeeper : public SaveRequests, public boost::enable_shared_from_th
     /// With a writer the keeper is to be held by a shared pointer: pending operations keep it alive.
     explicit LevelFileKeeper(FolderOfLevel folders = folderOfLevel, WriterThread writer = nullptr);
     ~LevelFileKeeper() override;
+
+    /// What personal files go through before their values are used; none without it. Before the first load.
+    void setUpgrade(std::shared_ptr<PersonalFileUpgrade> upgrade) { upgrade_ = std::move(upgrade); }
 
     void requestSave(const NodePtr& topLevelGroup, LevelIndex level) override;
     void loadUserSettings(const NodePtr& topLevelGroup) override;
@@ -158,12 +162,16 @@ class LevelFileKeeper : public SaveRequests, public boost::enable_shared_from_th
     };
     std::optional<Found> readContent(const Key& key);
     LoadOutcome refuse(const Key& key, LoadOutcome outcome, const std::string& cause);
+    void upgradeFound(const Key& key, const NodePtr& group, Found& found);
+    void upgradeAbsent(const Key& key, const NodePtr& group);
+    void followUpgrades(const NodePtr& topLevelGroup);
     void remember(const Key& key, Found found, GroupRecord rest);
     void adopt(const Key& key, const NodePtr& group);
     bool forget(const Key& key, const std::vector<std::string>& path);
 
     const FolderOfLevel folders_;
     const WriterThread writer_;
+    std::shared_ptr<PersonalFileUpgrade> upgrade_;
     mutable std::mutex mutex_;
     std::condition_variable turnEnded_;
     bool anySkipped_ = false;                                  // a save was left out because saving is off

@@ -4,6 +4,7 @@
 #include "settingscore/exception/FileFailures.hpp"
 #include "settingscore/settings/file/FileFailureText.hpp"
 #include "settingscore/settings/file/FileLog.hpp"
+#include "settingscore/settings/file/PersonalFileUpgrade.hpp"
 #include "settingscore/settings/file/PresentFile.hpp"
 #include "settingscore/settings/file/SettingsFileWriter.hpp"
 #include "settingscore/settings/file/TreeSnapshot.hpp"
@@ -250,6 +251,8 @@ void LevelFileKeeper::Operation::makeAccess() {
             throw std::runtime_error("the file has changed while it was being saved");
         if (image_.replacesDamaged)
             keepAside(path());
+        if (keeper_.upgrade_ != nullptr)
+            keeper_.upgrade_->aboutToReplace(path());
     });
     // What a hook does to the file afterwards is not ours.
     access_->onReplaced([this] { foundStamp_ = varnek::files::FileStamp::of(path()); });
@@ -325,6 +328,7 @@ void LevelFileKeeper::Operation::noteSaved() {
     state.stamp = foundStamp_;
     state.folder = folder;
     state.isVersionNew = state.isVersionNew && state.version != image_.version;
+    state.isUpgraded = false;
     state.status.loaded = LoadOutcome::ok;
     state.status.loadMessage.clear();
     state.status.revision = image_.revision;
@@ -358,6 +362,8 @@ SaveOutcome LevelFileKeeper::Operation::removeFile(bool isAnnounced) {
         }
         if (!isAnnounced)
             VARNEK_LOG(fileLog, info) << "Delete settings file: " << path().string();
+        if (keeper_.upgrade_ != nullptr)
+            keeper_.upgrade_->aboutToReplace(path());
         varnek::files::removeFile(path());
         break;
     }

@@ -32,6 +32,7 @@ struct LevelFileKeeper::FileState {
     bool isQueued = false;                         // an operation waits for the writer thread
     bool isBusy = false;                           // somebody has the turn
     bool isLeftToOthers = false;                   // a request that could not wait for it
+    bool isUpgraded = false;                       // since the file was read, and not saved yet
 
     /// What the file holds beyond the tree.
     void forgetKept() {

@@ -2,8 +2,8 @@
 /// thread-safe; reading raises ErrorReadingSettingsData.
 #pragma once
 
+#include "settingscore/node/ReleaseChanges.hpp"
 #include "settingscore/settings/file/FileFault.hpp"
-#include "settingscore/settings/node/ReleaseChanges.hpp"
 
 #include <vector>
 

@@ -35,6 +35,7 @@ bool GroupRecord::isEmpty() const noexcept {
 
 GroupRecord GroupRecord::clone() const {
     GroupRecord copy{name, readOnly, visible, isUserDefined, copyOf(definition)};
+    copy.version = version;
     copy.settings.reserve(settings.size());
     for (const SettingRecord& setting : settings)
         copy.settings.push_back(setting.clone());

@@ -4,9 +4,9 @@
 /// earlier read left over. All classes are values; distinct objects may be used from any threads.
 #pragma once
 
+#include "settingscore/node/ReleaseChanges.hpp"
 #include "settingscore/settings/node/LevelValues.hpp"
 #include "settingscore/settings/node/NodeDefinition.hpp"
-#include "settingscore/settings/node/ReleaseChanges.hpp"
 #include "settingscore/validation/ReadOnlyState.hpp"
 
 #include <cstdint>
@@ -40,6 +40,7 @@ struct GroupRecord {
     std::unique_ptr<NodeDefinition> definition{};
     std::vector<SettingRecord> settings{};
     std::vector<GroupRecord> groups{};
+    std::optional<std::uint32_t> version{}; // of the definitions; factory files only
 
     /// Nothing that would be missed: no setting and no user-defined group, all the way down.
     bool isEmpty() const noexcept;
@@ -65,6 +66,7 @@ struct SettingsFileContent {
     std::vector<ForeignPart> foreignParts; // sorted by name
     bool isEncrypted = false;
     std::uint64_t revision = 0;
+    std::string release; // label of the release that wrote the file
 };
 
 } // namespace settings::core::detail

@@ -45,6 +45,7 @@ inline constexpr std::string_view isVector = "isVector"; // also inside a valida
 inline constexpr std::string_view settingValueValidator = "settingValueValidator";
 
 // Attributes with a meaning of their own
+inline constexpr std::string_view versionNumber = "versionNumber"; // of a group's definitions
 inline constexpr std::string_view aliasName = "aliasName";
 inline constexpr std::string_view attributeTitle = "title";
 inline constexpr std::string_view attributeDescription = "description";
@@ -79,6 +80,8 @@ inline constexpr std::string_view releaseVersion = "ReleaseVersion";
 inline constexpr std::string_view operation = "Operation";
 inline constexpr std::string_view inputs = "Inputs";
 inline constexpr std::string_view outputs = "Outputs";
+inline constexpr std::string_view move = "move"; // of "Operation"
+inline constexpr std::string_view remove = "remove";
 
 // One upgrader
 inline constexpr std::string_view versionLabel = "VersionLabel"; // typed, class "char"

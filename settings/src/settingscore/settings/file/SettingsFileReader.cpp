@@ -168,13 +168,25 @@ SettingsFileContent readSettingsPackage(opc::model::Package& package, const std:
         decrypt(package, {file, {}});
     SettingsFileContent content = PackageReader(package, file, use).read();
     content.isEncrypted = isEncrypted;
-    content.revision = opc::qfservices::CorePropertiesManager(package).getCoreProperties().revision;
+    const auto properties = opc::qfservices::CorePropertiesManager(package).getCoreProperties();
+    content.revision = properties.revision;
+    content.release = properties.version;
     return content;
 }
 
 SettingsFileContent readSettingsFile(const std::filesystem::path& file, FileUse use) {
     auto package = opc::model::Package::open(file);
     return readSettingsPackage(package, file, use);
+}
+
+void requireKind(const opc::model::Package& package, const std::filesystem::path& file, bool definitions) {
+    const bool hasDefinitions = FileSystemManager(package).hasEntry(std::u16string(keys::upgradersPart));
+    if (hasDefinitions == definitions)
+        return;
+    const char* rule = hasDefinitions ? "is a factory file: it holds definitions, not the values of a level"
+                                      : "is no factory file: it holds values, but no definitions (no part "
+                                        "\"/upgraders.json\")";
+    FilePlace{file, {}}.refuse(ReadError::structure, {}, rule);
 }
 
 std::optional<GroupRecord> readGroupPart(const opc::model::Package& package,

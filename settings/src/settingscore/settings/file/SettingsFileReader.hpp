@@ -25,6 +25,10 @@ SettingsFileContent readSettingsFile(const std::filesystem::path& file, FileUse 
 SettingsFileContent readSettingsPackage(opc::model::Package& package, const std::filesystem::path& file,
                                         FileUse use);
 
+/// ErrorReadingSettingsData for an open package that holds values where definitions are asked for, or
+/// definitions where values are: saving one as the other would lose most of it.
+void requireKind(const opc::model::Package& package, const std::filesystem::path& file, bool definitions);
+
 /// One group of an open, decrypted package; `folder` is its folder ("/settingstree/font"). Nothing when there
 /// is no such group.
 std::optional<GroupRecord> readGroupPart(const opc::model::Package& package,

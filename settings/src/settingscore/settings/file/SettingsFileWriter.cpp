@@ -131,15 +131,15 @@ std::optional<std::string> fileImage(SettingsFileContent& content, LevelIndex le
 }
 
 void SettingsFileWriter::write(SettingsFileContent content, LevelIndex level,
-                               const std::filesystem::path& file) {
+                               const std::filesystem::path& file, std::optional<unsigned> mode) {
     const PresentFile present = PresentFile::at(file);
     try {
         checkReplaceable(present, file, content.tree.name);
         const auto bytes = fileImage(content, level, present);
         if (bytes)
-            varnek::files::replaceFile(
-                file, *bytes,
-                {.temporaryDirectoryRoot = {}, .mode = level == LevelIndex::factory ? 0644U : 0600U});
+            varnek::files::replaceFile(file, *bytes,
+                                       {.temporaryDirectoryRoot = {},
+                                        .mode = mode.value_or(level == LevelIndex::factory ? 0644U : 0600U)});
     } catch (const exception::SettingsFileNotWritten&) {
         throw;
     } catch (const std::exception& failure) {

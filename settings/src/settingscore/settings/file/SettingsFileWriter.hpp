@@ -34,8 +34,9 @@ class SettingsFileWriter {
     /// Values of one level.
     static void write(const NodePtr& group, LevelIndex level, const std::filesystem::path& file,
                       const std::optional<VersionRecord>& version);
-    /// What is given, as it stands.
-    static void write(SettingsFileContent content, LevelIndex level, const std::filesystem::path& file);
+    /// What is given, as it stands. `mode`: of a new file; absent: 0644 for "factory", else 0600.
+    static void write(SettingsFileContent content, LevelIndex level, const std::filesystem::path& file,
+                      std::optional<unsigned> mode = {});
 };
 
 } // namespace settings::core::detail

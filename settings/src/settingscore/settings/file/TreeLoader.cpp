@@ -23,6 +23,9 @@ NodeSpec specOf(Record& record, const LoadRules& rules) {
     spec.readOnly = record.readOnly;
     spec.visible = record.visible;
     spec.definition = std::move(record.definition);
+    if constexpr (requires { record.version; })
+        if (record.version)
+            spec.version = *record.version;
     return spec;
 }
 

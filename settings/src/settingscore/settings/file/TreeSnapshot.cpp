@@ -54,6 +54,8 @@ GroupRecord shellOf(const NodePtr& group, LevelIndex level) {
     record.readOnly = group->readOnlyState();
     record.visible = group->isVisible();
     record.isUserDefined = level != LevelIndex::factory && isDefinedAt(*group, level);
+    if (const auto version = group->getVersionNumber(); version && level == LevelIndex::factory)
+        record.version = *version;
     record.definition =
         definitionOf(*group); // also a file of values names the language of the group's function
     return record;

@@ -7,6 +7,7 @@
 #include "settingscore/settings/file/FileFailureText.hpp"
 #include "settingscore/settings/file/FileLog.hpp"
 #include "settingscore/settings/file/LevelFileState.hpp"
+#include "settingscore/settings/file/PersonalFileUpgrade.hpp"
 #include "settingscore/settings/file/SettingsFileReader.hpp"
 #include "settingscore/settings/file/TreeLoader.hpp"
 #include "varnek/files/FileError.hpp"
@@ -187,10 +188,13 @@ LoadOutcome LevelFileKeeper::read(const Key& key, const NodePtr& group, LateEven
     auto found = readContent(key);
     if (!found) {
         const LoadOutcome outcome = status(key.first, key.second).loaded;
-        if (outcome == LoadOutcome::absent)
+        if (outcome == LoadOutcome::absent) {
             takeOverAbsence(key, group, events);
+            upgradeAbsent(key, group);
+        }
         return outcome;
     }
+    upgradeFound(key, group, *found);
     GroupRecord tree = std::move(found->content.tree);
     auto taken = takenBefore(key);
     if (taken && !isInTheFolderOfThen(key))
@@ -214,6 +218,7 @@ LoadOutcome LevelFileKeeper::loadLevel(const NodePtr& topLevelGroup, LevelIndex 
     inTurn(key, [&] { readForTheFolder(key, topLevelGroup, events, telling); });
     events.tell();
     adoptLeftovers(topLevelGroup);
+    followUpgrades(topLevelGroup);
     return status(key.first, level).loaded;
 }
 
@@ -228,6 +233,7 @@ void LevelFileKeeper::loadUserSettings(const NodePtr& topLevelGroup) {
     });
     events.tell();
     adoptLeftovers(topLevelGroup);
+    followUpgrades(topLevelGroup);
 }
 
 bool LevelFileKeeper::isReadFrom(const Key& key, const std::filesystem::path& file) const {
@@ -257,6 +263,49 @@ void LevelFileKeeper::readForTheFolder(const Key& key, const NodePtr& group, Lat
     read(key, group, events, telling);
     const std::lock_guard lock(mutex_);
     stateOf(key).isOf = file;
+}
+
+// ---- changes between releases ----
+
+void LevelFileKeeper::upgradeFound(const Key& key, const NodePtr& group, Found& found) {
+    if (upgrade_ == nullptr || key.second != LevelIndex::user)
+        return;
+    if (!upgrade_->upgrade(group, fileOf(key.first, key.second), found.content))
+        return;
+    // What others change later is compared with what the changes between releases have made of the file.
+    found.base = std::make_shared<const GroupRecord>(found.content.tree.clone());
+    const std::lock_guard lock(mutex_);
+    stateOf(key).isUpgraded = !found.content.isEncrypted; // that one stays as it is
+}
+
+void LevelFileKeeper::upgradeAbsent(const Key& key, const NodePtr& group) {
+    if (upgrade_ == nullptr || key.second != LevelIndex::user)
+        return;
+    auto record = upgrade_->recordOfNewFile(group, fileOf(key.first, key.second));
+    const std::lock_guard lock(mutex_);
+    FileState& state = stateOf(key);
+    if (record && !state.isVersionNew)
+        state.version = std::move(record);
+}
+
+/// Saves what an upgrade has changed in the file, and reads again what it has written into other groups'
+/// files. Without the turn of any file.
+void LevelFileKeeper::followUpgrades(const NodePtr& topLevelGroup) {
+    if (upgrade_ == nullptr)
+        return;
+    const NodePtr root = topLevelGroup->getParent();
+    for (const std::string& name : upgrade_->takeWrittenGroups()) {
+        const NodePtr other = root == nullptr ? NodePtr() : root->getChild(name, false);
+        if (other != nullptr && status(name, LevelIndex::user).loaded != LoadOutcome::notRead)
+            loadLevel(other, LevelIndex::user);
+    }
+    bool isUpgraded = false;
+    {
+        const std::lock_guard lock(mutex_);
+        isUpgraded = std::exchange(stateOf({topLevelGroup->getName(), LevelIndex::user}).isUpgraded, false);
+    }
+    if (isUpgraded)
+        requestSave(topLevelGroup, LevelIndex::user);
 }
 
 // ---- values whose definition appears later ----

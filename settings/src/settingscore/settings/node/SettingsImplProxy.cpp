@@ -231,9 +231,9 @@ std::string SettingsImplProxy::aliasName() const {
 }
 
 void SettingsImplProxy::registerFactoryFile(const std::u16string& file, const std::u16string& folder,
-                                            const std::vector<UpgraderRecord>& upgraders, bool replace,
+                                            const std::vector<UpgraderRecord>& upgraders, bool force,
                                             std::string_view name) {
-    target_->registerFactoryFile(file, folder, upgraders, replace, name);
+    target_->registerFactoryFile(file, folder, upgraders, force, name);
 }
 
 void SettingsImplProxy::writeFactoryFile(const std::u16string& file,

@@ -71,7 +71,7 @@ class SettingsImplProxy final : public SettingsNodeImpl {
     const SettingsNodeImpl* peekChild(std::string_view name) const noexcept override;
     std::string aliasName() const override;
     void registerFactoryFile(const std::u16string& file, const std::u16string& folder,
-                             const std::vector<UpgraderRecord>& upgraders, bool replace,
+                             const std::vector<UpgraderRecord>& upgraders, bool force,
                              std::string_view name) override;
     void writeFactoryFile(const std::u16string& file, const std::vector<UpgraderRecord>& upgraders) override;
     void loaderAdded(std::string_view name) override;

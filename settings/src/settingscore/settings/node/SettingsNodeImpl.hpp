@@ -10,9 +10,9 @@
 
 #include "settingscore/level/LevelIndex.hpp"
 #include "settingscore/level/RootIndex.hpp"
+#include "settingscore/node/ReleaseChanges.hpp"
 #include "settingscore/settings/node/LevelValues.hpp"
 #include "settingscore/settings/node/NodeDefinition.hpp"
-#include "settingscore/settings/node/ReleaseChanges.hpp"
 #include "settingscore/settings/node/TreeContext.hpp"
 #include "settingscore/validation/FactorySettingProperties.hpp"
 #include "settingscore/validation/ReadOnlyState.hpp"
@@ -146,7 +146,7 @@ class SettingsNodeImpl {
     /// The full name that an alias stands for; empty for an ordinary node.
     virtual std::string aliasName() const = 0;
     virtual void registerFactoryFile(const std::u16string& file, const std::u16string& folder,
-                                     const std::vector<UpgraderRecord>& upgraders, bool replace,
+                                     const std::vector<UpgraderRecord>& upgraders, bool force,
                                      std::string_view name) = 0;
     virtual void writeFactoryFile(const std::u16string& file,
                                   const std::vector<UpgraderRecord>& upgraders) = 0;

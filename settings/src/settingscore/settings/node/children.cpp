@@ -218,13 +218,17 @@ std::vector<std::string> namesBelow(const NodePtr& top, NodePtr group, const std
 
 } // namespace
 
+bool SettingsImpl::mayBeRemoved(const SettingsNodeImpl& child) const {
+    return child.originLevel() != LevelIndex::factory;
+}
+
 void SettingsImpl::removeNode(std::string_view name) {
     requireGroup();
     const NodePtr child = group_->children.find(name);
     if (child == nullptr)
         throw exception::NoSuchNode(getThisObjectImpl(), std::string(name));
     checkStructureMayChange(child->getThisObjectImpl(), false);
-    if (child->originLevel() == LevelIndex::factory)
+    if (!mayBeRemoved(*child))
         throw exception::AttemptedRemovalOfFactoryGroupOrSetting(child->getThisObjectImpl(),
                                                                  std::string(levelName(LevelIndex::factory)),
                                                                  modifiableLevelNames(getRootIndex()));

@@ -111,15 +111,6 @@ void SettingsImpl::reloadFactoryFile(std::string_view name) {
     throw exception::CantReloadFactoryFile(std::string(name));
 }
 
-void SettingsImpl::registerFactoryFile(const std::u16string&, const std::u16string&,
-                                       const std::vector<UpgraderRecord>&, bool, std::string_view) {
-    throw VARNEK::settings::core::SettingsLibraryNotInitialized("registerFactoryFile");
-}
-
-void SettingsImpl::writeFactoryFile(const std::u16string&, const std::vector<UpgraderRecord>&) {
-    throw VARNEK::settings::core::SettingsLibraryNotInitialized("writeFactoryFile");
-}
-
 void SettingsImpl::loaderAdded(std::string_view) {}
 
 } // namespace settings::core::detail

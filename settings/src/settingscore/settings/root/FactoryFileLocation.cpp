@@ -1,13 +1,10 @@
 #include "settingscore/FactoryFileLocation.hpp"
 
 #include "opc/Limits.hpp"
-#include "opc/PackageError.hpp"
-#include "opc/model/Package.hpp"
-#include "opc/qfservices/FileSystemManager.hpp"
 #include "settingscore/exception/Exceptions.hpp"
+#include "settingscore/factoryfile/DefinedTree.hpp"
 #include "settingscore/settings/file/FileFailureText.hpp"
 #include "settingscore/settings/file/FileFault.hpp"
-#include "settingscore/settings/file/SettingsFileKeys.hpp"
 #include "settingscore/settings/file/SettingsFileReader.hpp"
 #include "settingscore/settings/node/NodeNames.hpp"
 #include "varnek/files/FileAccess.hpp"
@@ -89,22 +86,6 @@ std::vector<FactoryFileLocation> entriesOf(const json::Value& document, const st
     return locations;
 }
 
-/// The group that a factory file defines; the whole file is checked.
-std::string groupDefinedBy(const std::filesystem::path& file) {
-    try {
-        auto package = opc::model::Package::open(file);
-        const std::string group = readSettingsPackage(package, file, detail::FileUse::factory).tree.name;
-        const opc::qfservices::FileSystemManager parts(package);
-        if (!parts.hasEntry(std::u16string(detail::keys::upgradersPart)))
-            detail::FilePlace{file, {}}.refuse(
-                detail::ReadError::structure, {},
-                "is no factory file: it holds values, but no definitions (no part \"/upgraders.json\")");
-        return group;
-    } catch (const opc::OpenError& failure) {
-        detail::throwNotOpened(failure, file);
-    }
-}
-
 void checkAgainstOthers(const std::vector<FactoryFileLocation>& locations, const FactoryFileLocation& entry,
                         const std::filesystem::path& factoryFolder) {
     const auto copy = (factoryFolder / entry.factoryFile).lexically_normal();
@@ -167,7 +148,7 @@ std::vector<FactoryFileLocation> readFactoryFileLocations(const std::filesystem:
 
 std::filesystem::path installFactoryFile(const std::filesystem::path& factoryFile,
                                          const std::filesystem::path& factoryFolder, bool hidden) {
-    const std::string group = groupDefinedBy(factoryFile);
+    const std::string group = detail::readFactoryFile(factoryFile).tree.name; // the whole file is checked
     const FactoryFileLocation entry{
         group, std::filesystem::path(folderOfFactoryFiles) / detail::fileNameOf(group), hidden};
     const auto copy = factoryFolder / entry.factoryFile;

@@ -6,15 +6,18 @@
 #include <boost/shared_ptr.hpp>
 
 #include <cstdint>
+#include <memory>
 
 namespace settings::core::detail {
 
 class LevelFileKeeper;
+class UserSettingsUpgrade;
 
 /// The state of one tree: its root and the files behind it. Immutable once in the map.
 struct SettingsRootStateMgr {
     boost::shared_ptr<SettingsImplRoot> root;
     boost::shared_ptr<LevelFileKeeper> files;
+    std::shared_ptr<UserSettingsUpgrade> upgrade; // of the files of level "user"
 };
 
 /// Thread-safe without an outer lock.

@@ -9,6 +9,8 @@
 #include "settingscore/settings/file/TreeLoader.hpp"
 #include "settingscore/settings/file/prefdirWriter.hpp"
 #include "settingscore/settings/level/TreeFolders.hpp"
+#include "settingscore/settings/root/SettingsRenamesFile.hpp"
+#include "settingscore/settings/upgrade/UserSettingsUpgrade.hpp"
 #include "varnek/files/PathText.hpp"
 
 #include <boost/make_shared.hpp>
@@ -23,10 +25,16 @@ class Builder {
         : factoryFolder_(std::move(factoryFolder)), tree_{std::move(empty), {}} {}
 
     BuiltTree build() {
-        if (!factoryFolder_.empty())
+        if (!factoryFolder_.empty()) {
+            takeRenames();
             for (const FactoryFileLocation& location : readFactoryFileLocations(factoryFolder_))
                 addGroup(location);
+        }
         LevelFileKeeper& files = *tree_.state->files;
+        // After all of them are there: personal values may move from one group to another.
+        for (const NodePtr& group : groups_)
+            for (const LevelIndex level : {LevelIndex::installation, LevelIndex::user})
+                files.loadLevel(group, level, LevelFileKeeper::Telling::no);
         for (const NodePtr& group : files.loadAddedGroups(tree_.state->root, LevelIndex::installation))
             files.loadLevel(group, LevelIndex::user, LevelFileKeeper::Telling::no);
         files.loadAddedGroups(tree_.state->root, LevelIndex::user);
@@ -37,23 +45,32 @@ class Builder {
     }
 
   private:
+    void takeRenames() {
+        try {
+            if (auto rows = readSettingsRenames(factoryFolder_))
+                setSettingsRenames(std::move(*rows));
+        } catch (const std::exception& failure) {
+            report(renamesFileOf(factoryFolder_), failure.what());
+        }
+    }
+
     void addGroup(const FactoryFileLocation& location) {
         const auto file = factoryFolder_ / location.factoryFile;
-        NodePtr group;
+        std::vector<UpgraderRecord> changes;
         try {
-            group = readGroup(location, file);
+            const NodePtr group = readGroup(location, file, changes);
             tree_.state->root->adoptChildren({group});
+            tree_.state->upgrade->setFactoryChanges(group->getName(), std::move(changes));
+            groups_.push_back(group);
         } catch (const std::exception& failure) {
             VARNEK_LOG(fileLog, error) << "Cannot read settings factory file:" << file.string()
                                        << "Exception caught: " << failure.what();
             report(file, failure.what());
-            return;
         }
-        for (const LevelIndex level : {LevelIndex::installation, LevelIndex::user})
-            tree_.state->files->loadLevel(group, level, LevelFileKeeper::Telling::no);
     }
 
-    NodePtr readGroup(const FactoryFileLocation& location, const std::filesystem::path& file) const {
+    static NodePtr readGroup(const FactoryFileLocation& location, const std::filesystem::path& file,
+                             std::vector<UpgraderRecord>& changes) {
         VARNEK_LOG(fileLog, info) << "Read settings file: " << file.string()
                                   << " for level: " << levelName(LevelIndex::factory);
         SettingsFileContent content = readSettingsFile(file, FileUse::factory);
@@ -64,6 +81,7 @@ class Builder {
             content.tree.visible = false;
         auto group = detail::buildTree(std::move(content.tree), LoadRules{});
         group->setFactoryFile(file.string());
+        changes = std::move(content.upgraders);
         return group;
     }
 
@@ -73,6 +91,7 @@ class Builder {
 
     const std::filesystem::path factoryFolder_;
     BuiltTree tree_;
+    std::vector<NodePtr> groups_; // with factory definitions
 };
 
 } // namespace
@@ -83,6 +102,8 @@ boost::shared_ptr<SettingsRootStateMgr> emptyTree(const RootIndex& index,
     state->files = boost::make_shared<LevelFileKeeper>(
         [index](LevelIndex level) { return varnek::files::pathFromUtf16(levelFolder(index, level)); },
         &prefdirWriter);
+    state->upgrade = std::make_shared<UserSettingsUpgrade>();
+    state->files->setUpgrade(state->upgrade);
     TreeContext context;
     context.rootIndex = index;
     context.connected = true;

@@ -149,9 +149,9 @@ void MSettings::setSyncWithVCOSTree(bool sync) {
 }
 
 void MSettings::registerFactoryFile(const std::u16string& file, const std::u16string& folder,
-                                    const std::vector<detail::UpgraderRecord>& upgraders, bool replace,
+                                    const std::vector<detail::UpgraderRecord>& upgraders, bool force,
                                     std::string_view name) {
-    getImpl()->registerFactoryFile(file, folder, upgraders, replace, name);
+    getImpl()->registerFactoryFile(file, folder, upgraders, force, name);
 }
 
 void MSettings::writeFactoryFile(const std::u16string& file,

@@ -1,0 +1,81 @@
+// A factory file that comes into a tree in use.
+
+#include "settingscore/Settings.hpp"
+#include "settingscore/exception/Exceptions.hpp"
+#include "settingscore/settings/file/FactoryFileManagerImpl.hpp"
+#include "settingscore/settings/file/FileFault.hpp"
+#include "settingscore/settings/file/LevelFileKeeper.hpp"
+#include "settingscore/settings/file/SettingsFileReader.hpp"
+#include "settingscore/settings/file/TreeLoader.hpp"
+#include "settingscore/settings/node/NodeNames.hpp"
+#include "settingscore/settings/root/RootStates.hpp"
+#include "settingscore/settings/upgrade/UserSettingsUpgrade.hpp"
+#include "varnek/files/PathText.hpp"
+
+#include <algorithm>
+#include <stdexcept>
+
+namespace settings::core::detail {
+
+namespace {
+
+boost::shared_ptr<SettingsRootStateMgr> treeOf(const SettingsNodeImpl& node) {
+    const auto tree = node.treeContext();
+    auto state = tree == nullptr ? nullptr : RootStates::instance().find(tree->rootIndex.index());
+    if (state == nullptr || state->root->treeContext() != tree)
+        throw VARNEK::settings::core::SettingsLibraryNotInitialized("registerFactoryFile");
+    return state;
+}
+
+void requireFreeName(SettingsNodeImpl& root, const std::string& name) {
+    for (const NodePtr& child : root.getChildren())
+        if (sameButForCase(child->getName(), name))
+            throw exception::ProductNodeAlreadyExisted(name, child->getName());
+}
+
+/// Personal files count the upgraders that they have been through.
+bool extends(const std::vector<UpgraderRecord>& upgraders, const std::vector<UpgraderRecord>& released) {
+    return upgraders.size() >= released.size() &&
+           std::equal(released.begin(), released.end(), upgraders.begin());
+}
+
+NodePtr groupOf(SettingsFileContent content, const std::filesystem::path& file) {
+    auto group = buildTree(std::move(content.tree), LoadRules{});
+    group->setFactoryFile(file.string());
+    return group;
+}
+
+} // namespace
+
+void SettingsImpl::registerFactoryFile(const std::u16string& file, const std::u16string& folder,
+                                       const std::vector<UpgraderRecord>& upgraders, bool force,
+                                       std::string_view name) {
+    const auto tree = treeOf(*this);
+    const auto path = varnek::files::pathFromUtf16(folder) / varnek::files::pathFromUtf16(file);
+    if (!path.is_absolute())
+        throw std::invalid_argument("the path of a factory file has to be absolute: " + path.string());
+    const auto manager = SettingsFileManagerImpl::open(path, LevelIndex::factory, force);
+    const std::string group = manager->topLevelNode()->getName();
+    if (!name.empty() && name != group)
+        FilePlace{path, {}}.refuse(ReadError::name, {},
+                                   "holds the definitions of \"" + group + "\", not of \"" +
+                                       std::string(name) + "\"");
+    requireFreeName(*tree->root, group);
+    auto& factory = dynamic_cast<FactoryFileManagerImpl&>(*manager);
+    if (!upgraders.empty() && upgraders != factory.upgraders()) {
+        if (!extends(upgraders, factory.upgraders()))
+            throw std::invalid_argument("released upgraders are never changed: " + path.string());
+        factory.setUpgraders(upgraders);
+        factory.save(path);
+    }
+    SettingsFileContent content = readSettingsFile(path, FileUse::factory);
+    tree->upgrade->setFactoryChanges(group, content.upgraders);
+    const NodePtr added = groupOf(std::move(content), path);
+    LateEvents events;
+    tree->root->adoptWithEvents({added}, events);
+    for (const LevelIndex level : {LevelIndex::installation, LevelIndex::user})
+        tree->files->loadLevel(added, level);
+    events.tell();
+}
+
+} // namespace settings::core::detail
