@@ -7,6 +7,7 @@
 #include "settingscore/exception/Exceptions.hpp"
 #include "settingscore/validation/FunctionValidatorCall.hpp"
 #include "settingscore/validation/FunctionValidators.hpp"
+#include "settingscore/validation/RunTimeDefaults.hpp"
 #include "settingscore/validation/VARNEKFunctionInvoker.hpp"
 
 #include <boost/any.hpp>
@@ -16,6 +17,7 @@
 #include <pthread.h>
 
 #include <atomic>
+#include <future>
 #include <stdexcept>
 
 namespace {
@@ -90,6 +92,39 @@ TEST_F(ValidationFunctions, FourNeedNoLanguage) {
     for (const MValidator& other :
          {MValidator("varnek.settings", "mustBeScalar"), MValidator("my.settings", "mustBeIntegerScalar")})
         EXPECT_EQ(causeOf(other), catalogueText("ExecEngineNotReadyForProcessingMFunction"));
+}
+
+/// The engine may be at work for long; who needs nothing of it, or cannot have it, does not wait.
+TEST_F(ValidationFunctions, NobodyElseWaitsForAFunctionOfTheLanguage) {
+    std::promise<void> inside, leave;
+    MValidator::setVARNEKValFuncInvokingProxyName([&](auto&&...) {
+        inside.set_value();
+        leave.get_future().wait();
+    });
+    const auto outcomeOf = [this](const MValidator& validator) -> std::u16string {
+        Value own(Array::scalar(3.0), true);
+        try {
+            validator.invokeValidationFunction(setting, parent, own, "size");
+        } catch (const exception::ValidationFunctionInvokingError& failure) {
+            return failure.getCause();
+        }
+        return u"invoked";
+    };
+    EngineThread engine;
+    std::thread running([&] { engine.run([&] { outcomeOf(mine); }); });
+    inside.get_future().wait();
+    std::vector<std::pair<std::string, std::future<std::u16string>>> calls;
+    for (const MValidator& validator : {mine, MValidator("varnek.settings", "noSuchFunction"),
+                                        MValidator("varnek.settings", "mustBeIntegerScalar")})
+        calls.emplace_back(validator.getFunctionName(),
+                           std::async(std::launch::async, [&, validator] { return outcomeOf(validator); }));
+    for (auto& [function, call] : calls)
+        EXPECT_EQ(std::future_status::ready, call.wait_for(std::chrono::seconds(20))) << function;
+    leave.set_value();
+    running.join();
+    EXPECT_EQ(calls[0].second.get(), catalogueText("VARNEKFuncMustBeInvokedByExecEngine"));
+    EXPECT_EQ(calls[1].second.get(), catalogueText("VARNEKFuncMustBeInvokedByExecEngine"));
+    EXPECT_EQ(calls[2].second.get(), u"invoked");
 }
 
 TEST_F(ValidationFunctions, ACallNeedsTheEngineAndItsThread) {
@@ -245,6 +280,12 @@ TEST_F(ValidationFunctions, JavaIsMadeReadyOnFirstUse) {
     JValidator::clearFunctions();
     EXPECT_THROW(invokeJava(), VARNEK::settings::core::JVMNotReadyForProcessingJavaFunction);
     EXPECT_EQ(initialized, 1);
+    JValidator::setJValInitializer([]() -> std::u16string { throw std::runtime_error("out of order"); });
+    EXPECT_THROW(invokeJava(), VARNEK::settings::core::JVMNotReadyForProcessingJavaFunction);
+    EXPECT_EQ(log.lines.back(), "Java is not ready: out of order");
+    JValidator::setJValInitializer([]() -> std::u16string { throw 7; });
+    EXPECT_THROW(invokeJava(), VARNEK::settings::core::JVMNotReadyForProcessingJavaFunction);
+    EXPECT_EQ(log.lines.back(), "Java is not ready: Unknown Exception");
 }
 
 TEST_F(ValidationFunctions, ACallableOfTheProcess) {
@@ -256,29 +297,56 @@ TEST_F(ValidationFunctions, ACallableOfTheProcess) {
             throw 7;
         },
         "p", "f");
+    const LogLines log(channel);
     EXPECT_THROW(refusing.invokeValidationFunction(setting, parent, value, "size"), int);
+    const CPPValidator failing([](auto&&...) { throw std::runtime_error("must be even"); }, "p", "even");
+    EXPECT_THROW(failing.invokeValidationFunction(setting, parent, value, "size"), std::runtime_error);
+    EXPECT_EQ(log.lines, (Lines{"Validation function throw. Reason: Unknown Exception libname=p function=f",
+                                "Validation function throw. Reason: must be even libname=p function=even"}));
     EXPECT_THROW(CPPValidator({}, "p", "f").invokeValidationFunction(setting, parent, value, "size"),
                  exception::ValidationFunctionInvokingError);
 }
 
 TEST_F(ValidationFunctions, CallsOfOneKindTakeTurns) {
     int inside = 0, calls = 0; // neither atomic nor locked
-    const CPPValidator counting(
-        [&](const auto&...) {
-            EXPECT_EQ(++inside, 1);
-            ++calls;
-            --inside;
-        },
-        "p", "f");
-    const auto thousand = [&] {
-        Value own = value;
-        for (int i = 0; i < 1000; ++i)
-            counting.invokeValidationFunction(setting, parent, own, "size");
+    const auto counting = [&](auto&&...) {
+        EXPECT_EQ(++inside, 1);
+        std::this_thread::yield();
+        ++calls;
+        --inside;
     };
-    std::thread other(thousand);
-    thousand();
-    other.join();
-    EXPECT_EQ(calls, 2000);
+    JValidator::setJValProxy(counting);
+    JRunTimeDefault::setJRuntimeDefaultProxy([&](auto&&...) {
+        counting();
+        return boost::any(1.0);
+    });
+    const CPPValidator callable(counting, "p", "f");
+    const JRunTimeDefault javaDefault("p", "f");
+    const CRunTimeDefault plugin("p", "f", [&] {
+        counting();
+        return Array::scalar(1.0);
+    });
+    const std::pair<const char*, std::function<void(Value&)>> kinds[] = {
+        {"CPPValidator",
+         [&](Value& own) { callable.invokeValidationFunction(setting, parent, own, "size"); }},
+        {"JValidator", [&](Value& own) { java.invokeValidationFunction(setting, parent, own, "size"); }},
+        {"JRunTimeDefault", [&](Value&) { javaDefault(); }},
+        {"CRunTimeDefault", [&](Value&) { plugin.evaluate(); }},
+    };
+    for (const auto& [kind, call] : kinds) {
+        SCOPED_TRACE(kind);
+        calls = 0;
+        const auto thousand = [&, once = call] {
+            Value own = value;
+            for (int i = 0; i < 1000; ++i)
+                once(own);
+        };
+        std::thread other(thousand);
+        thousand();
+        other.join();
+        EXPECT_EQ(calls, 2000);
+    }
+    JRunTimeDefault::setJRuntimeDefaultProxy({});
 }
 
 TEST_F(ValidationFunctions, WhicheverTheDefinitionNames) {

@@ -3,13 +3,13 @@
 /// Values: copyable, movable, compared by their names, and used from any threads.
 ///
 /// invokeValidationFunction takes the setting, its group, the value with its vector flag, and the setting's
-/// own name where the function is told of it. A function refuses the value by throwing; one that may replace
-/// the value does so in the pair, whose flag is left alone. After a failure the pair is as it was. Each class
-/// calls out under one recursive lock of its own, so a function may set settings itself, but must not wait
-/// for another thread that does.
+/// own name where the function is told of it; without a name it is asked of the setting. A function refuses
+/// the value by throwing; one that may replace the value does so in the pair, whose flag is left alone. After
+/// a failure the pair is as it was. Each class calls out under one recursive lock of its own, so a function
+/// may set settings itself, but must not wait for another thread that does.
 ///
 /// The front end of a language registers the function that calls it (the setters, thread-safe; an empty
-/// function takes it back).
+/// function takes it back). On another thread the setters and getters wait for the call that is at work.
 #pragma once
 
 #include "settingscore/Export.hpp"
@@ -62,6 +62,10 @@ class SETTINGSCORE_EXPORT MValidator : public detail::FunctionName {
                                   const boost::shared_ptr<Settings>& parent,
                                   std::pair<varnek::data::Array, bool>& valueAndFlag,
                                   const std::string& keyName) const;
+    /// The same, with the name that the setting's handle tells; empty for an empty handle.
+    void invokeValidationFunction(const boost::shared_ptr<const Settings>& setting,
+                                  const boost::shared_ptr<Settings>& parent,
+                                  std::pair<varnek::data::Array, bool>& valueAndFlag) const;
 
     /// Whether a function of the language can be called now, here: the catalogue errors
     /// ExecEngineNotReadyForProcessingMFunction and VARNEKFuncMustBeInvokedByExecEngine. Then lets the
@@ -124,12 +128,16 @@ class SETTINGSCORE_EXPORT JValidator : public detail::FunctionName {
         : FunctionName(std::move(packageName), std::move(functionName)) {}
 
     /// While nothing is registered that calls Java, the initializer is called, when there is one. The
-    /// catalogue error JVMNotReadyForProcessingJavaFunction when there is nothing then either. What the
-    /// function throws reaches the caller.
+    /// catalogue error JVMNotReadyForProcessingJavaFunction when there is nothing then either, also when the
+    /// initializer throws. What the function throws reaches the caller.
     void invokeValidationFunction(const boost::shared_ptr<const Settings>& setting,
                                   const boost::shared_ptr<const Settings>& parent,
                                   std::pair<varnek::data::Array, bool>& valueAndFlag,
                                   const std::string& keyName) const;
+    /// The same, with the name that the setting's handle tells; empty for an empty handle.
+    void invokeValidationFunction(const boost::shared_ptr<const Settings>& setting,
+                                  const boost::shared_ptr<const Settings>& parent,
+                                  std::pair<varnek::data::Array, bool>& valueAndFlag) const;
 
     static void setJValProxy(ValProxy proxy);
     static void setJValInitializer(Initializer initializer);
@@ -154,12 +162,17 @@ class SETTINGSCORE_EXPORT CPPValidator : public detail::FunctionName {
     CPPValidator(Function function, std::string packageName, std::string functionName)
         : FunctionName(std::move(packageName), std::move(functionName)), function_(std::move(function)) {}
 
-    /// What the callable throws reaches the caller. exception::ValidationFunctionInvokingError for an empty
-    /// one, as every definition read from a file has it.
+    /// What the callable throws is logged and reaches the caller unchanged.
+    /// exception::ValidationFunctionInvokingError for an empty one, as every definition read from a file has
+    /// it.
     void invokeValidationFunction(const boost::shared_ptr<const Settings>& setting,
                                   const boost::shared_ptr<const Settings>& parent,
                                   std::pair<varnek::data::Array, bool>& valueAndFlag,
                                   const std::string& keyName) const;
+    /// The same, with the name that the setting's handle tells; empty for an empty handle.
+    void invokeValidationFunction(const boost::shared_ptr<const Settings>& setting,
+                                  const boost::shared_ptr<const Settings>& parent,
+                                  std::pair<varnek::data::Array, bool>& valueAndFlag) const;
 
     const Function& getFcn() const noexcept { return function_; }
     bool operator==(const CPPValidator& other) const { return FunctionName::operator==(other); }

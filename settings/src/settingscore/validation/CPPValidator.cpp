@@ -1,6 +1,7 @@
 #include "settingscore/exception/FunctionFailures.hpp"
 #include "settingscore/validation/FunctionValidators.hpp"
 #include "settingscore/validation/LanguageCall.hpp"
+#include "settingscore/validation/LoggedCall.hpp"
 
 namespace settings::core {
 
@@ -13,8 +14,10 @@ void CPPValidator::invokeValidationFunction(const boost::shared_ptr<const Settin
     if (function_.empty())
         throw exception::ValidationFunctionInvokingError(getPackageName(), getFunctionName(),
                                                          u"the program did not give the function");
-    const detail::LanguageLock lock(mutex_);
-    function_(setting, keyName, valueAndFlag.first);
+    detail::callLogged(*this, [&] {
+        const detail::LanguageLock lock(mutex_);
+        function_(setting, keyName, valueAndFlag.first);
+    });
 }
 
 } // namespace settings::core

@@ -1,9 +1,8 @@
 #include "settingscore/plugin/PluginFunction.hpp"
 #include "settingscore/plugin/SettingsPlugin.hpp"
-#include "settingscore/validation/ForeignCall.hpp"
 #include "settingscore/validation/FunctionValidators.hpp"
 #include "settingscore/validation/LanguageCall.hpp"
-#include "settingscore/validation/ValidationLog.hpp"
+#include "settingscore/validation/LoggedCall.hpp"
 
 namespace settings::core {
 
@@ -32,24 +31,10 @@ void CValidator::invokeValidationFunction(const boost::shared_ptr<const Settings
                                           const boost::shared_ptr<const Settings>& parent,
                                           std::pair<varnek::data::Array, bool>& valueAndFlag) const {
     auto* const function = function_->get<ValidationFunction>();
-    const auto logReason = [this](const char* reason) {
-        VARNEK_LOG(detail::validationLog, warning)
-            << "Validation function throw. Reason: " << reason << " libname=" << getPackageName()
-            << " function=" << getFunctionName();
-    };
     varnek::data::Array value = valueAndFlag.first;
-    const auto call = [&] {
-        try {
-            const detail::LanguageLock lock(mutex_);
-            function(setting, parent, value);
-        } catch (const std::exception& failure) {
-            logReason(failure.what());
-            throw;
-        }
-    };
-    detail::callForeign(call, [&] {
-        logReason("Unknown Exception");
-        throw;
+    detail::callLogged(*this, [&] {
+        const detail::LanguageLock lock(mutex_);
+        function(setting, parent, value);
     });
     valueAndFlag.first = std::move(value);
 }

@@ -1,5 +1,6 @@
 #include "settingscore/boostany/ArrayConversion.hpp"
 #include "settingscore/exception/CatalogueFailures.hpp"
+#include "settingscore/validation/ForeignCall.hpp"
 #include "settingscore/validation/FunctionValidators.hpp"
 #include "settingscore/validation/LanguageCall.hpp"
 #include "settingscore/validation/ValidationLog.hpp"
@@ -10,17 +11,35 @@ boost::recursive_mutex& JValidator::mutex_ = *new boost::recursive_mutex; // nev
 JValidator::ValProxy& JValidator::valProxy_ = *new ValProxy;
 JValidator::Initializer& JValidator::jValInitializer_ = *new Initializer;
 
+namespace {
+
+/// Calls the initializer; what it throws is a reason as well.
+void makeReady(const JValidator::Initializer& initializer) {
+    const auto logReason = [](const auto& reason) {
+        VARNEK_LOG(detail::validationLog, warning) << "Java is not ready: " << reason;
+    };
+    const auto call = [&] {
+        try {
+            if (const std::u16string reason = initializer(); !reason.empty())
+                logReason(reason);
+        } catch (const std::exception& failure) {
+            logReason(failure.what());
+        }
+    };
+    detail::callForeign(call, [&] { logReason("Unknown Exception"); });
+}
+
+} // namespace
+
 void JValidator::invokeValidationFunction(const boost::shared_ptr<const Settings>& setting,
                                           const boost::shared_ptr<const Settings>&,
                                           std::pair<varnek::data::Array, bool>& valueAndFlag,
                                           const std::string& keyName) const {
     const boost::any value = settingscore::boostany::toAny(valueAndFlag.first, valueAndFlag.second);
     const detail::LanguageLock lock(mutex_);
-    if (valProxy_.empty()) {
+    if (valProxy_.empty())
         if (const Initializer initializer = jValInitializer_)
-            if (const std::u16string reason = initializer(); !reason.empty())
-                VARNEK_LOG(detail::validationLog, warning) << "Java is not ready: " << reason;
-    }
+            makeReady(initializer);
     const ValProxy proxy = valProxy_;
     if (proxy.empty())
         throw VARNEK::settings::core::JVMNotReadyForProcessingJavaFunction();

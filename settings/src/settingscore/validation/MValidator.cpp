@@ -22,7 +22,7 @@ namespace {
 
 using BuiltIns = std::map<std::string, SettingValueValidator>;
 
-BuiltIns* makeBuiltIns() {
+const BuiltIns* makeBuiltIns() {
     NumericMetaData<MustBeScalar> integer;
     integer.mustBeInteger();
     const auto validator = [](const auto& kind) { return SettingValueValidator(kind); };
@@ -32,11 +32,11 @@ BuiltIns* makeBuiltIns() {
                         {"mustBeIntegerScalar", validator(integer)}};
 }
 
-/// The function of that name which needs no language; null when there is none.
-const SettingValueValidator* builtIn(boost::recursive_mutex& mutex, const detail::FunctionName& name) {
+/// The function of that name which needs no language; null when there is none. Takes no lock that is held
+/// while the language works.
+const SettingValueValidator* builtIn(const detail::FunctionName& name) {
     if (name.getPackageName() != "varnek.settings")
         return nullptr;
-    const detail::LanguageLock lock(mutex);
     static const BuiltIns* const table = makeBuiltIns(); // immutable from here on
     const auto found = table->find(name.getFunctionName());
     return found == table->end() ? nullptr : &found->second;
@@ -52,7 +52,7 @@ void MValidator::invokeValidationFunction(const boost::shared_ptr<const Settings
                                           const boost::shared_ptr<Settings>& parent,
                                           std::pair<Array, bool>& valueAndFlag,
                                           const std::string& keyName) const {
-    if (const SettingValueValidator* const validator = builtIn(mutex_, *this))
+    if (const SettingValueValidator* const validator = builtIn(*this))
         return validator->validateValue(setting, parent, valueAndFlag.first);
     const auto notInvoked = [this](std::u16string cause) {
         return exception::ValidationFunctionInvokingError(getPackageName(), getFunctionName(),
