@@ -4,6 +4,7 @@
 #include "settingscore/validation/ForeignCall.hpp"
 #include "settingscore/validation/ValidationLog.hpp"
 
+#include <exception>
 #include <optional>
 
 namespace settings::core::detail {
@@ -64,6 +65,7 @@ void runValidators(const std::vector<SettingValueValidator>& validators,
     VARNEK_LOG(validationLog, info) << "Validate setting: " << name.get() << " with " << validators.size()
                                     << " validators.";
     std::vector<ValidationErrorCode> errorCodes;
+    std::exception_ptr lastRefusal;
     std::size_t remaining = validators.size();
     for (const SettingValueValidator& validator : validators) {
         --remaining;
@@ -76,15 +78,15 @@ void runValidators(const std::vector<SettingValueValidator>& validators,
             errorCodes.push_back(refusal.getErrorCode());
             VARNEK_LOG(validationLog, info) << name.get() << " errored with " << refusal.what() << ": "
                                             << remaining << " validators remaining.";
-            if (remaining != 0)
-                continue;
-            VARNEK_LOG(validationLog, info) << "Validate setting: " << name.get() << "- no more validators.";
-            VARNEK_LOG(validationLog, debug) << name.get() << " error codes:" << listed(errorCodes);
-            if (!errorHandler.empty())
-                callErrorHandler(errorHandler, name, value);
-            throw;
+            if (remaining == 0)
+                lastRefusal = std::current_exception();
         }
     }
+    VARNEK_LOG(validationLog, info) << "Validate setting: " << name.get() << "- no more validators.";
+    VARNEK_LOG(validationLog, debug) << name.get() << " error codes:" << listed(errorCodes);
+    if (!errorHandler.empty()) // not while the refusal is handled: nobody could end the thread then
+        callErrorHandler(errorHandler, name, value);
+    std::rethrow_exception(lastRefusal);
 }
 
 } // namespace settings::core::detail
