@@ -4,6 +4,7 @@
 #include "support/TempFolder.hpp"
 #include "support/ValidationHandles.hpp"
 
+#include "settingscore/MSettings.hpp"
 #include "settingscore/exception/Exceptions.hpp"
 #include "settingscore/plugin/InstallationRoot.hpp"
 #include "settingscore/validation/FunctionValidators.hpp"
@@ -186,6 +187,64 @@ TEST_F(Plugins, ADefinitionLoadsNothingUntilItIsUsed) {
     invoke(present);
     EXPECT_GE(workers.evaluate().element<double>(), 1.0);
     EXPECT_THROW(noWorkers.evaluate(), VARNEK::settings::core::CFunctionNotFound); // the library is there now
+}
+
+TEST_F(Plugins, OneThatIsNotGivenIsTakenFromTheLibrary) {
+    const CRunTimeDefault workers("example_checks", "defaultWorkerCount", {});
+    EXPECT_GE(boost::any_cast<double>(workers()), 1.0);
+    EXPECT_NE(fault([] { CRunTimeDefault("missing", "f", {})(); }, "missing"), "");
+    EXPECT_THROW(CRunTimeDefault("example_checks", "mustBeOdd", {})(),
+                 VARNEK::settings::core::CFunctionNotFound);
+}
+
+TEST_F(Plugins, CallsTakeTurns) {
+    const CValidator alone("faulty", "alone");
+    std::atomic<int> refused = 0;
+    const auto thousand = [&] {
+        Value own = value;
+        for (int i = 0; i < 1000; ++i)
+            try {
+                alone.invokeValidationFunction(setting, parent, own);
+            } catch (const std::logic_error&) {
+                ++refused;
+            }
+    };
+    std::thread other(thousand);
+    thousand();
+    other.join();
+    EXPECT_EQ(refused, 0);
+}
+
+/// A tree of the process, whose settings are checked and computed by plug-ins.
+TEST_F(Plugins, InATree) {
+    const RootIndex index(4711, true, false);
+    ASSERT_TRUE(MSettings::createEmptySettingsFor(index));
+    const auto group =
+        MSettings::of(MSettings::getMSettingsRoot(index)->addGroup("tool", true, false, "session"));
+    const auto define = [&](const std::string& name, ValidatorVariant validator,
+                            RunTimeDefaultVariant runTimeDefault = {}) {
+        return group->createFactorySetting(
+            name, false,
+            {true, false, {}, std::move(validator), std::move(runTimeDefault), false, false, {}});
+    };
+    define("names", CValidator("faulty", "namesOfSettingAndGroup"));
+    group->set("names", 1.0, "session");
+    EXPECT_EQ(group->get("names"), Array::text(u"tool.names in tool"));
+    define("even", CValidator("example_checks", "mustBeEven"),
+           CRunTimeDefault::fromDefinition("example_checks", "defaultWorkerCount"));
+    EXPECT_THROW(group->set("even", 5.0, "session"), SettingsException);
+    EXPECT_FALSE(group->isSet("even", "session"));
+    group->set("even", 6.0, "session");
+    EXPECT_EQ(group->get<double>("even"), 6.0);
+    define("workers", {}, CRunTimeDefault::fromDefinition("example_checks", "defaultWorkerCount"));
+    EXPECT_EQ(group->get<double>("workers"),
+              CRunTimeDefault("example_checks", "defaultWorkerCount").evaluate().element<double>());
+    define("checkedDefault", CValidator("faulty", "namesOfSettingAndGroup"),
+           CRunTimeDefault("example_checks", "defaultWorkerCount"));
+    EXPECT_EQ(group->get("checkedDefault"), Array::text(u"tool.checkedDefault in tool"));
+    define("refusedDefault", CValidator("faulty", "throwStandard"),
+           CRunTimeDefault("example_checks", "defaultWorkerCount"));
+    EXPECT_TRUE(group->get("refusedDefault").isVoid());
 }
 
 TEST_F(Plugins, TheFirstUseMayComeFromManyThreads) {

@@ -98,6 +98,13 @@ TEST_F(RunTimeDefaults, OfTheLanguage) {
             failing();
             result = Array::row<double>({1, 2});
         });
+    const MRunTimeDefault::RuntimeProxy registered = MRunTimeDefault::getMRunTimeProxyFname();
+    ASSERT_FALSE(registered.empty());
+    Array direct;
+    registered("p", "f", direct);
+    EXPECT_EQ(called, "p f");
+    EXPECT_EQ(direct, Array::row<double>({1, 2}));
+    called.clear();
     EXPECT_EQ(cause(), catalogueText("ExecEngineNotReadyForProcessingMFunction"));
     EngineThread engine;
     EXPECT_EQ(cause(), catalogueText("VARNEKFuncMustBeInvokedByExecEngine"));
@@ -112,6 +119,7 @@ TEST_F(RunTimeDefaults, OfTheLanguage) {
         failing = [] { throw 7; };
         EXPECT_EQ(cause(), u"Unknown");
         MRunTimeDefault::setMRunTimeProxyFname({});
+        EXPECT_TRUE(MRunTimeDefault::getMRunTimeProxyFname().empty());
         EXPECT_EQ(cause(), u"Unknown");
     });
 }

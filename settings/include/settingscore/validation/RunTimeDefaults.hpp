@@ -37,14 +37,15 @@ class SETTINGSCORE_EXPORT CRunTimeDefault : public detail::FunctionName {
     /// Loads the library and finds the function. Raises exception::ErrorLoadingLibrary and the catalogue
     /// error CFunctionNotFound.
     CRunTimeDefault(std::string packageName, std::string functionName);
-    CRunTimeDefault(std::string packageName, std::string functionName, Function function)
-        : FunctionName(std::move(packageName), std::move(functionName)), function_(std::move(function)) {}
+    /// Without a callable as fromDefinition.
+    CRunTimeDefault(std::string packageName, std::string functionName, Function function);
 
     /// Only names the function, for what reads and writes definitions. It is looked for when it is first
     /// called, through this object or a copy; each call after a failure raises the same again.
     static CRunTimeDefault fromDefinition(std::string packageName, std::string functionName);
 
-    /// The result as a supported type; a vector unless it is one element or one text.
+    /// The result as a supported type; a vector unless it is one element or one text, so that an empty array
+    /// that is no text is one.
     /// exception::RuntimeFuncErrorConvertingVxArrayToAny for an array that no setting may hold. What the
     /// function throws reaches the caller.
     boost::any operator()() const;
@@ -79,7 +80,8 @@ class SETTINGSCORE_EXPORT MRunTimeDefault : public detail::FunctionName {
     /// As for MValidator.
     void checkConditions() const;
 
-    /// Registers the function that calls the language, for its front end. Thread-safe.
+    /// Registers the function that calls the language, for its front end. Thread-safe; on another thread it
+    /// waits for the call that is at work.
     static void setMRunTimeProxyFname(RuntimeProxy proxy);
     static RuntimeProxy getMRunTimeProxyFname();
 
@@ -103,7 +105,7 @@ class SETTINGSCORE_EXPORT JRunTimeDefault : public detail::FunctionName {
     /// nothing is registered.
     boost::any operator()() const;
 
-    /// Registers the function that calls Java, for its front end. Thread-safe.
+    /// Registers the function that calls Java, for its front end. Thread-safe; waits likewise.
     static void setJRuntimeDefaultProxy(RuntimeDefaultProxy proxy);
 
     bool operator==(const JRunTimeDefault& other) const { return FunctionName::operator==(other); }

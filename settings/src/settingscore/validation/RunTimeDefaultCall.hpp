@@ -15,7 +15,7 @@ class Settings;
 
 namespace detail {
 
-/// What the function gives now, with its vector flag: set for more than one element, but not for one text.
+/// What the function gives now, with its vector flag: set for all but one element and one text.
 /// Nothing when there is no function. Raises what the classes of RunTimeDefaults.hpp raise, and
 /// settingscore::boostany::UnsupportedAnyType for a generic value of another type; standard exceptions are
 /// logged. The value is not validated and may be void. To be called without locks: runs foreign code.

@@ -41,9 +41,15 @@ CRunTimeDefault::CRunTimeDefault(std::string packageName, std::string functionNa
     function_ = callableOf(std::move(function));
 }
 
+CRunTimeDefault::CRunTimeDefault(std::string packageName, std::string functionName, Function function)
+    : FunctionName(std::move(packageName), std::move(functionName)), function_(std::move(function)) {
+    if (function_.empty())
+        function_ =
+            callableOf(std::make_shared<const detail::PluginFunction>(getPackageName(), getFunctionName()));
+}
+
 CRunTimeDefault CRunTimeDefault::fromDefinition(std::string packageName, std::string functionName) {
-    auto callable = callableOf(std::make_shared<const detail::PluginFunction>(packageName, functionName));
-    return {std::move(packageName), std::move(functionName), std::move(callable)};
+    return {std::move(packageName), std::move(functionName), Function()};
 }
 
 Array CRunTimeDefault::evaluate() const {

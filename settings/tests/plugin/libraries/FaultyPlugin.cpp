@@ -1,10 +1,13 @@
 // A plug-in whose functions do what plug-ins should not.
 
+#include "settingscore/Settings.hpp"
 #include "settingscore/plugin/SettingsPlugin.hpp"
 
 #include <pthread.h>
 
 #include <stdexcept>
+#include <string>
+#include <thread>
 
 using settings::plugin::Setting;
 using varnek::data::Array;
@@ -29,6 +32,24 @@ SETTINGS_PLUGIN_FUNCTION void doubled(const Setting& setting, const Setting& par
     if (setting == parent)
         throw std::invalid_argument("setting and group are the same");
     value = Array::scalar(2 * value.element<double>());
+}
+
+/// Stores the names of what it is told of.
+SETTINGS_PLUGIN_FUNCTION void namesOfSettingAndGroup(const Setting& setting, const Setting& parent,
+                                                     Array& value) {
+    const std::string names = setting->getFullName() + " in " + parent->getFullName();
+    value = Array::text(std::u16string(names.begin(), names.end()));
+}
+
+/// Refuses when another call of it is at work.
+SETTINGS_PLUGIN_FUNCTION void alone(const Setting&, const Setting&, Array&) {
+    static volatile int inside = 0; // neither atomic nor locked
+    const int before = inside;
+    inside = before + 1;
+    std::this_thread::yield();
+    if (inside != 1)
+        throw std::logic_error("another call is at work");
+    inside = 0;
 }
 
 SETTINGS_PLUGIN_FUNCTION void noDefault(Array&) {
