@@ -141,12 +141,16 @@ class SETTINGSCORE_EXPORT MSettings : public Settings {
 
     // ---- the event queue ----
 
-    /// Switches the event queue of a tree on or off; off at first. While it is on, events are queued and also
-    /// delivered to listeners; what is queued stays until it is fetched. SettingsLibraryNotInitialized when
-    /// there is no such tree.
+    /// Switches the event queue of a tree on or off; off at first. What changes while it is on is queued and
+    /// also delivered to listeners; what is queued stays until it is fetched. SettingsLibraryNotInitialized
+    /// when there is no such tree.
     static void enableEventQueue(const RootIndex& tree, bool enable);
     /// Moves the events queued for the tree of DefaultRootIndex to the end of `events`, first in, first out.
+    /// Whatever this thread has changed before is among them. When there is no memory, std::bad_alloc; what
+    /// was not moved is still queued.
     static void eventQueue(std::queue<boost::shared_ptr<const SettingsEvent>>& events);
+    /// The same for another tree; nothing when there is none of that index.
+    static void eventQueue(const RootIndex& tree, std::queue<boost::shared_ptr<const SettingsEvent>>& events);
 
   private:
     explicit MSettings(const Settings& handle);

@@ -96,8 +96,10 @@ TEST_F(LevelFiles, ValuesWithoutDefinitionAreKeptAndAdopted) {
 TEST_F(LevelFiles, AnAddedSettingTakesTheValueThatWasKeptForIt) {
     group(start({"a", "b"}))->set("b", 7.0, "user");
     const FileTree tree = start({"a"});
+    RecordedEvents events;
     group(tree)->addSetting("b", {}, true, false, "session");
     EXPECT_EQ(7.0, group(tree)->get<double>("b", "user"));
+    EXPECT_EQ((Names{"added g.b to g", "changed g.b was nothing"}), events.take());
     group(tree)->unset("b", "user"); // it is the tree's now and does not come back
     EXPECT_FALSE(group(start({"a", "b"}))->isSet("b", "user"));
 }

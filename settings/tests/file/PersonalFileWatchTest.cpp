@@ -14,11 +14,14 @@
 #include <boost/make_shared.hpp>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <deque>
 #include <mutex>
 #include <optional>
+#include <thread>
 
 namespace {
 
@@ -161,6 +164,43 @@ TEST_F(PersonalFiles, GroupsAndSettingsThatUsersAdd) {
     EXPECT_EQ("removed notes", line);
     g(there)->removeNode("mine");
     EXPECT_EQ("removed mine", next());
+}
+
+/// Groups come in one after the other. Nothing of a group is told before its addition, however soon another
+/// thread finds it.
+TEST_F(PersonalFiles, AnAdditionIsToldBeforeWhatHappensToItsGroup) {
+    constexpr int groups = 60;
+    for (const bool isRemoved : {false, true}) {
+        SCOPED_TRACE(isRemoved ? "removed" : "changed");
+        const std::string prefix = isRemoved ? "gone" : "new";
+        for (int i = 0; i < groups; ++i)
+            there.root->addGroup(prefix + std::to_string(i), true, false, "user")
+                ->addSetting("s", Array::scalar(1.0), true, false, "user");
+        std::vector<std::string> seen; // only ever touched by whoever hands on
+        auto connection = EventManager::instance().subscribe(
+            u"settings::core::SettingsEvent", [&](const EventHandle& event) {
+                const auto& about = dynamic_cast<const SettingsEvent&>(*event);
+                const bool isAdded = dynamic_cast<const SettingsAddNodeEvent*>(&about) != nullptr;
+                seen.push_back(isAdded ? "added " + about.getObj()->getName() : "then");
+            });
+        std::atomic<bool> isOver = false;
+        std::thread quick([&] {
+            const std::string name = prefix + "0";
+            while (!isOver)
+                if (const Handle group = here.root->getChild(name)) {
+                    isRemoved ? here.root->removeNode(name) : group->set("s", 5.0, "session");
+                    return;
+                }
+        });
+        watch.emplace(index());
+        isOver = true;
+        quick.join();
+        watch.reset();
+        connection.disconnectAndWait();
+        const auto at = [&](const std::string& line) { return std::find(seen.begin(), seen.end(), line); };
+        EXPECT_TRUE(at("added " + prefix + "0") < at("then"));
+        EXPECT_NE(seen.end(), at("added " + prefix + std::to_string(groups - 1)));
+    }
 }
 
 TEST_F(PersonalFiles, ADamagedFileChangesNothingAndHoldsNothingUp) {

@@ -77,9 +77,13 @@ TEST_F(DefaultTree, AnEventAboutTheWholeTree) {
         EventManager::instance().subscribe(u"settings::core::UpdatePrefdirEvent", hear);
     const ScopedConnection byRoot =
         EventManager::instance().subscribe(root->getGlobalListenerEventTypes(), hear);
+    const std::u16string className = u"settings::core::SettingsEvent";
+    const std::u16string rootId = root->getGlobalListenerEventTypes().front().substr(className.size());
+    const ScopedConnection byClassAndRoot =
+        EventManager::instance().subscribe(u"settings::core::UpdatePrefdirEvent" + rootId, hear);
     detail::createAndBroadcastEvent<UpdatePrefdirEvent>(DefaultRootIndex());
     detail::setEventNotifyFunction({});
-    ASSERT_EQ(3U, heard.size());
+    ASSERT_EQ(4U, heard.size());
     for (const auto& event : heard) {
         ASSERT_NE(nullptr, event);
         EXPECT_TRUE(Settings::equal(root, boost::const_pointer_cast<Settings>(event->getObj())));
@@ -152,6 +156,28 @@ TEST_F(DefaultTree, DefinedAndSetInOneStep) {
     elsewhere.setRoot(MSettings::getMSettingsRoot(own));
     EXPECT_EQ(own, create("made.own", elsewhere, "session")->getRootIndex());
     EXPECT_EQ("InvalidNodePath", failureOf([&] { root->getSettingsByFullName("made.own"); }));
+    detail::RootStates::instance().erase(own.index());
+}
+
+TEST_F(DefaultTree, EachTreeHasAQueue) {
+    const RootIndex own(13, true, false);
+    ASSERT_TRUE(MSettings::createEmptySettingsFor(own));
+    for (const RootIndex& tree : {own, RootIndex(DefaultRootIndex())})
+        MSettings::enableEventQueue(tree, true);
+    MSettings::getMSettingsRoot(own)->addGroup("there", true, false, "session");
+    group->set("s", 2.0, "session");
+    Events events;
+    MSettings::eventQueue(own, events);
+    ASSERT_EQ(1U, events.size());
+    EXPECT_EQ("there", events.front()->getObj()->getName());
+    EXPECT_EQ(own, events.front()->getRootIndex());
+    MSettings::eventQueue(DefaultRootIndex(), events); // goes to the end
+    ASSERT_EQ(2U, events.size());
+    EXPECT_EQ("s", events.back()->getObj()->getName());
+    EXPECT_TRUE(fetch().empty());
+    MSettings::eventQueue(RootIndex(14, true, false), events);
+    MSettings::eventQueue(InvalidRootIndex(), events);
+    EXPECT_EQ(2U, events.size());
     detail::RootStates::instance().erase(own.index());
 }
 

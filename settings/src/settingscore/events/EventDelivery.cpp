@@ -16,20 +16,28 @@ using varnek::event::EventManager;
 
 EventDelivery::Place& EventDelivery::Place::operator=(Place&& other) noexcept {
     if (this != &other) {
-        fill(nullptr);
+        tell();
         delivery_ = std::move(other.delivery_);
+        event_ = std::move(other.event_);
         number_ = other.number_;
+        isComplete_ = other.isComplete_;
+        isLost_ = other.isLost_;
     }
     return *this;
 }
 
-void EventDelivery::Place::fill(const EventHandle& event) noexcept {
+void EventDelivery::Place::tell() noexcept {
     const boost::shared_ptr<EventDelivery> delivery = std::move(delivery_);
     if (delivery == nullptr)
         return;
+    const EventHandle event = std::move(event_);
+    if (!isComplete_)
+        delivery->complete(number_, nullptr);
+    if (isLost_)
+        logDropped(std::bad_alloc());
     if (event != nullptr)
         notify(event);
-    delivery->complete(number_, event);
+    delivery->handOn();
 }
 
 // ---- the order ----
@@ -44,7 +52,7 @@ EventDelivery::Place EventDelivery::reserve(const boost::shared_ptr<EventDeliver
         return {};
     try {
         const std::lock_guard lock(delivery->mutex_);
-        delivery->slots_.emplace_back();
+        delivery->slots_.push_back({.isForQueue = delivery->isQueueOn_.load(std::memory_order_relaxed)});
         return {delivery, delivery->first_ + delivery->slots_.size() - 1};
     } catch (const std::bad_alloc&) { // the change is made all the same
         return {};
@@ -52,42 +60,46 @@ EventDelivery::Place EventDelivery::reserve(const boost::shared_ptr<EventDeliver
 }
 
 void EventDelivery::complete(std::uint64_t number, const EventHandle& event) noexcept {
-    std::unique_lock lock(mutex_);
-    Slot& slot = slots_[number - first_];
-    slot.event = event;
-    slot.isComplete = true;
-    if (!isHandingOn_)
-        handOn(lock);
+    const std::lock_guard lock(mutex_);
+    Slot& completed = slots_[number - first_];
+    completed.event = event;
+    completed.isComplete = true;
+    const std::uint64_t end = first_ + slots_.size();
+    for (; open_ != end && slots_[open_ - first_].isComplete; ++open_)
+        enqueue(slots_[open_ - first_]);
+    completed_.notify_all();
 }
 
-void EventDelivery::handOn(std::unique_lock<std::mutex>& lock) noexcept {
+void EventDelivery::enqueue(Slot& slot) noexcept {
+    if (slot.event == nullptr || !slot.isForQueue)
+        return;
+    try {
+        queue_.push(slot.event);
+    } catch (...) { // no memory: the listeners get it all the same
+        slot.isNotQueued = true;
+    }
+}
+
+void EventDelivery::handOn() noexcept {
+    std::unique_lock lock(mutex_);
+    if (isHandingOn_)
+        return;
     isHandingOn_ = true;
-    while (!slots_.empty() && slots_.front().isComplete) {
-        EventHandle event = std::move(slots_.front().event);
+    while (first_ != open_) {
+        Slot slot = std::move(slots_.front());
         slots_.pop_front();
         ++first_;
-        if (event == nullptr)
+        if (slot.event == nullptr)
             continue;
-        std::exception_ptr notQueued;
-        try {
-            if (isQueueOn_.load(std::memory_order_relaxed))
-                queue_.push(event);
-        } catch (...) { // no memory: the listeners get it all the same
-            notQueued = std::current_exception();
-        }
         lock.unlock();
+        if (slot.isNotQueued)
+            logDropped(std::bad_alloc());
         try {
-            if (notQueued)
-                std::rethrow_exception(notQueued);
+            EventManager::instance().broadcast(slot.event);
         } catch (const std::exception& failure) {
             logDropped(failure);
         }
-        try {
-            EventManager::instance().broadcast(event);
-        } catch (const std::exception& failure) {
-            logDropped(failure);
-        }
-        event.reset(); // perhaps the last handle of a node
+        slot.event.reset(); // perhaps the last handle of a node
         lock.lock();
     }
     isHandingOn_ = false;
@@ -100,13 +112,14 @@ void EventDelivery::enableQueue(bool enabled) {
 }
 
 void EventDelivery::moveQueuedTo(std::queue<EventHandle>& queue) {
-    std::queue<EventHandle> queued;
-    {
-        const std::lock_guard lock(mutex_);
-        queued.swap(queue_);
-    }
-    for (; !queued.empty(); queued.pop())
-        queue.push(std::move(queued.front()));
+    std::unique_lock lock(mutex_);
+    // A change of another thread may be just in front of one that is over for the caller.
+    const std::uint64_t end = first_ + slots_.size();
+    completed_.wait(lock, [&] { return open_ >= end; });
+    if (queue.empty())
+        return queue.swap(queue_);
+    for (; !queue_.empty(); queue_.pop())
+        queue.push(queue_.front());
 }
 
 } // namespace settings::core::detail

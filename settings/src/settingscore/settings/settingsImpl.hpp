@@ -125,8 +125,8 @@ class SettingsImpl : public SettingsNodeImpl, public boost::enable_shared_from_t
 
     // What somebody else has changed in a file: no check and no save, but events as for every change.
 
-    /// Replaces `before` by `now` (void: none) unless the level holds something else by now.
-    void replaceValue(LevelIndex level, const ShapedArray& before, const ShapedArray& now,
+    /// Replaces `before` by `now` (void: none) unless the level holds something else by now; then false.
+    bool replaceValue(LevelIndex level, const ShapedArray& before, const ShapedArray& now,
                       LateEvents& events);
     /// adoptChildren() with an event for each of them.
     void adoptWithEvents(const std::vector<NodePtr>& children, LateEvents& events);
@@ -183,7 +183,7 @@ class SettingsImpl : public SettingsNodeImpl, public boost::enable_shared_from_t
         bool stored = false;
         bool effectiveChanged = false;
         varnek::data::Array before{}; // the effective value that was
-        EventDelivery::Place event{}; // reserved where the effective value changed
+        EventDelivery::Place event{}; // complete, still to be told
     };
 
     /// The lock of the settings outside any group: removed ones, and those made outside any tree.
@@ -198,7 +198,6 @@ class SettingsImpl : public SettingsNodeImpl, public boost::enable_shared_from_t
     EventHandle changeEvent(const StoreOutcome& outcome, const TreeContext& tree);
     EventHandle addEvent(const NodePtr& child);
     EventHandle removeEvent(const NodePtr& child);
-    void announce(StoreOutcome& outcome, const TreeContext* tree);
     static EventDelivery::Place reserveEvent(const TreeContext* tree);
     void checkStorable(const ShapedArray& value) const;
     bool isAlias() const noexcept {
@@ -216,7 +215,7 @@ class SettingsImpl : public SettingsNodeImpl, public boost::enable_shared_from_t
     void requireValidator() const;
     /// NotANodeName for a setting.
     void requireGroup() const;
-    /// Returns the place of the event in a connected tree.
+    /// Returns the event, to be told, in a connected tree.
     EventDelivery::Place insertChild(const NodePtr& child, const TreeContext* tree);
     void checkNewName(std::string_view name) const;
     /// After the insertion, without locks; false when the tree raises and saves nothing.

@@ -96,11 +96,12 @@ class LevelFileKeeper : public SaveRequests, public boost::enable_shared_from_th
 
     /// Brings back the top-level groups that users added: those with a file in the level's folder and no node
     /// below `root`. Files of groups whose definition is missing are left alone. Returns the groups. Also
-    /// clears the folder of what saves left behind that a crash ended.
-    std::vector<NodePtr> loadAddedGroups(const NodePtr& root, LevelIndex level);
+    /// clears the folder of what saves left behind that a crash ended. `isTreeInUse`: with events.
+    std::vector<NodePtr> loadAddedGroups(const NodePtr& root, LevelIndex level, bool isTreeInUse = false);
 
-    /// Puts values in place whose definition has appeared since their file was read.
-    void adoptLeftovers(const NodePtr& topLevelGroup);
+    /// Puts values in place whose definition has appeared since their file was read; in a tree in use with
+    /// events.
+    void adoptLeftovers(const NodePtr& topLevelGroup, bool isTreeInUse = false);
 
     std::filesystem::path fileOf(std::string_view group, LevelIndex level) const;
     LevelFileStatus status(std::string_view group, LevelIndex level) const;
@@ -153,7 +154,7 @@ class LevelFileKeeper : public SaveRequests, public boost::enable_shared_from_th
     bool isReadFrom(const Key& key, const std::filesystem::path& file) const;
     void readForTheFolder(const Key& key, const NodePtr& group, LateEvents& events, Telling telling);
     bool isToBeRemoved(const Key& key) const;
-    NodePtr readAddedGroup(const Key& key, const NodePtr& root);
+    NodePtr readAddedGroup(const Key& key, const NodePtr& root, LateEvents* events);
     /// What a reading has found; it counts once the values are in the tree.
     struct Found {
         SettingsFileContent content;
@@ -166,7 +167,7 @@ class LevelFileKeeper : public SaveRequests, public boost::enable_shared_from_th
     void upgradeAbsent(const Key& key, const NodePtr& group);
     void followUpgrades(const NodePtr& topLevelGroup);
     void remember(const Key& key, Found found, GroupRecord rest);
-    void adopt(const Key& key, const NodePtr& group);
+    void adopt(const Key& key, const NodePtr& group, LateEvents* events);
     bool forget(const Key& key, const std::vector<std::string>& path);
 
     const FolderOfLevel folders_;

@@ -211,7 +211,7 @@ void LevelFileKeeper::Operation::prepareSave(bool ahead) {
     }
     if (refuseEncrypted())
         return;
-    keeper_.adopt(key_, group_); // of what was added while the turn could not be had
+    keeper_.adopt(key_, group_, &events_); // of what was added while the turn could not be had
     const bool hasSomething = group_->hasAnythingToPersist(key_.second) || keeper_.holdsMoreThanTheTree(key_);
     const bool isFolderAway = !isFolder(file.parent_path());
     if (key_.second == LevelIndex::user && hasSomething && group_->originLevel() != LevelIndex::session &&

@@ -89,13 +89,20 @@ class GroupLoader {
             group->adoptChildren(nodes);
     }
 
+    bool putValue(const NodePtr& setting, ShapedArray value) const {
+        const auto local = boost::dynamic_pointer_cast<SettingsImpl>(setting->unwrap());
+        return rules_.events != nullptr && local != nullptr
+                   ? local->replaceValue(rules_.level, {}, value, *rules_.events)
+                   : setting->loadValue(rules_.level, std::move(value));
+    }
+
     /// Gives what `made` holds to the node that was there first; false when there is none.
     bool yieldTo(const NodePtr& first, const NodePtr& made) const {
         if (first == nullptr)
             return false;
         if (first->isLeafNode() && made->isLeafNode())
             if (ShapedArray value = made->valueOn(rules_.level); !value.first.isVoid())
-                first->loadValue(rules_.level, std::move(value));
+                putValue(first, std::move(value));
         if (!first->isLeafNode() && !made->isLeafNode())
             for (const NodePtr& child : made->getChildren())
                 if (!yieldTo(childCalled(child->getName(), first->getChildren()), child))
@@ -109,7 +116,7 @@ class GroupLoader {
             made_.push_back(makeSetting(std::move(record), rules_));
         else if (known == nullptr || !known->isLeafNode())
             rest.settings.push_back(std::move(record));
-        else if (!record.value.first.isVoid() && known->loadValue(rules_.level, record.value))
+        else if (!record.value.first.isVoid() && putValue(known, record.value))
             logSetting(record.name, record.value, rules_);
     }
 

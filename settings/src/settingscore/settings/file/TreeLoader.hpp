@@ -20,15 +20,15 @@ struct LoadRules {
     LevelIndex level = LevelIndex::factory;
     bool isSecret = false; // values are not shown in the log
     NodeFactory makeNode = makePlainNode;
-    LateEvents* events = nullptr; // where nodes are announced that come into a tree in use
+    LateEvents* events = nullptr; // where what comes into a tree in use is announced
 };
 
 /// A tree with the definitions and values of the file. Nodes that a user added are of the file's level, all
 /// others of level "factory". The tree belongs to nothing. Consumes `record`.
 boost::shared_ptr<SettingsImpl> buildTree(GroupRecord&& record, const LoadRules& rules);
 
-/// Puts the values of a file into the tree below `group`: no check, no save, and no event but of nodes
-/// that are made. Nodes that the tree has keep their definitions, and the values they hold on the level
+/// Puts the values of a file into the tree below `group`: no check, no save, and events where the rules ask
+/// for them. Nodes that the tree has keep their definitions, and the values they hold on the level
 /// already. Nodes that a user added are made anew. Returns what found no place, with the group itself as its
 /// shell. Consumes `record`.
 GroupRecord loadIntoTree(GroupRecord&& record, const NodePtr& group, const LoadRules& rules);

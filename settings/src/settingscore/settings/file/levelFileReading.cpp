@@ -310,7 +310,7 @@ void LevelFileKeeper::followUpgrades(const NodePtr& topLevelGroup) {
 
 // ---- values whose definition appears later ----
 
-void LevelFileKeeper::adopt(const Key& key, const NodePtr& group) {
+void LevelFileKeeper::adopt(const Key& key, const NodePtr& group, LateEvents* events) {
     if (group->getTopLevelNodeForSave() != group)
         return; // removed meanwhile
     std::shared_ptr<const GroupRecord> leftovers;
@@ -322,23 +322,26 @@ void LevelFileKeeper::adopt(const Key& key, const NodePtr& group) {
     }
     if (leftovers == nullptr)
         return;
-    const LoadRules rules{.level = key.second, .isSecret = isSecret, .makeNode = makePlainNode};
+    const LoadRules rules{
+        .level = key.second, .isSecret = isSecret, .makeNode = makePlainNode, .events = events};
     GroupRecord rest = loadIntoTree(leftovers->clone(), group, rules);
     leftovers = rest.isEmpty() ? nullptr : std::make_shared<const GroupRecord>(std::move(rest));
     const std::lock_guard lock(mutex_);
     stateOf(key).leftovers = std::move(leftovers);
 }
 
-void LevelFileKeeper::adoptLeftovers(const NodePtr& topLevelGroup) {
+void LevelFileKeeper::adoptLeftovers(const NodePtr& topLevelGroup, bool isTreeInUse) {
     for (const LevelIndex level : levelsWithPersonalFiles) {
         const Key key(topLevelGroup->getName(), level);
-        inTurn(key, [&] { adopt(key, topLevelGroup); });
+        LateEvents events;
+        inTurn(key, [&] { adopt(key, topLevelGroup, isTreeInUse ? &events : nullptr); });
+        events.tell();
     }
 }
 
 void LevelFileKeeper::adoptKeptValues(const NodePtr& topLevelGroup) {
     try {
-        adoptLeftovers(topLevelGroup);
+        adoptLeftovers(topLevelGroup, true);
     } catch (...) { // they stay kept
         VARNEK_LOG(fileLog, error) << "Exception caught: " << causeOfCurrentException();
     }
@@ -381,7 +384,7 @@ bool LevelFileKeeper::isToBeRemoved(const Key& key) const {
     return state.isRemoval || state.leaving > 0;
 }
 
-NodePtr LevelFileKeeper::readAddedGroup(const Key& key, const NodePtr& root) {
+NodePtr LevelFileKeeper::readAddedGroup(const Key& key, const NodePtr& root, LateEvents* events) {
     auto found = readContent(key);
     if (!found || !found->content.tree.isUserDefined)
         return {}; // a file whose definition is missing today is read when it appears
@@ -390,7 +393,10 @@ NodePtr LevelFileKeeper::readAddedGroup(const Key& key, const NodePtr& root) {
     const NodePtr group = buildTree(shell(found->content.tree), rules);
     GroupRecord rest = loadIntoTree(std::move(found->content.tree), group, rules);
     try {
-        root->adoptChildren({group});
+        if (const auto local = boost::dynamic_pointer_cast<SettingsImpl>(root->unwrap()); events && local)
+            local->adoptWithEvents({group}, *events);
+        else
+            root->adoptChildren({group});
     } catch (const std::exception& failure) { // differs from another group by case only
         refuse(key, LoadOutcome::unreadable, failure.what());
         return {};
@@ -402,7 +408,8 @@ NodePtr LevelFileKeeper::readAddedGroup(const Key& key, const NodePtr& root) {
     return group;
 }
 
-std::vector<NodePtr> LevelFileKeeper::loadAddedGroups(const NodePtr& root, LevelIndex level) {
+std::vector<NodePtr> LevelFileKeeper::loadAddedGroups(const NodePtr& root, LevelIndex level,
+                                                      bool isTreeInUse) {
     const std::filesystem::path folder = folders_(level);
     varnek::files::removeStaleTemporaryDirectories(folder); // of saves that a crash ended
     std::vector<std::filesystem::path> files;
@@ -420,16 +427,18 @@ std::vector<NodePtr> LevelFileKeeper::loadAddedGroups(const NodePtr& root, Level
         if (!isAGroups || root->getChild(name, false) != nullptr)
             continue;
         const Key key(name, level);
+        LateEvents events;
         inTurn(key, [&] {
             if (isToBeRemoved(key))
                 due.push_back(key);                          // the folder that held it may be back
             else if (root->getChild(name, false) == nullptr) // nobody was quicker
-                if (const NodePtr group = readAddedGroup(key, root))
+                if (const NodePtr group = readAddedGroup(key, root, isTreeInUse ? &events : nullptr))
                     added.push_back(group);
         });
+        events.tell();
     }
     for (const NodePtr& group : added)
-        adoptLeftovers(group);
+        adoptLeftovers(group, isTreeInUse);
     for (const Key& key : due)
         submitAgain(key);
     return added;

@@ -33,6 +33,7 @@ EventDelivery::Place SettingsImpl::insertClaimed(const NodePtr& child, const Tre
         child->setParent({});
         throw;
     }
+    place.complete([&] { return addEvent(child); });
     return place;
 }
 

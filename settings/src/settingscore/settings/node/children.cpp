@@ -140,11 +140,12 @@ EventDelivery::Place SettingsImpl::insertChild(const NodePtr& child, const TreeC
     try {
         place = reserveEvent(tree);
         group_->children.insert(child);
-        return place;
     } catch (...) {
         child->setParent({});
         throw;
     }
+    place.complete([&] { return addEvent(child); });
+    return place;
 }
 
 void SettingsImpl::setInitialValue(const varnek::data::Array& value, LevelIndex level,
@@ -178,11 +179,10 @@ bool SettingsImpl::announceAdded(const NodePtr& child, const TreeContext* tree, 
     varnek::concurrency::reclaimIfDue();
     if (tree == nullptr || !tree->connected)
         return false;
+    place.tell(); // what is kept may have to be waited for, and comes with events of its own
     const NodePtr topLevel = child->getTopLevelNodeForSave();
     if (tree->saves != nullptr && topLevel != nullptr) // unless somebody has removed it already
         tree->saves->adoptKeptValues(topLevel);
-    if (place)
-        place.fill(addEvent(child));
     return true;
 }
 
@@ -251,8 +251,7 @@ void SettingsImpl::removeNode(std::string_view name) {
             tree->saves->requestDelete(child, shared_from_this(), level);
     if (child != topLevel && topLevel != nullptr && tree->saves != nullptr)
         tree->saves->forgetKeptValues(topLevel, namesBelow(topLevel, shared_from_this(), child->getName()));
-    if (place)
-        place.fill(removeEvent(child));
+    place.tell();
     for (const LevelIndex level : levels)
         if (child != topLevel && child->hasAnythingToPersist(level))
             saveThisSubTree(level);
@@ -272,13 +271,14 @@ bool SettingsImpl::detach(const NodePtr& child, const TreeContext* tree, EventDe
     group_->children.remove(child->getName());
     child->setParent({});
     group_->aliases.forget(child->getName());
+    place.complete([&] { return removeEvent(child); });
     return true;
 }
 
 void SettingsImpl::dropChild(const NodePtr& child, LateEvents& events) {
     EventDelivery::Place place;
     if (detach(child, treeContext().get(), place) && place)
-        events.add(std::move(place), removeEvent(child));
+        events.add(std::move(place));
     varnek::concurrency::reclaimIfDue();
 }
 
@@ -291,9 +291,8 @@ void SettingsImpl::adoptChildren(std::vector<NodePtr> children) {
 void SettingsImpl::adoptWithEvents(const std::vector<NodePtr>& children, LateEvents& events) {
     std::vector<EventDelivery::Place> places;
     adopt(children, &places);
-    for (std::size_t i = 0; i < places.size(); ++i)
-        if (places[i])
-            events.add(std::move(places[i]), addEvent(children[i]));
+    for (EventDelivery::Place& place : places)
+        events.add(std::move(place));
 }
 
 void SettingsImpl::adopt(const std::vector<NodePtr>& children, std::vector<EventDelivery::Place>* places) {
@@ -315,6 +314,8 @@ void SettingsImpl::adopt(const std::vector<NodePtr>& children, std::vector<Event
                 child->setParent({});
             throw;
         }
+        for (std::size_t i = 0; places != nullptr && i < children.size(); ++i)
+            (*places)[i].complete([&] { return addEvent(children[i]); });
     }
     varnek::concurrency::reclaimIfDue();
 }

@@ -135,7 +135,7 @@ std::vector<Failure> SettingsImpl::multipleSet(std::span<const NodeValue> values
                 continue;
             VARNEK_LOG(nodeLog, info)
                 << "Modify setting: " << settings[i]->getFullName(false, ".") << " at " << level << " level.";
-            settings[i]->announce(outcome, tree.get());
+            outcome.event.tell();
         }
     }
     varnek::concurrency::reclaimIfDue();

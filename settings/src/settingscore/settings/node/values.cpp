@@ -156,6 +156,7 @@ SettingsImpl::StoreOutcome SettingsImpl::store(LevelIndex level, const ShapedArr
     if (present == value || (onlyInPlaceOf != nullptr && present != *onlyInPlaceOf))
         return outcome;
     ShapedArray before = values_.effective();
+    outcome.event = reserveEvent(tree);
     {
         const boost::upgrade_to_unique_lock<boost::shared_mutex> unique(lock.lock);
         values_.store(level, value);
@@ -164,8 +165,8 @@ SettingsImpl::StoreOutcome SettingsImpl::store(LevelIndex level, const ShapedArr
     outcome.stored = true;
     outcome.effectiveChanged = values_.effective() != before;
     outcome.before = std::move(before.first);
-    if (outcome.effectiveChanged || value.first.isVoid()) // a value that goes is announced always
-        outcome.event = reserveEvent(tree);
+    const bool isAnnounced = outcome.effectiveChanged || value.first.isVoid(); // a value that goes always is
+    outcome.event.complete([&] { return isAnnounced ? changeEvent(outcome, *tree) : EventHandle(); });
     return outcome;
 }
 
@@ -181,11 +182,6 @@ void SettingsImpl::recordDataType(const ShapedArray& value) {
 EventHandle SettingsImpl::changeEvent(const StoreOutcome& outcome, const TreeContext& tree) {
     return boost::make_shared<SettingsValueChangeEvent>(getThisObject(), publishedTypes(valueChangeEventName),
                                                         tree.rootIndex, outcome.before);
-}
-
-void SettingsImpl::announce(StoreOutcome& outcome, const TreeContext* tree) {
-    if (outcome.event)
-        outcome.event.fill(changeEvent(outcome, *tree));
 }
 
 std::vector<std::u16string> SettingsImpl::publishedTypes(std::string_view eventClass) const {
@@ -211,14 +207,16 @@ void SettingsImpl::unset(std::string_view name, std::string_view level) {
         if (!setting->values_.on(at).first.isVoid()) {
             outcome.stored = true;
             outcome.before = setting->values_.effective().first;
+            outcome.event = reserveEvent(tree.get());
             const boost::upgrade_to_unique_lock<boost::shared_mutex> unique(lock.lock);
             setting->values_.store(at, {});
-            outcome.event = reserveEvent(tree.get()); // also when a higher level hides the change
+            // Also when a higher level hides the change.
+            outcome.event.complete([&] { return setting->changeEvent(outcome, *tree); });
         }
     }
     if (!outcome.stored)
         throw exception::ValueNotDefinedForGivenLevel(setting->getThisObjectImpl(), std::string(level));
-    setting->announce(outcome, tree.get());
+    outcome.event.tell();
     if (tree != nullptr && tree->connected)
         setting->saveThisSubTree(at);
     varnek::concurrency::reclaimIfDue();
@@ -236,15 +234,14 @@ bool SettingsImpl::loadValue(LevelIndex level, ShapedArray value) {
     return true;
 }
 
-void SettingsImpl::replaceValue(LevelIndex level, const ShapedArray& before, const ShapedArray& now,
+bool SettingsImpl::replaceValue(LevelIndex level, const ShapedArray& before, const ShapedArray& now,
                                 LateEvents& events) {
     const auto tree = treeContext();
     StoreOutcome outcome = store(level, now, tree.get(), &before);
-    if (outcome.event) {
-        EventHandle event = changeEvent(outcome, *tree);
-        events.add(std::move(outcome.event), std::move(event));
-    }
+    if (outcome.event)
+        events.add(std::move(outcome.event));
     varnek::concurrency::reclaimIfDue();
+    return outcome.stored;
 }
 
 void SettingsImpl::unloadLevel(LevelIndex level) {

@@ -47,8 +47,15 @@ void MSettings::enableEventQueue(const RootIndex& tree, bool enable) {
 }
 
 void MSettings::eventQueue(std::queue<boost::shared_ptr<const SettingsEvent>>& events) {
+    eventQueue(DefaultRootIndex(), events);
+}
+
+void MSettings::eventQueue(const RootIndex& tree,
+                           std::queue<boost::shared_ptr<const SettingsEvent>>& events) {
     // A tree that nobody has asked for yet has no events.
-    if (const auto state = detail::RootStates::instance().find(DefaultRootIndex().index()))
+    if (!tree.namesTree())
+        return;
+    if (const auto state = detail::RootStates::instance().find(tree.index()))
         deliveryOf(*state).moveQueuedTo(events);
 }
 

@@ -2,16 +2,12 @@
 
 #include "settingscore/Settings.hpp"
 #include "settingscore/SettingsRoot.hpp"
-#include "settingscore/events/EventDelivery.hpp"
-#include "settingscore/events/SettingsAddNodeEvent.hpp"
 #include "settingscore/settings/file/FileFailureText.hpp"
 #include "settingscore/settings/file/FileLog.hpp"
 #include "settingscore/settings/file/LevelFileKeeper.hpp"
 #include "settingscore/settings/file/SettingsFileReader.hpp"
 #include "settingscore/settings/root/RootStates.hpp"
 #include "varnek/files/FolderWatch.hpp"
-
-#include <boost/make_shared.hpp>
 
 #include <algorithm>
 #include <latch>
@@ -35,20 +31,6 @@ bool concerns(const FolderChanges& changes, const NodePtr& group) {
            std::binary_search(changes.names.begin(), changes.names.end(), fileNameOf(group->getName()));
 }
 
-/// A group that stands in the tree already, told as if it had been added here.
-void announceAdded(const SettingsRootStateMgr& tree, const NodePtr& group) {
-    EventDelivery::Place place = EventDelivery::reserve(tree.root->treeContext()->events);
-    if (!place)
-        return;
-    const auto root = tree.root->getThisObject();
-    auto types = root->getListenerAddNodeEventType();
-    const auto general = root->getGlobalListenerEventTypes();
-    types.insert(types.end(), general.begin(), general.end());
-    place.fill(boost::make_shared<SettingsAddNodeEvent>(group->getThisObject(), root, std::move(types),
-                                                        root->getRootIndex(),
-                                                        group->needsSyncWithVCOSTree()));
-}
-
 void takeOver(const SettingsRootStateMgr& tree, const FolderChanges& changes) {
     const std::vector<NodePtr> groups = tree.root->getChildren();
     for (const NodePtr& group : groups) {
@@ -64,10 +46,8 @@ void takeOver(const SettingsRootStateMgr& tree, const FolderChanges& changes) {
         return name.ends_with(Settings::settingsExtension) &&
                tree.root->getChild(groupNameOf(name), false) == nullptr;
     };
-    if (!changes.isEverything && std::none_of(changes.names.begin(), changes.names.end(), isOfNoGroup))
-        return;
-    for (const NodePtr& group : tree.files->loadAddedGroups(tree.root, LevelIndex::user))
-        announceAdded(tree, group);
+    if (changes.isEverything || std::any_of(changes.names.begin(), changes.names.end(), isOfNoGroup))
+        tree.files->loadAddedGroups(tree.root, LevelIndex::user, true);
 }
 
 } // namespace

@@ -14,14 +14,15 @@ template <class Event>
 void createAndBroadcastEvent(const RootIndex& tree) {
     const auto root = TreesOnDemand::instance().find(tree)->root;
     EventDelivery::Place place = EventDelivery::reserve(root->treeContext()->events);
-    if (!place)
-        return;
-    const NodeIdentity id = root->identity();
-    const std::string& className = Event::staticTypeInfo()->qualifiedName();
-    place.fill(boost::make_shared<Event>(
-        root->getThisObject(),
-        std::vector<std::u16string>{eventType(className, id), eventType(settingsEventName, id)},
-        root->getRootIndex()));
+    place.complete([&] {
+        const NodeIdentity id = root->identity();
+        const std::string& className = Event::staticTypeInfo()->qualifiedName();
+        return boost::make_shared<Event>(
+            root->getThisObject(),
+            std::vector<std::u16string>{eventType(className, id), eventType(settingsEventName, id)},
+            root->getRootIndex());
+    });
+    place.tell();
 }
 
 template SETTINGSCORE_EXPORT void createAndBroadcastEvent<UpdatePrefdirEvent>(const RootIndex& tree);
