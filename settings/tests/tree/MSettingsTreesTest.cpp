@@ -159,6 +159,48 @@ TEST_F(DefaultTree, DefinedAndSetInOneStep) {
     detail::RootStates::instance().erase(own.index());
 }
 
+/// The function runs once for a new value, sees its setting where it is to stand, and what it accepted is
+/// stored.
+TEST_F(DefaultTree, WhatIsDefinedInOneStepIsCheckedOnce) {
+    const FactorySettingProperties groups(true, false, {}, {}, {}, false, false, {});
+    NumericMetaData<MustBeScalar> integer;
+    integer.mustBeInteger();
+    Lines told;
+    bool refuses = false;
+    FactorySettingProperties checked(
+        true, false, Array::scalar(3.0),
+        CPPValidator(
+            [&](const boost::shared_ptr<const Settings>& about, const std::string&, const Array& value) {
+                told.push_back(about->getFullName() + " in " + about->getParent()->getFullName() + " " +
+                               std::string(varnek::data::className(value.type())));
+                if (refuses)
+                    throw std::runtime_error("refused");
+            },
+            "p", "f"),
+        {}, false, false, {integer});
+    for (const char* name : {"queued.fresh", "queued.a.b.fresh", "top.fresh"}) {
+        told.clear();
+        const Handle made = Settings::createAndSetValue(name, groups, checked, "user");
+        const std::string text(name);
+        EXPECT_EQ(Lines{text + " in " + text.substr(0, text.rfind('.')) + " int64"}, told);
+        EXPECT_EQ(Array::scalar(std::int64_t{3}), made->getParent()->get("fresh"));
+    }
+    refuses = true;
+    Additions additions;
+    for (const char* name : {"queued.refused", "queued.c.refused", "other.refused"})
+        EXPECT_EQ("runtime_error",
+                  failureOf([&] { Settings::createAndSetValue(name, groups, checked, "user"); }));
+    EXPECT_EQ(nullptr, group->getChild("refused"));
+    EXPECT_EQ(nullptr, group->getChild("c"));
+    EXPECT_EQ(nullptr, root->getChild("other"));
+    EXPECT_EQ(Lines{}, additions.lines);
+    EXPECT_EQ("UnsupportedType", failureOf([&] {
+                  Settings::createAndSetValue("queued.bad", groups,
+                                              definitionOf(Array::scalar(std::complex<double>(1, 1))),
+                                              "session");
+              }));
+}
+
 TEST_F(DefaultTree, EachTreeHasAQueue) {
     const RootIndex own(13, true, false);
     ASSERT_TRUE(MSettings::createEmptySettingsFor(own));

@@ -1,5 +1,6 @@
 // Validators and run-time defaults at work: what a set stores, what it refuses, what a read computes.
 
+#include "support/EngineThread.hpp"
 #include "support/LogLines.hpp"
 #include "support/TestTree.hpp"
 
@@ -8,6 +9,10 @@
 #include "settingscore/settings/node/SettingsAccess.hpp"
 
 #include <gtest/gtest.h>
+
+#include <pthread.h>
+
+#include <thread>
 
 namespace {
 
@@ -167,6 +172,21 @@ TEST_F(ValidationInTheTree, ANewSettingsValueIsCheckedOnLevelUser) {
     editor->addSetting("b", Array::scalar(1.5), true, false, "session", integer);
     EXPECT_EQ(1.5, editor->get<double>("b"));
     EXPECT_EQ("ValueMustBeInteger", failureOf([&] { editor->set("b", 2.5, "session"); }));
+    Lines told;
+    Handle kept;
+    const auto telling = [&](const boost::shared_ptr<const Settings>& setting, auto&&...) {
+        kept = boost::const_pointer_cast<Settings>(setting);
+        told.push_back(setting->getFullName());
+        if (told.size() > 1)
+            throw Refusal();
+    };
+    editor->addSetting("told", Array::scalar(1.0), true, false, "user", CPPValidator(telling, "p", "f"));
+    EXPECT_EQ("Refusal", failureOf([&] {
+                  editor->addSetting("refused", Array::scalar(1.0), true, false, "user",
+                                     CPPValidator(telling, "p", "f"));
+              }));
+    EXPECT_EQ((Lines{"editor.told", "editor.refused"}), told);
+    EXPECT_EQ(nullptr, kept->getParent()); // stands outside again
     EXPECT_EQ("InvalidValidator", failureOf([&] {
                   editor->addSetting("c", {}, true, false, "user",
                                      CValidator::fromDefinition("noSuchLibrary", "f"));
@@ -205,6 +225,84 @@ TEST_F(ValidationInTheTree, ARunTimeDefaultStandsInForTheFactoryValue) {
     EXPECT_EQ(0, calls);
     editor->unset("threads", "user");
     EXPECT_EQ(1, editor->get<int>("threads"));
+}
+
+TEST_F(ValidationInTheTree, ARunTimeDefaultIsCheckedWhereItsSettingStands) {
+    Lines told;
+    define("d", {percent()},
+           CPPValidator([&](const boost::shared_ptr<const Settings>& setting, const std::string& name,
+                            const Array&) { told.push_back(setting->getParent()->getName() + " " + name); },
+                        "p", "f"),
+           CRunTimeDefault("p", "f", [n = 99.0]() mutable { return Array::scalar(++n); }),
+           [&](const std::string& fullName, const Array&) { told.push_back("refused " + fullName); });
+    EXPECT_EQ(100.0, editor->get<double>("d"));
+    EXPECT_TRUE(editor->get("d").isVoid());
+    EXPECT_EQ((Lines{"editor d", "refused editor.d"}), told);
+}
+
+/// The name that a function is told of may come from the setting.
+TEST_F(ValidationInTheTree, FunctionsMayBeCalledWithoutAName) {
+    const Handle setting = define("count", {});
+    std::pair<Array, bool> value(Array::scalar(3.0), false);
+    Lines names;
+    const CPPValidator callable(
+        [&](const auto&, const std::string& name, const auto&) { names.push_back(name); }, "p", "f");
+    callable.invokeValidationFunction(setting, editor, value);
+    callable.invokeValidationFunction({}, {}, value);
+    JValidator::setJValProxy([&](const auto&, const auto&, const auto&, const std::string& name,
+                                 const auto&) { names.push_back("java " + name); });
+    JValidator("C", "f").invokeValidationFunction(setting, editor, value);
+    JValidator::clearFunctions();
+    MValidator::setVARNEKValFuncInvokingProxyName(
+        [&](const auto&, const auto&, const auto&, const std::string& name, Array& replaced) {
+            names.push_back("language " + name);
+            replaced = Array::scalar(4.0);
+        });
+    EngineThread engine;
+    engine.run([&] { MValidator("p", "f").invokeValidationFunction(setting, editor, value); });
+    MValidator::setVARNEKValFuncInvokingProxyName({});
+    EXPECT_EQ((Lines{"count", "", "java count", "language count"}), names);
+    EXPECT_EQ(Array::scalar(4.0), value.first);
+    MValidator("varnek.settings", "mustBeIntegerScalar").invokeValidationFunction(setting, editor, value);
+    EXPECT_EQ(Array::scalar(std::int64_t{4}), value.first);
+}
+
+/// Wherever they are: nothing stays locked, and nobody else is held up.
+TEST_F(ValidationInTheTree, FunctionsMayEndTheirThread) {
+    const auto ending = [](auto&&...) { ::pthread_exit(nullptr); };
+    define("function", {}, CPPValidator(ending, "p", "f"));
+    define("handler", {percent()}, {}, {}, ending);
+    define("default", {}, {}, CRunTimeDefault("p", "f", []() -> Array { ::pthread_exit(nullptr); }));
+    const std::pair<const char*, std::function<void()>> table[] = {
+        {"set", [&] { editor->set("function", 1.0, "user"); }},
+        {"batch",
+         [&] {
+             Settings::setTogether({{editor->getChild("function"), Array::scalar(1.0)}}, "user", true);
+         }},
+        {"add",
+         [&] {
+             editor->addSetting("new", Array::scalar(1.0), true, false, "user",
+                                CPPValidator(ending, "p", "f"));
+         }},
+        {"error handler", [&] { editor->set("handler", true, "user"); }},
+        {"default", [&] { editor->get("default"); }},
+        {"isSet", [&] { editor->isSet("default", "factory"); }},
+    };
+    define("other", {});
+    double next = 0;
+    for (const auto& [name, work] : table) {
+        SCOPED_TRACE(name);
+        bool wentOn = false;
+        std::thread thread([&, run = work] {
+            run();
+            wentOn = true;
+        });
+        thread.join();
+        EXPECT_FALSE(wentOn);
+        editor->set("other", ++next, "user");
+        EXPECT_EQ(next, editor->get<double>("other"));
+    }
+    EXPECT_EQ(nullptr, editor->getChild("new"));
 }
 
 TEST_F(ValidationInTheTree, ARunTimeDefaultThatFails) {

@@ -139,10 +139,11 @@ class SettingsImpl : public SettingsNodeImpl, public boost::enable_shared_from_t
     void attach(const boost::shared_ptr<SettingsImpl>& child);
 
     /// The first value of a setting that nobody else has yet; void: none. It is checked as by addSetting, and
-    /// InvalidValidator is raised when the validation function cannot be found. `parent`: the group that the
-    /// setting is to stand in, or empty.
-    void setInitialValue(const varnek::data::Array& value, LevelIndex level,
-                         const boost::shared_ptr<SettingsImpl>& parent = {});
+    /// InvalidValidator is raised when the validation function cannot be found.
+    void setInitialValue(const varnek::data::Array& value, LevelIndex level);
+    /// The same for a setting that is still to be attached, which checks what is to be checked; here only
+    /// whether a setting may hold the value.
+    void putInitialValue(const varnek::data::Array& value, LevelIndex level);
 
     /// Of a top-level group: the factory file that its definitions come from, UTF-8; empty when there is
     /// none.
@@ -220,10 +221,19 @@ class SettingsImpl : public SettingsNodeImpl, public boost::enable_shared_from_t
     void checkNewName(std::string_view name) const;
     /// After the insertion, without locks; false when the tree raises and saves nothing.
     bool announceAdded(const NodePtr& child, const TreeContext* tree, EventDelivery::Place& place);
-    /// The names, validators and personal values of a subtree that is to stand in `parent`. Without locks.
-    void checkSubtree(const boost::shared_ptr<SettingsImpl>& parent, const std::string& parentName) const;
+    /// The names and validation functions of a subtree that is to stand below `parentName`. Without locks.
+    void checkSubtree(const std::string& parentName, bool isTopLevel) const;
+    /// A personal value and the form in which its setting stores it.
+    struct AcceptedValue {
+        boost::shared_ptr<SettingsImpl> setting;
+        ShapedArray before, now;
+    };
+    /// Checks the personal values of this subtree, which has its parent already. Without locks.
+    void acceptValues(std::vector<AcceptedValue>& values);
     /// Makes this group the parent of a node that has none: ErrorAddingChildNodeOrKey.
     void claim(const boost::shared_ptr<SettingsImpl>& child);
+    /// Takes back that this group is the parent of a node that could not be added.
+    void disown(const NodePtr& child);
     EventDelivery::Place insertClaimed(const NodePtr& child, const TreeContext* tree);
     /// A second definition of the same setting.
     void defineAgain(const FactorySettingProperties& incoming);

@@ -21,37 +21,46 @@ void SettingsImpl::claim(const boost::shared_ptr<SettingsImpl>& child) {
     child->setParent(shared_from_this());
 }
 
+/// Under the lock of whoever writes a setting of this group.
+void SettingsImpl::disown(const NodePtr& child) {
+    const boost::unique_lock<boost::shared_mutex> lock(group_->mutex);
+    child->setParent({});
+}
+
 EventDelivery::Place SettingsImpl::insertClaimed(const NodePtr& child, const TreeContext* tree) {
     EventDelivery::Place place; // given up, if need be, without the lock
     const boost::unique_lock<boost::shared_mutex> lock(group_->mutex);
-    try {
-        if (clashing(child->getName()) != nullptr) // somebody else was quicker
-            refuseInsertion(child->getName());
-        place = reserveEvent(tree);
-        group_->children.insert(child);
-    } catch (...) {
-        child->setParent({});
-        throw;
-    }
+    if (clashing(child->getName()) != nullptr) // somebody else was quicker
+        refuseInsertion(child->getName());
+    place = reserveEvent(tree);
+    group_->children.insert(child);
     place.complete([&] { return addEvent(child); });
     return place;
 }
 
-void SettingsImpl::checkSubtree(const boost::shared_ptr<SettingsImpl>& parent,
-                                const std::string& parentName) const {
-    if (!isAcceptableName(name_, parentName, parent->isRoot()))
+void SettingsImpl::checkSubtree(const std::string& parentName, bool isTopLevel) const {
+    if (!isAcceptableName(name_, parentName, isTopLevel))
         throw exception::InvalidSettingOrGroupName(name_);
-    if (isLeafNode()) {
-        requireValidator();
-        if (ShapedArray value = values_.on(LevelIndex::user); !value.first.isVoid())
-            accepted(std::move(value), parent);
-        return;
-    }
+    if (isLeafNode())
+        return requireValidator();
     const std::string fullName = parentName.empty() ? name_ : parentName + '.' + name_;
-    const auto self = boost::const_pointer_cast<SettingsImpl>(shared_from_this());
     for (const NodePtr& child : group_->children.inOrder())
         if (const auto own = boost::dynamic_pointer_cast<SettingsImpl>(child))
-            own->checkSubtree(self, fullName);
+            own->checkSubtree(fullName, false);
+}
+
+void SettingsImpl::acceptValues(std::vector<AcceptedValue>& values) {
+    if (!isLeafNode()) {
+        for (const NodePtr& child : group_->children.inOrder())
+            if (const auto own = boost::dynamic_pointer_cast<SettingsImpl>(child))
+                own->acceptValues(values);
+        return;
+    }
+    ShapedArray before = values_.on(LevelIndex::user);
+    if (before.first.isVoid())
+        return;
+    ShapedArray now = accepted(before, parentGroup());
+    values.push_back({shared_from_this(), std::move(before), std::move(now)});
 }
 
 void SettingsImpl::attach(const boost::shared_ptr<SettingsImpl>& child) {
@@ -64,10 +73,21 @@ void SettingsImpl::attach(const boost::shared_ptr<SettingsImpl>& child) {
     checkStructureMayChange(child->getThisObjectImpl(), true);
     if (const NodePtr existing = clashing(child->getName()))
         refuseClash(existing);
-    child->checkSubtree(shared_from_this(), getFullName(false, "."));
+    child->checkSubtree(getFullName(false, "."), isRoot());
     claim(child);
-    const auto tree = treeContext();
-    EventDelivery::Place place = insertClaimed(child, tree.get());
+    boost::shared_ptr<const TreeContext> tree;
+    EventDelivery::Place place;
+    try {
+        std::vector<AcceptedValue> values; // functions see the settings where they are to stand
+        child->acceptValues(values);
+        for (const AcceptedValue& value : values)
+            value.setting->store(LevelIndex::user, value.now, nullptr, &value.before);
+        tree = treeContext();
+        place = insertClaimed(child, tree.get());
+    } catch (...) {
+        disown(child);
+        throw;
+    }
     if (!announceAdded(child, tree.get(), place))
         return;
     const LevelIndex origin = child->originLevel();

@@ -148,15 +148,19 @@ EventDelivery::Place SettingsImpl::insertChild(const NodePtr& child, const TreeC
     return place;
 }
 
-void SettingsImpl::setInitialValue(const varnek::data::Array& value, LevelIndex level,
-                                   const boost::shared_ptr<SettingsImpl>& parent) {
-    requireValidator();
+void SettingsImpl::putInitialValue(const varnek::data::Array& value, LevelIndex level) {
     if (value.isVoid())
         return;
     const ShapedArray shaped(value, settingscore::boostany::isVectorShape(value));
-    if (level != LevelIndex::user)
-        checkStorable(shaped);
-    loadValue(level, level == LevelIndex::user ? accepted(shaped, parent) : shaped);
+    checkStorable(shaped);
+    loadValue(level, shaped);
+}
+
+void SettingsImpl::setInitialValue(const varnek::data::Array& value, LevelIndex level) {
+    requireValidator();
+    if (value.isVoid() || level != LevelIndex::user)
+        return putInitialValue(value, level);
+    loadValue(level, accepted({value, settingscore::boostany::isVectorShape(value)}, parentGroup()));
 }
 
 NodePtr SettingsImpl::add(NodeSpec spec, bool isGroup, const varnek::data::Array& initial, LevelIndex level) {
@@ -166,10 +170,18 @@ NodePtr SettingsImpl::add(NodeSpec spec, bool isGroup, const varnek::data::Array
     checkStructureMayChange(child->getThisObjectImpl(), true);
     if (const NodePtr existing = clashing(child->getName()))
         refuseClash(existing);
-    if (!isGroup)
-        child->setInitialValue(initial, level, shared_from_this());
-    const auto tree = treeContext();
-    EventDelivery::Place place = insertChild(child, tree.get());
+    boost::shared_ptr<const TreeContext> tree;
+    EventDelivery::Place place;
+    try {
+        child->setParent(shared_from_this()); // the validation function may ask for it
+        if (!isGroup)
+            child->setInitialValue(initial, level);
+        tree = treeContext();
+        place = insertChild(child, tree.get());
+    } catch (...) {
+        disown(child);
+        throw;
+    }
     if (announceAdded(child, tree.get(), place))
         child->saveThisSubTree(level);
     return child;

@@ -69,9 +69,9 @@ boost::shared_ptr<Settings> Settings::createAndSetValue(std::string_view fullNam
         return present->getThisObject();
     }
 
-    // Built apart, so that nothing is added when anything is refused.
+    // Built apart, so that nothing is added when anything is refused; attach() checks all of it.
     const auto made = SettingsImpl::makeSetting(NodeSpec::from(names.back(), setting, at));
-    made->setInitialValue(value, at);
+    made->putInitialValue(value, at);
     boost::shared_ptr<SettingsImpl> top = made;
     for (auto name = names.end() - 1; name != next; --name) {
         const auto above = SettingsImpl::makeGroup(NodeSpec::from(*(name - 1), group, at));
