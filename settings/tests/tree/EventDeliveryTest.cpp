@@ -456,8 +456,8 @@ TEST_F(Delivery, AnUnbrokenChainPerSetting) {
 /// Several writers of one setting, unset among them. The hook runs on the thread of each change and notes
 /// what that thread wrote, so that the whole chain can be read afterwards.
 TEST_F(Delivery, AnUnbrokenChainWithSeveralWritersOfOneSetting) {
-    constexpr int threads = 4;
-    const int changes = std::getenv("VKSETTINGS_SOAK") != nullptr ? 50'000 : 1000;
+    constexpr int threads = 8; // more than cores: they are interrupted anywhere
+    const int changes = std::getenv("VKSETTINGS_SOAK") != nullptr ? 50'000 : 4000;
     TestTree::setting(editor, "one", Array::scalar(0.0));
     static thread_local double written = 0.0;
     std::mutex mutex;
@@ -476,7 +476,7 @@ TEST_F(Delivery, AnUnbrokenChainWithSeveralWritersOfOneSetting) {
             for (int n = 1; n <= changes; ++n) {
                 written = i * changes + n;
                 editor->set("one", double(written), "session");
-                if (n % 16 != 0)
+                if (n % 4 != 0)
                     continue;
                 written = 0.0;
                 failureOf([&] { editor->unset("one", "session"); }); // another one may have been quicker
@@ -500,7 +500,7 @@ TEST_F(Delivery, AnUnbrokenChainWithSeveralWritersOfOneSetting) {
 
 /// Threads that add and remove a group of one name, and one that adds to whatever group it finds.
 TEST_F(Delivery, AdditionsAndRemovalsAreToldInTheirOrder) {
-    const int changes = std::getenv("VKSETTINGS_SOAK") != nullptr ? 20'000 : 500;
+    const int changes = std::getenv("VKSETTINGS_SOAK") != nullptr ? 20'000 : 3000;
     std::set<std::u16string> known; // only ever touched by whoever hands on
     int additions = 0, removals = 0, broken = 0, inner = 0;
     const auto nameOf = [](const auto& node) { return node->getGlobalListenerEventTypes().front(); };
@@ -519,7 +519,7 @@ TEST_F(Delivery, AdditionsAndRemovalsAreToldInTheirOrder) {
         });
     std::atomic<bool> isOver{false};
     std::vector<std::thread> threads;
-    for (int i = 0; i < 3; ++i)
+    for (int i = 0; i < 8; ++i)
         threads.emplace_back([&] {
             for (int n = 0; n < changes; ++n) {
                 failureOf([&] { editor->addGroup("mine", true, false, "session"); });
