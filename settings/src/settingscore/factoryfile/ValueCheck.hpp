@@ -1,5 +1,5 @@
-/// Whether a declarative validator accepts a value, as far as the value alone decides. For values that have
-/// no setting yet: nothing is converted, called or raised. Thread-safe.
+/// Whether a declarative validator would accept a value of a setting, and why not. For values that have no
+/// setting yet: nothing is stored, called or raised. Thread-safe.
 #pragma once
 
 #include "settingscore/validation/SettingValueValidator.hpp"
