@@ -6,6 +6,7 @@
 #include "settingscore/exception/ValidationFailures.hpp"
 #include "settingscore/validation/ValidationRun.hpp"
 
+#include <boost/thread/exceptions.hpp>
 #include <gtest/gtest.h>
 
 #include <pthread.h>
@@ -133,6 +134,12 @@ TEST_F(ValidationRun, AHandlerCannotChangeTheOutcome) {
     });
     ending.join();
     EXPECT_FALSE(wentOn);
+}
+
+TEST_F(ValidationRun, AnInterruptedThreadIsNotHeldUpByItsHandler) {
+    value = Array::scalar(true);
+    handler = [](const std::string&, const Array&) { throw boost::thread_interrupted(); };
+    EXPECT_THROW(run({number}), boost::thread_interrupted);
 }
 
 TEST_F(ValidationRun, OtherFailuresPassAtOnce) {

@@ -1,6 +1,8 @@
 /// Calls of functions that may throw anything.
 #pragma once
 
+#include <boost/thread/exceptions.hpp>
+
 #include <cxxabi.h>
 
 #include <exception>
@@ -21,6 +23,21 @@ void callForeign(Call call, OnUnknown onUnknown) {
     } catch (...) {
         onUnknown();
     }
+}
+
+/// The same for calls in the middle of work that goes on after them: the request to end this thread passes as
+/// well.
+template <class Call, class OnUnknown>
+void callInterruptibly(Call call, OnUnknown onUnknown) {
+    callForeign(call, [&] {
+        try {
+            throw;
+        } catch (const boost::thread_interrupted&) {
+            throw;
+        } catch (...) {
+            onUnknown();
+        }
+    });
 }
 
 } // namespace settings::core::detail

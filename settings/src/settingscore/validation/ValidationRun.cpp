@@ -47,7 +47,7 @@ void callErrorHandler(const FactorySettingProperties::ErrorHandler& handler, Nam
             VARNEK_LOG(validationLog, warning) << name.get() << " error handler throw: " << failure.what();
         }
     };
-    callForeign(call, [&] {
+    callInterruptibly(call, [&] {
         VARNEK_LOG(validationLog, warning) << name.get() << " error handler throw: Unknown Exception";
     });
 }

@@ -18,9 +18,9 @@ namespace settings::core::detail {
 ///
 /// When all refuse, the error handler (may be empty) is called once with the full name and the value; then
 /// the refusal of the last validator is raised. What the handler throws is logged and dropped: a handler is
-/// told of a refusal, it does not decide about it. It may end its thread, but has nothing to rethrow. Other
-/// failures of a validator than exception::ValidationException end the run at once. In all these cases
-/// `value` is as it was.
+/// told of a refusal, it does not decide about it. It may end its thread, and what asks for that passes,
+/// boost::thread_interrupted; but it has nothing to rethrow. Other failures of a validator than
+/// exception::ValidationException end the run at once. In all these cases `value` is as it was.
 ///
 /// `fullName` gives the setting's full name; it is called only for log lines and the handler, at most once.
 /// Thread-safe; to be called without locks, because validators and handlers may be the host's.
