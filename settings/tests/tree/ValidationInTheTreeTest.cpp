@@ -4,6 +4,7 @@
 #include "support/LogLines.hpp"
 #include "support/TestTree.hpp"
 
+#include "settingscore/boostany/ArrayConversion.hpp"
 #include "settingscore/boostany/SupportedTypes.hpp"
 #include "settingscore/exception/Exceptions.hpp"
 #include "settingscore/settings/node/SettingsAccess.hpp"
@@ -98,6 +99,51 @@ TEST_F(ValidationInTheTree, TheAcceptedFormIsStored) {
     EXPECT_EQ(Array::text(u"abc"), editor->get("text"));
     EXPECT_EQ(typeid(std::u16string), editor->getAny("text").type());
     EXPECT_EQ("ValueMustBeInteger", failureOf([&] { editor->set("count", 3.5, "user"); }));
+}
+
+/// The flag of what is stored fits it, however long the text that went in is.
+TEST_F(ValidationInTheTree, TheVectorFlagFitsTheAcceptedForm) {
+    const auto flag = [&](const char* name) {
+        return SettingsAccess::node(*editor->getChild(name))->valueOn(LevelIndex::user).second;
+    };
+    StringMetaData<AnyShape> stored;
+    stored.setStoreAsCharVector(true);
+    define("text", {stored});
+    for (const std::u16string text : {u"", u"a", u"abc"}) {
+        editor->set("text", std::vector<std::u16string>{text}, "user");
+        EXPECT_EQ(Array::text(text), editor->get("text"));
+        EXPECT_FALSE(flag("text")) << text.size();
+        EXPECT_EQ(typeid(std::u16string), editor->getAny("text").type()) << text.size();
+    }
+    editor->set("text", std::vector<std::u16string>{u"a", u"b"}, "user");
+    EXPECT_TRUE(flag("text"));
+
+    Array given;
+    MValidator::setVARNEKValFuncInvokingProxyName(
+        [&](const auto&, const auto&, const auto&, const auto&, Array& value) { value = given; });
+    define("replaced", {}, MValidator("tests", "replace"));
+    const std::pair<Array, Array> rows[] = {
+        {Array::text(u"abc"), Array::row<double>({1, 2, 3})},
+        {Array::row<double>({1, 2}), Array::text(u"ab")},
+        {Array::row<double>({1, 2}), Array::scalar(1.0)},
+        {Array::scalar(1.0), Array::row<double>({1, 2})},
+        {Array::text(u"abcd"), Array::make<char16_t>({2, 2}, {u'a', u'b', u'c', u'd'})},
+        {Array::make<char16_t>({2, 2}, {u'a', u'b', u'c', u'd'}), Array::text(u"abcd")},
+    };
+    EngineThread().run([&] {
+        for (const auto& [set, replaced] : rows) {
+            given = replaced;
+            editor->set("replaced", set, "user");
+            EXPECT_EQ(given, editor->get("replaced"));
+            EXPECT_EQ(settingscore::boostany::isVectorShape(given), flag("replaced"))
+                << varnek::data::dimensionsText(set);
+        }
+        // A vector of one stays one.
+        given = Array::scalar(7.0);
+        editor->set("replaced", std::vector<double>{1}, "user");
+        EXPECT_TRUE(flag("replaced"));
+    });
+    MValidator::setVARNEKValFuncInvokingProxyName({});
 }
 
 TEST_F(ValidationInTheTree, OneOfSeveralValidatorsIsEnough) {

@@ -32,12 +32,26 @@ void SettingsImpl::checkStorable(const ShapedArray& value) const {
         throw exception::UnsupportedType(getThisObjectImpl(), settingscore::boostany::typeName(value.first));
 }
 
+namespace {
+
+/// What decides about the vector flag of an array by itself.
+struct ArrayForm {
+    explicit ArrayForm(const varnek::data::Array& array)
+        : isCharacters(array.type() == varnek::data::TypeCode::character),
+          isVector(settingscore::boostany::isVectorShape(array)) {}
+    bool operator==(const ArrayForm&) const = default;
+
+    bool isCharacters, isVector;
+};
+
+} // namespace
+
 ShapedArray SettingsImpl::accepted(ShapedArray value, const boost::shared_ptr<SettingsImpl>& parent) const {
     checkStorable(value);
     const DefinitionHandle definition = keptDefinition();
     if (definition == nullptr || !definition->hasValidators())
         return value;
-    const auto elements = value.first.numberOfElements();
+    const ArrayForm given(value.first);
     const auto self = getThisObjectImpl();
     const auto group = parent == nullptr ? nullptr : parent->getThisObject();
     const auto fullName = [&] {
@@ -47,7 +61,7 @@ ShapedArray SettingsImpl::accepted(ShapedArray value, const boost::shared_ptr<Se
     runValidators(definition->checks, definition->errorHandler, self, group, fullName, value.first);
     callFunctionValidator(
         definition->validator, self, group, [this] { return name_; }, value);
-    if (value.first.numberOfElements() != elements)
+    if (ArrayForm(value.first) != given)
         value.second = settingscore::boostany::isVectorShape(value.first);
     return value;
 }
