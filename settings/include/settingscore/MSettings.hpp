@@ -72,11 +72,15 @@ class SETTINGSCORE_EXPORT MSettings : public Settings {
 
     // ---- this node ----
 
+    // Both follow an alias to its destination, as a set does.
+
     /// Replaces the validation function of this setting; the value it holds is not checked. NotAKeyName for a
     /// group, InvalidValidator.
     void setValidator(const ValidatorVariant& validator);
-    /// Checks the effective value of a setting once more; nothing changes. NotAKeyName for a group,
-    /// std::invalid_argument for an empty handle, and what the validators raise.
+    /// Checks the effective value of a setting once more; nothing changes, and without a value nothing is
+    /// checked. The error handler of the definition is told of a refusal, as by a set (checkValue of
+    /// ValueCheck.hpp tells nobody). NotAKeyName for a group, std::invalid_argument for an empty handle, and
+    /// what the validators raise.
     static void validate(const boost::shared_ptr<const Settings>& setting);
 
     /// Directly below the root of a tree.

@@ -224,6 +224,11 @@ TEST(ValidationChecks, Ranges) {
         for (const Array& value : row.refused)
             EXPECT_EQ(verdict(row.config, value), "3") << &row - table << "/" << &value - row.refused.data();
     }
+    // That a number is no integer is found before that it is outside.
+    EXPECT_EQ(verdict(made<NumericMetaData<AnyShape>>([](auto& c) { c.mustBeInteger(); },
+                                                      [](auto& c) { c.setMaxValue(100); }),
+                      Array::scalar(150.5)),
+              "11");
     // The first element outside is named.
     std::vector<float> elements(5000, 1.0F);
     elements[4321] = 0.1F;

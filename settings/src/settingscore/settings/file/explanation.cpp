@@ -7,6 +7,7 @@
 #include "settingscore/settings/file/FunctionMembers.hpp"
 #include "settingscore/settings/file/LevelFileKeeper.hpp"
 #include "settingscore/settings/file/SettingsFileKeys.hpp"
+#include "settingscore/settings/node/AliasDestination.hpp"
 #include "settingscore/settings/node/SettingsAccess.hpp"
 #include "settingscore/settings/settingsImpl.hpp"
 #include "settingscore/validation/InWords.hpp"
@@ -50,13 +51,6 @@ void addTexts(const SettingsNodeImpl& node, SettingExplanation& e) {
         e.description = attribute(attributes, keys::attributeDescription);
 }
 
-/// The setting whose values readers of `node` get: one step from an alias, else itself.
-NodePtr readSetting(const NodePtr& node) {
-    const NodePtr parent = node->aliasName().empty() ? NodePtr() : node->getParent();
-    const NodePtr found = parent == nullptr ? NodePtr() : parent->getChild(node->getName(), true);
-    return found == nullptr ? node : found;
-}
-
 std::string factoryFileOf(const NodePtr& product) {
     const auto* group = dynamic_cast<const SettingsImpl*>(product.get());
     return group == nullptr ? std::string() : group->factoryFile();
@@ -96,7 +90,7 @@ SettingExplanation explain(const Settings& setting) {
     e.aliasOf = node->aliasName();
     e.visible = node->isVisible();
     addTexts(*node, e);
-    const NodePtr read = readSetting(node);
+    const NodePtr read = behindAlias(node);
     e.readOnly = read->isReadOnly();
     addTexts(*read, e);
     explainDefinition(*read, e);

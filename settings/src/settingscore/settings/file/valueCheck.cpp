@@ -6,8 +6,8 @@
 #include "settingscore/boostany/ArrayConversion.hpp"
 #include "settingscore/exception/Exceptions.hpp"
 #include "settingscore/level/LevelIndex.hpp"
+#include "settingscore/settings/node/AliasDestination.hpp"
 #include "settingscore/settings/node/SettingsAccess.hpp"
-#include "settingscore/settings/node/SettingsNodeImpl.hpp"
 #include "settingscore/validation/FunctionValidatorCall.hpp"
 #include "settingscore/validation/ValidationRun.hpp"
 
@@ -48,13 +48,6 @@ class SettingCheck {
     std::vector<SettingValueValidator> validators_;
 };
 
-/// Where a set would store: one step from an alias, else the setting itself.
-NodePtr storedIn(const NodePtr& setting) {
-    const NodePtr parent = setting->aliasName().empty() ? NodePtr() : setting->getParent();
-    const NodePtr found = parent == nullptr ? NodePtr() : parent->getChild(setting->getName(), true);
-    return found == nullptr ? setting : found;
-}
-
 std::size_t checkLevels(const NodePtr& setting, const Failed& refused) {
     std::size_t count = 0;
     const SettingCheck check(*setting);
@@ -77,7 +70,7 @@ std::size_t checkLevels(const NodePtr& setting, const Failed& refused) {
 
 std::size_t checkBelow(const NodePtr& node, const Failed& refused) {
     if (node->isLeafNode())
-        return storedIn(node) == node ? checkLevels(node, refused) : 0;
+        return behindAlias(node) == node ? checkLevels(node, refused) : 0;
     std::size_t count = 0;
     for (const NodePtr& child : node->getChildren())
         count += checkBelow(child, refused);
@@ -87,7 +80,7 @@ std::size_t checkBelow(const NodePtr& node, const Failed& refused) {
 } // namespace
 
 void checkValue(const Settings& setting, const varnek::data::Array& value) {
-    const NodePtr node = storedIn(SettingsAccess::mutableNode(setting));
+    const NodePtr node = behindAlias(SettingsAccess::mutableNode(setting));
     if (!node->isLeafNode())
         throw exception::NotAKeyName(node->getThisObjectImpl(), node->getName());
     const SettingCheck check(*node);

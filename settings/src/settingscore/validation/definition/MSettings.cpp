@@ -2,6 +2,7 @@
 
 #include "settingscore/exception/Exceptions.hpp"
 #include "settingscore/settings/level/TreeFolders.hpp"
+#include "settingscore/settings/node/AliasDestination.hpp"
 #include "settingscore/settings/node/SettingsAccess.hpp"
 #include "settingscore/settings/settingsImpl.hpp"
 #include "settingscore/validation/FunctionValidatorCall.hpp"
@@ -118,7 +119,7 @@ void requireSetting(const detail::SettingsNodeImpl& node) {
 } // namespace
 
 void MSettings::setValidator(const ValidatorVariant& validator) {
-    const NodePtr node = getImpl();
+    const NodePtr node = detail::behindAlias(getImpl());
     requireSetting(*node);
     detail::requireFunction(validator);
     node->setValidator(validator);
@@ -130,7 +131,7 @@ void MSettings::setValidator(const ValidatorVariant& validator) {
 void MSettings::validate(const boost::shared_ptr<const Settings>& setting) {
     if (setting == nullptr)
         throw std::invalid_argument("an empty handle to validate");
-    const auto node = SettingsAccess::node(*setting);
+    const NodePtr node = detail::behindAlias(SettingsAccess::mutableNode(*setting));
     requireSetting(*node);
     node->validate();
 }
