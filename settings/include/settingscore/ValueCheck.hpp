@@ -24,17 +24,23 @@ class Settings;
 /// NotAKeyName for a group. Thread-safe; runs the validation function.
 SETTINGSCORE_EXPORT void checkValue(const Settings& setting, const varnek::data::Array& value);
 
+/// As checkValue, but without the validation function: what declarative validators and the type of the value
+/// decide.
+SETTINGSCORE_EXPORT void checkDeclaratively(const Settings& setting, const varnek::data::Array& value);
+
 /// A value that its setting would not take.
 struct RefusedLevelValue {
     boost::shared_ptr<const Settings> setting;
     std::string_view level;
     varnek::data::Array value;
-    std::exception_ptr failure; ///< what checkValue raises
+    std::exception_ptr
+        failure; ///< what checkValue raises; a function may throw anything, not only std::exception
 };
 
 /// Checks the value of every level of every setting at or below the node, hidden ones included; an alias has
 /// none of its own. Run-time defaults are not computed. `refused` is called for each value that fails, in the
-/// order of the names, without locks; what it throws ends the check. Returns how many values were checked.
+/// order of the names, without locks; what it throws ends the check, and so does boost::thread_interrupted
+/// from a validation function. Returns how many values were checked.
 ///
 /// Thread-safe: each value is taken as it stands when it is reached.
 SETTINGSCORE_EXPORT std::size_t

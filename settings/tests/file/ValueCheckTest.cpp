@@ -4,12 +4,18 @@
 
 #include "settingscore/FactoryFileLocation.hpp"
 #include "settingscore/factoryfile/FactoryFileGenerator.hpp"
+#include "settingscore/settings/node/SettingsAccess.hpp"
+#include "settingscore/settings/node/SettingsNodeImpl.hpp"
 #include "settingscore/settings/root/TreeBuilder.hpp"
 #include "support/FileTree.hpp"
 
+#include <boost/thread/exceptions.hpp>
 #include <gtest/gtest.h>
 
+#include <pthread.h>
+
 #include <optional>
+#include <thread>
 
 namespace {
 
@@ -86,6 +92,52 @@ TEST_F(ValueCheck, EveryStoredValueOfEveryLevel) {
     EXPECT_EQ(all, found(built->state->root->getThisObject()));
     EXPECT_EQ((Lines{all[0], all[1], "4"}), found(group->getChild("size")));
     EXPECT_EQ(Lines{"1"}, found(group->getChild("fixed")));
+}
+
+TEST_F(ValueCheck, AFunctionThatThrowsAnythingDoesNotEndTheCheck) {
+    const Handle size = group->getChild("size");
+    const auto node = detail::SettingsAccess::node(*size);
+    node->setValidator(
+        CPPValidator([](const auto&, const auto&, const Array&) { throw 7; }, "tests", "seven"));
+    int sevens = 0;
+    const auto note = [&](const RefusedLevelValue& refused) {
+        try {
+            std::rethrow_exception(refused.failure);
+        } catch (int thrown) {
+            sevens += thrown == 7;
+        } catch (const std::exception&) {
+        }
+    };
+    EXPECT_EQ(3U, checkStoredValues(*group, note));
+    EXPECT_EQ(1, sevens);
+    // What ends the thread is no finding.
+    node->setValidator(
+        CPPValidator([](const auto&, const auto&, const Array&) { throw boost::thread_interrupted(); },
+                     "tests", "interrupted"));
+    EXPECT_THROW(checkStoredValues(*group, note), boost::thread_interrupted);
+    bool isOver = false;
+    node->setValidator(CPPValidator([](const auto&, const auto&, const Array&) { ::pthread_exit(nullptr); },
+                                    "tests", "ends"));
+    std::thread([&] {
+        checkStoredValues(*group, note);
+        isOver = true;
+    }).join();
+    EXPECT_FALSE(isOver);
+}
+
+TEST_F(ValueCheck, TheDeclarativePartAlone) {
+    const Handle size = group->getChild("size");
+    detail::SettingsAccess::node(*size)->setValidator(
+        CPPValidator([](const auto&, const auto&, const Array&) { throw 7; }, "tests", "seven"));
+    for (const Handle& child : group->getChildren()) { // an alias follows
+        if (child->getName() != "size" && child->getName() != "old")
+            continue;
+        EXPECT_NO_THROW(checkDeclaratively(*child, Array::scalar(7.0))) << child->getName();
+        EXPECT_THROW(checkValue(*child, Array::scalar(7.0)), int);
+        EXPECT_EQ("ValueMustBeString", failureOf([&] { checkDeclaratively(*child, Array::scalar(73.0)); }));
+        EXPECT_EQ("DefaultValidationFailedOnVoidType", failureOf([&] { checkDeclaratively(*child, {}); }));
+    }
+    EXPECT_EQ("NotAKeyName", failureOf([&] { checkDeclaratively(*group, Array::scalar(1.0)); }));
 }
 
 } // namespace

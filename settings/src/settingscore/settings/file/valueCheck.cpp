@@ -8,6 +8,7 @@
 #include "settingscore/level/LevelIndex.hpp"
 #include "settingscore/settings/node/AliasDestination.hpp"
 #include "settingscore/settings/node/SettingsAccess.hpp"
+#include "settingscore/validation/ForeignCall.hpp"
 #include "settingscore/validation/FunctionValidatorCall.hpp"
 #include "settingscore/validation/ValidationRun.hpp"
 
@@ -29,13 +30,19 @@ class SettingCheck {
             validators_.emplace_back(config);
     }
 
-    void operator()(ShapedArray value) const {
-        if (value.first.isVoid())
+    /// Returns the value as the declarative validators would store it.
+    varnek::data::Array declaratively(varnek::data::Array value) const {
+        if (value.isVoid())
             throw exception::DefaultValidationFailedOnVoidType(self_);
-        if (!settingscore::boostany::isSupportedArray(value.first))
-            throw exception::UnsupportedType(self_, settingscore::boostany::typeName(value.first));
+        if (!settingscore::boostany::isSupportedArray(value))
+            throw exception::UnsupportedType(self_, settingscore::boostany::typeName(value));
         const auto fullName = [this] { return setting_.getFullName(false, "."); };
-        runValidators(validators_, {}, self_, parent_, fullName, value.first);
+        runValidators(validators_, {}, self_, parent_, fullName, value);
+        return value;
+    }
+
+    void operator()(ShapedArray value) const {
+        value.first = declaratively(std::move(value.first));
         const auto name = [this] { return setting_.getName(); };
         callFunctionValidator(definition_.getValidator(), self_, parent_, name, value);
     }
@@ -48,6 +55,21 @@ class SettingCheck {
     std::vector<SettingValueValidator> validators_;
 };
 
+/// What `check` raises; null when it raises nothing. The end of the thread passes, and what asks for it.
+template <class Check>
+std::exception_ptr failureOf(Check check) {
+    std::exception_ptr failure;
+    const auto call = [&] {
+        try {
+            check();
+        } catch (const std::exception&) {
+            failure = std::current_exception();
+        }
+    };
+    callInterruptibly(call, [&] { failure = std::current_exception(); });
+    return failure;
+}
+
 std::size_t checkLevels(const NodePtr& setting, const Failed& refused) {
     std::size_t count = 0;
     const SettingCheck check(*setting);
@@ -56,13 +78,7 @@ std::size_t checkLevels(const NodePtr& setting, const Failed& refused) {
         if (value.first.isVoid())
             continue;
         ++count;
-        std::exception_ptr failure;
-        try {
-            check(value);
-        } catch (const std::exception&) {
-            failure = std::current_exception();
-        }
-        if (failure != nullptr)
+        if (const std::exception_ptr failure = failureOf([&] { check(value); }))
             refused({setting->getThisObjectImpl(), levelName(level), value.first, failure});
     }
     return count;
@@ -77,14 +93,24 @@ std::size_t checkBelow(const NodePtr& node, const Failed& refused) {
     return count;
 }
 
+NodePtr settingBehind(const Settings& handle) {
+    NodePtr node = behindAlias(SettingsAccess::mutableNode(handle));
+    if (!node->isLeafNode())
+        throw exception::NotAKeyName(node->getThisObjectImpl(), node->getName());
+    return node;
+}
+
 } // namespace
 
 void checkValue(const Settings& setting, const varnek::data::Array& value) {
-    const NodePtr node = behindAlias(SettingsAccess::mutableNode(setting));
-    if (!node->isLeafNode())
-        throw exception::NotAKeyName(node->getThisObjectImpl(), node->getName());
+    const NodePtr node = settingBehind(setting);
     const SettingCheck check(*node);
     check({value, settingscore::boostany::isVectorShape(value)});
+}
+
+void checkDeclaratively(const Settings& setting, const varnek::data::Array& value) {
+    const NodePtr node = settingBehind(setting);
+    SettingCheck(*node).declaratively(value);
 }
 
 std::size_t checkStoredValues(const Settings& node,
