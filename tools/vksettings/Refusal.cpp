@@ -3,6 +3,7 @@
 #include "ValueText.hpp"
 
 #include "settingscore/SettingExplanation.hpp"
+#include "settingscore/ValueCheck.hpp"
 #include "settingscore/exception/Exceptions.hpp"
 #include "varnek/catalogue/MessageException.hpp"
 #include "varnek/files/PathText.hpp"
@@ -66,10 +67,24 @@ std::string objection(const std::exception& failure, const SettingExplanation& s
     return {};
 }
 
+/// Whether the declared validators refuse the value, which keeps it from the validation function: that may
+/// raise what they raise.
+bool isDeclaredRule(const settings::core::Settings& setting, const Array& value) {
+    try {
+        settings::core::checkDeclaratively(setting, value);
+        return false;
+    } catch (const ex::ValidationException&) {
+        return true;
+    }
+}
+
+std::string functionOf(const SettingExplanation& setting) {
+    return "the validation function" +
+           (setting.validationFunction.empty() ? std::string() : " " + quoted(setting.validationFunction));
+}
+
 std::string functionWords(const std::exception& failure, const SettingExplanation& setting) {
-    const std::string function =
-        "the validation function" +
-        (setting.validationFunction.empty() ? std::string() : " " + quoted(setting.validationFunction));
+    const std::string function = functionOf(setting);
     if (const auto* refusal = dynamic_cast<const ex::ExceptionFromValidationFunction*>(&failure))
         return function + " refuses it" +
                (refusal->getCause().empty() ? std::string() : ": " + utf8(refusal->getCause()));
@@ -104,10 +119,22 @@ std::string brokenRule(const std::exception& failure, const settings::core::Sett
     if (const auto* type = dynamic_cast<const ex::DataTypeNotMatch*>(&failure))
         return "its type is " + type->getActualTypeName() + ", not " + type->getExpectedTypeName();
     const SettingExplanation explained = settings::core::explain(setting);
-    std::string words = objection(failure, explained, value);
+    const std::string words =
+        isDeclaredRule(setting, value) ? objection(failure, explained, value) : std::string();
     if (words.empty())
         return functionWords(failure, explained);
     return explained.validators.size() > 1 ? alternatives(explained) : words;
+}
+
+std::string brokenRule(const std::exception_ptr& failure, const settings::core::Settings& setting,
+                       const Array& value) {
+    try {
+        std::rethrow_exception(failure);
+    } catch (const std::exception& known) {
+        return brokenRule(known, setting, value);
+    } catch (...) {
+        return functionOf(settings::core::explain(setting)) + " ends with an unknown failure";
+    }
 }
 
 RefusedValue refusedValue(const std::exception& failure, const settings::core::Settings& setting,

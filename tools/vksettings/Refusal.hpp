@@ -19,9 +19,13 @@ class RefusedValue : public std::runtime_error {
 /// Whether the failure is about the value, not about its setting, level or file.
 bool isAboutTheValue(const std::exception& failure);
 
-/// The rule with its bounds or choices; where validators are alternatives, all of them. `setting` may be an
-/// alias.
+/// The rule with its bounds or choices; where validators are alternatives, all of them. Names the validation
+/// function when it is what refuses. `setting` may be an alias.
 std::string brokenRule(const std::exception& failure, const settings::core::Settings& setting,
+                       const varnek::data::Array& value);
+
+/// The same for whatever a validation function throws.
+std::string brokenRule(const std::exception_ptr& failure, const settings::core::Settings& setting,
                        const varnek::data::Array& value);
 
 /// `"editor.tabWidth" cannot be 17 on level "user": 17 is not in the range from 1 to 16`.

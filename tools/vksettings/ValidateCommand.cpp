@@ -14,6 +14,8 @@
 #include "varnek/files/PathText.hpp"
 #include "json/Writer.hpp"
 
+#include <cxxabi.h>
+
 #include <filesystem>
 
 namespace vksettings {
@@ -80,8 +82,10 @@ template <class Found>
 void check(const Settings& setting, const Array& value, Found found) {
     try {
         settings::core::checkValue(setting, value);
-    } catch (const std::exception& failure) {
-        found(brokenRule(failure, setting, value));
+    } catch (const abi::__forced_unwind&) { // the end of the thread, which nothing may stop
+        throw;
+    } catch (...) { // a validation function may throw anything
+        found(brokenRule(std::current_exception(), setting, value));
     }
 }
 
@@ -108,12 +112,8 @@ void checkFile(const Settings& from, const Handle& to, const std::string& prefix
 
 void checkTree(const Settings& node, Findings& findings) {
     findings.checked(settings::core::checkStoredValues(node, [&](const auto& refused) {
-        try {
-            std::rethrow_exception(refused.failure);
-        } catch (const std::exception& failure) {
-            findings.failed(refused.setting->getFullName(), std::string(refused.level), refused.value,
-                            brokenRule(failure, *refused.setting, refused.value));
-        }
+        findings.failed(refused.setting->getFullName(), std::string(refused.level), refused.value,
+                        brokenRule(refused.failure, *refused.setting, refused.value));
     }));
 }
 

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Values that the definitions do not allow: refused by set and import, found by validate.
-# Usage: tool_validate_test.sh TOOL FOLDER_OF_THE_DEFINITIONS
+# Usage: tool_validate_test.sh TOOL FOLDER_OF_THE_DEFINITIONS PLUGIN
 source "$(dirname "$0")/checks.sh"
 
 cat >t.json <<'END'
@@ -21,7 +21,11 @@ cat >t.json <<'END'
 END
 cat >f.json <<'END'
 {"groupName": "f", "settings": [
-  {"name": "called", "value": 1, "language": "C", "packageName": "nowhere", "validationFcn": "check"}]}
+  {"name": "called", "value": 1, "language": "C", "packageName": "nowhere", "validationFcn": "check"},
+  {"name": "both", "value": 1, "language": "VARNEK", "packageName": "varnek.settings",
+   "validationFcn": "mustBeIntegerScalar", "settingValueValidator": {"MustBeNumeric": true, "MaxValue": 9}},
+  {"name": "function", "value": 1, "language": "VARNEK", "packageName": "varnek.settings",
+   "validationFcn": "mustBeNumericScalar"}]}
 END
 sed -e 's/"settingValueValidator": {[^}]*}/"visible": true/' -e '/"either"/,/"auto"/d' -e 's/, "readonly": true//' t.json >loose.json
 use() { # DOCUMENT: defines the settings anew
@@ -49,6 +53,9 @@ SETTINGS_INSTALLATIONDIR="$place/installation" \
     code 1 '"t.either" cannot be no on level "installation": it must be numeric' set t.either --json '"no"' --level installation
 use f.json
 refused 'the validation function "C nowhere.check" could not be called: ' f.called 2
+refused '10.5 is not at most 9' f.both 10.5
+refused 'the validation function "VARNEK varnek.settings.mustBeIntegerScalar" refuses it: The value must be integer.' f.both 1.5
+code 1 '"f.function" cannot be a on level "user": the validation function "VARNEK varnek.settings.mustBeNumericScalar" refuses it: The value must be numeric.' set f.function --json '"a"'
 code 1 'f.called = 1  (factory): the validation function "C nowhere.check" could not be called' validate f
 code 1 '"t.old" cannot be 5 on level "user": 5 is not in the range' set t.old 5
 code 1 '"t.fixed" is read-only' set t.fixed y
@@ -118,5 +125,24 @@ printf x >bad.vksettings
 code 3 "bad.vksettings" validate bad.vksettings
 code 2 "" validate one two
 mv kept user/t.vksettings
+
+# A function that throws what nobody knows, in a product with plug-ins.
+bin=$place/product/bin/linux64
+mkdir -p "$bin/settings_plugins"
+ldd "$tool" | awk '$1 ~ /^lib(settingscore|varnekplatform)/ { print $3 }' | xargs cp -Lt "$bin"
+install -m 755 "$3" "$bin/settings_plugins/libfaulty.so"
+cat >p.json <<'END'
+{"groupName": "p", "settings": [
+  {"name": "a", "value": 1, "language": "C", "packageName": "faulty", "validationFcn": "throwNumber"},
+  {"name": "b", "value": 1, "language": "C", "packageName": "faulty", "validationFcn": "throwStandard"}]}
+END
+use p.json
+LD_PRELOAD=$(echo "$bin"/lib*.so.* | tr ' ' ':')
+export LD_PRELOAD
+function='the validation function "C faulty'
+out "p.a = 1  (factory): $function.throwNumber\" ends with an unknown failure
+p.b = 1  (factory): $function.throwStandard\" refuses it: out of order
+checked 2 values, 2 failed" validate p
+unset LD_PRELOAD
 
 finish
