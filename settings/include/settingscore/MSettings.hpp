@@ -59,9 +59,9 @@ class SETTINGSCORE_EXPORT MSettings : public Settings {
 
     /// Adds a setting that a definition defines below this group, on level "factory". One that a definition
     /// has defined already stays as it is, but takes a run-time default that it has not.
-    /// Errors: those of the name, CannotAddKeyToRoot, InvalidValidator, SameNameChildAlreadyExisted for a
-    /// group or an added setting of that name, MultipleRuntimeFuncError when both definitions have a run-time
-    /// default, UnsupportedType.
+    /// Errors: those of the name, CannotAddKeyToRoot, SameNameChildAlreadyExisted for a group or an added
+    /// setting of that name; InvalidValidator and UnsupportedType for a new setting; MultipleRuntimeFuncError
+    /// when both definitions have a run-time default.
     boost::shared_ptr<MSettings> createFactorySetting(const std::string& name, bool sync,
                                                       const detail::FactorySettingProperties& properties);
 

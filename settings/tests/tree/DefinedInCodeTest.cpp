@@ -10,9 +10,11 @@
 #include "settingscore/exception/Exceptions.hpp"
 #include "settingscore/settings/node/SettingsAccess.hpp"
 
+#include <boost/make_shared.hpp>
 #include <gtest/gtest.h>
 
 #include <complex>
+#include <functional>
 
 namespace {
 
@@ -141,6 +143,54 @@ TEST_F(DefinedInCode, AFactorySettingIsNotSavedAndHoldsOnlySupportedValues) {
     EXPECT_EQ(1U, editor->getChildren().size());
     EXPECT_EQ(Lines{}, events.take());
     EXPECT_EQ(Lines{}, tree.requests->take());
+}
+
+TEST_F(DefinedInCode, WhatASecondDefinitionSaysInVainDoesNoHarm) {
+    const CRunTimeDefault one("tests", "one", [] { return Array::scalar(1.0); });
+    front->createFactorySetting("s", false, upToTen(Array::scalar(1.0)));
+    EXPECT_NO_THROW(front->createFactorySetting("s", false, definitionOf({}, lost, one)));
+    EXPECT_EQ("", failureOf([&] { editor->set("s", 2.0, "user"); })); // checked as before
+    EXPECT_EQ("ValueIsNotInRange", failureOf([&] { editor->set("s", 11.0, "user"); }));
+    try {
+        front->createFactorySetting("s", false, definitionOf({}, {}, one));
+        ADD_FAILURE() << "two run-time defaults";
+    } catch (const exception::MultipleRuntimeFuncError& failure) {
+        EXPECT_TRUE(Settings::equal(*editor->getChild("s"), *failure.getCausingObject()));
+    }
+}
+
+/// A callable that does something when it is copied for the first time, as it is when a definition is taken
+/// over.
+struct Meanwhile {
+    explicit Meanwhile(std::function<void()> action)
+        : action_(boost::make_shared<std::function<void()>>(std::move(action))) {}
+    Meanwhile(const Meanwhile& other) : action_(other.action_) {
+        if (isOn)
+            if (const auto action = std::exchange(*action_, {}))
+                action();
+    }
+    Meanwhile& operator=(const Meanwhile&) = delete;
+    Array operator()() const { return Array::scalar(7.0); }
+
+    static inline bool isOn = false;
+
+  private:
+    boost::shared_ptr<std::function<void()>> action_;
+};
+
+TEST_F(DefinedInCode, ASettingThatAnotherThreadDefinesMeanwhileIsDefinedAgain) {
+    MHandle first;
+    const Meanwhile other([&] { first = front->createFactorySetting("s", false, upToTen()); });
+    const auto definition = definitionOf(Array::scalar(1.0), {}, CRunTimeDefault("tests", "seven", other));
+    RecordedEvents events;
+    Meanwhile::isOn = true;
+    const MHandle second = front->createFactorySetting("s", false, definition);
+    Meanwhile::isOn = false;
+    ASSERT_NE(nullptr, first);
+    EXPECT_TRUE(Settings::equal(*first, *second));
+    EXPECT_EQ(Lines{"added editor.s to editor"}, events.take());
+    EXPECT_EQ(7.0, editor->get<double>("s")); // the first has no value, and takes the default of the second
+    EXPECT_EQ("ValueIsNotInRange", failureOf([&] { editor->set("s", 11.0, "user"); }));
 }
 
 // ---- adding ----

@@ -346,25 +346,33 @@ NodePtr SettingsImpl::createFactorySetting(std::string_view name, const FactoryS
                                            bool needsSync) {
     requireGroup();
     checkNewName(name);
-    if (const NodePtr existing = clashing(name)) {
-        const auto again = boost::dynamic_pointer_cast<SettingsImpl>(existing);
-        if (again == nullptr || !again->isLeafNode() || again->originLevel() != LevelIndex::factory)
-            refuseClash(existing);
-        again->defineAgain(definition);
-        return existing;
+    for (;;) {
+        if (const NodePtr existing = clashing(name)) {
+            const auto again = boost::dynamic_pointer_cast<SettingsImpl>(existing);
+            if (again == nullptr || !again->isLeafNode() || again->originLevel() != LevelIndex::factory)
+                refuseClash(existing);
+            again->defineAgain(definition);
+            return existing;
+        }
+        const auto child = makeChild(NodeSpec::from(name, definition, LevelIndex::factory), false);
+        child->setSyncWithVCOSTree(needsSync);
+        child->requireValidator();
+        const varnek::data::Array& value = definition.getFactoryValue();
+        if (!value.isVoid()) {
+            const ShapedArray shaped(value, settingscore::boostany::isVectorShape(value));
+            child->checkStorable(shaped);
+            child->loadValue(LevelIndex::factory, shaped);
+        }
+        const auto tree = treeContext();
+        EventDelivery::Place place;
+        try {
+            place = insertChild(child, tree.get());
+        } catch (const exception::ErrorAddingChildNodeOrKey&) { // somebody else was quicker
+            continue;
+        }
+        announceAdded(child, tree.get(), place);
+        return child;
     }
-    const auto child = makeChild(NodeSpec::from(name, definition, LevelIndex::factory), false);
-    child->setSyncWithVCOSTree(needsSync);
-    const varnek::data::Array& value = definition.getFactoryValue();
-    if (!value.isVoid()) {
-        const ShapedArray shaped(value, settingscore::boostany::isVectorShape(value));
-        child->checkStorable(shaped);
-        child->loadValue(LevelIndex::factory, shaped);
-    }
-    const auto tree = treeContext();
-    EventDelivery::Place place = insertChild(child, tree.get());
-    announceAdded(child, tree.get(), place);
-    return child;
 }
 
 } // namespace settings::core::detail

@@ -101,7 +101,6 @@ boost::shared_ptr<MSettings> MSettings::createFactorySetting(const std::string& 
     validateSettingOrGroupName(name);
     if (isRoot())
         throw exception::CannotAddKeyToRoot(name);
-    detail::requireFunction(properties.getValidator());
     return of(getImpl()->createFactorySetting(name, properties, sync)->getThisObject());
 }
 
