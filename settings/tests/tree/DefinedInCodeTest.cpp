@@ -52,6 +52,7 @@ struct DefinedInCode : testing::Test {
     Lines told;
 };
 
+const MValidator integerScalar("varnek.settings", "mustBeIntegerScalar");
 const ValidatorVariant lost = CValidator::fromDefinition("nowhere", "check");
 
 TEST_F(DefinedInCode, WhatIsMadeApartKeepsItsProperties) {
@@ -155,6 +156,7 @@ TEST_F(DefinedInCode, WhatASecondDefinitionSaysInVainDoesNoHarm) {
         front->createFactorySetting("s", false, definitionOf({}, {}, one));
         ADD_FAILURE() << "two run-time defaults";
     } catch (const exception::MultipleRuntimeFuncError& failure) {
+        ASSERT_NE(nullptr, failure.getCausingObject());
         EXPECT_TRUE(Settings::equal(*editor->getChild("s"), *failure.getCausingObject()));
     }
 }
@@ -208,6 +210,31 @@ TEST_F(DefinedInCode, ANewSettingIsCheckedInTheNameOfItsGroup) {
     EXPECT_EQ("Validate setting: editor.s with 1 validators.", log.lines.front());
 }
 
+TEST_F(DefinedInCode, AnAddedSubtreeIsCheckedUnderTheNamesItIsToHave) {
+    const MHandle panel = MSettings::createSettingsNode("panel", false);
+    const MHandle inner = MSettings::createSettingsNode("inner", false);
+    inner->setParent(panel);
+    inner->createFactorySetting("s", false, upToTen());
+    load(inner->getChild("s"), LevelIndex::user, Array::scalar(11.0));
+    LogLines log("settings::core::settingValueValidators");
+    try {
+        panel->setParent(editor);
+        ADD_FAILURE() << "is accepted";
+    } catch (const exception::ValueIsNotInRange& refused) {
+        EXPECT_TRUE(Settings::equal(*inner, *refused.getCausingObjectParent()));
+    }
+    EXPECT_EQ(Lines{"editor.panel.inner.s"}, told);
+    EXPECT_EQ("Validate setting: editor.panel.inner.s with 1 validators.", log.lines.front());
+    EXPECT_EQ(nullptr, panel->getParent());
+    EXPECT_EQ(nullptr, editor->getChild("panel"));
+
+    load(inner->getChild("s"), LevelIndex::user, {});
+    nodeOf(inner->getChild("s"))->setValidator(lost);
+    EXPECT_EQ("InvalidValidator", failureOf([&] { panel->setParent(editor); }));
+    nodeOf(inner->getChild("s"))->setValidator({});
+    EXPECT_NO_THROW(panel->setParent(editor));
+}
+
 TEST_F(DefinedInCode, EveryLevelOfAnAddedSubtreeIsSaved) {
     using Rows = std::pair<std::vector<LevelIndex>, Lines>;
     for (const auto& [levels, saves] :
@@ -222,6 +249,49 @@ TEST_F(DefinedInCode, EveryLevelOfAnAddedSubtreeIsSaved) {
         EXPECT_EQ(saves, tree.requests->take());
         editor->removeNode("panel");
     }
+}
+
+TEST_F(DefinedInCode, WhatValidatorsMakeOfAValueIsStoredWhenItIsAdded) {
+    const auto three = [] {
+        SettingsProperties properties;
+        properties.value = Array::scalar(3.0);
+        const MHandle setting = MSettings::createSetting("s", false, properties);
+        setting->setValidator(integerScalar);
+        return setting;
+    };
+    three()->setParent(editor);
+    const MHandle panel = MSettings::createSettingsNode("panel", false);
+    three()->setParent(panel);
+    panel->setParent(editor);
+    for (const Handle& group : {editor, Handle(panel)}) {
+        EXPECT_EQ(Array::scalar(std::int64_t{3}), group->get("s", "user")) << group->getName();
+        EXPECT_EQ(9U, *group->getDataTypeIndex("s")) << group->getName(); // that of the stored form
+    }
+
+    // The form of a value that the setting does not hold any more, or that is not added, is not stored.
+    const MHandle other = MSettings::createSettingsNode("other", false);
+    NumericMetaData<MustBeScalar> integer;
+    integer.mustBeInteger();
+    std::function<void()> meanwhile;
+    SettingsProperties properties;
+    properties.multiCheckValueValidators = {integer};
+    const MHandle setting = MSettings::createSetting("t", false, properties);
+    setting->setParent(other);
+    load(setting, LevelIndex::user, Array::scalar(3.0));
+    setting->setValidator(CPPValidator(
+        [&](const auto&, const auto&, const Array&) {
+            if (const auto action = std::exchange(meanwhile, {}))
+                action();
+        },
+        "tests", "meanwhile"));
+    meanwhile = [&] { editor->addGroup("other", true, false, "user"); };
+    EXPECT_EQ("ErrorAddingChildNodeOrKey", failureOf([&] { other->setParent(editor); }));
+    EXPECT_EQ(nullptr, other->getParent());
+    EXPECT_EQ(Array::scalar(3.0), other->get("t"));
+    editor->removeNode("other");
+    meanwhile = [&] { other->set("t", 8.0, "user"); };
+    other->setParent(editor);
+    EXPECT_EQ(Array::scalar(std::int64_t{8}), editor->getChild("other")->get("t"));
 }
 
 } // namespace

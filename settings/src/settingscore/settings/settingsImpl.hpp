@@ -134,9 +134,10 @@ class SettingsImpl : public SettingsNodeImpl, public boost::enable_shared_from_t
     void dropChild(const NodePtr& child, LateEvents& events);
 
     /// Adds a node that was made outside any tree, with all that is below it: the checks, the event and the
-    /// saves of an addition. ErrorAddingChildNodeOrKey for a node that stands in a group, is a root,
-    /// or is this group or above it.
-    void attach(const boost::shared_ptr<SettingsImpl>& child);
+    /// saves of an addition. The values on level `checked` go through the validators, and what those accept
+    /// is stored. ErrorAddingChildNodeOrKey for a node that stands in a group, is a root, or is this group or
+    /// above it.
+    void attach(const boost::shared_ptr<SettingsImpl>& child, LevelIndex checked = LevelIndex::user);
 
     /// The first value of a setting that nobody else has yet; void: none. It is checked as by addSetting, and
     /// InvalidValidator is raised when the validation function cannot be found.
@@ -195,6 +196,7 @@ class SettingsImpl : public SettingsNodeImpl, public boost::enable_shared_from_t
     /// Does nothing when the level holds the value already, or something else than `onlyInPlaceOf`.
     StoreOutcome store(LevelIndex level, const ShapedArray& value, const TreeContext* tree,
                        const ShapedArray* onlyInPlaceOf = nullptr);
+    static std::uint8_t dataTypeOf(const ShapedArray& value);
     void recordDataType(const ShapedArray& value);
     EventHandle changeEvent(const StoreOutcome& outcome, const TreeContext& tree);
     EventHandle addEvent(const NodePtr& child);
@@ -223,13 +225,16 @@ class SettingsImpl : public SettingsNodeImpl, public boost::enable_shared_from_t
     bool announceAdded(const NodePtr& child, const TreeContext* tree, EventDelivery::Place& place);
     /// The names and validation functions of a subtree that is to stand below `parentName`. Without locks.
     void checkSubtree(const std::string& parentName, bool isTopLevel) const;
-    /// A personal value and the form in which its setting stores it.
+    /// A value and the form in which its setting stores it.
     struct AcceptedValue {
         boost::shared_ptr<SettingsImpl> setting;
         ShapedArray before, now;
     };
-    /// Checks the personal values of this subtree, which has its parent already. Without locks.
-    void acceptValues(std::vector<AcceptedValue>& values);
+    /// Checks the values of this subtree on one level; it has its parent already. Without locks.
+    void acceptValues(LevelIndex level, std::vector<AcceptedValue>& values);
+    /// Puts `now` in the place of `before`, unless the level holds something else by now, without a trace:
+    /// the recorded data type changes with it, and there is no event.
+    void exchange(LevelIndex level, const ShapedArray& before, const ShapedArray& now);
     /// Makes this group the parent of a node that has none: ErrorAddingChildNodeOrKey.
     void claim(const boost::shared_ptr<SettingsImpl>& child);
     /// Takes back that this group is the parent of a node that could not be added.

@@ -130,7 +130,8 @@ class SettingsNodeImpl {
     virtual void validate() const = 0;
     /// Adds a setting that a definition defines: on level "factory", without a save. `needsSync` goes into
     /// the event. A setting that a definition defined before stays as it is, but takes a run-time default
-    /// that it has not; MultipleRuntimeFuncError when both definitions have one.
+    /// that it has not; MultipleRuntimeFuncError when both definitions have one. InvalidValidator and
+    /// UnsupportedType for a new setting.
     virtual NodePtr createFactorySetting(std::string_view name, const FactorySettingProperties& definition,
                                          bool needsSync = false) = 0;
     /// Adds nodes that a loader built: no check, no event, no save. A name that is taken is

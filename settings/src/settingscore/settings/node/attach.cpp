@@ -49,21 +49,28 @@ void SettingsImpl::checkSubtree(const std::string& parentName, bool isTopLevel) 
             own->checkSubtree(fullName, false);
 }
 
-void SettingsImpl::acceptValues(std::vector<AcceptedValue>& values) {
+void SettingsImpl::acceptValues(LevelIndex level, std::vector<AcceptedValue>& values) {
     if (!isLeafNode()) {
         for (const NodePtr& child : group_->children.inOrder())
             if (const auto own = boost::dynamic_pointer_cast<SettingsImpl>(child))
-                own->acceptValues(values);
+                own->acceptValues(level, values);
         return;
     }
-    ShapedArray before = values_.on(LevelIndex::user);
+    ShapedArray before = values_.on(level);
     if (before.first.isVoid())
         return;
     ShapedArray now = accepted(before, parentGroup());
     values.push_back({shared_from_this(), std::move(before), std::move(now)});
 }
 
-void SettingsImpl::attach(const boost::shared_ptr<SettingsImpl>& child) {
+void SettingsImpl::exchange(LevelIndex level, const ShapedArray& before, const ShapedArray& now) {
+    if (!store(level, now, nullptr, &before).stored)
+        return;
+    std::uint8_t type = dataTypeOf(before);
+    dataTypeIndex_.compare_exchange_strong(type, dataTypeOf(now), std::memory_order_relaxed);
+}
+
+void SettingsImpl::attach(const boost::shared_ptr<SettingsImpl>& child, LevelIndex checked) {
     requireGroup();
     if (child->isRoot() || child->parentGroup() != nullptr)
         throw exception::ErrorAddingChildNodeOrKey(getThisObjectImpl(), child->getName());
@@ -77,15 +84,17 @@ void SettingsImpl::attach(const boost::shared_ptr<SettingsImpl>& child) {
     claim(child);
     boost::shared_ptr<const TreeContext> tree;
     EventDelivery::Place place;
+    std::vector<AcceptedValue> values;
     try {
-        std::vector<AcceptedValue> values; // functions see the settings where they are to stand
-        child->acceptValues(values);
+        child->acceptValues(checked, values); // functions see the settings where they are to stand
         for (const AcceptedValue& value : values)
-            value.setting->store(LevelIndex::user, value.now, nullptr, &value.before);
+            value.setting->exchange(checked, value.before, value.now);
         tree = treeContext();
         place = insertClaimed(child, tree.get());
     } catch (...) {
         disown(child);
+        for (const AcceptedValue& value : values)
+            value.setting->exchange(checked, value.now, value.before);
         throw;
     }
     if (!announceAdded(child, tree.get(), place))

@@ -170,13 +170,14 @@ SettingsImpl::StoreOutcome SettingsImpl::store(LevelIndex level, const ShapedArr
     return outcome;
 }
 
+std::uint8_t SettingsImpl::dataTypeOf(const ShapedArray& value) {
+    return static_cast<std::uint8_t>(settingscore::boostany::variantIndexOf(value.first, value.second));
+}
+
 void SettingsImpl::recordDataType(const ShapedArray& value) {
     std::uint8_t none = 0;
     if (!value.first.isVoid())
-        dataTypeIndex_.compare_exchange_strong(
-            none,
-            static_cast<std::uint8_t>(settingscore::boostany::variantIndexOf(value.first, value.second)),
-            std::memory_order_relaxed);
+        dataTypeIndex_.compare_exchange_strong(none, dataTypeOf(value), std::memory_order_relaxed);
 }
 
 EventHandle SettingsImpl::changeEvent(const StoreOutcome& outcome, const TreeContext& tree) {
