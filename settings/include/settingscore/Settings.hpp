@@ -174,10 +174,11 @@ class SETTINGSCORE_EXPORT Settings {
     /// Defines a setting and sets its value in one step; returns it. Groups on its way that are not there are
     /// added as `group` says, the setting as `setting` says, whose value is stored on `level`; a setting that
     /// is there already only gets the value. `fullName`: from the root of the tree that `setting` belongs to,
-    /// else that of DefaultRootIndex. Without a value nothing is stored. Listeners hear of one addition, that
-    /// of the topmost new node.
-    /// Errors: UnSupportedLevel, CantModifyValuesOnReadOnlyLevel, InvalidNodePath for an empty name or part
-    /// of it, CanNotAddKeyToRootException for a name without group, NotANodeName, NotAKeyName, those of
+    /// else that of DefaultRootIndex. The value is checked on every level, by the definition that counts:
+    /// `setting` for a new setting, its own for one that is there, also when another thread adds it
+    /// meanwhile. Without a value nothing is stored. Listeners hear of one addition, that of the topmost new
+    /// node. Errors: UnSupportedLevel, CantModifyValuesOnReadOnlyLevel, InvalidNodePath for an empty name or
+    /// part of it, CanNotAddKeyToRootException for a name without group, NotANodeName, NotAKeyName, those of
     /// addGroup, addSetting and set, and of detail::getSettingsRoot.
     static boost::shared_ptr<Settings> createAndSetValue(std::string_view fullName,
                                                          const detail::FactorySettingProperties& group,

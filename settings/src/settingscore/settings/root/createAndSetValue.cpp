@@ -6,6 +6,8 @@
 #include "settingscore/settings/node/SettingsAccess.hpp"
 #include "settingscore/settings/root/TreesOnDemand.hpp"
 
+#include <span>
+
 namespace settings::core {
 
 using detail::FactorySettingProperties;
@@ -37,6 +39,52 @@ NodePtr rootOf(const FactorySettingProperties& definition) {
     return detail::TreesOnDemand::instance().find(DefaultRootIndex())->root;
 }
 
+using Names = std::span<const std::string>;
+
+/// The last group on the way from `root` that is there; what is not there, the setting at least, remains in
+/// `names`.
+NodePtr lastPresentGroup(NodePtr root, Names& names) {
+    NodePtr group = std::move(root);
+    for (; names.size() > 1; names = names.subspan(1)) {
+        const NodePtr child = group->getChild(names.front(), true);
+        if (child == nullptr)
+            break;
+        group = child;
+    }
+    if (group->isLeafNode())
+        throw exception::NotANodeName(group->getParent()->getThisObjectImpl(), group->getName());
+    return group;
+}
+
+/// Puts new groups above a setting that stands apart; returns the topmost node.
+boost::shared_ptr<SettingsImpl> withGroups(boost::shared_ptr<SettingsImpl> top, Names names,
+                                           const FactorySettingProperties& definition, LevelIndex at) {
+    for (auto name = names.rbegin(); name != names.rend(); ++name) {
+        const auto above = SettingsImpl::makeGroup(NodeSpec::from(*name, definition, at));
+        above->adoptChildren({top});
+        top = above;
+    }
+    return top;
+}
+
+bool isClash(const exception::SettingsException& failure) {
+    return dynamic_cast<const exception::SameNameChildAlreadyExisted*>(&failure) != nullptr ||
+           dynamic_cast<const exception::ErrorAddingChildNodeOrKey*>(&failure) != nullptr ||
+           dynamic_cast<const exception::ErrorAddingTopLevelNode*>(&failure) != nullptr;
+}
+
+/// False when another thread has added a node of that name meanwhile.
+bool isAttached(SettingsImpl& parent, const boost::shared_ptr<SettingsImpl>& top, LevelIndex at) {
+    try {
+        parent.attach(top, at);
+        return true;
+    } catch (const exception::SettingsException& failure) {
+        if (isClash(failure) && parent.getChild(top->getName(), true) != nullptr)
+            return false;
+        throw;
+    }
+}
+
 } // namespace
 
 boost::shared_ptr<Settings> Settings::createAndSetValue(std::string_view fullName,
@@ -50,39 +98,25 @@ boost::shared_ptr<Settings> Settings::createAndSetValue(std::string_view fullNam
         throw exception::InvalidNodePath(root->getThisObjectImpl(), std::string(fullName));
     if (names.size() == 1)
         throw exception::CanNotAddKeyToRootException(root->getThisObject());
-
-    NodePtr parent = root;
-    auto next = names.begin();
-    for (; next + 1 != names.end(); ++next) {
-        const NodePtr child = parent->getChild(*next, true);
-        if (child == nullptr)
-            break;
-        parent = child;
-    }
-    if (parent->isLeafNode())
-        throw exception::NotANodeName(parent->getParent()->getThisObjectImpl(), parent->getName());
     const varnek::data::Array& value = setting.getFactoryValue();
-    if (next + 1 == names.end() && parent->getChild(*next, true) != nullptr) {
-        const NodePtr present = parent->findSetting(*next);
-        if (!value.isVoid())
-            parent->setValue(*next, value, settingscore::boostany::isVectorShape(value), level);
-        return present->getThisObject();
+    for (;;) {
+        Names missing = names;
+        const NodePtr parent = lastPresentGroup(root, missing);
+        if (missing.size() == 1 && parent->getChild(missing.front(), true) != nullptr) {
+            const NodePtr present = parent->findSetting(missing.front());
+            if (!value.isVoid())
+                parent->setValue(missing.front(), value, settingscore::boostany::isVectorShape(value), level);
+            return present->getThisObject();
+        }
+        const auto local = boost::dynamic_pointer_cast<SettingsImpl>(parent->unwrap());
+        if (local == nullptr)
+            throw exception::AddingSettingRemotelyIsNotSupported(std::string(fullName));
+        // Built apart, so that nothing is added when anything is refused; attach() checks all of it.
+        const auto made = SettingsImpl::makeSetting(NodeSpec::from(missing.back(), setting, at));
+        made->putInitialValue(value, at);
+        if (isAttached(*local, withGroups(made, missing.first(missing.size() - 1), group, at), at))
+            return made->getThisObject();
     }
-
-    // Built apart, so that nothing is added when anything is refused; attach() checks all of it.
-    const auto made = SettingsImpl::makeSetting(NodeSpec::from(names.back(), setting, at));
-    made->putInitialValue(value, at);
-    boost::shared_ptr<SettingsImpl> top = made;
-    for (auto name = names.end() - 1; name != next; --name) {
-        const auto above = SettingsImpl::makeGroup(NodeSpec::from(*(name - 1), group, at));
-        above->adoptChildren({top});
-        top = above;
-    }
-    const auto local = boost::dynamic_pointer_cast<SettingsImpl>(parent->unwrap());
-    if (local == nullptr)
-        throw exception::AddingSettingRemotelyIsNotSupported(std::string(fullName));
-    local->attach(top);
-    return made->getThisObject();
 }
 
 } // namespace settings::core
