@@ -50,7 +50,7 @@ class SETTINGSCORE_EXPORT MSettings : public Settings {
 
     /// Adds this node, which stands outside any tree, with all that is below it to a group. Listeners of a
     /// settings tree get one event, for this node; what is kept in files is saved. Values on "user" are
-    /// checked anew.
+    /// checked anew, and stored as the validators accept them.
     /// Errors: std::invalid_argument for an empty handle; NotANodeName for a setting as parent;
     /// CannotAddKeyToRoot for a setting below the root; ErrorAddingChildNodeOrKey for a node that stands in a
     /// group already, a root, and a group that `parent` is or stands below; and those of
