@@ -62,6 +62,7 @@ TEST_F(CreateAndSetValue, ARefusedValueLeavesNothingBehindOnAnyLevel) {
                 EXPECT_TRUE(std::string(parent).ends_with(refused.getCausingObjectParent()->getFullName()));
             }
             EXPECT_EQ(Lines{name}, told);
+            ASSERT_FALSE(log.lines.empty());
             EXPECT_EQ("Validate setting: " + std::string(name) + " with 1 validators.", log.lines.front());
             EXPECT_EQ("UnsupportedType", failureOf([&, n = name] {
                           create(n, definitionOf(Array::structure({1, 1}, {}, {})), level);
@@ -174,7 +175,16 @@ TEST_F(CreateAndSetValue, WhatAnotherThreadCreatesMeanwhileIsUsed) {
     EXPECT_EQ(2.0, editor->getChild("inner")->get<double>("s"));
     EXPECT_EQ("", run("fresh.s", [&] { create("fresh.t", definitionOf(Array::scalar(1.0))); }));
     EXPECT_EQ(2U, tree.root->getChild("fresh")->getChildren().size());
-    // What is taken by something else stays an error.
+    // What is refused, or taken by something else, stays an error.
+    const CPPValidator refusing(
+        [&](const auto&, const auto&, const Array&) {
+            create("editor.r", definitionOf(Array::scalar(1.0)));
+            throw exception::InvalidValidator();
+        },
+        "tests", "refusing");
+    EXPECT_EQ("InvalidValidator",
+              failureOf([&] { create("editor.r", definitionOf(Array::scalar(2.0), refusing)); }));
+    EXPECT_EQ(1.0, editor->get<double>("r"));
     EXPECT_EQ("NotAKeyName", run("editor.group", [&] { editor->addGroup("group", true, false, "user"); }));
     EXPECT_EQ("ErrorAddingTopLevelNode", run("Lower.s", [&] { tree.group("lower"); }));
     EXPECT_EQ("ErrorAddingTopLevelNode", run("LOWER.s", {}));

@@ -207,6 +207,7 @@ TEST_F(DefinedInCode, ANewSettingIsCheckedInTheNameOfItsGroup) {
         EXPECT_EQ("editor", refused.getCausingObjectParent()->getFullName());
     }
     EXPECT_EQ(Lines{"editor.s"}, told);
+    ASSERT_FALSE(log.lines.empty());
     EXPECT_EQ("Validate setting: editor.s with 1 validators.", log.lines.front());
 }
 
@@ -224,6 +225,7 @@ TEST_F(DefinedInCode, AnAddedSubtreeIsCheckedUnderTheNamesItIsToHave) {
         EXPECT_TRUE(Settings::equal(*inner, *refused.getCausingObjectParent()));
     }
     EXPECT_EQ(Lines{"editor.panel.inner.s"}, told);
+    ASSERT_FALSE(log.lines.empty());
     EXPECT_EQ("Validate setting: editor.panel.inner.s with 1 validators.", log.lines.front());
     EXPECT_EQ(nullptr, panel->getParent());
     EXPECT_EQ(nullptr, editor->getChild("panel"));
