@@ -14,6 +14,7 @@
 
 #include <atomic>
 #include <filesystem>
+#include <latch>
 #include <stdexcept>
 #include <thread>
 
@@ -200,17 +201,19 @@ TEST_F(Plugins, OneThatIsNotGivenIsTakenFromTheLibrary) {
 TEST_F(Plugins, CallsTakeTurns) {
     const CValidator alone("faulty", "alone");
     std::atomic<int> refused = 0;
-    const auto thousand = [&] {
+    std::latch start(2);
+    const auto many = [&] {
         Value own = value;
-        for (int i = 0; i < 1000; ++i)
+        start.arrive_and_wait();
+        for (int i = 0; i < 3000; ++i)
             try {
                 alone.invokeValidationFunction(setting, parent, own);
             } catch (const std::logic_error&) {
                 ++refused;
             }
     };
-    std::thread other(thousand);
-    thousand();
+    std::thread other(many);
+    many();
     other.join();
     EXPECT_EQ(refused, 0);
 }

@@ -18,6 +18,7 @@
 
 #include <atomic>
 #include <future>
+#include <latch>
 #include <stdexcept>
 
 namespace {
@@ -336,15 +337,17 @@ TEST_F(ValidationFunctions, CallsOfOneKindTakeTurns) {
     for (const auto& [kind, call] : kinds) {
         SCOPED_TRACE(kind);
         calls = 0;
-        const auto thousand = [&, once = call] {
+        std::latch start(2);
+        const auto many = [&, once = call] {
             Value own = value;
-            for (int i = 0; i < 1000; ++i)
+            start.arrive_and_wait();
+            for (int i = 0; i < 3000; ++i)
                 once(own);
         };
-        std::thread other(thousand);
-        thousand();
+        std::thread other(many);
+        many();
         other.join();
-        EXPECT_EQ(calls, 2000);
+        EXPECT_EQ(calls, 6000);
     }
     JRunTimeDefault::setJRuntimeDefaultProxy({});
 }
