@@ -23,7 +23,8 @@ struct SaveReport {
 SETTINGSCORE_EXPORT SaveReport lastSave(const Settings& node, std::string_view level);
 
 /// The same once everything has been tried that was changed there before the call: blocks on the disk, and
-/// lets the writer begin at once. From a save hook it does not wait. UnSupportedLevel. Thread-safe.
+/// lets the writer begin at once. From a save hook, and from a listener that the writer's thread calls, it
+/// does not wait. UnSupportedLevel. Thread-safe.
 SETTINGSCORE_EXPORT SaveReport awaitSave(const Settings& node, std::string_view level);
 
 } // namespace settings::core

@@ -164,12 +164,11 @@ void LevelFileKeeper::submit(const Key& key, NodePtr group) {
             return; // it has no file, and must not keep another one's
         if (!isRemoval && state.isRemoval)
             state.forgetKept(); // of the one that was removed
-        isPending = state.isQueued && state.isRemoval == isRemoval;
+        isPending = state.queued > 0 && state.isRemoval == isRemoval;
         state.isRemoval = isRemoval;
         std::swap(state.group, group); // those before are let go without the lock
         std::swap(state.root, root);
         state.status.isMarked = true;
-        state.isQueued = writer != nullptr;
         ++state.requested;
     }
     if (writer != nullptr && isPending)
@@ -187,56 +186,69 @@ void LevelFileKeeper::submitAgain(const Key& key) {
     {
         const std::lock_guard lock(mutex_);
         FileState& state = stateOf(key);
-        if (!state.status.isMarked || state.isQueued)
+        if (!state.status.isMarked || state.queued > 0)
             return;
         ++state.requested;
-        state.isQueued = writer != nullptr;
         isRemoval = state.isRemoval;
     }
     run(writer, key, isRemoval);
 }
 
-/// Hands the operation to the writer thread or, without one, runs it. What it raises is logged: the change is
-/// made, and the file stays marked.
+/// Counts an operation when the queue has it, so that nobody relies on it before; it may have run by then.
+class LevelFileKeeper::CountedLater {
+  public:
+    CountedLater(LevelFileKeeper& keeper, const Key& key) : keeper_(keeper), key_(key) {}
+    CountedLater(const CountedLater&) = delete;
+    CountedLater& operator=(const CountedLater&) = delete;
+    ~CountedLater() {
+        const std::lock_guard lock(keeper_.mutex_);
+        ++keeper_.stateOf(key_).queued;
+    }
+
+  private:
+    LevelFileKeeper& keeper_;
+    const Key& key_;
+};
+
+/// Hands an operation to the writer thread or, without one, runs it. What that raises is logged: the change
+/// is made, and the file stays marked.
 void LevelFileKeeper::run(PrefdirFileWriterQueue* writer, const Key& key, bool isRemoval) {
     try {
-        const std::filesystem::path file = fileOf(key.first, key.second);
         if (writer == nullptr)
-            runHere(key, file);
-        else if (isRemoval)
-            writer->requestDeleteFile(std::make_unique<DeleteOperation>(*this, key, file));
+            return runHere(key);
+        auto operation =
+            std::make_unique<Operation>(*this, key, fileOf(key.first, key.second), Operation::Place::inQueue);
+        const CountedLater counted(*this, key);
+        if (isRemoval)
+            writer->requestDeleteFile(std::move(operation));
         else
-            writer->requestFileUpdate(std::make_unique<WriteOperation>(*this, key, file));
+            writer->requestFileUpdate(std::move(operation));
     } catch (const std::exception& failure) {
         VARNEK_LOG(fileLog, error) << "Exception caught: " << failure.what();
-        const std::lock_guard lock(mutex_);
-        FileState& state = stateOf(key);
-        state.isQueued = false;
-        state.attempted = state.requested; // nobody waits for it
-        state.status.saved = SaveOutcome::failed;
+        noteNotRun(key);
     }
 }
 
-void LevelFileKeeper::runHere(const Key& key, const std::filesystem::path& file) {
-    for (bool isDone = false; !isDone;) { // requests from inside the save follow it
-        const auto operation = operationFor(key, file);
-        operation->prepare(false);
-        operation->execute();
-        operation->finish();
-        isDone = !operation->hasRun();
-    }
-}
-
-std::unique_ptr<LevelFileKeeper::Operation> LevelFileKeeper::operationFor(const Key& key,
-                                                                          const std::filesystem::path& file) {
-    bool isRemoval = false;
+void LevelFileKeeper::noteNotRun(const Key& key) {
     {
         const std::lock_guard lock(mutex_);
-        isRemoval = stateOf(key).isRemoval;
+        FileState& state = stateOf(key);
+        state.attempted = state.requested; // nobody is to wait for it
+        state.status.saved = SaveOutcome::failed;
     }
-    if (isRemoval)
-        return std::make_unique<DeleteOperation>(*this, key, file);
-    return std::make_unique<WriteOperation>(*this, key, file);
+    turnEnded_.notify_all();
+}
+
+void LevelFileKeeper::runHere(const Key& key) {
+    for (bool isDone = false; !isDone;) { // requests from inside the save follow it
+        Operation operation(*this, key, fileOf(key.first, key.second), Operation::Place::inCaller);
+        operation.begin();
+        operation.prepare({});
+        operation.execute();
+        operation.finish();
+        operation.tell();
+        isDone = !operation.hasRun();
+    }
 }
 
 void LevelFileKeeper::logPending(const Key& key) const {
@@ -260,9 +272,17 @@ void LevelFileKeeper::saveWhatWasSkipped(const Key& besides) {
 
 LevelFileStatus LevelFileKeeper::awaitSave(std::string_view group, LevelIndex level) {
     const Key key(group, level);
-    if (PrefdirFileWriterQueue* const writer = writer_ == nullptr ? nullptr : writer_())
+    PrefdirFileWriterQueue* const writer = writer_ == nullptr ? nullptr : writer_();
+    bool isDue = false;
+    {
+        const std::lock_guard lock(mutex_);
+        const FileState& state = stateOf(key);
+        isDue = state.attempted < state.requested;
+    }
+    if (isDue && writer == nullptr)
+        submitAgain(key); // of a process that was forked
+    if (isDue && writer != nullptr && !writer->isWorker() && !isInsideSave()) {
         writer->hurry();
-    if (!isInsideSave()) {
         std::unique_lock lock(mutex_);
         const FileState& state = stateOf(key);
         turnEnded_.wait(lock, [&, mine = state.requested] { return state.attempted >= mine; });

@@ -125,8 +125,7 @@ class LevelFileKeeper : public SaveRequests, public boost::enable_shared_from_th
     struct FileState;
     class Turn;
     class Operation;
-    class WriteOperation;
-    class DeleteOperation;
+    class CountedLater;
 
     FileState& stateOf(const Key& key) const; // mutex_ is held
     LevelFileStatus statusOf(const Key& key, const FileState& state) const;
@@ -134,8 +133,8 @@ class LevelFileKeeper : public SaveRequests, public boost::enable_shared_from_th
     void submitAgain(const Key& key);
     bool inTurn(const Key& key, const std::function<void()>& work);
     void run(PrefdirFileWriterQueue* writer, const Key& key, bool isRemoval);
-    void runHere(const Key& key, const std::filesystem::path& file);
-    std::unique_ptr<Operation> operationFor(const Key& key, const std::filesystem::path& file);
+    void runHere(const Key& key);
+    void noteNotRun(const Key& key);
     void logPending(const Key& key) const;
     void saveWhatWasSkipped(const Key& besides);
 

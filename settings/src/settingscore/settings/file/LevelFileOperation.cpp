@@ -11,6 +11,7 @@
 #include "settingscore/settings/settingsFile.hpp"
 #include "varnek/files/FileAccess.hpp"
 #include "varnek/files/FileStamp.hpp"
+#include "varnek/files/Folder.hpp"
 #include "json/Value.hpp"
 
 #include <stdexcept>
@@ -45,10 +46,14 @@ bool leavesMark(SaveOutcome outcome) {
     }
 }
 
-std::unique_ptr<varnek::files::FolderLock> keepOthersOut(const std::filesystem::path& file) {
+/// `isWaitedFor`: somebody has just waited in vain.
+std::unique_ptr<varnek::files::FolderLock> keepOthersOut(const std::filesystem::path& file,
+                                                         bool isWaitedFor) {
+    using varnek::files::FolderLock;
     if (file.empty())
         return {};
-    auto lock = std::make_unique<varnek::files::FolderLock>(file.parent_path());
+    auto lock = isWaitedFor ? std::make_unique<FolderLock>(file.parent_path(), std::chrono::milliseconds(0))
+                            : std::make_unique<FolderLock>(file.parent_path());
     if (!lock->isHeld())
         VARNEK_LOG(fileLog, warning) << "saves without a lock on the folder: " << file.parent_path().string();
     return lock;
@@ -69,22 +74,56 @@ bool isInsideSave() noexcept {
     return saveDepth > 0;
 }
 
-LevelFileKeeper::Operation::Operation(LevelFileKeeper& keeper, Key key, std::filesystem::path file)
+LevelFileKeeper::Operation::Operation(LevelFileKeeper& keeper, Key key, std::filesystem::path file,
+                                      Place place)
     : FileOperation(key.second, std::move(file), &keeper), keeper_(keeper),
-      alive_(keeper.weak_from_this().lock()), key_(std::move(key)) {}
+      alive_(keeper.weak_from_this().lock()), key_(std::move(key)), isQueued_(place == Place::inQueue) {}
 
-LevelFileKeeper::Operation::~Operation() = default;
+LevelFileKeeper::Operation::~Operation() {
+    leaveQueue();
+}
+
+/// No longer among those that wait: another request needs another operation.
+void LevelFileKeeper::Operation::leaveQueue() noexcept {
+    if (!std::exchange(isQueued_, false))
+        return;
+    const std::lock_guard lock(keeper_.mutex_);
+    --keeper_.stateOf(key_).queued;
+}
 
 // ---- the steps ----
 
-void LevelFileKeeper::Operation::prepare(bool ahead) {
-    if (!begin())
+void LevelFileKeeper::Operation::begin() {
+    leaveQueue();
+    turn_.emplace(keeper_, key_);
+    if (*turn_)
+        takeRequest();
+    if (!hasRun_)
+        turn_.reset(); // whoever has it goes on as long as there are requests
+}
+
+void LevelFileKeeper::Operation::takeRequest() {
+    const std::lock_guard lock(keeper_.mutex_);
+    FileState& state = keeper_.stateOf(key_);
+    state.isLeftToOthers = false;
+    taken_ = state.requested;
+    hasRun_ = state.attempted < taken_;
+    if (hasRun_ && state.group == nullptr && !state.isRemoval) { // another request has met this one
+        state.attempted = taken_;
+        hasRun_ = false;
+    }
+    group_ = state.group;
+}
+
+void LevelFileKeeper::Operation::prepare(const FolderTurn& folder) {
+    if (!hasRun_)
         return;
     attempt([&] {
-        VARNEK_LOG(fileLog, info) << announcement() << path().string();
+        file_ = keeper_.fileOf(key_.first, key_.second);
         group_ = groupToSave();
-        if (group_ != nullptr)
-            prepareSave(ahead);
+        isRemoval_ = group_ == nullptr;
+        if (!isRemoval_)
+            prepareSave(folder);
     });
 }
 
@@ -93,18 +132,34 @@ void LevelFileKeeper::Operation::flush() noexcept {
         access_->flushAhead();
 }
 
+void LevelFileKeeper::Operation::announce() const {
+    VARNEK_LOG(fileLog, info) << (isRemoval_ ? "Delete settings file: " : "Save settings file: ")
+                              << file_.string();
+    if (outcome_ == SaveOutcome::failed)
+        VARNEK_LOG(fileLog, error) << "Exception caught: " << (message_.empty() ? "Unknown" : message_);
+}
+
 bool LevelFileKeeper::Operation::execute() {
     if (!hasRun_)
         return false;
-    if (!outcome_)
+    announce();
+    if (!outcome_) {
         attempt([&] {
-            if (group_ == nullptr)
-                end(removeFile(true));
+            if (isRemoval_)
+                end(removeFile());
             else
                 executeSave();
         });
+        if (outcome_ == SaveOutcome::failed)
+            VARNEK_LOG(fileLog, error) << "Exception caught: " << (message_.empty() ? "Unknown" : message_);
+    }
     othersOut_.reset();
-    return access_ && access_->leavesFolderToFlush();
+    if (!access_ || !access_->leavesFolderToFlush())
+        return false;
+    if (file_.parent_path() == path().parent_path())
+        return true;
+    varnek::files::flushFolder(file_.parent_path()); // another one by now
+    return false;
 }
 
 void LevelFileKeeper::Operation::finish() {
@@ -113,6 +168,7 @@ void LevelFileKeeper::Operation::finish() {
     const SaveOutcome outcome = outcome_.value_or(SaveOutcome::failed);
     NodePtr finished; // let go without the lock
     NodePtr root;
+    bool isMore = false;
     {
         const std::lock_guard lock(keeper_.mutex_);
         FileState& state = keeper_.stateOf(key_);
@@ -128,28 +184,20 @@ void LevelFileKeeper::Operation::finish() {
                 finished = std::move(state.group);
         }
     }
+    othersOut_.reset();
     access_.reset();
     turn_.reset();
     group_.reset();
-    events_.tell();
+    {
+        const std::lock_guard lock(keeper_.mutex_);
+        isMore = std::exchange(keeper_.stateOf(key_).isLeftToOthers, false);
+    }
+    if (isMore)
+        keeper_.submitAgain(key_);
 }
 
-bool LevelFileKeeper::Operation::begin() {
-    turn_.emplace(keeper_, key_);
-    if (!*turn_)
-        return false; // whoever has it goes on as long as there are requests
-    const std::lock_guard lock(keeper_.mutex_);
-    FileState& state = keeper_.stateOf(key_);
-    state.isLeftToOthers = false;
-    taken_ = state.requested;
-    state.isQueued = false;
-    hasRun_ = state.attempted < taken_;
-    if (hasRun_ && state.group == nullptr && !state.isRemoval) { // another request has met this one
-        state.attempted = taken_;
-        hasRun_ = false;
-    }
-    group_ = state.group;
-    return hasRun_;
+void LevelFileKeeper::Operation::tell() {
+    events_.tell();
 }
 
 template <class Step>
@@ -158,13 +206,9 @@ void LevelFileKeeper::Operation::attempt(Step&& step) {
     try {
         step();
     } catch (const exception::ErrorWriteToTempSettingsFile& failure) {
-        const std::string detail(varnek::json::Value(failure.getDetail()).asString());
-        VARNEK_LOG(fileLog, error) << "Exception caught: " << failure.what() << ' ' << detail;
-        end(SaveOutcome::failed, detail);
+        end(SaveOutcome::failed, std::string(varnek::json::Value(failure.getDetail()).asString()));
     } catch (...) {
-        const std::string cause = causeOfCurrentException();
-        VARNEK_LOG(fileLog, error) << "Exception caught: " << (cause.empty() ? "Unknown" : cause);
-        end(SaveOutcome::failed, cause);
+        end(SaveOutcome::failed, causeOfCurrentException());
     }
 }
 
@@ -193,14 +237,14 @@ NodePtr LevelFileKeeper::Operation::groupToSave() {
 bool LevelFileKeeper::Operation::refuseEncrypted() {
     if (!keeper_.isStillEncrypted(key_))
         return false;
-    logEncrypted(path());
+    logEncrypted(file_);
     end(SaveOutcome::encrypted);
     return true;
 }
 
 /// Takes over what other processes have written, and keeps them out from here on.
-void LevelFileKeeper::Operation::prepareSave(bool ahead) {
-    const std::filesystem::path& file = path();
+void LevelFileKeeper::Operation::prepareSave(const FolderTurn& folder) {
+    const std::filesystem::path& file = file_;
     const auto isRemoved = [&] { return group_->getTopLevelNodeForSave() != group_; };
     if (isRemoved()) // its file goes by another request
         return end(SaveOutcome::nothingToSave);
@@ -217,7 +261,8 @@ void LevelFileKeeper::Operation::prepareSave(bool ahead) {
     if (key_.second == LevelIndex::user && hasSomething && group_->originLevel() != LevelIndex::session &&
         isFolderAway)
         createMissingFolder(file.parent_path()); // before it is locked
-    othersOut_ = keepOthersOut(file);
+    if (!othersOut_)                             // a save that begins anew keeps it
+        othersOut_ = keepOthersOut(file, folder.isWaitedFor);
     foundStamp_ = varnek::files::FileStamp::of(file);
     // A folder that was away took nothing from the tree, and a group of this session has no file.
     const bool isToBeRead =
@@ -232,13 +277,13 @@ void LevelFileKeeper::Operation::prepareSave(bool ahead) {
             return end(SaveOutcome::nothingToSave);
     }
     makeAccess();
-    if (ahead)
+    if (folder.sharesFlushes)
         access_->writeAhead();
 }
 
 void LevelFileKeeper::Operation::makeAccess() {
     access_.emplace(
-        key_.second, group_, path(),
+        key_.second, group_, file_,
         [this](const NodePtr&, const std::filesystem::path&, std::string_view, SaveOutcome& outcome) {
             auto bytes = makeImage();
             outcome = image_.outcome;
@@ -246,16 +291,16 @@ void LevelFileKeeper::Operation::makeAccess() {
         },
         keeper_.holdsMoreThanTheTree(key_));
     access_->onReplacing([this] {
-        isOverrun_ = varnek::files::FileStamp::of(path()) != foundStamp_;
+        isOverrun_ = varnek::files::FileStamp::of(file_) != foundStamp_;
         if (isOverrun_)
             throw std::runtime_error("the file has changed while it was being saved");
         if (image_.replacesDamaged)
-            keepAside(path());
+            keepAside(file_);
         if (keeper_.upgrade_ != nullptr)
-            keeper_.upgrade_->aboutToReplace(path());
+            keeper_.upgrade_->aboutToReplace(file_);
     });
     // What a hook does to the file afterwards is not ours.
-    access_->onReplaced([this] { foundStamp_ = varnek::files::FileStamp::of(path()); });
+    access_->onReplaced([this] { foundStamp_ = varnek::files::FileStamp::of(file_); });
 }
 
 void LevelFileKeeper::Operation::executeSave() {
@@ -267,21 +312,21 @@ void LevelFileKeeper::Operation::executeSave() {
         } catch (...) {
             if (!std::exchange(isOverrun_, false) || overruns == mostOverruns)
                 throw;
-            prepareSave(false); // takes over what has come in between
+            prepareSave({}); // takes over what has come in between
             if (outcome_)
                 return;
         }
     if (outcome == SaveOutcome::saved || outcome == SaveOutcome::unchanged)
         noteSaved();
     const bool isGone = outcome == SaveOutcome::nothingToSave && group_->originLevel() != LevelIndex::session;
-    end(isGone ? removeFile(false) : outcome);
+    end(isGone ? removeFile() : outcome);
 }
 
 std::optional<std::string> LevelFileKeeper::Operation::makeImage() {
     image_ = {};
-    PresentFile present = PresentFile::at(path());
+    PresentFile present = PresentFile::at(file_);
     if (present.state == PresentFile::State::encrypted) {
-        logEncrypted(path());
+        logEncrypted(file_);
         image_.outcome = SaveOutcome::encrypted;
         return std::nullopt;
     }
@@ -321,7 +366,7 @@ std::optional<std::string> LevelFileKeeper::Operation::makeImage() {
 void LevelFileKeeper::Operation::noteSaved() {
     if (!image_.isComplete)
         return;
-    const auto folder = varnek::files::FileStamp::of(path().parent_path());
+    const auto folder = varnek::files::FileStamp::of(file_.parent_path());
     const std::lock_guard lock(keeper_.mutex_);
     FileState& state = keeper_.stateOf(key_);
     state.base = image_.tree;
@@ -336,11 +381,11 @@ void LevelFileKeeper::Operation::noteSaved() {
 
 // ---- removing ----
 
-SaveOutcome LevelFileKeeper::Operation::removeFile(bool isAnnounced) {
+SaveOutcome LevelFileKeeper::Operation::removeFile() {
     if (!isSettingsSavingTurnedOn())
         return SaveOutcome::switchedOff;
-    const auto othersOut = keepOthersOut(path());
-    const PresentFile present = PresentFile::at(path());
+    const auto othersOut = keepOthersOut(file_, false);
+    const PresentFile present = PresentFile::at(file_);
     switch (present.state) {
     case PresentFile::State::absent:
         if (keeper_.isFolderAway(key_))
@@ -348,23 +393,23 @@ SaveOutcome LevelFileKeeper::Operation::removeFile(bool isAnnounced) {
         keeper_.noteAbsent(key_);
         return SaveOutcome::nothingToSave;
     case PresentFile::State::encrypted:
-        logEncrypted(path());
+        logEncrypted(file_);
         return SaveOutcome::encrypted;
     case PresentFile::State::unreadable:
         return SaveOutcome::waitingForRead;
     case PresentFile::State::damaged:
-        setAside(path());
+        setAside(file_);
         break;
     case PresentFile::State::plain:
         if (keeper_.status(key_.first, key_.second).loaded == LoadOutcome::damaged) {
-            setAside(path());
+            setAside(file_);
             break;
         }
-        if (!isAnnounced)
-            VARNEK_LOG(fileLog, info) << "Delete settings file: " << path().string();
+        if (!isRemoval_) // which has been said
+            VARNEK_LOG(fileLog, info) << "Delete settings file: " << file_.string();
         if (keeper_.upgrade_ != nullptr)
-            keeper_.upgrade_->aboutToReplace(path());
-        varnek::files::removeFile(path());
+            keeper_.upgrade_->aboutToReplace(file_);
+        varnek::files::removeFile(file_);
         break;
     }
     keeper_.noteAbsent(key_);

@@ -13,20 +13,20 @@ namespace settings::core::detail {
 
 class LevelFileKeeper::Operation : public FileOperation {
   public:
-    Operation(LevelFileKeeper& keeper, Key key, std::filesystem::path file);
+    enum class Place { inQueue, inCaller };
+
+    Operation(LevelFileKeeper& keeper, Key key, std::filesystem::path file, Place place);
     ~Operation() override;
 
-    void prepare(bool ahead) final;
-    void flush() noexcept final;
-    bool execute() final;
-    void finish() final;
+    void begin() override;
+    void prepare(const FolderTurn& folder) override;
+    void flush() noexcept override;
+    bool execute() override;
+    void finish() override;
+    void tell() override;
 
     /// Whether it had the turn and met a request.
     bool hasRun() const noexcept { return hasRun_; }
-
-  protected:
-    /// What the first line in the log says of it.
-    virtual const char* announcement() const = 0;
 
   private:
     /// What the save learned about the file; it counts once the save has succeeded.
@@ -39,28 +39,33 @@ class LevelFileKeeper::Operation : public FileOperation {
         SaveOutcome outcome = SaveOutcome::unchanged; // when there are no bytes to write
     };
 
-    bool begin();
+    void takeRequest();
+    void leaveQueue() noexcept;
+    void announce() const;
     NodePtr groupToSave();
     /// Runs a step; what it raises ends the operation.
     template <class Step>
     void attempt(Step&& step);
     void end(SaveOutcome outcome, std::string message = {});
 
-    void prepareSave(bool ahead);
+    void prepareSave(const FolderTurn& folder);
     void executeSave();
     void makeAccess();
     std::optional<std::string> makeImage();
     void noteSaved();
-    SaveOutcome removeFile(bool isAnnounced);
+    SaveOutcome removeFile();
     bool refuseEncrypted();
 
     LevelFileKeeper& keeper_;
     const boost::shared_ptr<LevelFileKeeper> alive_; // of a keeper that is shared
     const Key key_;
     std::optional<Turn> turn_;
-    std::uint64_t taken_ = 0; // number of the last request that it meets
+    std::filesystem::path file_; // where it is now
+    bool isQueued_ = false;      // counts among the operations that wait
+    std::uint64_t taken_ = 0;    // number of the last request that it meets
     bool hasRun_ = false;
-    NodePtr group_; // none: the file is to go
+    bool isRemoval_ = false; // the file is to go
+    NodePtr group_;          // none: the file is to go
     std::unique_ptr<varnek::files::FolderLock> othersOut_;
     std::optional<PrefdirFileAccess> access_;
     Image image_;
@@ -69,22 +74,6 @@ class LevelFileKeeper::Operation : public FileOperation {
     std::optional<SaveOutcome> outcome_;  // once it is known how it ended
     std::string message_;                 // of a failure
     LateEvents events_;                   // of what was taken over from the file
-};
-
-class LevelFileKeeper::WriteOperation final : public Operation {
-  public:
-    using Operation::Operation;
-
-  private:
-    const char* announcement() const override { return "Save settings file: "; }
-};
-
-class LevelFileKeeper::DeleteOperation final : public Operation {
-  public:
-    using Operation::Operation;
-
-  private:
-    const char* announcement() const override { return "Delete settings file: "; }
 };
 
 } // namespace settings::core::detail

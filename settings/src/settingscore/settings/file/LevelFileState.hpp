@@ -29,7 +29,7 @@ struct LevelFileKeeper::FileState {
     NodePtr group;                                 // whose values are to be saved; empty: the file is to go
     std::uint64_t requested = 0;                   // number of the last request
     std::uint64_t attempted = 0;                   // number of the last request that a pass has taken up
-    bool isQueued = false;                         // an operation waits for the writer thread
+    int queued = 0;                                // operations that the writer thread has and not begun
     bool isBusy = false;                           // somebody has the turn
     bool isLeftToOthers = false;                   // a request that could not wait for it
     bool isUpgraded = false;                       // since the file was read, and not saved yet

@@ -49,6 +49,7 @@ void OrderedWorkQueueImpl::start() {
         throw;
     }
     ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    isStarted_ = true;
 }
 
 /// Waits for room, in the order of arrival.
@@ -76,7 +77,7 @@ std::future<void> OrderedWorkQueueImpl::push(Work work) {
     Task task(std::move(work));
     std::future<void> done = task.get_future();
     std::unique_lock lock(mutex_);
-    if (!worker_.joinable())
+    if (!isStarted_)
         start();
     if (!isWorker())
         takeTurn(lock);
@@ -118,9 +119,19 @@ void OrderedWorkQueueImpl::run() {
             itemTaken_.notify_all();
         }
         if (!task.valid())
-            return;
+            break;
         task();
     }
+    const std::lock_guard lock(mutex_);
+    isEnded_ = true;
+    ended_.notify_all();
+}
+
+void OrderedWorkQueueImpl::waitForEnd() {
+    while (pushesInProgress_ != 0) // the end waits for them as well
+        std::this_thread::yield();
+    std::unique_lock lock(mutex_);
+    ended_.wait(lock, [this] { return !isStarted_ || isEnded_; });
 }
 
 } // namespace settings::core::detail

@@ -49,6 +49,8 @@ class OrderedWorkQueueImpl final : public OrderedWorkQueue {
     std::future<void> push(Work work) override;
     void terminate(bool wait) override;
 
+    /// After terminate(): waits until the thread has ended. Not for the worker.
+    void waitForEnd();
     /// Whether the calling thread is the worker.
     bool isWorker() const noexcept { return workerId_ == std::this_thread::get_id(); }
 
@@ -69,6 +71,9 @@ class OrderedWorkQueueImpl final : public OrderedWorkQueue {
     std::mutex mutex_;
     std::condition_variable itemStored_;
     std::condition_variable itemTaken_;
+    std::condition_variable ended_;
+    bool isStarted_ = false;
+    bool isEnded_ = false;
     std::deque<Task> items_; // an invalid task ends the thread
     std::uint64_t nextTicket_ = 0;
     std::uint64_t servedTickets_ = 0;

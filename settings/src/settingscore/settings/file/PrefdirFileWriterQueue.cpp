@@ -7,8 +7,9 @@
 #include "varnek/files/Folder.hpp"
 #include "varnek/files/FolderLock.hpp"
 
+#include <sys/resource.h>
+
 #include <algorithm>
-#include <stdexcept>
 #include <system_error>
 #include <thread>
 
@@ -18,25 +19,31 @@ namespace {
 
 constexpr char threadName[] = "PrefdirWriter";
 constexpr std::size_t queueCapacity = 64;
-/// Files that wait for the disk together; each holds three descriptors meanwhile.
+/// Files that wait for the disk together.
 constexpr std::size_t filesAtOnce = 128;
+/// Each of them holds three descriptors meanwhile; most of those of the process are left to others.
+constexpr std::size_t descriptorsPerFile = 3;
 /// Threads that wait for the disk at the same time.
 constexpr std::size_t flushesAtOnce = 16;
 
+using Operation = std::unique_ptr<FileOperation>;
+
+std::size_t mostAtOnce() noexcept {
+    rlimit limit{};
+    if (::getrlimit(RLIMIT_NOFILE, &limit) != 0)
+        return 1;
+    const auto allowed = static_cast<std::size_t>(limit.rlim_cur) / (4 * descriptorsPerFile);
+    return std::clamp<std::size_t>(allowed, 1, filesAtOnce);
+}
+
 /// Runs one step; nothing that it raises keeps the others from running.
 template <class Step>
-void guarded(Step&& step) {
+void guarded(Step&& step) noexcept {
     try {
         step();
     } catch (...) {
         VARNEK_LOG(fileLog, error) << "Exception caught: " << causeOfCurrentException();
     }
-}
-
-void runAlone(FileOperation& operation) {
-    guarded([&] { operation.prepare(false); });
-    guarded([&] { operation.execute(); });
-    guarded([&] { operation.finish(); });
 }
 
 void flush(const std::filesystem::path& folder) {
@@ -48,39 +55,64 @@ void flush(const std::filesystem::path& folder) {
 }
 
 /// One after the other each would wait for the disk by itself; those that wait at the same time share it.
-void flushTogether(std::span<const std::unique_ptr<FileOperation>> operations) {
+void flushTogether(std::span<const Operation> operations) {
     std::atomic<std::size_t> next{0};
     const auto work = [&] {
         for (std::size_t i = next++; i < operations.size(); i = next++)
             operations[i]->flush();
     };
     std::vector<std::jthread> helpers;
-    try {
+    guarded([&] { // fewer do as well
         while (helpers.size() + 1 < std::min(operations.size(), flushesAtOnce))
             helpers.emplace_back(work);
-    } catch (const std::system_error&) { // fewer do as well
-    }
+    });
     work();
 }
 
-void runTogether(const std::filesystem::path& folder,
-                 std::span<const std::unique_ptr<FileOperation>> operations) {
-    {
+void runTogether(const std::filesystem::path& folder, std::span<const Operation> operations,
+                 const FolderTurn& turn) {
+    for (const Operation& operation : operations)
+        guarded([&] { operation->prepare(turn); });
+    flushTogether(operations);
+    bool isToBeFlushed = false;
+    for (const Operation& operation : operations)
+        guarded([&] { isToBeFlushed = operation->execute() || isToBeFlushed; });
+    if (isToBeFlushed)
+        flush(folder);
+}
+
+void runOnFolder(const std::filesystem::path& folder, std::span<const Operation> operations, bool mayShare) {
+    for (const Operation& operation : operations)
+        guarded([&] { operation->begin(); });
+    guarded([&] {
+        std::error_code ignored;
         const varnek::files::FolderLock othersOut(folder);
-        for (const auto& operation : operations)
-            guarded([&] { operation->prepare(true); });
-        flushTogether(operations);
-        bool isToBeFlushed = false;
-        for (const auto& operation : operations)
-            guarded([&] { isToBeFlushed = operation->execute() || isToBeFlushed; });
-        if (isToBeFlushed)
-            flush(folder);
-    }
-    for (const auto& operation : operations)
+        const FolderTurn turn{mayShare && operations.size() > 1 &&
+                                  std::filesystem::is_directory(folder, ignored),
+                              !othersOut.isHeld()};
+        if (turn.sharesFlushes)
+            return runTogether(folder, operations, turn);
+        for (const Operation& operation : operations) {
+            guarded([&] { operation->prepare(turn); });
+            guarded([&] { operation->execute(); });
+        }
+    });
+    for (const Operation& operation : operations) // also of those that did not get that far
         guarded([&] { operation->finish(); });
 }
 
 } // namespace
+
+void PrefdirFileWriterQueue::runAlone(FileOperation& operation) noexcept {
+    {
+        const std::lock_guard lock(passMutex_);
+        guarded([&] { operation.begin(); });
+        guarded([&] { operation.prepare({}); });
+        guarded([&] { operation.execute(); });
+        guarded([&] { operation.finish(); });
+    }
+    guarded([&] { operation.tell(); });
+}
 
 PrefdirFileWriterQueue::PrefdirFileWriterQueue(std::chrono::milliseconds delay)
     : delay_(delay), queue_(threadName, queueCapacity) {}
@@ -112,9 +144,8 @@ void PrefdirFileWriterQueue::request(std::unique_ptr<FileOperation> operation) {
     bool isToBeWoken = false;
     {
         const std::lock_guard lock(mutex_);
-        auto& pending = pending_[std::string(levelName(operation->level()))][operation->path().native()];
-        if (pending != nullptr && pending->owner() != operation->owner())
-            operation->runAfter(std::move(pending));
+        auto& pending = pending_[std::string(levelName(operation->level()))]
+                                [{operation->path().native(), operation->owner()}];
         std::swap(pending, operation); // the one before is let go without the lock
         isToBeWoken = !std::exchange(isWoken_, true);
     }
@@ -124,8 +155,11 @@ void PrefdirFileWriterQueue::request(std::unique_ptr<FileOperation> operation) {
 
 void PrefdirFileWriterQueue::wakeUp() {
     try {
-        queue_.push([this] { processFileIo(); });
-    } catch (const std::runtime_error&) { // terminated, or the system has no thread to give
+        queue_.push([this] {
+            waitForTheBurst();
+            processFileIo();
+        });
+    } catch (const std::exception&) { // terminated, or the system has no thread or memory to give
         processFileIo();
     }
 }
@@ -137,50 +171,46 @@ void PrefdirFileWriterQueue::waitForTheBurst() {
     hurried_.wait_for(lock, delay_, [this] { return isHurried_ || !isRunning_; });
 }
 
-PrefdirFileWriterQueue::Operations PrefdirFileWriterQueue::takePending() {
-    Operations operations;
-    const std::lock_guard lock(mutex_);
-    isWoken_ = false;
-    isHurried_ = false;
-    for (auto& [level, files] : pending_)
-        for (auto& [path, operation] : files) {
-            const std::size_t first = operations.size();
-            for (; operation != nullptr; operation = operations.back()->takeBefore())
-                operations.push_back(std::move(operation));
-            std::reverse(operations.begin() + static_cast<std::ptrdiff_t>(first), operations.end());
-        }
-    pending_.clear();
-    return operations;
-}
-
-void PrefdirFileWriterQueue::processFileIo() {
-    waitForTheBurst();
+void PrefdirFileWriterQueue::processFileIo() noexcept {
     VARNEK_LOG(fileLog, info) << "Process the File I/O";
-    Operations operations = takePending();
-    run(operations);
+    Levels levels;
+    {
+        const std::lock_guard lock(mutex_);
+        isWoken_ = false;
+        isHurried_ = false;
+        levels.swap(pending_);
+    }
+    const bool mayShare = defaultHookWrites();
+    for (auto& [level, files] : levels)
+        while (!files.empty()) {
+            std::vector<Operation> operations; // on one folder, each on a file of its own
+            guarded([&] {
+                const std::filesystem::path folder = files.begin()->second->path().parent_path();
+                const auto belongs = [&](const FileOperation& operation) {
+                    return operation.path().parent_path() == folder &&
+                           (operations.empty() || operations.back()->path() != operation.path());
+                };
+                const std::size_t most = mostAtOnce();
+                operations.reserve(most);
+                while (!files.empty() && operations.size() < most && belongs(*files.begin()->second))
+                    operations.push_back(std::move(files.extract(files.begin()).mapped()));
+                const std::lock_guard lock(passMutex_);
+                runOnFolder(folder, operations, mayShare);
+            });
+            for (const Operation& operation : operations)
+                guarded([&] { operation->tell(); });
+            if (operations.empty()) // no memory for several
+                runAlone(*files.extract(files.begin()).mapped());
+        }
 }
 
-void PrefdirFileWriterQueue::run(Operations& operations) {
-    const bool mayShare = defaultHookWrites();
-    auto first = operations.begin();
-    while (first != operations.end()) {
-        const std::filesystem::path folder = (*first)->path().parent_path();
-        const auto isElsewhere = [&, previous = static_cast<FileOperation*>(nullptr)](
-                                     const std::unique_ptr<FileOperation>& operation) mutable {
-            const bool isSameFile = previous != nullptr && previous->path() == operation->path();
-            previous = operation.get();
-            return isSameFile || operation->path().parent_path() != folder;
-        };
-        const auto most = first + std::min<std::ptrdiff_t>(operations.end() - first, filesAtOnce);
-        const auto last = std::find_if(first, most, isElsewhere);
-        std::error_code ignored;
-        if (mayShare && last - first > 1 && std::filesystem::is_directory(folder, ignored))
-            runTogether(folder, {first, last});
-        else
-            std::for_each(first, last, [](const auto& operation) { runAlone(*operation); });
-        std::for_each(first, last, [](auto& operation) { operation.reset(); });
-        first = last;
+void PrefdirFileWriterQueue::processWhatIsLeft() noexcept {
+    {
+        const std::lock_guard lock(mutex_);
+        if (pending_.empty())
+            return;
     }
+    processFileIo();
 }
 
 // ---- waiting ----
@@ -196,25 +226,47 @@ void PrefdirFileWriterQueue::hurry() {
 }
 
 void PrefdirFileWriterQueue::waitForAll() {
-    if (queue_.isWorker())
+    if (isWorker())
         return;
-    hurry();
+    {
+        const std::lock_guard lock(mutex_);
+        isHurried_ = true;
+    }
+    hurried_.notify_all();
     try {
-        queue_.push([] {}).wait();
-    } catch (const std::runtime_error&) { // terminated: whoever did it waits, and requests run in the caller
+        // A pass, not a mere mark: whoever made the last request may not have pushed his yet.
+        queue_.push([this] { processWhatIsLeft(); }).wait();
+    } catch (const std::exception&) {
+        waitForEnd();
     }
 }
 
+void PrefdirFileWriterQueue::waitForEnd() {
+    if (isWorker())
+        return;
+    queue_.waitForEnd();
+    processWhatIsLeft(); // of a request that found the queue closed in between
+}
+
 void PrefdirFileWriterQueue::terminate(bool wait) {
-    const bool isWorker = queue_.isWorker();
     {
         const std::lock_guard lock(mutex_);
         isRunning_ = false;
     }
     hurried_.notify_all();
     queue_.terminate(wait);
-    if (wait && !isWorker)
-        processFileIo(); // of a request that found the queue closed in between
+    if (wait)
+        waitForEnd();
+}
+
+void PrefdirFileWriterQueue::holdPasses() {
+    if (!isWorker())
+        passMutex_.lock();
+}
+
+void PrefdirFileWriterQueue::releasePasses() {
+    if (!isWorker())
+        passMutex_.unlock();
 }
 
 } // namespace settings::core::detail

@@ -2,11 +2,13 @@
 ///
 /// Requests for a file that arrive while another one waits take its place, so that a burst of changes costs
 /// one write; a pass waits for a moment before it begins, so that it finds the whole burst, unless somebody
-/// waits for it. A pass runs what is pending in the order of levels and paths. Where the default save hook
-/// writes, the operations on one folder wait for the disk together; else each runs from beginning to end.
+/// waits for it. A pass runs what is pending in the order of levels and paths, folder by folder: the files of
+/// the folder's operations are nobody else's meanwhile, and other processes are kept out of the folder. Where
+/// the default save hook writes, they wait for the disk together.
 ///
-/// Thread-safe. The mutex (rank "file writer") guards the pending operations; nothing runs while it is held.
-/// A request never waits for the disk: at most one pass is queued besides the one that runs.
+/// Thread-safe. Two locks: passMutex_ (rank "file writer pass", recursive) is held while operations run, so
+/// that one pass runs at a time, whoever runs it; mutex_ (rank "file writer") guards the pending operations.
+/// Events are told under neither. A request does not wait for the disk while there is a thread.
 #pragma once
 
 #include "settingscore/settings/file/FileOperation.hpp"
@@ -20,6 +22,7 @@
 #include <mutex>
 #include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace settings::core::detail {
@@ -33,8 +36,8 @@ class PrefdirFileWriterQueue {
     /// Terminates and waits, unless that has happened.
     ~PrefdirFileWriterQueue();
 
-    /// The file is to be written. Once the queue has been terminated the caller runs the operation itself,
-    /// with what else is pending.
+    /// The file is to be written. Once the queue has been terminated, or when no thread can be had, the
+    /// caller runs what is pending itself.
     void requestFileUpdate(std::unique_ptr<FileOperation> operation);
     /// The file is to go.
     void requestDeleteFile(std::unique_ptr<FileOperation> operation);
@@ -43,28 +46,41 @@ class PrefdirFileWriterQueue {
 
     /// The pass that waits begins at once. Does not wait for it.
     void hurry();
-    /// Returns when the passes have run that were requested before; at once when the worker itself asks.
+    /// Returns when everything has been tried that was requested before; at once when the worker itself asks.
     void waitForAll();
-    /// No thread from now on; with `wait` everything requested before is written when this returns, unless
-    /// the worker itself calls. As OrderedWorkQueue::terminate.
+    /// No thread from now on; with `wait` everything requested before has been tried when this returns,
+    /// unless the worker itself calls. As OrderedWorkQueue::terminate.
     void terminate(bool wait);
+    /// After somebody has called terminate(): waits until the thread has ended and nothing is pending. At
+    /// once for the worker.
+    void waitForEnd();
     /// Whether there is a thread to hand work to.
     bool isRunning() const noexcept { return isRunning_; }
+    /// Whether the calling thread is the worker.
+    bool isWorker() const noexcept { return queue_.isWorker(); }
+
+    /// Between these no operation runs, for a fork: the child inherits none that is half done. On the worker
+    /// they do nothing.
+    void holdPasses();
+    void releasePasses();
 
   private:
-    using Operations = std::vector<std::unique_ptr<FileOperation>>;
+    /// By path and owner.
+    using Files = std::map<std::pair<std::string, const void*>, std::unique_ptr<FileOperation>>;
+    using Levels = std::map<std::string, Files, std::less<>>;
 
     void request(std::unique_ptr<FileOperation> operation);
     void wakeUp();
     void waitForTheBurst();
-    void processFileIo();
-    Operations takePending();
-    static void run(Operations& operations);
+    void processFileIo() noexcept;
+    void processWhatIsLeft() noexcept;
+    void runAlone(FileOperation& operation) noexcept;
 
     const std::chrono::milliseconds delay_;
+    std::recursive_mutex passMutex_;
     std::mutex mutex_;
     std::condition_variable hurried_;
-    std::map<std::string, std::map<std::string, std::unique_ptr<FileOperation>>, std::less<>> pending_;
+    Levels pending_;
     bool isWoken_ = false;   // a pass waits in the queue
     bool isHurried_ = false; // and is not to wait for more
     std::atomic<bool> isRunning_{true};

@@ -11,7 +11,7 @@ namespace settings::core::detail {
 struct SettingsFileAccess::Ahead {
     std::optional<varnek::files::FileReplacement> replacement; // none: the file is to stay as it is
     SaveOutcome outcome = SaveOutcome::none;                   // then
-    std::exception_ptr failure;
+    std::exception_ptr failure;                                // of the flush
 };
 
 SettingsFileAccess::SettingsFileAccess(std::filesystem::path filePath) : filePath_(std::move(filePath)) {}
@@ -19,17 +19,16 @@ SettingsFileAccess::~SettingsFileAccess() = default;
 
 void SettingsFileAccess::writeAhead() noexcept {
     try {
-        ahead_ = std::make_unique<Ahead>();
+        auto ahead = std::make_unique<Ahead>();
         if (const auto bytes = content()) {
-            ahead_->replacement.emplace(filePath_, varnek::files::ReplacementOptions{
-                                                       .temporaryDirectoryRoot = {}, .mode = fileMode()});
-            ahead_->replacement->write(*bytes);
-            ahead_->replacement->beginFlush();
+            ahead->replacement.emplace(filePath_, varnek::files::ReplacementOptions{
+                                                      .temporaryDirectoryRoot = {}, .mode = fileMode()});
+            ahead->replacement->write(*bytes);
+            ahead->replacement->beginFlush();
         }
-        ahead_->outcome = outcome_;
-    } catch (...) {
-        if (ahead_ != nullptr) // else writeTo() starts from the beginning
-            ahead_->failure = std::current_exception();
+        ahead->outcome = outcome_;
+        ahead_ = std::move(ahead);
+    } catch (...) { // writeTo() begins anew: there may be room, or a descriptor, by then
     }
 }
 

@@ -45,8 +45,8 @@ class SettingsFileAccess {
     /// default save hook does. varnek::files::FileError, and what content() raises.
     void writeTo(const std::filesystem::path& path);
     /// Makes content() now and lets it start on its way to the disk; writeTo() then has only to put it in
-    /// place, and the folder is left for the caller to flush. Raises nothing: writeTo() reports what went
-    /// wrong.
+    /// place, and the folder is left for the caller to flush. Raises nothing: where it fails, writeTo()
+    /// begins anew.
     void writeAhead() noexcept;
     /// Waits until that is on the disk. Raises nothing either; one thread at a time, not necessarily the
     /// same.

@@ -3,6 +3,7 @@
 #include "settingscore/settings/file/FileLog.hpp"
 
 #include <atomic>
+#include <exception>
 
 namespace settings::core {
 
@@ -18,6 +19,11 @@ void turnOnSettingsSaving() noexcept {
 }
 
 void turnOffSettingsSaving() noexcept {
+    try {
+        waitForSettingsSaves(); // of what was changed while saving was on
+    } catch (const std::exception& failure) {
+        VARNEK_LOG(detail::fileLog, error) << failure.what();
+    }
     VARNEK_LOG(detail::fileLog, info) << "Turn off Settings Save";
     savingIsOn.exchange(false);
 }

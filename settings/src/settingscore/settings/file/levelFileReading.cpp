@@ -217,7 +217,7 @@ LoadOutcome LevelFileKeeper::loadLevel(const NodePtr& topLevelGroup, LevelIndex 
     LateEvents events;
     inTurn(key, [&] { readForTheFolder(key, topLevelGroup, events, telling); });
     events.tell();
-    adoptLeftovers(topLevelGroup);
+    adoptLeftovers(topLevelGroup, telling == Telling::yes);
     followUpgrades(topLevelGroup);
     return status(key.first, level).loaded;
 }
@@ -232,7 +232,7 @@ void LevelFileKeeper::loadUserSettings(const NodePtr& topLevelGroup) {
             readForTheFolder(key, topLevelGroup, events, Telling::yes);
     });
     events.tell();
-    adoptLeftovers(topLevelGroup);
+    adoptLeftovers(topLevelGroup, true);
     followUpgrades(topLevelGroup);
 }
 

@@ -25,15 +25,25 @@ void endWriter() noexcept {
         return;
     try {
         queue->terminate(true);
-    } catch (const std::exception& failure) { // somebody has done it already
-        VARNEK_LOG(fileLog, debug) << failure.what();
+    } catch (const std::exception&) { // somebody has begun to: what is pending is written before this returns
+        queue->waitForEnd();
     }
+}
+
+void beforeFork() {
+    if (PrefdirFileWriterQueue* const queue = writer)
+        queue->holdPasses();
+}
+
+void afterForkHere() {
+    if (PrefdirFileWriterQueue* const queue = writer)
+        queue->releasePasses();
 }
 
 void start() {
     writer = new PrefdirFileWriterQueue;
     std::atexit(endWriter);
-    ::pthread_atfork(nullptr, nullptr, [] { writer = nullptr; }); // the child has no such thread
+    ::pthread_atfork(beforeFork, afterForkHere, [] { writer = nullptr; }); // the child has no such thread
 }
 
 } // namespace
@@ -51,6 +61,7 @@ void waitForSettingsSaves() {
 }
 
 void endSettingsWriter() {
+    detail::prefdirWriter(); // so that none is started later
     detail::endWriter();
 }
 

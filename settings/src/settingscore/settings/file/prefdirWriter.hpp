@@ -5,8 +5,9 @@
 
 namespace settings::core::detail {
 
-/// Made on first use, drained and ended at the exit of the process. Null in a child process that goes on
-/// after fork(): saves run in the caller there. Thread-safe.
+/// Made on first use, drained and ended at the exit of the process. A fork() waits for the pass that runs, so
+/// that the child inherits no half-done save; a child that goes on has no writer (null), and saves run in the
+/// caller there. Thread-safe.
 PrefdirFileWriterQueue* prefdirWriter();
 
 } // namespace settings::core::detail
