@@ -5,7 +5,6 @@
 #include "settingscore/SettingsSaving.hpp"
 
 #include <cstdio>
-#include <cstdlib>
 #include <fstream>
 #include <string_view>
 
@@ -69,7 +68,6 @@ int main(int argc, char** argv) {
     if (run.wants("two threads reading"))
         run.add(scalingResults(root));
     run.add(userLevelRows(root));
-    ::unsetenv("SETTINGS_USERDIR"); // the tree has its folders; saves go the way of an application's
     settings::core::turnOnSettingsSaving();
     run.add(saveRows(root, folders.base));
     const std::string text = report(run.results());

@@ -11,7 +11,7 @@
 namespace bench {
 
 Contestant qsettingsRead() {
-    const std::string folder = std::getenv("SETTINGS_USERDIR"); // removed with the other data
+    const std::string folder = std::getenv("VARNEK_PREFDIR"); // removed with the other data
     const auto user =
         std::make_shared<QSettings>(QString::fromStdString(folder + "/bench-user.ini"), QSettings::IniFormat);
     const auto defaults = std::make_shared<QSettings>(QString::fromStdString(folder + "/bench-default.ini"),

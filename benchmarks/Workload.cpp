@@ -39,7 +39,8 @@ std::string settingName(int index) {
 Folders::Folders() {
     std::string pattern = (std::filesystem::temp_directory_path() / "settings-bench-XXXXXX").string();
     base = ::mkdtemp(pattern.data());
-    for (const char* variable : {"SETTINGS_USERDIR", "SETTINGS_INSTALLATIONDIR", "SETTINGS_FACTORYDIR"}) {
+    ::unsetenv("SETTINGS_USERDIR"); // personal files are saved as in an application
+    for (const char* variable : {"VARNEK_PREFDIR", "SETTINGS_INSTALLATIONDIR", "SETTINGS_FACTORYDIR"}) {
         std::filesystem::create_directory(base / variable);
         ::setenv(variable, (base / variable).c_str(), 1);
     }
