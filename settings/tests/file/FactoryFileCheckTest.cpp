@@ -177,6 +177,9 @@ TEST_F(FactoryFileChecks, DefinitionsOfTwoReleases) {
         {", \"value\": 1", ", \"value\": 2", "- defaultValue e.s: the default was 1, it is 2 now\n"},
         {"", ", \"value\": 2", "- defaultValue e.s: the default was nothing, it is 2 now\n"},
         {", \"value\": 1", "", "! defaultValue e.s: the default was 1, there is none now\n"},
+        {R"(, "language": "C", "packageName": "p", "runtimeDefaultFcn": "g")", "",
+         "! defaultValue e.s: the default was computed, there is none now\n"
+         "- function e.s: has another run-time default\n"},
         {", \"value\": 1", ", \"value\": \"x\"",
          "! type e.s: the default was of class double, it is of class char now\n"
          "- defaultValue e.s: the default was 1, it is \"x\" now\n"},

@@ -453,6 +453,21 @@ TEST_F(FileManager, FactoryFilesComeTogetherAsWell) {
     EXPECT_EQ("ValueIsNotInRange", failureOf([&] { fontOf(both)->set("size", 80.0, "factory"); }));
 }
 
+/// Of one group, and still two kinds of file: one in the other's place would destroy it.
+TEST_F(FileManager, DefinitionsAndValuesDoNotReplaceEachOther) {
+    made().save();
+    const auto refused = [&](const char* level) {
+        const std::string before = bytesOf(file);
+        auto manager = SettingsFileManager::create(file, level, false, "editor");
+        EXPECT_EQ("SettingsFileNotWritten", failureOf([&] { manager.save(); })) << level;
+        EXPECT_EQ(before, bytesOf(file)) << level;
+    };
+    refused("installation");
+    std::filesystem::remove(file);
+    SettingsFileManager::create(file, "installation", false, "editor").save();
+    refused("factory");
+}
+
 TEST_F(FileManager, AFileThatIsAnotherOneByNow) {
     made().save();
     {

@@ -164,7 +164,7 @@ class Comparison {
             compareAliases(aliasOf(before), aliasOf(now), name);
             return;
         }
-        compareValues(before.value, now.value, hasRunTimeDefault(now), name);
+        compareValues(before, now, name);
         compareRanges(before, now, name);
         compareFunctions(before, now, name);
     }
@@ -183,7 +183,12 @@ class Comparison {
 
     using Shaped = std::pair<varnek::data::Array, bool>;
 
-    void compareValues(const Shaped& before, const Shaped& now, bool isComputed, const std::string& name) {
+    void compareValues(const SettingRecord& was, const SettingRecord& is, const std::string& name) {
+        const Shaped& before = was.value;
+        const Shaped& now = is.value;
+        const bool isComputed = hasRunTimeDefault(is);
+        if (now.first.isVoid() && before.first.isVoid() && hasRunTimeDefault(was) && !isComputed)
+            fail(FindingKind::defaultValue, name, "the default was computed, there is none now");
         if (before.first == now.first && before.second == now.second)
             return;
         if (now.first.isVoid()) {

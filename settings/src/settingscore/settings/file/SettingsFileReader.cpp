@@ -179,8 +179,12 @@ SettingsFileContent readSettingsFile(const std::filesystem::path& file, FileUse 
     return readSettingsPackage(package, file, use);
 }
 
+bool holdsDefinitions(const opc::model::Package& package) {
+    return FileSystemManager(package).hasEntry(std::u16string(keys::upgradersPart));
+}
+
 void requireKind(const opc::model::Package& package, const std::filesystem::path& file, bool definitions) {
-    const bool hasDefinitions = FileSystemManager(package).hasEntry(std::u16string(keys::upgradersPart));
+    const bool hasDefinitions = holdsDefinitions(package);
     if (hasDefinitions == definitions)
         return;
     const char* rule = hasDefinitions ? "is a factory file: it holds definitions, not the values of a level"

@@ -25,6 +25,9 @@ SettingsFileContent readSettingsFile(const std::filesystem::path& file, FileUse 
 SettingsFileContent readSettingsPackage(opc::model::Package& package, const std::filesystem::path& file,
                                         FileUse use);
 
+/// Whether a settings file holds definitions; else it holds the values of a level.
+bool holdsDefinitions(const opc::model::Package& package);
+
 /// ErrorReadingSettingsData for an open package that holds values where definitions are asked for, or
 /// definitions where values are: saving one as the other would lose most of it.
 void requireKind(const opc::model::Package& package, const std::filesystem::path& file, bool definitions);

@@ -87,8 +87,8 @@ std::optional<std::string> groupIn(const opc::model::Package& package, const std
 }
 
 /// The path is a user's choice, and perhaps a slip of the hand.
-void checkReplaceable(const PresentFile& present, const std::filesystem::path& file,
-                      const std::string& group) {
+void checkReplaceable(const PresentFile& present, const std::filesystem::path& file, const std::string& group,
+                      LevelIndex level) {
     const std::string name = '"' + file.string() + "\": ";
     const std::string notOurs = name + "the file is there already and is no settings file";
     switch (present.state) {
@@ -111,6 +111,12 @@ void checkReplaceable(const PresentFile& present, const std::filesystem::path& f
         if (*owner != group)
             throwNotWritten(file, name + "the file is there already and holds the settings of \"" +
                                       varnek::files::shownName(*owner) + "\", not of \"" + group + "\"");
+        const bool areDefinitions = holdsDefinitions(*present.package);
+        if (areDefinitions != (level == LevelIndex::factory))
+            throwNotWritten(file,
+                            name + (areDefinitions
+                                        ? "the file is there already and holds definitions, not values"
+                                        : "the file is there already and holds values, not definitions"));
     }
     }
 }
@@ -134,7 +140,7 @@ void SettingsFileWriter::write(SettingsFileContent content, LevelIndex level,
                                const std::filesystem::path& file, std::optional<unsigned> mode) {
     const PresentFile present = PresentFile::at(file);
     try {
-        checkReplaceable(present, file, content.tree.name);
+        checkReplaceable(present, file, content.tree.name, level);
         const auto bytes = fileImage(content, level, present);
         if (bytes)
             varnek::files::replaceFile(file, *bytes,
