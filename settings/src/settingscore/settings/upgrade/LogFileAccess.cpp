@@ -82,7 +82,8 @@ void logReleaseCompatResults(const std::filesystem::path& folder, const std::str
     if (results.isEmpty())
         return;
     try {
-        const varnek::files::FolderLock othersOut(folder);
+        // Without the lock at worst another process's results are missing in the log.
+        const varnek::files::FolderLock othersOut(folder, std::chrono::milliseconds(500));
         LogFileAccess access(folder, group, results);
         VARNEK_LOG(fileLog, info) << access.description();
         saveSettingsFile(access);

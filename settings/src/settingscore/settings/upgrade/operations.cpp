@@ -51,9 +51,10 @@ class MoveOperation final : public ReleaseCompatOperation {
             moveValue(from, {tree, to});
             return ResultStatus::succeeded;
         }
+        const auto place = tree.others().open(tree, to);
         VARNEK_LOG(upgradeLog, info) << "SRC: Moving a value between top level nodes from " << from.fullName
                                      << " to " << to;
-        if (const auto place = tree.others().open(tree, to))
+        if (place)
             moveValue(from, *place);
         else
             tree.erase(from.fullName); // a later change has removed it there
