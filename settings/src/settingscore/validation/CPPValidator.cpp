@@ -5,7 +5,7 @@
 
 namespace settings::core {
 
-boost::recursive_mutex& CPPValidator::mutex_ = *new boost::recursive_mutex; // never destroyed
+boost::recursive_mutex& CPPValidator::mutex_ = detail::makeLanguageMutex();
 
 void CPPValidator::invokeValidationFunction(const boost::shared_ptr<const Settings>& setting,
                                             const boost::shared_ptr<const Settings>&,

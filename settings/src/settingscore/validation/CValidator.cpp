@@ -8,7 +8,7 @@ namespace settings::core {
 
 using plugin::ValidationFunction;
 
-boost::recursive_mutex& CValidator::mutex_ = *new boost::recursive_mutex; // never destroyed
+boost::recursive_mutex& CValidator::mutex_ = detail::makeLanguageMutex();
 
 CValidator::CValidator(std::string packageName, std::string functionName, NamesOnly)
     : FunctionName(std::move(packageName), std::move(functionName)),

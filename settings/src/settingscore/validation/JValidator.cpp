@@ -7,7 +7,7 @@
 
 namespace settings::core {
 
-boost::recursive_mutex& JValidator::mutex_ = *new boost::recursive_mutex; // never destroyed
+boost::recursive_mutex& JValidator::mutex_ = detail::makeLanguageMutex();
 JValidator::ValProxy& JValidator::valProxy_ = *new ValProxy;
 JValidator::Initializer& JValidator::jValInitializer_ = *new Initializer;
 

@@ -5,9 +5,15 @@
 #include "settingscore/validation/VARNEKFunctionInvoker.hpp"
 #include "varnek/host/LanguageEngine.hpp"
 
+#include <pthread.h>
+
+#include <atomic>
+#include <new>
+#include <vector>
+
 namespace settings::core {
 
-boost::recursive_mutex& VARNEKFunctionInvoker::mutex_ = *new boost::recursive_mutex; // never destroyed
+boost::recursive_mutex& VARNEKFunctionInvoker::mutex_ = detail::makeLanguageMutex();
 VARNEKFunctionInvoker::LoadConfigProxy& VARNEKFunctionInvoker::loadConfigProxy_ = *new LoadConfigProxy;
 
 void VARNEKFunctionInvoker::checkThreadToRun() const {
@@ -30,6 +36,34 @@ VARNEKFunctionInvoker::LoadConfigProxy VARNEKFunctionInvoker::getLoadConfigProxy
 }
 
 namespace detail {
+
+namespace {
+
+std::atomic<unsigned> generation{0};
+
+std::vector<boost::recursive_mutex*>& languageMutexes() {
+    static auto* const all = new std::vector<boost::recursive_mutex*>; // filled while the library is loaded
+    return *all;
+}
+
+void afterForkInChild() {
+    ++generation;
+    for (boost::recursive_mutex* const mutex : languageMutexes())
+        new (mutex) boost::recursive_mutex; // in place: nobody else can refer to the state that was lost
+}
+
+} // namespace
+
+boost::recursive_mutex& makeLanguageMutex() {
+    static const int isRegistered = ::pthread_atfork(nullptr, nullptr, afterForkInChild);
+    static_cast<void>(isRegistered);
+    languageMutexes().push_back(new boost::recursive_mutex);
+    return *languageMutexes().back();
+}
+
+unsigned forkGeneration() noexcept {
+    return generation;
+}
 
 void checkLanguageConditions(const FunctionName& function) {
     if (!varnek::host::isLanguageEngineReady())

@@ -4,7 +4,6 @@
 #include "settingscore/validation/FunctionName.hpp"
 #include "varnek/catalogue/MessageException.hpp"
 
-#include <boost/thread/lock_guard.hpp>
 #include <boost/thread/recursive_mutex.hpp>
 
 #include <string>
@@ -12,7 +11,28 @@
 
 namespace settings::core::detail {
 
-using LanguageLock = boost::lock_guard<boost::recursive_mutex>;
+/// A mutex under which foreign code runs; never destroyed. The child of a fork gets it unlocked: the thread
+/// that held it may not be there, and a lock of the forking thread itself means nothing there.
+boost::recursive_mutex& makeLanguageMutex();
+
+/// How often this process has been forked off another.
+unsigned forkGeneration() noexcept;
+
+/// Holds a mutex of makeLanguageMutex(). One that is older than the process does nothing at its end.
+class LanguageLock {
+  public:
+    explicit LanguageLock(boost::recursive_mutex& mutex) : mutex_(mutex) { mutex_.lock(); }
+    LanguageLock(const LanguageLock&) = delete;
+    LanguageLock& operator=(const LanguageLock&) = delete;
+    ~LanguageLock() {
+        if (generation_ == forkGeneration())
+            mutex_.unlock();
+    }
+
+  private:
+    boost::recursive_mutex& mutex_;
+    const unsigned generation_ = forkGeneration();
+};
 
 /// Puts a function into its slot; what the one before holds is destroyed without the lock.
 template <class Proxy>

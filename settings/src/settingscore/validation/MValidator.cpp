@@ -15,7 +15,7 @@ namespace settings::core {
 using exception::detail::utf16;
 using varnek::data::Array;
 
-boost::recursive_mutex& MValidator::mutex_ = *new boost::recursive_mutex; // never destroyed
+boost::recursive_mutex& MValidator::mutex_ = detail::makeLanguageMutex();
 MValidator::ValProxy& MValidator::valProxyFuncName_ = *new ValProxy;
 
 namespace {

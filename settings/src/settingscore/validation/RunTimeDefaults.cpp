@@ -14,9 +14,9 @@ namespace settings::core {
 using exception::RunTimeFuncInvokingError;
 using varnek::data::Array;
 
-boost::recursive_mutex& CRunTimeDefault::mutex_ = *new boost::recursive_mutex; // none is ever destroyed
-boost::recursive_mutex& MRunTimeDefault::mutex_ = *new boost::recursive_mutex;
-boost::recursive_mutex& JRunTimeDefault::mutex_ = *new boost::recursive_mutex;
+boost::recursive_mutex& CRunTimeDefault::mutex_ = detail::makeLanguageMutex();
+boost::recursive_mutex& MRunTimeDefault::mutex_ = detail::makeLanguageMutex();
+boost::recursive_mutex& JRunTimeDefault::mutex_ = detail::makeLanguageMutex();
 MRunTimeDefault::RuntimeProxy& MRunTimeDefault::runtimeProxyFname_ = *new RuntimeProxy;
 JRunTimeDefault::RuntimeDefaultProxy& JRunTimeDefault::runtimeDefaultProxy_ = *new RuntimeDefaultProxy;
 
