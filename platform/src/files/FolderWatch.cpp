@@ -10,11 +10,13 @@
 #include <signal.h>
 #include <sys/eventfd.h>
 #include <sys/inotify.h>
+#include <unistd.h>
 
 #include <array>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <new>
 #include <set>
 #include <stdexcept>
 #include <system_error>
@@ -57,7 +59,8 @@ class SignalsBlocked {
 
 } // namespace
 
-/// After the constructor everything but `stop` belongs to the thread.
+/// After the constructor everything but `stop` and what follows `isOnFolder` belongs to the thread, which
+/// keeps it until it ends.
 struct FolderWatch::State {
     State(const std::filesystem::path& watched, Listener callee)
         : folder(std::filesystem::absolute(watched).lexically_normal()), listener(std::move(callee)),
@@ -166,22 +169,32 @@ struct FolderWatch::State {
     std::filesystem::path below; // the first part of the way that is missing
     int watch = -1;
     bool isOnFolder = false;
+    const pid_t process = ::getpid(); // a child of fork() has no such thread
     std::thread thread;
 };
 
 FolderWatch::FolderWatch(const std::filesystem::path& folder, Listener listener) {
     if (folder.empty() || !listener)
         throw std::invalid_argument("a folder watch needs a folder and a listener");
-    state_ = std::make_unique<State>(folder, std::move(listener));
+    state_ = std::make_shared<State>(folder, std::move(listener));
     const SignalsBlocked blocked;
-    state_->thread = std::thread([state = state_.get()] { state->run(); });
+    state_->thread = std::thread([state = state_] { state->run(); });
 }
 
 FolderWatch::~FolderWatch() {
+    if (::getpid() != state_->process) {
+        // The child of a fork: nothing to wait for, and the means to stop the thread are shared with the
+        // parent.
+        new (std::nothrow) std::shared_ptr<State>(state_);
+        return;
+    }
     const std::uint64_t one = 1;
     [[maybe_unused]] const auto written =
         detail::uninterrupted([&] { return ::write(state_->stop.get(), &one, sizeof one); });
-    state_->thread.join();
+    if (state_->thread.get_id() == std::this_thread::get_id())
+        state_->thread.detach();
+    else
+        state_->thread.join();
 }
 
 } // namespace varnek::files

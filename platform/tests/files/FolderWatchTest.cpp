@@ -7,9 +7,14 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <chrono>
 #include <condition_variable>
 #include <csignal>
+#include <future>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <set>
@@ -215,6 +220,48 @@ TEST(FolderWatch, EndsAtAnyTimeAndCallsNobodyAfterwards) {
         watch.reset();
     }
     isOver = true;
+}
+
+TEST(FolderWatch, AChildThatEndsItDoesNotWaitAndLeavesTheParentItsOwn) {
+    const TemporaryFolder folder;
+    Told told;
+    std::optional<FolderWatch> watch(std::in_place, folder.path(), told.listener());
+    putContent(folder / "before", "1");
+    ASSERT_TRUE(told.file("before"));
+    const pid_t child = ::fork();
+    if (child == 0) {
+        ::alarm(static_cast<unsigned>(patience.count()));
+        watch.reset();
+        ::_exit(3);
+    }
+    ASSERT_GT(child, 0);
+    int status = 0;
+    ASSERT_EQ(child, ::waitpid(child, &status, 0));
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 3) << status;
+    putContent(folder / "after", "1");
+    EXPECT_TRUE(told.file("after"));
+}
+
+TEST(FolderWatch, AListenerMayEndIt) {
+    const TemporaryFolder folder;
+    Told told;
+    std::promise<std::unique_ptr<FolderWatch>> given;
+    std::promise<void> letGo; // broken when the thread has dropped the listener
+    std::future<void> isLetGo = letGo.get_future();
+    {
+        FolderWatch::Listener listener =
+            [&, tell = told.listener(), watch = given.get_future().share(),
+             last = std::make_shared<std::promise<void>>(std::move(letGo))](const FolderChanges& changes) {
+                const_cast<std::unique_ptr<FolderWatch>&>(watch.get()).reset();
+                tell(changes);
+            };
+        given.set_value(std::make_unique<FolderWatch>(folder.path(), std::move(listener)));
+    }
+    putContent(folder / "first", "1");
+    EXPECT_TRUE(told.file("first"));
+    ASSERT_EQ(std::future_status::ready, isLetGo.wait_for(patience));
+    putContent(folder / "second", "1");
+    EXPECT_EQ(1, told.calls());
 }
 
 TEST(FolderWatch, SignalsGoToOtherThreads) {

@@ -28,7 +28,7 @@ struct FolderChanges {
 class VARNEK_EXPORT FolderWatch {
   public:
     /// Called on the watching thread, one call at a time, without locks. What it throws is logged on the
-    /// channel "varnek::files::FolderWatch" and goes no further. It must not destroy its watch.
+    /// channel "varnek::files::FolderWatch" and goes no further. It may destroy its watch.
     using Listener = std::function<void(const FolderChanges&)>;
 
     /// Whatever changes after the constructor is told. Throws std::invalid_argument for an empty folder or
@@ -36,12 +36,13 @@ class VARNEK_EXPORT FolderWatch {
     FolderWatch(const std::filesystem::path& folder, Listener listener);
     FolderWatch(const FolderWatch&) = delete;
     FolderWatch& operator=(const FolderWatch&) = delete;
-    /// Waits for a running call of the listener; none begins afterwards.
+    /// Waits for a running call of the listener, unless that is the caller; none begins afterwards. In a
+    /// child of fork(), where the watch tells nothing, it does nothing, and the watch of the parent goes on.
     ~FolderWatch();
 
   private:
     struct State;
-    std::unique_ptr<State> state_;
+    std::shared_ptr<State> state_;
 };
 
 } // namespace varnek::files
