@@ -14,6 +14,11 @@
 #include "settingscore/events/UpdatePrefdirEvent.hpp"
 #include "varnek/event/EventManager.hpp"
 
+#include <stdlib.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cstdio>
 #include <memory>
 
 namespace vksettings::java {
@@ -57,13 +62,25 @@ Notice noticeOf(const varnek::event::Event& event) {
     return notice;
 }
 
-thread_local int deliveries = 0; // that this thread is inside of
+thread_local int deliveries = 0;        // that this thread is inside of
+std::atomic<jlong> deliveryOfWriter{0}; // the number of the one it is in, the outermost; 0 for none
+std::atomic<bool> isWriterEnded{false};
 
 struct Delivery {
-    Delivery() { ++deliveries; }
+    Delivery() {
+        if (deliveries++ == 0 && isWriter)
+            deliveryOfWriter = ++count;
+    }
     Delivery(const Delivery&) = delete;
     Delivery& operator=(const Delivery&) = delete;
-    ~Delivery() { --deliveries; }
+    ~Delivery() {
+        if (--deliveries == 0 && isWriter)
+            deliveryOfWriter = 0;
+    }
+
+  private:
+    static inline std::atomic<jlong> count{0};
+    const bool isWriter = isWriterThread();
 };
 
 /// Calls the listener in Java, which contains what it throws. What is left over (no memory for the event, a
@@ -148,6 +165,24 @@ void JNICALL waitForSaves(JNIEnv* env, jclass) {
 /// While the machine still lets threads leave it: the one that writes the files may have called listeners.
 void JNICALL endWriter(JNIEnv* env, jclass) {
     guarded(*env, [] { settings::core::endSettingsWriter(); });
+    isWriterEnded = true;
+}
+
+jlong JNICALL listenerOfWriter(JNIEnv*, jclass) {
+    return deliveryOfWriter;
+}
+
+/// Functions for the exit run in reverse order: before the one of the library, which would wait for the
+/// writer.
+void JNICALL abandonWriter(JNIEnv*, jclass) {
+    ::on_exit(
+        [](int status, void*) {
+            if (isWriterEnded)
+                return;
+            std::fflush(stdout); // not all: another thread may wait for input with the lock of its stream
+            ::_exit(status);
+        },
+        nullptr);
 }
 
 } // namespace
@@ -161,6 +196,8 @@ std::span<const JNINativeMethod> eventMethods() {
         nativeMethod("unwatch", "(J)V", unwatch),
         nativeMethod("waitForSaves", "()V", waitForSaves),
         nativeMethod("endWriter", "()V", endWriter),
+        nativeMethod("listenerOfWriter", "()J", listenerOfWriter),
+        nativeMethod("abandonWriter", "()V", abandonWriter),
     };
     return methods;
 }

@@ -11,6 +11,7 @@ namespace vksettings::java {
 namespace {
 
 std::atomic<JavaVM*> machineOfProcess = nullptr;
+constexpr char writerName[] = "PrefdirWriter";
 pthread_key_t attachedThreads; // its value is the machine that a thread was attached to here
 
 // Runs after the thread's thread_local objects are gone, which may still release references.
@@ -25,9 +26,8 @@ JNIEnv* currentEnvironment(JavaVM& machine) noexcept {
 
 JNIEnv& attachThread(JavaVM& machine) {
     char name[16] = "settings";
-    if (char own[16];
-        pthread_getname_np(pthread_self(), own, sizeof own) == 0 && std::strcmp(own, "PrefdirWriter") == 0)
-        std::strcpy(name, own); // the one that writes the files lives as long as the machine
+    if (isWriterThread())
+        std::strcpy(name, writerName); // lives as long as the machine
     JavaVMAttachArgs arguments{JNI_VERSION_10, name, nullptr};
     void* env = nullptr;
     if (machine.AttachCurrentThreadAsDaemon(&env, &arguments) != JNI_OK)
@@ -40,6 +40,11 @@ JNIEnv& attachThread(JavaVM& machine) {
 }
 
 } // namespace
+
+bool isWriterThread() noexcept {
+    char name[16];
+    return pthread_getname_np(pthread_self(), name, sizeof name) == 0 && std::strcmp(name, writerName) == 0;
+}
 
 void setMachine(JavaVM& machine) {
     if (const int error = pthread_key_create(&attachedThreads, detachThread))

@@ -11,6 +11,9 @@
 
 namespace vksettings::java {
 
+/// Whether this thread is the library's own that writes the files.
+bool isWriterThread() noexcept;
+
 /// A Java exception is pending on this thread. Thrown to get back to the caller in Java, which receives it.
 struct PendingException {};
 

@@ -23,6 +23,10 @@ process) # without Java, and its end
     exit=vksettings.test.OpenAtExit
     verdict "ending with a watch and a listener" "$(run_java $exit 2>&1; echo "code $?")" $'1.5\ncode 0'
     verdict "ending from a listener" "$(run_java $exit 2.5 2>&1; echo "code $?")" $'1.5\ncode 7'
+    verdict "ending from a listener on the thread that writes" \
+        "$(run_java $exit 3.5 writer-exit 2>&1; echo "code $?")" $'2.5\ncode 7'
+    verdict "ending while a listener blocks that thread" \
+        "$(run_java $exit 4.5 writer-block 2>&1; echo "code $?")" $'3.5\ncode 5'
     finish
     ;;
 front_end) run_java vksettings.test.Checks ValuesTest TreeTest EventsTest FunctionsTest ;;

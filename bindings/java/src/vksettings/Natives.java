@@ -6,6 +6,8 @@ package vksettings;
  * <p>Each method is given the object whose native part it uses, so that this part is not freed meanwhile.
  */
 final class Natives {
+    private static final int SECONDS_AT_EXIT = 10;
+
     static {
         final String file = System.getProperty("vksettings.library");
         if (file == null) {
@@ -14,13 +16,37 @@ final class Natives {
             System.load(file);
         }
         try {
-            Runtime.getRuntime().addShutdownHook(new Thread(Natives::endWriter, "settings-end"));
+            Runtime.getRuntime().addShutdownHook(new Thread(Natives::endAtExit, "settings-end"));
         } catch (IllegalStateException shuttingDown) {
             // nothing has been written by then
         }
     }
 
     private Natives() {}
+
+    /**
+     * Writes what is still to be saved, for some seconds. A listener that the writing thread has been calling for a
+     * second may be what ends the program, or wait for what never comes: nothing is written after it.
+     */
+    private static void endAtExit() {
+        final Thread ending = new Thread(Natives::endWriter, "settings-end-writer");
+        ending.setDaemon(true);
+        ending.start();
+        try {
+            for (int second = 0; second < SECONDS_AT_EXIT && ending.isAlive(); second++) {
+                final long listener = listenerOfWriter();
+                ending.join(1000);
+                if (listener != 0 && listener == listenerOfWriter()) {
+                    break;
+                }
+            }
+        } catch (InterruptedException interrupted) {
+            // the machine ends in any case
+        }
+        if (ending.isAlive()) {
+            abandonWriter();
+        }
+    }
 
     static native Settings root();
 
@@ -89,4 +115,10 @@ final class Natives {
 
     /** Writes what is still to be saved, and ends the thread that does so. */
     static native void endWriter();
+
+    /** A number for the call of a listener that the writing thread is in; 0 for none. */
+    static native long listenerOfWriter();
+
+    /** The process will end without waiting for the writing thread, unless that has ended by then. */
+    static native void abandonWriter();
 }
