@@ -188,6 +188,7 @@ final class EventsTest {
     }
 
     public static void changesOfOtherProcesses() throws Exception {
+        Settings.waitForSaves(); // a save would take them over as well
         final BlockingQueue<SettingsEvent> events = new LinkedBlockingQueue<>();
         final BlockingQueue<Thread> threads = new LinkedBlockingQueue<>();
         final BlockingQueue<Throwable> refused = new LinkedBlockingQueue<>();
