@@ -5,11 +5,11 @@
 #include "varnek/files/FileError.hpp"
 
 #include <cstdio>
+#include <deque>
 #include <fcntl.h>
 #include <optional>
 #include <stdexcept>
 #include <sys/stat.h>
-#include <vector>
 
 namespace varnek::files {
 namespace {
@@ -68,20 +68,26 @@ struct NewFolder::State {
 
     /// The files go to the disk together, a limited number of them open.
     void flushFiles() {
-        for (auto& [name, file] : unflushed) {
+        while (!unflushed.empty()) {
+            auto [name, file] = std::move(unflushed.front());
+            unflushed.pop_front();
             if (const int error = detail::flush(file.get()))
-                fail(FileErrorKind::flushFailed, "flush file", path / name, error);
+                lose(FileErrorKind::flushFailed, "flush file", name, error);
             if (const int error = file.close())
-                fail(FileErrorKind::closeFailed, "close file", path / name, error);
+                lose(FileErrorKind::closeFailed, "close file", name, error);
         }
-        unflushed.clear();
+    }
+
+    [[noreturn]] void lose(FileErrorKind kind, const char* operation, const std::string& name, int error) {
+        ::unlinkat(directory->descriptor(), name.c_str(), 0);
+        throw FileError(kind, operation, path / name, error);
     }
 
     std::filesystem::path place;
     detail::Descriptor parent;
     std::optional<detail::TemporaryDirectory> directory;
     std::filesystem::path path;
-    std::vector<std::pair<std::string, detail::Descriptor>> unflushed;
+    std::deque<std::pair<std::string, detail::Descriptor>> unflushed;
 };
 
 NewFolder::NewFolder(const std::filesystem::path& place) : state_(std::make_unique<State>(place)) {}
@@ -123,11 +129,22 @@ void NewFolder::addFile(std::string_view plainName, std::string_view bytes) {
     s.unflushed.emplace_back(name, std::move(opened));
 }
 
+void NewFolder::flush() {
+    if (!state_->directory)
+        throw std::logic_error("new folder: flushed after it was published or given up");
+    state_->flushFiles();
+}
+
 bool NewFolder::publish() {
     State& s = *state_;
     if (!s.directory)
         throw std::logic_error("new folder: it was published or given up before");
-    s.flushFiles();
+    try {
+        s.flushFiles();
+    } catch (...) {
+        s.giveUp();
+        throw;
+    }
     if (const int error = detail::flush(s.directory->descriptor()))
         s.fail(FileErrorKind::flushFailed, "flush folder", s.path, error);
     const int refusal =

@@ -10,6 +10,7 @@
 
 #include <csignal>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <thread>
 
 namespace {
@@ -108,6 +109,42 @@ TEST(NewFolder, WhatIsNotPublishedLeavesNothing) {
                   return failureOf([&] { NewFolder(folder / "new"); }).kind() !=
                          FileErrorKind::directoryNotWritable;
               }));
+}
+
+/// The name of the file whose flush fails; empty: none.
+std::string& failingFlush() {
+    static std::string name;
+    return name;
+}
+
+TEST(NewFolder, AFlushThatFailsLosesItsOwnFileWheneverItComes) {
+    for (const int others : {0, 1, 31, 32, 70}) // many more than are kept open
+        for (const bool flushed : {true, false}) {
+            SCOPED_TRACE(others);
+            TemporaryFolder folder;
+            NewFolder made(folder / "new");
+            failingFlush() = "lost";
+            const FileError failure = failureOf([&] {
+                made.addFile("lost", "x");
+                for (int i = 0; i < others; ++i)
+                    made.addFile("f" + std::to_string(i), "x");
+                flushed ? made.flush() : static_cast<void>(made.publish());
+            });
+            EXPECT_EQ(FileErrorKind::flushFailed, failure.kind());
+            EXPECT_EQ("lost", failure.path().filename());
+            EXPECT_EQ(EIO, failure.errorNumber());
+            failingFlush().clear();
+            if (!flushed && others < 32) { // given up by publish()
+                EXPECT_THROW(made.publish(), std::logic_error);
+                EXPECT_EQ(Names{}, folder.names());
+                continue;
+            }
+            made.addFile("after", "x");
+            EXPECT_TRUE(made.publish());
+            EXPECT_FALSE(fs::exists(folder / "new/lost"));
+            EXPECT_TRUE(fs::exists(folder / "new/after"));
+            EXPECT_EQ(others > 0, fs::exists(folder / "new/f0"));
+        }
 }
 
 /// Leaves nothing to the destructor.
@@ -233,3 +270,14 @@ TEST(SessionFolder, LeftoversGoWhenTheyAreEmptyAndTheirProcessHasEnded) {
 }
 
 } // namespace
+
+/// Stands before that of the system.
+extern "C" __attribute__((visibility("default"))) int fsync(int descriptor) {
+    std::error_code ignored;
+    const auto file = fs::read_symlink("/proc/self/fd/" + std::to_string(descriptor), ignored);
+    if (!failingFlush().empty() && file.filename() == failingFlush()) {
+        errno = EIO;
+        return -1;
+    }
+    return static_cast<int>(::syscall(SYS_fsync, descriptor));
+}

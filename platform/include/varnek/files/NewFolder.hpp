@@ -34,9 +34,14 @@ class VARNEK_EXPORT NewFolder {
     const std::filesystem::path& path() const noexcept;
 
     /// Makes a file of that plain name, mode 0600 whatever the umask. Throws invalidName, openFailed (with
-    /// EEXIST when the name is taken) and writeFailed: the file is not there. flushFailed, closeFailed: a
-    /// file that was added before is lost, and the folder given up.
+    /// EEXIST when the name is taken) and writeFailed: the file is not there. Throws flushFailed and
+    /// closeFailed as flush() does: the error names a file that was added before, and the new one is not
+    /// made.
     void addFile(std::string_view name, std::string_view bytes);
+
+    /// Brings what was added so far to the disk, which publish() does for the rest. Throws flushFailed,
+    /// closeFailed: the file that the error names is not there any more, the others are.
+    void flush();
 
     /// Puts the folder in its place. False: something is there, which stays, and this folder is given up.
     /// Throws flushFailed, closeFailed, renameFailed: given up; folderFlushFailed: the folder stands, but may
