@@ -215,8 +215,12 @@ TEST_F(PreferencesDirectory, SavesIntoAFolderThatIsGone) {
 
     writeBytes(folder / "file", "");
     set("SETTINGS_USERDIR", folder / "file/settings");
-    EXPECT_EQ(VARNEK::settings::core::SettingsUserDirectoryNotExist().what(),
-              failureOfSave(folder / "file/settings"));
+    for (const char* end : {"", "/", "//", "/."}) {
+        set("SETTINGS_USERDIR", (folder / "file/settings").native() + end);
+        EXPECT_EQ(VARNEK::settings::core::SettingsUserDirectoryNotExist().what(),
+                  failureOfSave((folder / "file/settings").native() + end))
+            << end;
+    }
 }
 
 TEST_F(PreferencesDirectory, TheSelfChecksMayTellThePreviousOne) {

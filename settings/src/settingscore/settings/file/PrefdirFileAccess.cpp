@@ -21,6 +21,12 @@ bool isWritableFolder(const std::filesystem::path& folder) {
     return ::access(folder.c_str(), W_OK | X_OK) == 0;
 }
 
+/// However many separators are at its end.
+std::filesystem::path normal(const std::filesystem::path& folder) {
+    auto path = folder.lexically_normal();
+    return path.has_filename() ? path : path.parent_path();
+}
+
 } // namespace
 
 void createMissingFolder(const std::filesystem::path& folder) {
@@ -33,7 +39,7 @@ void createMissingFolder(const std::filesystem::path& folder) {
     } catch (const std::exception& failure) {
         VARNEK_LOG(fileLog, warning) << failure.what();
         const char* const named = std::getenv("SETTINGS_USERDIR");
-        if (named != nullptr && folder == std::filesystem::path(named))
+        if (named != nullptr && normal(folder) == normal(named))
             throw VARNEK::settings::core::SettingsUserDirectoryNotExist();
     }
 }
