@@ -86,11 +86,16 @@ TEST_F(PreferencesDirectory, TheFirstOfBlessedVariableAndStandard) {
         const char *blessed, *variable, *expected;
         Origin origin;
     };
-    const std::string standardPath = standard();
+    fs::create_directories(folder / "a/b");
+    fs::create_directory_symlink("a/b", folder / "link");
     const Row rows[] = {{"", "", "home/.config/Quillfern/VARNEK/R2025a", Origin::standard},
                         {"", "given", "given", Origin::variable},
                         {"", "given///", "given", Origin::variable},
                         {"", "./a//b/.", "a/b", Origin::variable},
+                        {"", "a/./b/../c/./", "a/b/../c", Origin::variable},
+                        {"", "link/..", "a", Origin::variable}, // a name is needed to make or to compare it
+                        {"", "nowhere/x/..", "nowhere", Origin::variable},
+                        {"link/../", "", "a", Origin::blessed},
                         {"blessed/", "", "blessed", Origin::blessed},
                         {"blessed", "given", "blessed", Origin::blessed}};
     for (const Row& row : rows) {

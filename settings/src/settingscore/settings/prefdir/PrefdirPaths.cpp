@@ -4,7 +4,7 @@
 #include "varnek/files/PathText.hpp"
 #include "varnek/host/Folders.hpp"
 
-#include <algorithm>
+#include <system_error>
 
 namespace settings::core::detail {
 
@@ -13,6 +13,15 @@ using varnek::release::ReleaseLabel;
 namespace {
 
 constexpr std::string_view folderOfProduct = "Quillfern/VARNEK";
+
+/// Nor separators at the end.
+std::filesystem::path withoutDots(const std::filesystem::path& path) {
+    std::filesystem::path result;
+    for (const auto& part : path)
+        if (!part.empty() && part != ".")
+            result /= part;
+    return result;
+}
 
 } // namespace
 
@@ -44,13 +53,13 @@ std::filesystem::path absoluteDirectory(const std::u16string& given) {
     auto path = varnek::files::pathFromUtf16(given);
     if (!path.is_absolute())
         throw exception::RelativePreferencePathNotSupported(given);
-    // ".." behind a link leads elsewhere than its text says.
-    if (std::find(path.begin(), path.end(), "..") == path.end())
-        path = path.lexically_normal();
-    std::string text = path.native();
-    while (text.size() > 1 && text.back() == '/')
-        text.pop_back();
-    return text;
+    path = withoutDots(path);
+    if (path.filename() == "..") {
+        std::error_code error;
+        const auto resolved = std::filesystem::weakly_canonical(path, error);
+        path = withoutDots(error ? path.lexically_normal() : resolved);
+    }
+    return path;
 }
 
 } // namespace settings::core::detail

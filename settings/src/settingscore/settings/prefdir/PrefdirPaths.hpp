@@ -1,5 +1,4 @@
-/// The rules by which preferences directories have their places. Nothing here looks at the disk or keeps
-/// state.
+/// The rules by which preferences directories have their places. Nothing here keeps state.
 #pragma once
 
 #include "varnek/release/Release.hpp"
@@ -25,9 +24,10 @@ std::filesystem::path standardDirectory(const varnek::release::ReleaseLabel& rel
 /// Beside `directory`.
 std::filesystem::path previousDirectory(const std::filesystem::path& directory);
 
-/// A directory as somebody gave it, without separators at its end, and as short as its names allow without
-/// asking the disk. Throws RelativePreferencePathNotSupported, and varnek::files::FileError for a text that
-/// is no path.
+/// A directory as somebody gave it, without separators at its end and without ".". ".." behind other names
+/// stays, because a link may lead elsewhere than the text says; at the end, where a directory needs a name,
+/// it is resolved, for which alone the disk is asked. Throws RelativePreferencePathNotSupported, and
+/// varnek::files::FileError for a text that is no path.
 std::filesystem::path absoluteDirectory(const std::u16string& given);
 
 } // namespace settings::core::detail
