@@ -1,6 +1,7 @@
 #include "settingscore/settings/level/LevelFolders.hpp"
 
 #include "settingscore/level/SettingsLevelManager.hpp"
+#include "varnek/files/PathText.hpp"
 #include "varnek/host/Environment.hpp"
 
 #include <cstdio>
@@ -8,6 +9,7 @@
 #include <exception>
 #include <mutex>
 #include <stdexcept>
+#include <string>
 #include <string_view>
 #include <utility>
 
@@ -34,8 +36,21 @@ std::u16string folder(std::string_view variable, FolderFunction LevelFolders::*f
     return fallback ? fallback() : std::u16string();
 }
 
-[[noreturn]] void endProcess(const char* why) {
-    std::fprintf(stderr, "%s \n", why);
+/// Without control characters, which paths may hold. Quotes stay: they are those of the message.
+std::string printable(std::string_view text) {
+    std::string shown;
+    for (;;) {
+        const std::size_t end = text.find('"');
+        shown += varnek::files::shownName(text.substr(0, end));
+        if (end == std::string_view::npos)
+            return shown;
+        shown += '"';
+        text.remove_prefix(end + 1);
+    }
+}
+
+[[noreturn]] void endProcess(std::string_view why) {
+    std::fprintf(stderr, "%s \n", printable(why).c_str());
     std::fflush(stderr);
     std::_Exit(1);
 }
