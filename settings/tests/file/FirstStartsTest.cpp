@@ -6,7 +6,8 @@
 #include "settingscore/prefdir/PreferencesDirectory.hpp"
 #include "settingscore/settings/prefdir/FillRecord.hpp"
 #include "varnek/files/NewFolder.hpp"
-#include "varnek/log/Channel.hpp"
+
+#include <sys/resource.h>
 
 #include <chrono>
 #include <csignal>
@@ -95,12 +96,10 @@ TEST_F(FirstStarts, KilledAtAnyMomentTheNextOneFinishes) {
         const pid_t child = ::fork();
         ASSERT_NE(-1, child);
         if (child == 0) {
-            if (round % 2 == 0) { // every other one dies for sure: when it begins to copy
-                varnek::log::setSink([](std::string_view, varnek::log::Severity, std::string_view line) {
-                    if (line.starts_with("Filling "))
-                        ::kill(::getpid(), SIGKILL);
-                });
-                varnek::log::setLevel("settings::core::settingsPathUtil", varnek::log::Severity::info);
+            if (round % 2 == 0) { // every other one dies for sure: of a record that is too large for it
+                const rlimit little{100, 100};
+                ::setrlimit(RLIMIT_FSIZE, &little);
+                std::signal(SIGXFSZ, SIG_DFL);
             }
             getPreferencesDirectoryUStr();
             ::_exit(0);

@@ -5,13 +5,21 @@
 
 #include "settingscore/exception/CatalogueFailures.hpp"
 #include "settingscore/exception/FileFailures.hpp"
+#include "settingscore/level/SettingsLevelManager.hpp"
 #include "settingscore/prefdir/PreferencesDirectoryReport.hpp"
 #include "settingscore/settings/prefdir/FillRecord.hpp"
 #include "settingscore/settings/prefdir/FirstFill.hpp"
+#include "varnek/host/HostError.hpp"
 #include "json/Parser.hpp"
 #include "json/Value.hpp"
 
 #include <gmock/gmock.h>
+
+#include <sys/resource.h>
+#include <sys/syscall.h>
+
+#include <csignal>
+#include <ctime>
 
 namespace {
 
@@ -23,7 +31,24 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::MatchesRegex;
 
+/// What the disk refuses to take, and what it took.
+struct Flushes {
+    std::string failing; // the name of a file; empty: none
+    bool isRecording = false;
+    Names done;
+};
+Flushes& flushes() {
+    static thread_local Flushes seen;
+    return seen;
+}
+
 struct FirstFill : PrefdirHome {
+    ~FirstFill() override { flushes() = {}; }
+    /// Everybody may reach the releases, and put new ones beside them.
+    void open() const {
+        for (const char* name : {".config", ".config/Quillfern", ".config/Quillfern/VARNEK"})
+            fs::permissions(home / name, fs::perms::all);
+    }
     static PreferencesDirectoryFill fillOf(const fs::path& directory) {
         const auto fill = detail::readFillRecord(directory);
         EXPECT_TRUE(fill);
@@ -179,8 +204,7 @@ TEST_F(FirstFill, NothingIsFollowedOutOfTheFolder) {
 TEST_F(FirstFill, AFileThatCannotBeCopiedEndsTheStart) {
     makeRelease(standard("R2024b"), {"a.vksettings", "b.vksettings"});
     fs::permissions(standard("R2024b") / "b.vksettings", fs::perms::none);
-    for (const char* open : {".config", ".config/Quillfern", ".config/Quillfern/VARNEK"})
-        fs::permissions(home / open, fs::perms::all);
+    open();
     asOrdinaryUser([&] {
         for (int again = 0; again < 2; ++again)
             try {
@@ -203,18 +227,167 @@ TEST_F(FirstFill, AFileThatCannotBeCopiedEndsTheStart) {
 TEST_F(FirstFill, AFolderThatCannotBeListedEndsTheStart) {
     makeRelease(standard("R2024b"), {"a.vksettings"});
     fs::permissions(standard("R2024b"), fs::perms(0311));
-    for (const char* open : {".config", ".config/Quillfern", ".config/Quillfern/VARNEK"})
-        fs::permissions(home / open, fs::perms::all);
+    open();
+    const char* const sentence =
+        "Error copying the files from the previous release prefdir to the current release prefdir.";
+    const std::string detail = " cannot list \"" + standard("R2024b").native() + "\": Permission denied";
     asOrdinaryUser([&] {
         try {
             getPreferencesDirectoryUStr();
             ADD_FAILURE();
-        } catch (const exception::ErrorMigratePrefsBetweenReleases& failure) {
+        } catch (const EarlierReleaseNotReadable& failure) {
             EXPECT_EQ("R2024b", failure.getPrevFullRelTag());
             EXPECT_EQ("R2025a", failure.getCurrFullRelTag());
+            EXPECT_STREQ(sentence, failure.what());
+            EXPECT_EQ(sentence + detail, failure.getErrorMessage());
+            EXPECT_THROW(failure.rethrow(), EarlierReleaseNotReadable);
+        }
+        EXPECT_EQ(Names{"R2024b"}, namesIn(standard().parent_path()));
+        // The last line of a program that ends for it.
+        GTEST_FLAG_SET(death_test_style, "fast");
+        const SettingsLevel& user = SettingsLevelManager::getSettingsLevelObjs()[position(LevelIndex::user)];
+        EXPECT_EXIT(user.levelRootPath(), testing::ExitedWithCode(1), testing::Eq(sentence + detail + " \n"));
+    });
+}
+
+/// Whether a release can be looked at depends on the folder above it.
+TEST_F(FirstFill, AReleaseThatCannotBeLookedAtEndsTheStart) {
+    makeRelease(standard("R2024b"), {"a.vksettings"});
+    makeRelease(folder / "closed/R2024b", {"b.vksettings"});
+    fs::create_directory(folder / "mine");
+    fs::permissions(folder / "mine", fs::perms::all);
+    fs::permissions(folder / "closed", fs::perms::none);
+    struct Row {
+        fs::path given, previous, refused;
+        std::string release;
+    };
+    const Row rows[] = {
+        {standard(), folder / "closed/R2024b", folder / "closed/R2024b", "R2024b"},
+        {folder / "mine/R2025a", {}, standard("R2024a"), "R2024a"},
+    };
+    for (const Row& row : rows) {
+        start();
+        open();
+        if (row.previous.empty())
+            fs::permissions(home / ".config/Quillfern/VARNEK", fs::perms::none);
+        set("VARNEK_PREFDIR", row.given);
+        setUnitTestPreviousPrefDir(text(row.previous));
+        asOrdinaryUser([&] {
+            const std::string detail = "cannot look at \"" + row.refused.native() + "\": Permission denied";
+            LogLines log("settings::core::settingsPathUtil");
+            try {
+                getPreferencesDirectoryUStr();
+                ADD_FAILURE() << row.given;
+            } catch (const exception::ErrorMigratePrefsBetweenReleases& failure) {
+                EXPECT_EQ(row.release, failure.getPrevFullRelTag());
+                EXPECT_EQ("R2025a", failure.getCurrFullRelTag());
+                EXPECT_THAT(log.lines, testing::Contains(detail));
+            }
+            EXPECT_FALSE(fs::exists(row.given));
+        });
+    }
+    open();
+    fs::permissions(folder / "closed", fs::perms::all);
+}
+
+TEST_F(FirstFill, WithoutAHomeFolderTheSearchEndsAndTheStartGoesOn) {
+    set("VARNEK_PREFDIR", folder / "mine/R2025a");
+    const auto startWithoutHome = [&] { // a user of whom the database knows nothing
+        set("HOME", std::nullopt);
+        if (::geteuid() == 0 && ::setuid(61234) != 0)
+            ::_exit(3);
+        EXPECT_THROW(getStandardPreferencesDirectoryUStr(), varnek::host::HostError);
+        EXPECT_EQ(text(folder / "mine/R2025a"), getPreferencesDirectoryUStr());
+        EXPECT_EQ(withOwnFiles({}), namesIn(folder / "mine/R2025a"));
+    };
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "only root becomes a user without a home folder";
+    inProcess(startWithoutHome);
+}
+
+TEST_F(FirstFill, AFileThatDoesNotReachTheDiskEndsTheStartAndIsNamed) {
+    for (const int count : {1, 40}) { // more than are flushed at once
+        Names files;
+        for (int i = 0; i < count; ++i)
+            files.push_back("g" + std::to_string(i) + ".vksettings");
+        makeRelease(standard("R2024b"), files);
+        flushes().failing = "g0.vksettings";
+        try {
+            getPreferencesDirectoryUStr();
+            ADD_FAILURE() << count;
+        } catch (const VARNEK::settings::core::ErrorCopyFileInPrefDir& failure) {
+            EXPECT_THAT(failure.arguments(),
+                        ElementsAre(standard("R2024b") / "g0.vksettings", standard() / "g0.vksettings",
+                                    HasSubstr("Input/output error")));
+        }
+        flushes().failing = "creation.timestamp";
+        try {
+            getPreferencesDirectoryUStr();
+            ADD_FAILURE() << count;
+        } catch (const VARNEK::settings::core::ErrorCreatePreferenceDirectoryTimeStamp& failure) {
+            EXPECT_THAT(failure.arguments(),
+                        ElementsAre(standard() / "creation.timestamp", HasSubstr("Input/output error")));
+        }
+        EXPECT_EQ(Names{"R2024b"}, namesIn(standard().parent_path()));
+    }
+    makeRelease(standard("R2024b"), {"g.vksettings"});
+    for (const char* worthless : {"prefdir.json", "migratePref.txt"}) {
+        start();
+        flushes().failing = worthless;
+        testing::internal::CaptureStderr();
+        EXPECT_EQ(text(standard()), getPreferencesDirectoryUStr()) << worthless;
+        EXPECT_EQ(std::string(worthless) == "migratePref.txt",
+                  testing::internal::GetCapturedStderr() ==
+                      "Warning: failed to create migratePref.txt file \n");
+        Names expected = withOwnFiles(namesIn(standard("R2024b")));
+        std::erase(expected, worthless);
+        EXPECT_EQ(expected, namesIn(standard()));
+        fs::remove_all(standard());
+    }
+}
+
+TEST_F(FirstFill, WithoutRoomForACopyNothingIsMade) {
+    makeRelease(standard("R2024b"), {"a.vksettings"});
+    writeBytes(standard("R2024b") / "b.vksettings", std::string(1000, 'x'));
+    inProcess([&] {
+        std::signal(SIGXFSZ, SIG_IGN);
+        const rlimit little{100, 100}; // enough for the others
+        ::setrlimit(RLIMIT_FSIZE, &little);
+        try {
+            getPreferencesDirectoryUStr();
+            ADD_FAILURE();
+        } catch (const VARNEK::settings::core::ErrorCopyFileInPrefDir& failure) {
+            EXPECT_THAT(failure.arguments(),
+                        ElementsAre(standard("R2024b") / "b.vksettings", standard() / "b.vksettings",
+                                    HasSubstr("File too large")));
         }
         EXPECT_EQ(Names{"R2024b"}, namesIn(standard().parent_path()));
     });
+}
+
+TEST_F(FirstFill, TheStampIsTheTimeOfTheMakingInUtc) {
+    set("TZ", "ABC-5");
+    ::tzset();
+    const std::time_t before = std::time(nullptr);
+    getPreferencesDirectoryUStr();
+    std::tm parts{};
+    const std::string stamp = bytesOf(standard() / "creation.timestamp");
+    ASSERT_NE(nullptr, ::strptime(stamp.c_str(), "%Y-%m-%dT%H:%M:%SZ", &parts));
+    EXPECT_LE(before, ::timegm(&parts));
+    EXPECT_GE(std::time(nullptr), ::timegm(&parts));
+    set("TZ", std::nullopt);
+    ::tzset();
+}
+
+/// The marker says that everything else is there.
+TEST_F(FirstFill, StampCopiesRecordAndMarkerReachTheDiskInThisOrder) {
+    makeRelease(standard("R2024b"), {"a.vksettings", "b.vksettings"});
+    flushes().isRecording = true;
+    getPreferencesDirectoryUStr();
+    ASSERT_EQ(7U, flushes().done.size());
+    flushes().done.resize(5); // then the folder and the one above it
+    EXPECT_THAT(flushes().done, ElementsAre("creation.timestamp", "a.vksettings", "b.vksettings",
+                                            "prefdir.json", "migratePref.txt"));
 }
 
 TEST_F(FirstFill, WithoutRoomForTheStampNothingIsMade) {
@@ -280,3 +453,16 @@ TEST_F(FirstFill, ARecordThatIsNoRecordIsNone) {
 }
 
 } // namespace
+
+/// Stands before that of the system.
+extern "C" __attribute__((visibility("default"))) int fsync(int descriptor) {
+    std::error_code ignored;
+    const auto name = fs::read_symlink("/proc/self/fd/" + std::to_string(descriptor), ignored).filename();
+    if (!flushes().failing.empty() && name == flushes().failing) {
+        errno = EIO;
+        return -1;
+    }
+    if (flushes().isRecording)
+        flushes().done.push_back(name.native());
+    return static_cast<int>(::syscall(SYS_fsync, descriptor));
+}

@@ -178,6 +178,9 @@ TEST_F(PreferencesDirectory, OverridingItMustBeEnabled) {
     setPreferencesDirectoryUStr(other);
     EXPECT_EQ(other, getPreferencesDirectoryUStr(false));
     EXPECT_EQ(Names{}, namesIn(home));
+    EXPECT_EQ(text(standard()), getDefaultPreferencesDirectoryUStr()); // found, but not used
+    EXPECT_EQ(other, getPreferencesDirectoryUStr(false));
+    EXPECT_EQ(Origin::setByHost, describePreferencesDirectory().origin);
 }
 
 TEST_F(PreferencesDirectory, OneThatIsGoneIsMissed) {
@@ -386,6 +389,58 @@ TEST_F(PreferencesDirectory, EveryFailureOfTheFileSystemHasItsCodeAndMessage) {
     EXPECT_EQ(2, static_cast<int>(made(folder / "made/here").code));
 }
 
+TEST_F(PreferencesDirectory, WhatIsInItsPlaceCountsMoreThanTheFill) {
+    const auto place = folder / "place";
+    const auto failing = [](varnek::files::NewFolder&) { throw std::runtime_error("no copies"); };
+    EXPECT_THROW(detail::createDirectory(place, failing), std::runtime_error);
+    const auto outcome = detail::createDirectory(place, [&](varnek::files::NewFolder& made) {
+        fs::create_directory(place);
+        failing(made);
+    });
+    EXPECT_EQ(2, static_cast<int>(outcome.code));
+    EXPECT_EQ((Names{"home", "place", "tmp"}), namesIn(folder.path())); // nothing is left of the fills
+    fs::remove(place);
+
+    writeBytes(place, "theirs");
+    EXPECT_EQ(-3, static_cast<int>(detail::createDirectory(place, failing).code)); // nothing to fill
+    EXPECT_EQ("theirs", bytesOf(place));
+    fs::remove(place);
+    fs::create_symlink("nowhere", place);
+    EXPECT_EQ(-3, static_cast<int>(detail::createDirectory(place, failing).code));
+
+    // A start finds the file, reads no earlier release, and goes on with a temporary folder.
+    makeRelease(standard("R2024b"), {"g.vksettings"});
+    writeBytes(standard(), "theirs");
+    LogLines log("settings::core::settingsPathUtil");
+    getPreferencesDirectoryUStr();
+    EXPECT_EQ(Origin::temporary, describePreferencesDirectory().origin);
+    EXPECT_EQ(std::vector{InvalidPrefdirKind::notWritable}, kinds());
+    EXPECT_EQ(Names{}, linesOf(log, "Filling "));
+    EXPECT_EQ("VARNEK:settings:prefdir:SystemError", getTempMessage().identifier);
+}
+
+TEST_F(PreferencesDirectory, ItsNameDrivesNoTerminal) {
+    const std::string name = "\x1b[2J\nb\xc2\x9b", shown = "\\x1B[2J\\x0Ab\\xC2\\x9B";
+    set("VARNEK_PREFDIR", "rel" + name);
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    const SettingsLevel& user = SettingsLevelManager::getSettingsLevelObjs()[position(LevelIndex::user)];
+    EXPECT_EXIT(user.levelRootPath(), testing::ExitedWithCode(1),
+                testing::Eq("Unable to start VARNEK. Relative path for preferences directory ('rel" + shown +
+                            "') is not supported \n"));
+    makeRelease(folder / "R2024b", {});
+    LogLines log("settings::core::settingsPathUtil");
+    for (const std::string directory : {"/made", "/file/made"}) {
+        start();
+        writeBytes(folder / "file", "");
+        set("VARNEK_PREFDIR", folder.path().native() + directory + name);
+        getPreferencesDirectoryUStr();
+    }
+    EXPECT_EQ(1U, linesOf(log, "Filling " + (folder / "made").native() + shown + " from").size());
+    for (const std::string& line : log.lines)
+        EXPECT_EQ(std::string::npos, line.find_first_of("\x1b\n")) << line;
+    EXPECT_THAT(varnek::files::messageUtf8(getTempMessage().text), HasSubstr("made" + shown));
+}
+
 TEST_F(PreferencesDirectory, ThreadsWaitForTheFirstOfThemAndAgree) {
     makeRelease(standard("R2024b"), {"g.vksettings"});
     LogLines log("settings::core::settingsPathUtil");
@@ -404,24 +459,70 @@ TEST_F(PreferencesDirectory, ThreadsWaitForTheFirstOfThemAndAgree) {
     EXPECT_EQ(1U, linesOf(log, "Filling " + standard().native()).size());
 }
 
-/// A host that keeps its log in the directory must not wait for itself.
-TEST_F(PreferencesDirectory, AskingForItWhileItIsFoundEnds) {
+/// Not one temporary folder each.
+TEST_F(PreferencesDirectory, ThreadsThatCannotHaveItShareOneTemporaryFolder) {
+    writeBytes(folder / "file", "");
+    set("VARNEK_PREFDIR", folder / "file/below");
+    for (int round = 0; round < 20; ++round) {
+        start();
+        constexpr int count = 8;
+        std::barrier together(count);
+        std::vector<std::u16string> seen(count);
+        std::vector<std::thread> threads;
+        for (std::u16string& directory : seen)
+            threads.emplace_back([&] {
+                together.arrive_and_wait();
+                directory = getDefaultPreferencesDirectoryUStr();
+            });
+        for (std::thread& thread : threads)
+            thread.join();
+        EXPECT_EQ(std::vector(count, seen.front()), seen);
+    }
+}
+
+/// What there is to log while it is found comes afterwards, without a lock that others could wait for.
+TEST_F(PreferencesDirectory, LogSinksMayAskForItAlsoOnAnotherThread) {
     makeRelease(standard("R2024b"), {});
-    int asked = 0, refused = 0;
+    std::vector<std::u16string> seen;
     varnek::log::setLevel("settings::core::settingsPathUtil", varnek::log::Severity::debug);
     const auto before = varnek::log::setSink([&](std::string_view, varnek::log::Severity, std::string_view) {
-        ++asked;
-        try {
-            getPreferencesDirectoryUStr();
-        } catch (const std::logic_error&) {
-            ++refused;
-        }
+        seen.push_back(getPreferencesDirectoryUStr());
+        std::thread([&] { seen.push_back(getDefaultPreferencesDirectoryUStr()); }).join();
     });
     EXPECT_EQ(text(standard()), getPreferencesDirectoryUStr());
     varnek::log::setSink(before);
     varnek::log::setLevel("settings::core::settingsPathUtil", varnek::log::Severity::off);
-    EXPECT_GT(asked, 0);
-    EXPECT_EQ(asked, refused);
+    EXPECT_THAT(seen, ElementsAre(text(standard()), text(standard())));
+}
+
+/// A host that keeps its log in the directory must not look for it again and again, nor wait for itself.
+TEST_F(PreferencesDirectory, AskingForItWhereNoneWasFoundEnds) {
+    writeBytes(folder / "file", "");
+    set("VARNEK_PREFDIR", folder / "file/below");
+    set("TMPDIR", folder / "tmp");
+    ASSERT_EQ(0, ::chmod((folder / "tmp").c_str(), 0500));
+    asOrdinaryUser([&] {
+        int asked = 0, refused = 0;
+        varnek::log::setLevel("settings::core::settingsPathUtil", varnek::log::Severity::debug);
+        const auto before =
+            varnek::log::setSink([&](std::string_view, varnek::log::Severity, std::string_view) {
+                ++asked;
+                try {
+                    getPreferencesDirectoryUStr();
+                } catch (const std::logic_error&) {
+                    ++refused;
+                }
+                if (asked == 1)
+                    std::thread([] {
+                        EXPECT_THROW(getPreferencesDirectoryUStr(), varnek::files::FileError);
+                    }).join();
+            });
+        EXPECT_THROW(getPreferencesDirectoryUStr(), varnek::files::FileError);
+        varnek::log::setSink(before);
+        varnek::log::setLevel("settings::core::settingsPathUtil", varnek::log::Severity::off);
+        EXPECT_GT(asked, 0);
+        EXPECT_EQ(asked, refused);
+    });
 }
 
 } // namespace

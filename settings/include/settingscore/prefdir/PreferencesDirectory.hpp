@@ -9,19 +9,20 @@
 ///
 /// Texts are UTF-16, paths as in varnek/files/PathText.hpp, without a separator at the end. All functions are
 /// thread-safe. They read and write the state of the process under one lock, which is not held while the disk
-/// is used: callers that need the directory while another thread finds it wait for that thread. A log sink
-/// that asks for the directory while it is found gets std::logic_error.
+/// is used: callers that need the directory while another thread finds it wait for that thread. What
+/// there is to log is logged afterwards, so that log sinks may ask for the directory; one that asks on the
+/// same thread where none was found gets std::logic_error.
 ///
 /// Errors of whatever finds the directory: exception::RelativePreferencePathNotSupported;
 /// varnek::host::HostError when the user has no home folder; of VARNEK::settings::core
 /// ErrorCreatePreferenceDirectoryTimeStamp, ErrorCopyFileInPrefDir and ErrorOverwriteFileInPrefDir (a file of
-/// the earlier release), exception::ErrorMigratePrefsBetweenReleases (its folder cannot be listed);
+/// the earlier release), EarlierReleaseNotReadable (its folder);
 /// varnek::files::FileError when there is no room for a temporary folder either. Nothing has been made then,
 /// and the next call tries again.
 #pragma once
 
 #include "settingscore/Export.hpp"
-#include "settingscore/exception/SettingsException.hpp"
+#include "settingscore/exception/FileFailures.hpp"
 
 #include <string>
 #include <string_view>
@@ -35,6 +36,20 @@ class SETTINGSCORE_EXPORT OverridingPreferencesDirectoryNotSupported
     ~OverridingPreferencesDirectoryNotSupported() override;
     /// "Overriding the default preferences directory path not supported in this configuration."
     const char* what() const noexcept override;
+};
+
+/// Whether there is a folder of an earlier release cannot be told, or it cannot be listed.
+class SETTINGSCORE_EXPORT EarlierReleaseNotReadable
+    : public exception::Cloneable<EarlierReleaseNotReadable, exception::ErrorMigratePrefsBetweenReleases> {
+  public:
+    EarlierReleaseNotReadable(std::string prevFullRelTag, std::string currFullRelTag,
+                              const std::string& detail);
+    ~EarlierReleaseNotReadable() override;
+    /// That of what(), then the folder and the cause. UTF-8.
+    std::string getErrorMessage() const { return *errorMessage_; }
+
+  private:
+    core::exception::SharedField<std::string> errorMessage_;
 };
 
 /// The directory in use; finds it when that is due. With `mustExist`, one that has been found before and is

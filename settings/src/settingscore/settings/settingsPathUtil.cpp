@@ -5,6 +5,7 @@
 #include "settingscore/exception/CatalogueFailures.hpp"
 #include "settingscore/plugin/InstallationRoot.hpp"
 #include "settingscore/settings/prefdir/FillRecord.hpp"
+#include "settingscore/settings/prefdir/PrefdirLog.hpp"
 #include "settingscore/settings/prefdir/PrefdirPaths.hpp"
 #include "settingscore/settings/prefdir/PrefdirResolution.hpp"
 #include "varnek/files/PathText.hpp"
@@ -72,10 +73,11 @@ ResolvedPrefdir found() {
         return *std::move(known);
     if (isFindingHere)
         throw std::logic_error("the preferences directory was asked for while it is being found");
+    const FindingHere here;
+    const detail::HeldLines log; // written without the lock, but before a sink on this thread could try again
     const std::lock_guard lock(state().finding);
     if (auto known = before())
         return *std::move(known);
-    const FindingHere here;
     ResolvedPrefdir result =
         detail::resolvePreferencesDirectory(read([](const State& s) { return s.wishes; }));
     change([&](State& s) {
@@ -119,6 +121,12 @@ OverridingPreferencesDirectoryNotSupported::~OverridingPreferencesDirectoryNotSu
 const char* OverridingPreferencesDirectoryNotSupported::what() const noexcept {
     return "Overriding the default preferences directory path not supported in this configuration.";
 }
+
+EarlierReleaseNotReadable::EarlierReleaseNotReadable(std::string prevFullRelTag, std::string currFullRelTag,
+                                                     const std::string& detail)
+    : Cloneable(std::move(prevFullRelTag), std::move(currFullRelTag)),
+      errorMessage_(ErrorMigratePrefsBetweenReleases::what() + (" " + detail)) {}
+EarlierReleaseNotReadable::~EarlierReleaseNotReadable() = default;
 
 std::u16string getPreferencesDirectoryUStr(bool mustExist) {
     const auto current = [] { return read([](const State& s) { return s.current; }); };

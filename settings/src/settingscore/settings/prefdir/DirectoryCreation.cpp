@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <new>
 #include <optional>
+#include <sys/stat.h>
 #include <system_error>
 
 namespace settings::core::detail {
@@ -56,9 +57,19 @@ bool publish(files::NewFolder& folder) {
     } catch (const files::FileError& failure) {
         if (failure.kind() != files::FileErrorKind::folderFlushFailed)
             throw;
-        VARNEK_LOG(prefdirLog, warning) << failure.what() << "; the directory is in place all the same";
+        PrefdirLine(varnek::log::Severity::warning)
+            << failure.what() << "; the directory is in place all the same";
         return true;
     }
+}
+
+/// Of what others have put in the place.
+CreationOutcome somethingThere(const std::filesystem::path& directory) {
+    std::error_code ignored;
+    if (std::filesystem::is_directory(directory, ignored))
+        return {CreationCode::alreadyThere, {}};
+    return creationFailure(std::make_exception_ptr(
+        files::FileError(files::FileErrorKind::notFolder, "create folder", directory, ENOTDIR)));
 }
 
 varnek::catalogue::Argument shown(const std::filesystem::path& path) {
@@ -122,15 +133,23 @@ CreationOutcome createDirectory(const std::filesystem::path& directory,
             folder.emplace(directory);
         }))
         return *std::move(failure);
-    fill(*folder);
+    struct stat status;
+    if (::lstat(directory.c_str(), &status) == 0)
+        return somethingThere(directory);
+    try {
+        fill(*folder);
+    } catch (const std::exception& failure) { // moot where others have made it meanwhile
+        const CreationOutcome outcome = somethingThere(directory);
+        if (!outcome.hasDirectory())
+            throw;
+        PrefdirLine(varnek::log::Severity::info)
+            << "not filled, another process was first: " << failure.what();
+        return outcome;
+    }
     bool isOurs = false;
     if (auto failure = failureOf([&] { isOurs = publish(*folder); }))
         return *std::move(failure);
-    std::error_code ignored;
-    if (!isOurs && !std::filesystem::is_directory(directory, ignored))
-        return creationFailure(std::make_exception_ptr(
-            files::FileError(files::FileErrorKind::notFolder, "create folder", directory, ENOTDIR)));
-    return {isOurs ? CreationCode::createdNow : CreationCode::alreadyThere, {}};
+    return isOurs ? CreationOutcome{CreationCode::createdNow, {}} : somethingThere(directory);
 }
 
 TempMessage tempMessageFor(const CreationOutcome& failure, const std::filesystem::path& directory,

@@ -39,7 +39,8 @@ CreationOutcome creationFailure(std::exception_ptr failure);
 
 /// Makes the folders above `directory`, lets `fill` put files into it, and puts it in its place as a whole. A
 /// failure to make it is an outcome; what `fill` throws passes through, and no directory is made. One that
-/// another process has put there meanwhile stays: alreadyThere.
+/// another process has put there meanwhile stays: alreadyThere, whatever became of the fill. What is in the
+/// place and no directory is a failure, before anything is filled.
 CreationOutcome createDirectory(const std::filesystem::path& directory,
                                 const std::function<void(varnek::files::NewFolder&)>& fill);
 

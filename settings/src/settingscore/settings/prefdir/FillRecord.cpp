@@ -69,9 +69,9 @@ std::optional<PreferencesDirectoryFill> readFillRecord(const std::filesystem::pa
         return understood(json::parseObject(files::readFile(file, maximumBytes)));
     } catch (const files::FileError& failure) {
         if (failure.kind() != files::FileErrorKind::notFound)
-            VARNEK_LOG(prefdirLog, warning) << failure.what();
+            PrefdirLine(varnek::log::Severity::warning) << failure.what();
     } catch (const std::exception& failure) {
-        VARNEK_LOG(prefdirLog, warning)
+        PrefdirLine(varnek::log::Severity::warning)
             << "cannot understand \"" << files::shownName(file.native()) << "\": " << failure.what();
     }
     return std::nullopt;

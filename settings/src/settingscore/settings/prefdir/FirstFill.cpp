@@ -2,7 +2,7 @@
 
 #include "opc/Limits.hpp"
 #include "settingscore/exception/CatalogueFailures.hpp"
-#include "settingscore/exception/FileFailures.hpp"
+#include "settingscore/prefdir/PreferencesDirectory.hpp"
 #include "settingscore/settings/prefdir/FillRecord.hpp"
 #include "settingscore/settings/prefdir/PrefdirLog.hpp"
 #include "settingscore/settings/prefdir/PrefdirPaths.hpp"
@@ -10,11 +10,13 @@
 #include "varnek/files/FileError.hpp"
 #include "varnek/files/PathText.hpp"
 #include "varnek/host/Environment.hpp"
+#include "varnek/host/HostError.hpp"
 
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <ctime>
+#include <functional>
 
 namespace settings::core::detail {
 
@@ -25,9 +27,34 @@ namespace {
 
 constexpr std::string_view settingsFileExtension = ".vksettings";
 
-bool isFolder(const std::filesystem::path& path) {
-    std::error_code ignored;
-    return std::filesystem::is_directory(path, ignored);
+/// `cause` is logged, too: what() of the failure has none.
+[[noreturn]] void throwNotReadable(const FillSource& source, const char* operation,
+                                   const std::error_code& cause) {
+    const std::string detail = std::string(operation) + " \"" + files::shownName(source.directory.native()) +
+                               "\": " + cause.message();
+    PrefdirLine(varnek::log::Severity::error) << detail;
+    throw EarlierReleaseNotReadable(source.release.text(), currentRelease().text(), detail);
+}
+
+/// What cannot be looked at may hold the user's settings: to go on without them would be for good.
+bool isThere(const FillSource& source) {
+    std::error_code error;
+    const auto status = std::filesystem::status(source.directory, error);
+    if (status.type() == std::filesystem::file_type::not_found)
+        return false;
+    if (error)
+        throwNotReadable(source, "cannot look at", error);
+    return std::filesystem::is_directory(status);
+}
+
+/// Nothing where the user has no home folder.
+std::optional<std::filesystem::path> standardDirectoryOf(const varnek::release::ReleaseLabel& release) {
+    try {
+        return standardDirectory(release);
+    } catch (const varnek::host::HostError& failure) {
+        PrefdirLine(varnek::log::Severity::warning) << "no standard directories: " << failure.what();
+        return std::nullopt;
+    }
 }
 
 std::string timeOfNow() {
@@ -42,6 +69,7 @@ void stamp(files::NewFolder& folder, const std::filesystem::path& directory, con
     const std::string name = files::pathFromUtf16(getTimestampFileNameUStr()).native();
     try {
         folder.addFile(name, time + "\n");
+        folder.flush();
     } catch (const files::FileError& failure) {
         throw VARNEK::settings::core::ErrorCreatePreferenceDirectoryTimeStamp(directory / name,
                                                                               failure.what());
@@ -56,11 +84,8 @@ std::vector<std::string> namesToCopy(const FillSource& source) {
          entry.increment(error))
         if (entry->path().native().ends_with(settingsFileExtension))
             names.push_back(entry->path().filename().native());
-    if (error) {
-        VARNEK_LOG(prefdirLog, error)
-            << "cannot list \"" << files::shownName(source.directory.native()) << "\": " << error.message();
-        throw exception::ErrorMigratePrefsBetweenReleases(source.release.text(), currentRelease().text());
-    }
+    if (error)
+        throwNotReadable(source, "cannot list", error);
     std::sort(names.begin(), names.end());
     return names;
 }
@@ -75,7 +100,7 @@ std::optional<std::string> contentToCopy(const std::filesystem::path& file,
         case FileErrorKind::notFound: // the earlier release may be running
         case FileErrorKind::notRegularFile:
         case FileErrorKind::linkLeavesFolder:
-            VARNEK_LOG(prefdirLog, warning) << "not copied: " << failure.what();
+            PrefdirLine(varnek::log::Severity::warning) << "not copied: " << failure.what();
             return std::nullopt;
         default:
             throw VARNEK::settings::core::ErrorCopyFileInPrefDir(file, copy, failure.what());
@@ -83,31 +108,37 @@ std::optional<std::string> contentToCopy(const std::filesystem::path& file,
     }
 }
 
-void addCopy(files::NewFolder& folder, const std::filesystem::path& file, const std::filesystem::path& copy,
-             const std::string& content) {
+/// Copies reach the disk several at a time: what fails may be one of those before.
+void throwingForCopies(const FillSource& source, const std::filesystem::path& directory,
+                       const std::function<void()>& work) {
     try {
-        folder.addFile(copy.filename().native(), content);
+        work();
     } catch (const files::FileError& failure) {
+        const auto name = failure.path().filename();
         if (failure.errorNumber() == EEXIST)
-            throw VARNEK::settings::core::ErrorOverwriteFileInPrefDir(copy);
-        throw VARNEK::settings::core::ErrorCopyFileInPrefDir(file, copy, failure.what());
+            throw VARNEK::settings::core::ErrorOverwriteFileInPrefDir(directory / name);
+        throw VARNEK::settings::core::ErrorCopyFileInPrefDir(source.directory / name, directory / name,
+                                                             failure.what());
     }
 }
 
 void addRecord(files::NewFolder& folder, const PreferencesDirectoryFill& fill) {
     try {
         folder.addFile(fillRecordFile, writtenRecord(fill));
+        folder.flush();
     } catch (const std::exception& failure) {
-        VARNEK_LOG(prefdirLog, warning) << "the preferences directory has no record: " << failure.what();
+        PrefdirLine(varnek::log::Severity::warning)
+            << "the preferences directory has no record: " << failure.what();
     }
 }
 
 void addMarker(files::NewFolder& folder) {
     try {
         folder.addFile(migrationMarkerFile, {});
+        folder.flush();
     } catch (const std::exception& failure) {
         std::fprintf(stderr, "Warning: failed to create migratePref.txt file \n");
-        VARNEK_LOG(prefdirLog, warning) << failure.what();
+        PrefdirLine(varnek::log::Severity::warning) << failure.what();
     }
 }
 
@@ -118,11 +149,14 @@ std::optional<FillSource> findFillSource(const std::filesystem::path& directory,
     FillSource tried{previousRelease(), previous.empty() ? previousDirectory(directory) : previous};
     const auto stops = varnek::host::environmentVariable(stopsAtPreviousVariable);
     const bool goesOn = !stops || stops->empty();
-    while (!isFolder(tried.directory)) {
+    while (!isThere(tried)) {
         if (!goesOn || tried.release <= oldestRelease())
             return std::nullopt;
         tried.release = tried.release.previous();
-        tried.directory = standardDirectory(tried.release);
+        auto next = standardDirectoryOf(tried.release);
+        if (!next)
+            return std::nullopt;
+        tried.directory = *std::move(next);
     }
     return tried;
 }
@@ -135,9 +169,10 @@ PreferencesDirectoryFill::Source copySettingsFiles(const FillSource& source, fil
         const auto file = source.directory / name, copy = directory / name;
         const auto content = contentToCopy(file, copy);
         if (content)
-            addCopy(folder, file, copy, *content);
+            throwingForCopies(source, directory, [&] { folder.addFile(name, *content); });
         (content ? copied.files : copied.skipped).push_back(name);
     }
+    throwingForCopies(source, directory, [&] { folder.flush(); });
     return copied;
 }
 
@@ -146,8 +181,8 @@ void fillNewDirectory(files::NewFolder& folder, const std::filesystem::path& dir
     PreferencesDirectoryFill fill{currentRelease().text(), timeOfNow(), {}};
     stamp(folder, directory, fill.created);
     if (const auto source = findFillSource(directory, previous)) {
-        VARNEK_LOG(prefdirLog, info) << "Filling " << directory.native() << " from "
-                                     << source->directory.native();
+        PrefdirLine(varnek::log::Severity::info) << "Filling " << files::shownName(directory.native())
+                                                 << " from " << files::shownName(source->directory.native());
         fill.source = copySettingsFiles(*source, folder, directory);
     }
     addRecord(folder, fill);

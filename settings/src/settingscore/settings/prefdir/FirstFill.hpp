@@ -20,7 +20,8 @@ struct FillSource {
 
 /// The folder of the release before: `previous`, or where that is empty the one beside `directory`. When it
 /// does not exist, the standard directories of the releases before that, back to R2019a, unless
-/// DISABLE_PREFCOPY3RELEASES is set (and not empty). One that is there counts, also when it is empty.
+/// DISABLE_PREFCOPY3RELEASES is set (and not empty) or the user has no home folder. One that is there counts,
+/// also when it is empty. Throws EarlierReleaseNotReadable where that cannot be told.
 std::optional<FillSource> findFillSource(const std::filesystem::path& directory,
                                          const std::filesystem::path& previous);
 

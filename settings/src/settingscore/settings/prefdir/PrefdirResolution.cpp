@@ -49,8 +49,9 @@ bool exists(const std::filesystem::path& directory, std::vector<InvalidPrefdir>&
     try {
         return std::filesystem::is_directory(directory);
     } catch (const std::exception& failure) {
-        VARNEK_LOG(prefdirLog, warning)
-            << "Cannot tell whether the prefdir exists: " << directory.native() << ": " << failure.what();
+        PrefdirLine(varnek::log::Severity::warning)
+            << "Cannot tell whether the prefdir exists: " << files::shownName(directory.native()) << ": "
+            << failure.what();
         report(InvalidPrefdirKind::notTestable, directory, findings);
         return false;
     }
@@ -58,8 +59,9 @@ bool exists(const std::filesystem::path& directory, std::vector<InvalidPrefdir>&
 
 /// For this process, for want of the directory.
 void useTemporary(ResolvedPrefdir& result, const CreationOutcome& failure) {
-    VARNEK_LOG(prefdirLog, warning) << "Prefdir could not be created, code " << static_cast<int>(failure.code)
-                                    << ": " << result.directory.native() << ": " << failure.reason;
+    PrefdirLine(varnek::log::Severity::warning)
+        << "Prefdir could not be created, code " << static_cast<int>(failure.code) << ": "
+        << files::shownName(result.directory.native()) << ": " << failure.reason;
     report(InvalidPrefdirKind::notWritable, result.directory, result.findings);
     result.temporary =
         std::make_shared<files::SessionFolder>(varnek::host::temporaryFolder(), temporaryNamePart);
@@ -82,11 +84,13 @@ std::vector<InvalidPrefdir> checkPreferencesDirectory(const std::filesystem::pat
     std::vector<InvalidPrefdir> findings;
     if (!isWritableDirectory(directory)) {
         report(InvalidPrefdirKind::notWritable, directory, findings);
-        VARNEK_LOG(prefdirLog, warning) << "Prefdir is not writable: " << directory.native();
+        PrefdirLine(varnek::log::Severity::warning)
+            << "Prefdir is not writable: " << files::shownName(directory.native());
     }
     if (!isReadableDirectory(directory)) {
         report(InvalidPrefdirKind::notReadable, directory, findings);
-        VARNEK_LOG(prefdirLog, warning) << "Prefdir is not readable: " << directory.native();
+        PrefdirLine(varnek::log::Severity::warning)
+            << "Prefdir is not readable: " << files::shownName(directory.native());
     }
     return findings;
 }

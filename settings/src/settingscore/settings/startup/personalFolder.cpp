@@ -17,6 +17,8 @@ std::u16string personalFolder() {
         return getPreferencesDirectoryUStr(false);
     } catch (const exception::RelativePreferencePathNotSupported& failure) {
         throw std::runtime_error(failure.getErrorMessage());
+    } catch (const EarlierReleaseNotReadable& failure) {
+        throw std::runtime_error(failure.getErrorMessage());
     }
 }
 
