@@ -13,6 +13,8 @@
 namespace vksettings {
 
 namespace json = varnek::json;
+using settings::core::InvalidPrefdir;
+using settings::core::InvalidPrefdirKind;
 using settings::core::PreferencesDirectoryFill;
 using settings::core::PreferencesDirectoryOrigin;
 using settings::core::PreferencesDirectoryReport;
@@ -33,6 +35,18 @@ const char* inWords(PreferencesDirectoryOrigin origin) {
         return "a temporary folder, for this process only";
     case PreferencesDirectoryOrigin::setByHost:
         return "the application";
+    }
+    return "";
+}
+
+const char* inWords(InvalidPrefdirKind kind) {
+    switch (kind) {
+    case InvalidPrefdirKind::notWritable:
+        return "cannot be made or written";
+    case InvalidPrefdirKind::notReadable:
+        return "cannot be read";
+    case InvalidPrefdirKind::notTestable:
+        return "cannot be looked for";
     }
     return "";
 }
@@ -68,6 +82,14 @@ json::Value asJson(const PreferencesDirectoryReport& report) {
     object.set("created", report.fill ? json::Value(report.fill->created) : json::Value());
     object.set("filledFrom",
                report.fill && report.fill->source ? asJson(*report.fill->source) : json::Value());
+    json::Array findings;
+    for (const InvalidPrefdir& finding : report.findings) {
+        json::Object found;
+        found.set("kind", static_cast<int>(finding.kind));
+        found.set("path", finding.path);
+        findings.push_back(std::move(found));
+    }
+    object.set("findings", std::move(findings));
     json::Value& temporary = object.set("temporary", nullptr);
     if (!report.tempMessage.identifier.empty()) {
         json::Object message;
@@ -90,6 +112,8 @@ PreferencesDirectoryReport found() {
     try {
         return settings::core::describePreferencesDirectory();
     } catch (const settings::core::exception::RelativePreferencePathNotSupported& failure) {
+        throw std::runtime_error(failure.getErrorMessage());
+    } catch (const settings::core::EarlierReleaseNotReadable& failure) {
         throw std::runtime_error(failure.getErrorMessage());
     } catch (const std::exception& failure) {
         throw std::runtime_error(failure.what());
@@ -114,6 +138,9 @@ void prefdir(const PrefdirOptions& options, std::ostream& out) {
             << (report.fill->source ? printable(inWords(*report.fill->source)) : "no earlier release")
             << '\n';
     }
+    for (const InvalidPrefdir& finding : report.findings)
+        out << "  finding:     " << printable(varnek::files::pathFromUtf16(finding.path).native()) << ' '
+            << inWords(finding.kind) << '\n';
     if (!report.tempMessage.identifier.empty())
         out << "  " << printable(varnek::files::messageUtf8(report.tempMessage.text)) << '\n';
 }

@@ -15,6 +15,7 @@ SETTINGS_USERDIR=$place/nowhere out '{
   "created": null,
   "createdBy": null,
   "filledFrom": null,
+  "findings": [],
   "marked": false,
   "origin": "SETTINGS_USERDIR",
   "path": "'"$place"'/nowhere",
@@ -59,11 +60,25 @@ for command in "prefdir" "list" "get editor.font.size"; do
         "Unable to start VARNEK. Relative path for preferences directory ('some/folder') is not supported" $command
 done
 
+# Nor where an earlier release cannot be looked at; the last line names its folder. A path drives no terminal.
+ln -s R2024b R2024b
+for command in "prefdir" "get editor.font.size"; do
+    # shellcheck disable=SC2086
+    VARNEK_PREFDIR=$place/R2025a code 1 "cannot look at \"$place/R2024b\": Too many levels of symbolic links" $command
+    # shellcheck disable=SC2086
+    VARNEK_PREFDIR=$'some\e[2J' code 1 "('some\\x1B[2J') is not supported" $command
+done
+rm R2024b
+
 # Where it cannot be made, a temporary folder serves, and the user is told.
 printf '' >file
 mkdir temporary
 VARNEK_PREFDIR=$place/file/below TMPDIR=$place/temporary code 0 "vksettings: warning: The preferences folder" get editor.font.size
 VARNEK_PREFDIR=$place/file/below TMPDIR=$place/temporary code 0 "from:        a temporary folder" prefdir
+VARNEK_PREFDIR=$place/file/below TMPDIR=$place/temporary code 0 "finding:     $place/file/below cannot be made or written" prefdir
+verdict "the finding is JSON" "$(VARNEK_PREFDIR=$place/file/below TMPDIR=$place/temporary "$tool" prefdir --json | python3 -c '
+import json, sys
+print(*(str(finding["kind"]) + finding["path"] for finding in json.load(sys.stdin)["findings"]))')" "0$place/file/below"
 VARNEK_PREFDIR=$place/file/below TMPDIR=$place/temporary code 0 '"identifier": "VARNEK:settings:prefdir:SystemError"' prefdir --json
 verdict "one that is empty is removed by the next" "$(ls temporary | wc -l)" 2
 
