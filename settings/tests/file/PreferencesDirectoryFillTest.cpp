@@ -18,8 +18,12 @@
 #include <sys/resource.h>
 #include <sys/syscall.h>
 
+#include <atomic>
 #include <csignal>
 #include <ctime>
+#include <fstream>
+#include <functional>
+#include <thread>
 
 namespace {
 
@@ -36,6 +40,7 @@ struct Flushes {
     std::string failing; // the name of a file; empty: none
     bool isRecording = false;
     Names done;
+    std::function<void(const std::string& name)> before;
 };
 Flushes& flushes() {
     static thread_local Flushes seen;
@@ -390,6 +395,31 @@ TEST_F(FirstFill, StampCopiesRecordAndMarkerReachTheDiskInThisOrder) {
                                             "prefdir.json", "migratePref.txt"));
 }
 
+/// It would be made again when it has gone meanwhile.
+TEST_F(FirstFill, WhoHasWaitedForTheFirstDoesNotFindItAgain) {
+    std::thread second;
+    flushes().before = [&](const std::string& name) {
+        if (name == "creation.timestamp") {
+            std::atomic<long> id{0};
+            second = std::thread([&id] {
+                id = ::syscall(SYS_gettid);
+                getDefaultPreferencesDirectoryUStr();
+            });
+            std::string state;
+            while (id == 0 || state != "S") { // until it waits
+                std::ifstream stat("/proc/self/task/" + std::to_string(id) + "/stat");
+                for (int word = 0; word < 3; ++word)
+                    stat >> state;
+            }
+        } else if (name == standard().parent_path().filename()) { // the last thing to be flushed
+            fs::remove_all(standard());
+        }
+    };
+    getPreferencesDirectoryUStr();
+    second.join();
+    EXPECT_FALSE(fs::exists(standard()));
+}
+
 TEST_F(FirstFill, WithoutRoomForTheStampNothingIsMade) {
     makeRelease(standard("R2024b"), {"a.vksettings"});
     {
@@ -462,6 +492,8 @@ extern "C" __attribute__((visibility("default"))) int fsync(int descriptor) {
         errno = EIO;
         return -1;
     }
+    if (flushes().before)
+        flushes().before(name);
     if (flushes().isRecording)
         flushes().done.push_back(name.native());
     return static_cast<int>(::syscall(SYS_fsync, descriptor));
