@@ -19,12 +19,14 @@ namespace {
 class ThreadOfInterpreter {
   public:
     void begin() {
-        gil_ = PyGILState_Ensure();
+        gil_ = orSleep(&PyGILState_Ensure);
         state_ = PyEval_SaveThread();
     }
     void end() {
-        PyEval_RestoreThread(state_);
-        PyGILState_Release(gil_);
+        orSleep([this] {
+            PyEval_RestoreThread(state_);
+            PyGILState_Release(gil_);
+        });
     }
 
   private:
@@ -45,6 +47,11 @@ std::shared_ptr<EngineThread> Engine::current() const {
 }
 
 void Engine::start() {
+    startThread();
+    withoutGil(registerFunctionCalls);
+}
+
+void Engine::startThread() {
     const auto python = std::make_shared<ThreadOfInterpreter>();
     auto registration = std::make_shared<std::promise<bool>>();
     auto isRegistered = registration->get_future();
@@ -65,8 +72,8 @@ void Engine::start() {
     });
     if (!isOurs)
         throw std::runtime_error("this process has an engine of another language already");
-    withoutGil(registerFunctionCalls);
     const std::lock_guard lock(mutex_);
+    ended_ = std::make_unique<std::condition_variable>();
     thread_ = std::move(thread);
 }
 
@@ -78,13 +85,35 @@ void Engine::stop() {
     }
     if (thread == nullptr)
         return;
-    unregisterFunctionCalls();
     thread->stop();
+    unregisterFunctionCalls(); // which waits for a function that is running
 }
 
-bool Engine::post(EngineThread::Job job) {
+bool Engine::post(EngineThread::Job job, const void* owner) {
     const auto thread = current();
-    return thread != nullptr && thread->post(std::move(job));
+    if (thread == nullptr)
+        return false;
+    if (owner == nullptr)
+        return thread->post(std::move(job));
+    return thread->post([this, owner, job = std::move(job)] {
+        setOwner(owner);
+        job();
+        setOwner(nullptr);
+    });
+}
+
+void Engine::setOwner(const void* owner) {
+    const std::lock_guard lock(mutex_);
+    owner_ = owner;
+    ended_->notify_all();
+}
+
+void Engine::waitFor(const void* owner) {
+    if (varnek::host::isLanguageEngineThread())
+        return;
+    std::unique_lock lock(mutex_);
+    if (owner_ == owner)
+        ended_->wait(lock, [&] { return owner_ != owner; });
 }
 
 void Engine::run(const std::function<void()>& job) {
@@ -120,6 +149,8 @@ void Engine::afterForkInParent() {
 
 void Engine::afterForkInChild() {
     const auto lost = std::move(thread_);
+    owner_ = nullptr;
+    static_cast<void>(ended_.release()); // as the queue below
     mutex_.unlock();
     if (lost == nullptr)
         return;
@@ -127,7 +158,7 @@ void Engine::afterForkInChild() {
     varnek::host::unregisterLanguageEngine(lost->id());
     // Never destroyed: its queue still counts the thread, which this process does not have, as waiting.
     new std::shared_ptr<EngineThread>(lost);
-    start();
+    startThread(); // the functions are registered
 }
 
 } // namespace settings::python

@@ -6,6 +6,7 @@
 
 #include "EngineThread.hpp"
 
+#include <condition_variable>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -22,12 +23,16 @@ class Engine {
     /// called with the interpreter lock. std::runtime_error when the process has another engine.
     void start();
 
-    /// No more functions are called, jobs that have not begun are dropped, and the thread ends. Without the
+    /// Jobs that have not begun are dropped, the thread ends, and no more functions are called. Without the
     /// interpreter lock, which the thread needs to end. Does nothing when there is no thread.
     void stop();
 
     /// Has the thread do something. False when there is none. What `job` throws ends the process.
-    bool post(EngineThread::Job job);
+    /// `owner` only names it for waitFor, and may be null.
+    bool post(EngineThread::Job job, const void* owner = nullptr);
+    /// Waits while the engine is doing a job of that owner; not on the engine's thread. Without the
+    /// interpreter lock.
+    void waitFor(const void* owner);
     /// The same, and waits for it; what it throws is thrown here. On the engine's thread it is called at
     /// once. Without the interpreter lock. std::runtime_error when there is no thread, or it stops before.
     void run(const std::function<void()>& job);
@@ -39,10 +44,14 @@ class Engine {
 
   private:
     Engine() = default;
+    void startThread();
     std::shared_ptr<EngineThread> current() const;
+    void setOwner(const void* owner);
 
     mutable std::mutex mutex_;
-    std::shared_ptr<EngineThread> thread_; // guarded by mutex_
+    std::shared_ptr<EngineThread> thread_;           // guarded by mutex_
+    const void* owner_ = nullptr;                    // of the job at work; guarded by mutex_
+    std::unique_ptr<std::condition_variable> ended_; // a job of an owner; guarded by mutex_
 };
 
 } // namespace settings::python

@@ -135,8 +135,8 @@ void raise(const Exception& failure) {
     if (facts.object != nullptr)
         setting = pythonText(withoutGil([&] { return facts.object->getFullName(); }));
     const py::object type = py::module_::import("vksettings.errors").attr(className(failure));
-    const py::object raised = type(pythonText(std::string_view(failure.what())),
-                                   pythonText(std::string_view(facts.id)), setting, facts.details);
+    const py::object raised = callPython(type, pythonText(std::string_view(failure.what())),
+                                         pythonText(std::string_view(facts.id)), setting, facts.details);
     if (keptCause.exception != nullptr && !facts.cause.empty() && facts.cause == keptCause.text)
         raised.attr("__cause__") =
             py::reinterpret_steal<py::object>(std::exchange(keptCause.exception, nullptr));

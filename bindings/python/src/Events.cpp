@@ -1,5 +1,6 @@
 #include "Events.hpp"
 
+#include "Delivery.hpp"
 #include "Engine.hpp"
 #include "Gil.hpp"
 #include "Handle.hpp"
@@ -70,15 +71,22 @@ struct Event {
 void deliver(const PythonReference& callback, const SettingsEventHandle& event) {
     const GilLock gil;
     try {
-        callback.get()(Event{event});
+        callPython(callback.get(), Event{event});
     } catch (py::error_already_set& failure) {
         reportUnraisable("a listener", failure, callback.get());
     }
 }
 
+/// The same on the thread that hands the event on, for which others may wait.
+void deliverHere(const PythonReference& callback, const SettingsEventHandle& event) {
+    const Delivery delivery;
+    deliver(callback, event);
+}
+
 /// The Python class `Subscription`.
 class Subscription {
   public:
+    /// `isActive` also stands for the subscription at the engine.
     Subscription(Connection connection, std::shared_ptr<std::atomic<bool>> isActive)
         : connection_(std::move(connection)), isActive_(std::move(isActive)) {}
 
@@ -87,6 +95,7 @@ class Subscription {
     void disconnect() const {
         *isActive_ = false;
         connection_.disconnectAndWait();
+        Engine::instance().waitFor(isActive_.get());
     }
 
   private:
@@ -178,11 +187,12 @@ py::object subscribe(std::vector<std::u16string> eventTypes, const py::function&
         if (ours == nullptr || !*isActive)
             return;
         if (!onEngine)
-            return deliver(function, ours);
-        Engine::instance().post([function, isActive, ours = std::move(ours)] {
+            return deliverHere(function, ours);
+        const auto job = [function, isActive, ours = std::move(ours)] {
             if (*isActive)
                 deliver(function, ours);
-        });
+        };
+        Engine::instance().post(job, isActive.get());
     };
     const auto subscription = withoutGil([&] {
         const Subscription made(

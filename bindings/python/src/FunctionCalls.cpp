@@ -1,5 +1,6 @@
 #include "FunctionCalls.hpp"
 
+#include "Delivery.hpp"
 #include "Errors.hpp"
 #include "Gil.hpp"
 #include "Handle.hpp"
@@ -33,7 +34,7 @@ namespace {
 /// Finds the function; std::runtime_error with the reason when there is none.
 py::object functionOf(const std::string& package, const std::string& function) {
     try {
-        py::object found = py::module_::import("importlib").attr("import_module")(package);
+        py::object found = callPython(py::module_::import("importlib").attr("import_module"), package);
         found = py::module_::import("operator").attr("attrgetter")(function)(found);
         if (PyCallable_Check(found.ptr()) == 0)
             throw std::runtime_error(package + "." + function + " is no function");
@@ -55,6 +56,8 @@ auto calling(const char* what, Call call) {
         const std::string name = py::str(failure.type().attr("__name__"));
         const std::string text = failureText(failure);
         keepCause(failure);
+        if (failure.matches(PyExc_KeyboardInterrupt))
+            repeatInterruption();
         throw core::SettingsException("python:" + name, text, name);
     }
 }
@@ -64,7 +67,7 @@ void validate(const std::string& package, const std::string& function,
     const GilLock gil;
     const py::object found = functionOf(package, function);
     calling("a validation function", [&] {
-        const py::object result = found(toHandle(setting), keyName, toPython(value));
+        const py::object result = callPython(found, toHandle(setting), keyName, toPython(value));
         if (result.is_none())
             return;
         if (PyBool_Check(result.ptr()) != 0 && value.type() != varnek::data::TypeCode::logical)
@@ -78,7 +81,7 @@ void validate(const std::string& package, const std::string& function,
 void computeDefault(const std::string& package, const std::string& function, Array& result) {
     const GilLock gil;
     const py::object found = functionOf(package, function);
-    calling("a run-time default", [&] { result = toValue(found()).array; });
+    calling("a run-time default", [&] { result = toValue(callPython(found)).array; });
 }
 
 /// Lets the modules of toolboxes be found, which stand beside their definitions.
@@ -107,9 +110,10 @@ core::CPPValidator validatorOf(const py::object& callable) {
     const auto check = [function =
                             PythonReference(callable)](const boost::shared_ptr<const Settings>& setting,
                                                        const std::string& name, const Array& value) {
+        const Delivery delivery;
         const GilLock gil;
         calling("a validator", [&] {
-            if (!function.get()(toHandle(setting), name, toPython(value)).is_none())
+            if (!callPython(function.get(), toHandle(setting), name, toPython(value)).is_none())
                 throw py::type_error(
                     "a callable that validates cannot put another value in place; it returns None");
         });

@@ -5,6 +5,7 @@
 #include <pybind11/pybind11.h>
 
 #include <cxxabi.h>
+#include <unistd.h>
 
 #include <exception>
 #include <optional>
@@ -13,20 +14,45 @@
 
 namespace settings::python {
 
+/// Calls into the interpreter. One that is ending ends every other thread which asks for its lock, by
+/// unwinding: that would run destructors that need the lock, and end the process at the first frame that lets
+/// nothing through. Such a thread sleeps here instead until the process has ended.
+template <class Call>
+__attribute__((no_sanitize("undefined"))) // an ending thread gives its handler no object to refer to
+auto orSleep(Call call) {
+    try {
+        return call();
+    } catch (const abi::__forced_unwind&) {
+        while (true)
+            ::pause();
+    }
+}
+
+/// callable(*arguments), as everything else that runs code in Python.
+template <class... Arguments>
+pybind11::object callPython(pybind11::handle callable, Arguments&&... arguments) {
+    const pybind11::tuple all = pybind11::make_tuple(std::forward<Arguments>(arguments)...);
+    PyObject* const result = orSleep([&] { return PyObject_CallObject(callable.ptr(), all.ptr()); });
+    if (result == nullptr)
+        throw pybind11::error_already_set();
+    return pybind11::reinterpret_steal<pybind11::object>(result);
+}
+
 /// Holds the lock, on a thread of the interpreter or any other.
 class GilLock {
   public:
-    GilLock() : state_(PyGILState_Ensure()) {}
+    GilLock() : state_(orSleep(&PyGILState_Ensure)) {}
     GilLock(const GilLock&) = delete;
     GilLock& operator=(const GilLock&) = delete;
-    ~GilLock() { PyGILState_Release(state_); }
+    ~GilLock() {
+        orSleep([this] { PyGILState_Release(state_); });
+    }
 
   private:
     const PyGILState_STATE state_;
 };
 
-/// Calls without the lock, which the caller holds. The lock is taken again in ordinary code, neither in a
-/// destructor nor in a handler: an interpreter that is ending ends a thread which asks for it, by unwinding.
+/// Calls without the lock, which the caller holds.
 template <class Call>
 auto withoutGil(Call call) {
     using Result = std::invoke_result_t<Call>;
@@ -44,7 +70,7 @@ auto withoutGil(Call call) {
     } catch (...) {
         failure = std::current_exception();
     }
-    PyEval_RestoreThread(state);
+    orSleep([state] { PyEval_RestoreThread(state); });
     if (failure != nullptr)
         std::rethrow_exception(failure);
     if constexpr (!isVoid)

@@ -1,5 +1,7 @@
 #include "Log.hpp"
 
+#include "Gil.hpp"
+
 #include "varnek/log/Channel.hpp"
 
 namespace py = pybind11;
@@ -25,8 +27,8 @@ std::string withoutLineEnd(std::string text) {
 std::string tracebackText(const py::error_already_set& failure) {
     try {
         const py::object trace = failure.trace() ? py::object(failure.trace()) : py::none();
-        return withoutLineEnd(joined(py::module_::import("traceback")
-                                         .attr("format_exception")(failure.type(), failure.value(), trace)));
+        const py::object format = py::module_::import("traceback").attr("format_exception");
+        return withoutLineEnd(joined(callPython(format, failure.type(), failure.value(), trace)));
     } catch (py::error_already_set& broken) { // an exception that cannot be shown
         return broken.what();
     }
@@ -40,8 +42,8 @@ std::string failureText(const py::error_already_set& failure) {
             if (!text.empty())
                 return text;
         }
-        return withoutLineEnd(joined(
-            py::module_::import("traceback").attr("format_exception_only")(failure.type(), failure.value())));
+        const py::object format = py::module_::import("traceback").attr("format_exception_only");
+        return withoutLineEnd(joined(callPython(format, failure.type(), failure.value())));
     } catch (py::error_already_set& broken) {
         return broken.what();
     }
@@ -53,8 +55,17 @@ void logFailure(const char* what, const py::error_already_set& failure) {
 
 void reportUnraisable(const char* what, py::error_already_set& failure, py::handle origin) {
     logFailure(what, failure);
+    const bool isInterruption = failure.matches(PyExc_KeyboardInterrupt);
     failure.restore();
-    PyErr_WriteUnraisable(origin.ptr());
+    orSleep([origin] { PyErr_WriteUnraisable(origin.ptr()); });
+    if (isInterruption)
+        repeatInterruption();
+}
+
+void repeatInterruption() {
+    const py::module_ threading = py::module_::import("threading");
+    if (callPython(threading.attr("current_thread")).is(callPython(threading.attr("main_thread"))))
+        PyErr_SetInterrupt();
 }
 
 } // namespace settings::python

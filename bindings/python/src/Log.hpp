@@ -18,6 +18,11 @@ std::string failureText(const pybind11::error_already_set& failure);
 void logFailure(const char* what, const pybind11::error_already_set& failure);
 
 /// The same, and hands the failure to sys.unraisablehook, which prints it unless the program says otherwise.
+/// A KeyboardInterrupt is repeated.
 void reportUnraisable(const char* what, pybind11::error_already_set& failure, pybind11::handle origin);
+
+/// After a KeyboardInterrupt in a function whose failures go no further: the program is interrupted as soon
+/// as it runs on. Does nothing on other threads than the main one, which are not interrupted from outside.
+void repeatInterruption();
 
 } // namespace settings::python

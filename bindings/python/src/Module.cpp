@@ -8,9 +8,9 @@
 #include "Handle.hpp"
 #include "Log.hpp"
 #include "PythonReference.hpp"
+#include "Watch.hpp"
 
 #include "settingscore/MSettings.hpp"
-#include "settingscore/PersonalFileWatch.hpp"
 #include "settingscore/SettingsRoot.hpp"
 #include "settingscore/SettingsSaving.hpp"
 #include "varnek/files/PathText.hpp"
@@ -19,9 +19,13 @@
 #include <pybind11/stl.h>
 #include <pybind11/stl/filesystem.h>
 
+#include <chrono>
+#include <exception>
 #include <filesystem>
+#include <future>
 #include <memory>
 #include <optional>
+#include <thread>
 
 namespace py = pybind11;
 
@@ -36,33 +40,37 @@ RootIndex treeOf(std::int32_t index) {
     return index == 0 ? RootIndex(core::DefaultRootIndex()) : RootIndex(index, true, false);
 }
 
-/// The Python class `PersonalFileWatch`. Its thread calls listeners, so it is ended without the interpreter
-/// lock.
-class Watch {
-  public:
-    Watch() : watch_(withoutGil([] { return std::make_unique<core::PersonalFileWatch>(); })) {}
-    Watch(const Watch&) = delete;
-    Watch& operator=(const Watch&) = delete;
-    ~Watch() { close(); }
-    void close() {
-        if (watch_ != nullptr)
-            withoutGil([ended = std::move(watch_)]() mutable { ended.reset(); });
-    }
-
-  private:
-    std::unique_ptr<core::PersonalFileWatch> watch_;
-};
-
 /// Has the engine call `work` without arguments; False when it has stopped.
 bool post(const py::function& work) {
     return Engine::instance().post([reference = PythonReference(work)] {
         const GilLock gil;
         try {
-            reference.get()();
+            callPython(reference.get());
         } catch (py::error_already_set& failure) {
             reportUnraisable("work on the engine's thread", failure, reference.get());
         }
     });
+}
+
+/// Ends what calls Python. Waits for running calls; a signal's handler may raise, and the wait is over.
+void stop() {
+    auto isDone = std::make_shared<std::promise<void>>();
+    auto done = isDone->get_future();
+    std::thread([isDone] { // which stays behind after an interruption
+        try {
+            endSubscriptions();
+            Engine::instance().stop();
+            isDone->set_value();
+        } catch (...) {
+            isDone->set_exception(std::current_exception());
+        }
+    })
+        .detach();
+    constexpr std::chrono::milliseconds betweenSignals{20};
+    while (withoutGil([&] { return done.wait_for(betweenSignals); }) != std::future_status::ready)
+        if (orSleep(&PyErr_CheckSignals) != 0)
+            throw py::error_already_set();
+    done.get();
 }
 
 boost::optional<std::u16string> folder(const std::optional<std::filesystem::path>& path) {
@@ -113,23 +121,13 @@ void defineTrees(py::module_& module) {
         "waitForSaves", [] { withoutGil(&core::waitForSettingsSaves); },
         "Waits until all that was changed has been written, or could not be; the end of the process does so "
         "too.");
-    py::class_<Watch>(module, "PersonalFileWatch", "Takes over what other processes write, while it is open.")
-        .def(py::init<>())
-        .def("close", &Watch::close)
-        .def("__enter__", [](const py::object& self) { return self; })
-        .def("__exit__", [](Watch& self, const py::args&) { self.close(); });
 }
 
 void defineEngine(py::module_& module) {
     module.def("isEngineThread", &varnek::host::isLanguageEngineThread,
                "Whether this is the thread on which functions of the language run.");
     module.def("post", &post);
-    module.def("stop", [] {
-        withoutGil([] {
-            endSubscriptions();
-            Engine::instance().stop();
-        });
-    });
+    module.def("stop", &stop);
     module.def("beforeFork", [] { Engine::instance().beforeFork(); });
     module.def("afterForkInParent", [] { Engine::instance().afterForkInParent(); });
     module.def("afterForkInChild", [] { Engine::instance().afterForkInChild(); });
@@ -145,6 +143,7 @@ PYBIND11_MODULE(_core, module) {
     python::defineEvents(module);
     python::defineHandle(module);
     python::defineTrees(module);
+    python::defineWatch(module);
     python::defineEngine(module);
     python::Engine::instance().start();
 }

@@ -9,7 +9,7 @@ PythonReference::PythonReference(pybind11::object object)
     : object_(object.release().ptr(), [](PyObject* dropped) {
           Engine::instance().post([dropped] {
               const GilLock gil;
-              Py_DECREF(dropped);
+              orSleep([dropped] { Py_DECREF(dropped); });
           });
       }) {}
 

@@ -1,6 +1,8 @@
 #!/usr/bin/env python3
 """The engine's thread, and the functions of definitions that run on it."""
+import concurrent.futures
 import os
+import signal
 import sys
 import threading
 import traceback
@@ -13,6 +15,10 @@ PLACE = support.Place().enter()
 import vksettings  # noqa: E402 (after the folders are set)
 
 run = vksettings.run
+
+
+def interrupted(future):
+    raise KeyboardInterrupt
 
 
 def checks():
@@ -60,19 +66,98 @@ class Engine(unittest.TestCase):
         run(setattr, local, "kept", 5)
         self.assertEqual(5, run(getattr, local, "kept"))
 
-    @unittest.skipUnless(hasattr(os, "fork"), "needs fork")
-    def test_a_forked_process_has_an_engine_of_its_own(self):
+    def test_an_interrupted_wait_takes_its_call_back(self):
+        began, go, done = threading.Event(), threading.Event(), []
+
+        def work():
+            began.set()
+            go.wait(support.PATIENCE)
+
+        first = vksettings.submit(work)
+        began.wait(support.PATIENCE)
+        wait, concurrent.futures.Future.result = concurrent.futures.Future.result, interrupted
+        try:
+            self.assertRaises(KeyboardInterrupt, run, done.append, 1)
+        finally:
+            concurrent.futures.Future.result = wait
+        go.set()
+        first.result(support.PATIENCE)
+        run(lambda: None)
+        self.assertEqual([], done)
+
+
+@unittest.skipUnless(hasattr(os, "fork"), "needs fork")
+class Forks(unittest.TestCase):
+    def setUp(self):
+        self.lab = vksettings.root()["lab"]
+
+    def child(self, work):
+        """The exit code of a forked process that did the work."""
         child = os.fork()
         if child == 0:
             code = 1
             try:
-                isAnother = run(threading.get_ident) != threading.get_ident()
-                run(vksettings.root()["lab"].check, "py_even", 4)
-                code = 0 if isAnother else 2
+                code = 0 if work() else 2
             finally:
                 os._exit(code)
-        self.assertEqual(0, os.waitstatus_to_exitcode(os.waitpid(child, 0)[1]))
+        killer = threading.Timer(support.PATIENCE / 3, os.kill, (child, signal.SIGKILL))
+        killer.start()
+        code = os.waitstatus_to_exitcode(os.waitpid(child, 0)[1])
+        killer.cancel()
+        return code
+
+    def checks_on_its_engine(self):
+        run(self.lab.check, "py_even", 4)
+        return run(threading.get_ident) != threading.get_ident()
+
+    def test_a_forked_process_has_an_engine_of_its_own(self):
+        self.assertEqual(0, self.child(self.checks_on_its_engine))
         self.assertTrue(run(vksettings.isEngineThread))
+
+    def test_while_functions_run(self):
+        """On the engine's thread and on another one."""
+        run(self.lab.check, "py_even", 4)  # imports the module
+        began, go = threading.Semaphore(0), threading.Event()
+
+        def block(*arguments):
+            began.release()
+            go.wait(support.PATIENCE)
+
+        checks().block = block
+        inner = self.lab["inner"]
+        for name, validator in (("blocking", "lab_checks.block"), ("other", block), ("free", lambda *arguments: None)):
+            inner.createFactorySetting(name, 1, validator=validator)
+        threads = [threading.Thread(target=inner.set, args=("other", 2, "session")),
+                   threading.Thread(target=run, args=(inner.set, "blocking", 2, "session"))]
+        for thread in threads:
+            thread.start()
+            began.acquire(timeout=support.PATIENCE)
+
+        def work():
+            inner.set("free", 2, "session")
+            return self.checks_on_its_engine() and inner["free"] == 2
+
+        code = self.child(work)
+        go.set()
+        for thread in threads:
+            thread.join(support.PATIENCE)
+        self.assertEqual((0, 2, 2), (code, inner["blocking"], inner["other"]))
+
+    def test_inside_a_function(self):
+        run(self.lab.check, "py_even", 4)
+        codes, inner = [], self.lab["inner"]
+        checks().fork = lambda *arguments: codes.append(self.child(self.checks_on_its_engine))
+        inner.createFactorySetting("forking", 1, validator="lab_checks.fork")
+        run(inner.set, "forking", 2, "session")
+        self.assertEqual([0], codes)
+
+    def test_a_watch_of_the_parent(self):
+        def work():
+            watch.close()
+            return True
+
+        with vksettings.PersonalFileWatch() as watch:
+            self.assertEqual(0, self.child(work))
 
 
 class ValidationFunctions(unittest.TestCase):

@@ -1,8 +1,10 @@
 #!/usr/bin/env python3
 """Listeners, the event handler and the queue."""
 import concurrent.futures
+import signal
 import sys
 import threading
+import time
 import unittest
 
 import support
@@ -83,6 +85,53 @@ class Events(unittest.TestCase):
             heard.wait(1)
         self.assertEqual(vksettings.run(threading.get_ident), heard[0][3])
 
+    def test_the_end_of_a_subscription_waits_for_the_engine(self):
+        began, go, done = threading.Event(), threading.Event(), []
+
+        def listener(event):
+            began.set()
+            go.wait(support.PATIENCE)
+            done.append(subscription.connected)
+
+        subscription = self.lab.getChild("real").listen(listener, onEngine=True)
+        self.lab.set("real", 2.5, "session")
+        began.wait(support.PATIENCE)
+        threading.Thread(target=lambda: (self.until(lambda: not subscription.connected), go.set())).start()
+        subscription.disconnect()
+        self.assertEqual([False], done)
+
+    def test_a_subscription_that_ends_itself_on_the_engine(self):
+        done = threading.Event()
+        subscription = self.lab.getChild("real").listen(lambda event: (subscription.disconnect(), done.set()),
+                                                        onEngine=True)
+        self.lab.set("real", 2.5, "session")
+        self.assertTrue(done.wait(support.PATIENCE))
+
+    def until(self, condition):
+        end = time.monotonic() + support.PATIENCE
+        while not condition() and time.monotonic() < end:
+            threading.Event().wait(0.001)
+
+    def test_an_interruption_of_a_listener_or_validator_reaches_the_program(self):
+        self.addCleanup(setattr, sys, "unraisablehook", sys.unraisablehook)
+        sys.unraisablehook = lambda failure: None
+
+        def interrupted(*arguments):
+            if arguments[-1] != 1:
+                signal.raise_signal(signal.SIGINT)
+
+        with self.assertRaises(KeyboardInterrupt):
+            with self.lab.getChild("real").listen(interrupted):
+                self.lab.set("real", 2.5, "session")
+        self.lab["inner"].addSetting("checked", 1, level="session", validator=interrupted)
+        with self.assertRaises(KeyboardInterrupt):
+            try:
+                self.lab["inner"].set("checked", 2, "session")
+            except vksettings.ValidationError:
+                pass
+        self.lab["inner"].remove("checked")
+        self.assertRaises(ZeroDivisionError, lambda: 1 / 0)  # and no second one
+
     def test_the_event_handler(self):
         heard = Heard()
         vksettings.setEventHandler(heard)
@@ -157,6 +206,38 @@ class Events(unittest.TestCase):
         self.assertEqual(0, chain[0])
         self.assertEqual(4 * rounds, len(chain))
         self.assertEqual(set(chain[1:]) | {final}, {1000 * n + i for n in range(1, 5) for i in range(rounds)})
+
+    def test_a_watch_that_a_listener_ends(self):
+        """On the watch's own thread: refused, or left to another one."""
+        raised, heard = [], Heard()
+
+        def close(event):
+            try:
+                watches[0].close()
+            except RuntimeError as failure:
+                raised.append(str(failure))
+            watches.clear()
+            heard(event)
+
+        watches = [vksettings.PersonalFileWatch()]
+        with self.lab.getChild("text").listen(close):
+            PLACE.tool("set", "lab.text", "ends the watch")
+            heard.wait(1)
+        self.assertNotEqual(threading.get_ident(), heard[0][3])
+        self.assertEqual([True], ["inside a listener" in text for text in raised])
+        self.forget("text")
+
+    def test_a_watch_that_the_engine_ends(self):
+        watch, heard = vksettings.PersonalFileWatch(), Heard()
+        with self.lab.getChild("text").listen(lambda event: (watch.close(), heard(event)), onEngine=True):
+            PLACE.tool("set", "lab.text", "ends the watch")
+            heard.wait(1)
+        self.forget("text")
+
+    def forget(self, name):
+        """What another process has stored."""
+        self.lab.unset(name)
+        vksettings.waitForSaves()
 
     def test_what_other_processes_write(self):
         heard = Heard()

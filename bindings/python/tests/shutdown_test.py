@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
 """How processes with the module begin and end. Every program ends by itself, silently and with code 0."""
+import signal
 import unittest
 
 import support
@@ -78,6 +79,47 @@ def work():
 for _ in range(3): threading.Thread(target=work, daemon=True).start()
 began.wait()
 """)
+
+    def test_daemon_threads_in_watches_and_validators(self):
+        """They sleep; nothing of them is unwound."""
+        for work in ("vksettings.PersonalFileWatch()",
+                     "with vksettings.PersonalFileWatch(): pass",
+                     "inner.set('checked', next(numbers), 'session')",
+                     "inner.getChild('checked').setValidator(lambda *arguments: None)"):
+            with self.subTest(work=work):
+                self.assertEnds(f"""
+import itertools
+inner, numbers = lab["inner"], itertools.count()
+def check(*arguments):
+    for _ in range(300): pass
+inner.addSetting("checked", 1, level="session", validator=check)
+began = threading.Semaphore(0)
+def work():
+    while True:
+        {work}
+        began.release()
+for _ in range(3): threading.Thread(target=work, daemon=True).start()
+for _ in range(20): began.acquire()
+""")
+
+    @unittest.skipUnless(hasattr(signal, "pthread_kill"), "needs signals")
+    def test_an_interruption_ends_the_wait_for_a_busy_engine(self):
+        with PLACE.start(START + """
+import atexit
+began = threading.Event()
+def work():
+    began.set()
+    while True: time.sleep(0.01)
+vksettings.submit(work)
+began.wait()
+atexit.register(print, "stopping", flush=True)
+""") as running:
+            try:
+                self.assertEqual("stopping", running.stdout.readline().rstrip())
+                running.send_signal(signal.SIGINT)
+                self.assertIn("KeyboardInterrupt", running.communicate(timeout=support.PATIENCE / 3)[1])
+            finally:
+                running.kill()
 
     def test_an_exception_in_a_listener_is_printed(self):
         done = PLACE.python(START + """

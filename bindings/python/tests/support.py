@@ -113,6 +113,11 @@ class Place:
         return subprocess.run([sys.executable, "-c", program], env={**self.environment, **environment},
                               cwd=self.folder, text=True, capture_output=True, timeout=PATIENCE, check=False)
 
+    def start(self, program):
+        """A process that runs the program."""
+        return subprocess.Popen([sys.executable, "-c", program], env=self.environment, cwd=self.folder, text=True,
+                                stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+
     def enter(self):
         """Has this process use the folders; before the module builds its tree."""
         os.environ.update(self.environment)

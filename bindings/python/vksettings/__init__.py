@@ -56,19 +56,29 @@ def submit(function, /, *args, **kwargs):
 
 
 def run(function, /, *args, **kwargs):
-    """Calls function(*args, **kwargs) on the engine's thread, waits for it, and returns or raises what it does."""
+    """Calls function(*args, **kwargs) on the engine's thread, waits for it, and returns or raises what it does.
+
+    A KeyboardInterrupt ends the wait, and takes the call back when it has not begun.
+    """
     if isEngineThread():
         return function(*args, **kwargs)
-    return submit(function, *args, **kwargs).result()
+    future = submit(function, *args, **kwargs)
+    try:
+        return future.result()
+    except KeyboardInterrupt:
+        future.cancel()  # not when it has begun
+        raise
 
 
 def _stop():
     """No listener and no function is called any more; work that has not begun is cancelled."""
-    _core.stop()
-    with _pending_lock:
-        left = list(_pending)
-    for future in left:
-        future.cancel()
+    try:
+        _core.stop()
+    finally:  # also when a second Ctrl-C ended the wait
+        with _pending_lock:
+            left = list(_pending)
+        for future in left:
+            future.cancel()
 
 
 def _after_fork_in_child():
