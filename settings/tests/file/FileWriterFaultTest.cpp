@@ -1,16 +1,14 @@
 // What hooks, listeners, other trees, other processes and the end of the process do to the file-writer
 // thread.
 
-#include "support/FileTree.hpp"
+#include "support/WriterTree.hpp"
 
 #include "settingscore/SaveReport.hpp"
 #include "settingscore/SettingsSaving.hpp"
 #include "settingscore/events/EventNotifyFunction.hpp"
 #include "settingscore/events/SettingsValueChangeEvent.hpp"
-#include "settingscore/settings/file/PrefdirFileWriterQueue.hpp"
 #include "settingscore/settings/file/SaveHook.hpp"
 #include "settingscore/settings/file/prefdirWriter.hpp"
-#include "settingscore/settings/node/SettingsAccess.hpp"
 
 #include <gtest/gtest.h>
 
@@ -31,33 +29,15 @@ using namespace settings::core;
 using namespace settings::core::detail;
 using namespace std::chrono_literals;
 
-PrefdirFileWriterQueue* current = nullptr;
-
-/// A tree whose saves go through a writer thread of the test's own, which begins when somebody waits.
-struct FileWriterFaults : testing::Test {
-    FileWriterFaults() { current = &queue; }
+struct FileWriterFaults : WriterTree {
     ~FileWriterFaults() override {
         setSaveHook({});
         setEventNotifyFunction({});
-        current = nullptr;
     }
 
-    static PrefdirFileWriterQueue* writer() { return current; }
-    static Handle group(const FileTree& tree, const std::string& name) {
-        const Handle group = tree.group(name);
-        TestTree::setting(group, "s");
-        TestTree::setting(group, "t");
-        tree.load(group);
-        return group;
-    }
-    double onDisk(const std::string& name, const std::string& setting = "s") const {
-        const FileTree other(folder.path());
-        const Handle read = group(other, name);
-        return read->isSet(setting, "user") ? read->get<double>(setting, "user") : -1.0;
-    }
     /// The next save of the group finds a change of another process, and tells it on the writer's thread.
-    void changeElsewhere(const std::string& name) const {
-        queue_().waitForAll();
+    void changeElsewhere(const std::string& name) {
+        queue.waitForAll();
         const FileTree other(folder.path());
         group(other, name)->set("t", 5.0, "user");
     }
@@ -67,11 +47,6 @@ struct FileWriterFaults : testing::Test {
                 work();
         });
     }
-    static PrefdirFileWriterQueue& queue_() { return *current; }
-
-    TempFolder folder;
-    PrefdirFileWriterQueue queue{24h};
-    FileTree tree{folder.path(), writer};
 };
 
 /// Ends the process when the scope takes too long, where a fault means waiting for ever.

@@ -1,15 +1,13 @@
 // The file-writer thread: its queue of work, the requests that are merged, the passes, the end of the
 // process.
 
-#include "support/FileTree.hpp"
+#include "support/WriterTree.hpp"
 
 #include "settingscore/SaveReport.hpp"
 #include "settingscore/SettingsSaving.hpp"
 #include "settingscore/settings/file/OrderedWorkQueue.hpp"
-#include "settingscore/settings/file/PrefdirFileWriterQueue.hpp"
 #include "settingscore/settings/file/SaveHook.hpp"
 #include "settingscore/settings/file/prefdirWriter.hpp"
-#include "settingscore/settings/node/SettingsAccess.hpp"
 
 #include <gtest/gtest.h>
 
@@ -184,36 +182,7 @@ TEST(OrderedWorkQueue, APushThatRacesTheEndRunsOrFails) {
 
 // ---- requests and passes ----
 
-PrefdirFileWriterQueue* current = nullptr;
-
-/// A tree whose saves go through a writer thread of the test's own, which begins when somebody waits.
-struct FileWriter : testing::Test {
-    FileWriter() { current = &queue; }
-    ~FileWriter() override { current = nullptr; }
-
-    static PrefdirFileWriterQueue* writer() { return current; }
-
-    static Handle group(const FileTree& tree, const std::string& name) {
-        const Handle group = tree.group(name);
-        TestTree::setting(group, "s");
-        TestTree::setting(group, "t");
-        tree.load(group);
-        return group;
-    }
-    Handle group(const std::string& name) const { return group(tree, name); }
-    /// What a process that starts now reads; -1 where there is nothing.
-    double onDisk(const std::string& name, const std::string& setting = "s") const {
-        const FileTree other(folder.path());
-        other.keeper->loadAddedGroups(SettingsAccess::node(*other.root), LevelIndex::user);
-        const bool isAdded = SettingsAccess::node(*other.root)->getChild(name, false) != nullptr;
-        const Handle read = isAdded ? other.root->getChild(name) : group(other, name);
-        return read->isSet(setting, "user") ? read->get<double>(setting, "user") : -1.0;
-    }
-
-    TempFolder folder;
-    PrefdirFileWriterQueue queue{24h};
-    FileTree tree{folder.path(), writer};
-};
+using FileWriter = WriterTree;
 
 TEST_F(FileWriter, ABurstOfChangesIsOneWrite) {
     const Handle g = group("g");
