@@ -2,8 +2,8 @@
 
 #include "settingscore/settings/root/TreeBuilder.hpp"
 #include "settingscore/FactoryFileLocation.hpp"
-#include "settingscore/SettingsSaving.hpp"
 #include "settingscore/Settings.hpp"
+#include "settingscore/SettingsSaving.hpp"
 #include "settingscore/factoryfile/FactoryFileGenerator.hpp"
 #include "settingscore/settings/level/LevelFolders.hpp"
 #include "support/FileTree.hpp"
