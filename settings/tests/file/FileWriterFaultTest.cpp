@@ -215,6 +215,24 @@ TEST_F(FileWriterFaults, AChildThatGoesOnSavesItself) {
     EXPECT_EQ(2.0, onDisk("g", "t"));
 }
 
+TEST_F(FileWriterFaults, AChildSavesWhatWasStillWaiting) {
+    const FileTree shared(folder.path(), prefdirWriter);
+    const Handle g = group(shared, "g");
+    prefdirWriter()->holdPasses(); // so that the change still waits
+    g->set("s", 1.0, "user");
+    const pid_t child = ::fork();
+    if (child == 0) {
+        ::alarm(60);
+        ::_exit(awaitSave(*g, "user").isOnDisk ? 0 : 1);
+    }
+    int status = 0;
+    const bool hasEnded = ::waitpid(child, &status, 0) == child;
+    prefdirWriter()->releasePasses();
+    EXPECT_TRUE(hasEnded);
+    EXPECT_EQ(0, status);
+    EXPECT_TRUE(awaitSave(*g, "user").isOnDisk);
+}
+
 TEST_F(FileWriterFaults, ASaveThatBeginsAnewKeepsTheFolder) {
     const SavesThroughTheHook through;
     const FileTree alone(folder.path());

@@ -186,7 +186,7 @@ void LevelFileKeeper::submitAgain(const Key& key) {
     {
         const std::lock_guard lock(mutex_);
         FileState& state = stateOf(key);
-        if (!state.status.isMarked || state.queued > 0)
+        if (!state.status.isMarked || (writer != nullptr && state.queued > 0))
             return;
         ++state.requested;
         isRemoval = state.isRemoval;
