@@ -2,6 +2,7 @@
 // meanwhile.
 
 #include "support/PrefdirHome.hpp"
+#include "support/TracedCalls.hpp"
 
 #include "settingscore/prefdir/PreferencesDirectory.hpp"
 #include "settingscore/settings/prefdir/FillRecord.hpp"
@@ -122,8 +123,6 @@ TEST_F(FirstStarts, KilledAtAnyMomentTheNextOneFinishes) {
     EXPECT_GE(halves, rounds / 2);
 }
 
-constexpr auto beginMarker = "/settings-test-begin", endMarker = "/settings-test-end";
-
 TEST(FirstFillChild, DISABLED_Starts) {
     if (std::getenv("SETTINGS_TEST_FIRST_START") == nullptr)
         GTEST_SKIP() << "a part of another test";
@@ -153,27 +152,7 @@ struct KilledStarts : FirstStarts {
         const int status = std::system(command.c_str());
         return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     }
-    /// Name and number, among the calls of that name, of each call of the start.
-    std::vector<std::pair<std::string, int>> calls() const {
-        std::vector<std::pair<std::string, int>> result;
-        std::map<std::string, int> before;
-        std::ifstream lines(trace);
-        bool in = false;
-        for (std::string line; std::getline(lines, line);) {
-            const std::size_t begin = line.find_first_not_of("0123456789 "), end = line.find('(');
-            if (end == line.npos || begin > end)
-                continue;
-            const std::string name = line.substr(begin, end - begin);
-            const int number = ++before[name];
-            if (line.find(beginMarker) != line.npos)
-                in = true;
-            else if (line.find(endMarker) != line.npos)
-                break;
-            else if (in)
-                result.emplace_back(name, number);
-        }
-        return result;
-    }
+    std::vector<TracedCall> calls() const { return callsBetweenMarkers(trace); }
     void expectTheNextStartFinishes(const std::string& what) {
         inProcess([&] {
             getPreferencesDirectoryUStr();
@@ -203,8 +182,8 @@ TEST_F(KilledStarts, AtAnySystemCallNothingIsHalf) {
     const std::size_t step = isSoak() ? 1 : 5;
     std::size_t halves = 0, wholes = 0;
     for (std::size_t i = 0; i < all.size(); i += step) {
-        const std::string what = all[i].first + ":signal=SIGKILL:when=" + std::to_string(all[i].second);
-        EXPECT_NE(100, start("-e trace=" + all[i].first + " -e inject=" + what)) << what;
+        const std::string what = all[i].name + ":signal=SIGKILL:when=" + std::to_string(all[i].number);
+        EXPECT_NE(100, start("-e trace=" + all[i].name + " -e inject=" + what)) << what;
         ++(fs::exists(standard()) ? wholes : halves);
         EXPECT_TRUE(!fs::exists(standard()) || isWhole()) << what;
         expectTheNextStartFinishes(what);

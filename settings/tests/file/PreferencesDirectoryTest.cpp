@@ -441,21 +441,27 @@ TEST_F(PreferencesDirectory, ItsNameDrivesNoTerminal) {
     EXPECT_THAT(varnek::files::messageUtf8(getTempMessage().text), HasSubstr("made" + shown));
 }
 
-TEST_F(PreferencesDirectory, ThreadsWaitForTheFirstOfThemAndAgree) {
-    makeRelease(standard("R2024b"), {"g.vksettings"});
-    LogLines log("settings::core::settingsPathUtil");
+/// What eight threads get that ask at the same time.
+std::vector<std::u16string> answersAtOnce(std::u16string (*ask)()) {
     constexpr int count = 8;
     std::barrier together(count);
-    std::vector<std::u16string> seen(count);
+    std::vector<std::u16string> answers(count);
     std::vector<std::thread> threads;
-    for (std::u16string& directory : seen)
+    for (std::u16string& answer : answers)
         threads.emplace_back([&] {
             together.arrive_and_wait();
-            directory = getPreferencesDirectoryUStr();
+            answer = ask();
         });
     for (std::thread& thread : threads)
         thread.join();
-    EXPECT_EQ(std::vector(count, text(standard())), seen);
+    return answers;
+}
+
+TEST_F(PreferencesDirectory, ThreadsWaitForTheFirstOfThemAndAgree) {
+    makeRelease(standard("R2024b"), {"g.vksettings"});
+    LogLines log("settings::core::settingsPathUtil");
+    const auto seen = answersAtOnce([] { return getPreferencesDirectoryUStr(); });
+    EXPECT_EQ(std::vector(seen.size(), text(standard())), seen);
     EXPECT_EQ(1U, linesOf(log, "Filling " + standard().native()).size());
 }
 
@@ -465,18 +471,8 @@ TEST_F(PreferencesDirectory, ThreadsThatCannotHaveItShareOneTemporaryFolder) {
     set("VARNEK_PREFDIR", folder / "file/below");
     for (int round = 0; round < 20; ++round) {
         start();
-        constexpr int count = 8;
-        std::barrier together(count);
-        std::vector<std::u16string> seen(count);
-        std::vector<std::thread> threads;
-        for (std::u16string& directory : seen)
-            threads.emplace_back([&] {
-                together.arrive_and_wait();
-                directory = getDefaultPreferencesDirectoryUStr();
-            });
-        for (std::thread& thread : threads)
-            thread.join();
-        EXPECT_EQ(std::vector(count, seen.front()), seen);
+        const auto seen = answersAtOnce(getDefaultPreferencesDirectoryUStr);
+        EXPECT_EQ(std::vector(seen.size(), seen.front()), seen);
     }
 }
 

@@ -2,12 +2,12 @@
 // other. The test program runs itself under strace for that.
 
 #include "support/OneGroupsFile.hpp"
+#include "support/TracedCalls.hpp"
 
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdlib>
-#include <fstream>
 #include <iostream>
 #include <map>
 
@@ -17,7 +17,6 @@ using namespace settings::test;
 using namespace settings::core::detail;
 
 constexpr auto folderVariable = "SETTINGS_TEST_SAVE_FAULTS";
-constexpr auto beginMarker = "/settings-test-begin", endMarker = "/settings-test-end";
 // None of them is what a program gives that ends for another reason.
 enum Outcome { saved = 100, savedAtSecondTry = 101, never = 102 };
 constexpr double before = 1.0, after = 2.0, afterwards = 3.0;
@@ -41,11 +40,6 @@ TEST_F(SaveFaultChild, DISABLED_SavesOnce) {
     ::_exit(first ? saved : sets(afterwards) ? savedAtSecondTry : never);
 }
 
-struct Call {
-    std::string name;
-    int number; // among the calls of that name in the whole process
-};
-
 class SaveFaults : public OneGroupsFile {
   protected:
     /// Runs a child under strace with the given options; returns the exit code, -1 when it was killed.
@@ -63,26 +57,7 @@ class SaveFaults : public OneGroupsFile {
     }
 
     /// The calls that one save makes.
-    std::vector<Call> calls() const {
-        std::vector<Call> result;
-        std::map<std::string, int> counts;
-        std::ifstream lines(folder / "trace");
-        bool isInside = false;
-        for (std::string line; std::getline(lines, line);) {
-            const std::size_t begin = line.find_first_not_of("0123456789 "), end = line.find('(');
-            if (end == std::string::npos || begin > end)
-                continue;
-            const std::string name = line.substr(begin, end - begin);
-            const int number = ++counts[name];
-            if (line.find(beginMarker) != std::string::npos)
-                isInside = true;
-            else if (line.find(endMarker) != std::string::npos)
-                break;
-            else if (isInside)
-                result.push_back({name, number});
-        }
-        return result;
-    }
+    std::vector<TracedCall> calls() const { return callsBetweenMarkers(folder / "trace"); }
 
     /// What the next start finds: a whole file, and nothing else in its folder.
     double nextStart(const std::string& what) const {
@@ -121,7 +96,7 @@ const std::map<std::string, std::vector<const char*>> faults = {{"openat", {"EIO
 TEST_F(SaveFaults, TheFileIsOldOrNewAndTheNextSaveSucceeds) {
     SKIP_UNLESS_TRACING();
     int runs = 0, failures = 0, at = 0;
-    for (const Call& call : calls()) {
+    for (const TracedCall& call : calls()) {
         const auto errors = faults.find(call.name);
         if (errors == faults.end())
             continue;
@@ -144,7 +119,7 @@ TEST_F(SaveFaults, WhatFailsForGoodLeavesTheOldFile) {
     SKIP_UNLESS_TRACING();
     int runs = 0;
     std::map<std::string, bool> isDone;
-    for (const Call& call : calls()) {
+    for (const TracedCall& call : calls()) {
         if ((call.name != "write" && call.name != "fsync" && call.name != "renameat" &&
              call.name != "mkdir") ||
             std::exchange(isDone[call.name], true))
@@ -160,7 +135,7 @@ TEST_F(SaveFaults, WhatFailsForGoodLeavesTheOldFile) {
 TEST_F(SaveFaults, KilledAtAnyCallTheFileIsOldOrNew) {
     SKIP_UNLESS_TRACING();
     int olds = 0, news = 0, at = 0;
-    for (const Call& call : calls()) {
+    for (const TracedCall& call : calls()) {
         if (at++ % step() != 0)
             continue;
         const std::string what = call.name + ":signal=SIGKILL:when=" + std::to_string(call.number);

@@ -3,6 +3,7 @@
 #include "settingscore/exception/Exceptions.hpp"
 #include "settingscore/factoryfile/DefinedTree.hpp"
 #include "settingscore/factoryfile/DefinitionKeys.hpp"
+#include "settingscore/factoryfile/Findings.hpp"
 #include "settingscore/factoryfile/ValueCheck.hpp"
 #include "settingscore/settings/file/GroupJson.hpp"
 #include "settingscore/settings/file/SettingsFileKeys.hpp"
@@ -31,7 +32,7 @@ bool isVariableName(std::string_view name) {
     });
 }
 
-class Check {
+class Check : Findings {
   public:
     explicit Check(const SettingsFileContent& content) : content_(content), top_(content.tree) {}
 
@@ -43,13 +44,6 @@ class Check {
     }
 
   private:
-    void fail(FindingKind kind, std::string name, std::string message) {
-        findings_.push_back({true, kind, std::move(name), std::move(message)});
-    }
-    void note(FindingKind kind, std::string name, std::string message) {
-        findings_.push_back({false, kind, std::move(name), std::move(message)});
-    }
-
     // ---- groups and settings ----
 
     void visit(const GroupRecord& group, const std::string& fullName) {
@@ -191,7 +185,6 @@ class Check {
 
     const SettingsFileContent& content_;
     const GroupRecord& top_;
-    std::vector<FactoryFileFinding> findings_;
 };
 
 } // namespace

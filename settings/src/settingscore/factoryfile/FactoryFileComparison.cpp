@@ -1,5 +1,5 @@
 #include "settingscore/factoryfile/DefinedTree.hpp"
-#include "settingscore/factoryfile/FactoryFileCheck.hpp"
+#include "settingscore/factoryfile/Findings.hpp"
 #include "settingscore/factoryfile/ValidatorCover.hpp"
 #include "settingscore/settings/file/FunctionMembers.hpp"
 #include "settingscore/validation/InWords.hpp"
@@ -84,7 +84,7 @@ bool holds(TypeCode wide, TypeCode narrow) {
     return b.bits != 0 && a.bits >= b.bits && (a.isSigned || !b.isSigned) && (a.isFloat || !b.isFloat);
 }
 
-class Comparison {
+class Comparison : Findings {
   public:
     Comparison(const SettingsFileContent& released, const SettingsFileContent& next)
         : released_(released), next_(next) {}
@@ -101,13 +101,6 @@ class Comparison {
     }
 
   private:
-    void fail(FindingKind kind, std::string name, std::string message) {
-        findings_.push_back({true, kind, std::move(name), std::move(message)});
-    }
-    void note(FindingKind kind, std::string name, std::string message) {
-        findings_.push_back({false, kind, std::move(name), std::move(message)});
-    }
-
     // ---- groups and settings ----
 
     void compareGroup(const GroupRecord& group, const std::string& fullName) {
@@ -325,7 +318,6 @@ class Comparison {
     const SettingsFileContent& released_;
     const SettingsFileContent& next_;
     std::set<std::string, std::less<>> seen_; // where settings of the released file are now
-    std::vector<FactoryFileFinding> findings_;
 };
 
 } // namespace
