@@ -1,6 +1,7 @@
 /// Who listens to which event type.
 #pragma once
 
+#include "varnek/concurrency/RunningCalls.hpp"
 #include "varnek/event/EventManager.hpp"
 
 #include <atomic>
@@ -30,18 +31,15 @@ class Subscription {
     bool endCalls() noexcept { return connected_.exchange(false); }
     /// Until no other thread is inside the listener, except threads that wait for this one in turn; after
     /// endCalls().
-    void waitForCalls() const noexcept;
+    void waitForCalls() const noexcept { calls_.wait(); }
 
   private:
-    class Call;
-    class Waiting;
-
     std::uint64_t order_;
     std::vector<std::u16string> types_;
     Listener listener_;
     std::weak_ptr<SubscriptionTable> table_;
     std::atomic<bool> connected_{true};
-    std::atomic<int> calls_{0}; // running now
+    concurrency::RunningCalls calls_;
 };
 
 using SubscriptionHandle = std::shared_ptr<Subscription>;
