@@ -15,6 +15,17 @@ pkg_check_modules(SODIUM REQUIRED IMPORTED_TARGET libsodium)
 find_package(CLI11 REQUIRED)
 find_package(Gettext REQUIRED)
 
+# The service framework. Bundles that were built with one of the two cannot be loaded by the other.
+set(SERVICES_ARE_OWN TRUE)
+if(NOT SETTINGSCORE_SERVICES STREQUAL own)
+    find_package(CppMicroServices 3 CONFIG QUIET)
+    if(CppMicroServices_FOUND)
+        set(SERVICES_ARE_OWN FALSE)
+    elseif(SETTINGSCORE_SERVICES STREQUAL installed)
+        message(FATAL_ERROR "SETTINGSCORE_SERVICES is \"installed\", but CppMicroServices was not found")
+    endif()
+endif()
+
 if(SETTINGSCORE_TESTS)
     # The distribution's interpreter comes first: it is the one that sees the packages of packages.apt.
     find_program(PYTHON3 python3 PATHS /usr/bin NO_DEFAULT_PATH)

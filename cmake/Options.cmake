@@ -5,6 +5,9 @@ option(SETTINGSCORE_BENCHMARKS "Build the benchmarks" OFF)
 option(SETTINGSCORE_FUZZ "Build the fuzz targets (clang only)" OFF)
 option(SETTINGSCORE_INSTALL "Make the install rules" ${PROJECT_IS_TOP_LEVEL})
 option(SETTINGSCORE_WERROR "Treat warnings as errors" ${PROJECT_IS_TOP_LEVEL})
+set(SETTINGSCORE_SERVICES auto CACHE STRING
+    "Service framework: auto (CppMicroServices where it is installed, else ours), installed, own")
+set_property(CACHE SETTINGSCORE_SERVICES PROPERTY STRINGS auto installed own)
 set(SETTINGSCORE_SANITIZE "" CACHE STRING "Sanitizers, as -fsanitize= takes them (for example address,undefined)")
 
 set(CMAKE_CXX_STANDARD 20)

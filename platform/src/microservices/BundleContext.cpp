@@ -76,7 +76,7 @@ ServiceReferenceBase BundleContext::best(const std::string& interfaceId) const {
 }
 
 std::vector<ServiceReferenceU> BundleContext::GetServiceReferences(const std::string& interfaceId,
-                                                                   const std::string& filter) const {
+                                                                   const std::string& filter) {
     const auto condition = filter.empty() ? LDAPFilter() : LDAPFilter(filter);
     std::vector<ServiceReferenceU> references;
     for (auto& registration : valid().framework.registry().find(interfaceId))
@@ -85,7 +85,7 @@ std::vector<ServiceReferenceU> BundleContext::GetServiceReferences(const std::st
     return references;
 }
 
-InterfaceMapConstPtr BundleContext::GetService(const ServiceReferenceU& reference) const {
+InterfaceMapConstPtr BundleContext::GetService(const ServiceReferenceU& reference) {
     valid();
     const auto& registration = detail::References::registration(reference);
     if (registration == nullptr)
@@ -99,6 +99,23 @@ InterfaceMapConstPtr BundleContext::GetService(const ServiceReferenceU& referenc
         if (auto used = registration->use(name, state_))
             inUse->emplace(name, std::move(used));
     return inUse->empty() ? nullptr : inUse;
+}
+
+ListenerToken BundleContext::AddServiceListener(const ServiceListener& listener, const std::string& filter) {
+    auto condition = filter.empty() ? LDAPFilter() : LDAPFilter(filter);
+    return valid().framework.listeners().add(state_, listener, std::move(condition));
+}
+
+ListenerToken BundleContext::AddBundleListener(const BundleListener& listener) {
+    return valid().framework.listeners().add(state_, listener);
+}
+
+ListenerToken BundleContext::AddFrameworkListener(const FrameworkListener& listener) {
+    return valid().framework.listeners().add(state_, listener);
+}
+
+void BundleContext::RemoveListener(ListenerToken token) {
+    valid().framework.listeners().remove(*state_, token, true);
 }
 
 std::shared_ptr<void> BundleContext::service(const ServiceReferenceBase& reference) const {

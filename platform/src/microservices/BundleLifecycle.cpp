@@ -63,10 +63,10 @@ class FrameworkCore::Operation {
   public:
     Operation(FrameworkCore& framework, BundleCore& bundle) : framework_(framework), bundle_(bundle) {
         Lock lock(framework_.mutex_);
-        if (bundle_.operation == std::this_thread::get_id())
-            throw std::logic_error("Bundle " + std::to_string(bundle_.id) + " (location= " +
-                                   bundle_.location + ") is being started or stopped by this thread");
+        refuseToWaitForThisThread();
+        framework_.awaited_.emplace(std::this_thread::get_id(), &bundle_);
         framework_.changed_.wait(lock, [&] { return bundle_.operation == std::thread::id(); });
+        framework_.awaited_.erase(std::this_thread::get_id());
         if (bundle_.state == Bundle::STATE_UNINSTALLED)
             throw std::logic_error("Bundle " + std::to_string(bundle_.id) +
                                    " (location= " + bundle_.location + ") is uninstalled");
@@ -81,6 +81,20 @@ class FrameworkCore::Operation {
     }
 
   private:
+    /// Activators start and stop other bundles: theirs may wait for ours.
+    void refuseToWaitForThisThread() const {
+        const BundleCore* next = &bundle_;
+        while (next->operation != std::this_thread::get_id()) {
+            const auto waiting = framework_.awaited_.find(next->operation);
+            if (waiting == framework_.awaited_.end())
+                return;
+            next = waiting->second;
+        }
+        throw std::logic_error("Bundle " + std::to_string(bundle_.id) + " (location= " + bundle_.location +
+                               ") is being started or stopped by this thread" +
+                               (next == &bundle_ ? "" : ", through another bundle"));
+    }
+
     FrameworkCore& framework_;
     BundleCore& bundle_;
 };
@@ -88,6 +102,7 @@ class FrameworkCore::Operation {
 void FrameworkCore::start(BundleCore& bundle) {
     const Operation operation(*this, bundle);
     std::shared_ptr<ContextState> context;
+    bool resolved = true;
     {
         const std::lock_guard lock(mutex_);
         if (bundle.state == Bundle::STATE_ACTIVE)
@@ -97,8 +112,12 @@ void FrameworkCore::start(BundleCore& bundle) {
         context = std::make_shared<ContextState>();
         context->bundleId = bundle.id;
         bundle.context = context;
+        resolved = bundle.state == Bundle::STATE_RESOLVED;
         bundle.state = Bundle::STATE_STARTING;
     }
+    if (!resolved)
+        tell(BundleEvent::BUNDLE_RESOLVED, bundle);
+    tell(BundleEvent::BUNDLE_STARTING, bundle);
     try {
         activate(bundle, context);
     } catch (const SharedLibraryException&) {
@@ -113,6 +132,7 @@ void FrameworkCore::start(BundleCore& bundle) {
         throw std::runtime_error(failureText(bundle, "start", "not a standard exception"));
     }
     setState(bundle, Bundle::STATE_ACTIVE);
+    tell(BundleEvent::BUNDLE_STARTED, bundle);
 }
 
 void FrameworkCore::activate(BundleCore& bundle, const std::shared_ptr<ContextState>& context) {
@@ -122,8 +142,9 @@ void FrameworkCore::activate(BundleCore& bundle, const std::shared_ptr<ContextSt
         return;
     const bool* wanted = any_cast<bool>(&header->second);
     if (wanted == nullptr)
-        warn("The header " + Constants::BUNDLE_ACTIVATOR + " of the bundle at " + bundle.location +
-             " is no bool; the activator is not used.");
+        report(FrameworkEvent::FRAMEWORK_WARNING, bundle.id,
+               "The header " + Constants::BUNDLE_ACTIVATOR + " of the bundle at " + bundle.location +
+                   " is no bool; the activator is not used.");
     if (wanted == nullptr || !*wanted)
         return;
     const BundleHandle self = handle(bundle);
@@ -134,13 +155,18 @@ void FrameworkCore::activate(BundleCore& bundle, const std::shared_ptr<ContextSt
 }
 
 void FrameworkCore::deactivate(BundleCore& bundle, const std::shared_ptr<ContextState>& context) {
+    listeners_.close(*context); // they may use the activator
     bundle.activator.reset();
-    registry_->close(*context);
+    registry_.removeAll(*context);
+    registry_.invalidate(*context);
     if (bundle.module)
         setContextOfLibrary(bundle, BundleContext());
-    const std::lock_guard lock(mutex_);
-    bundle.context = nullptr;
-    bundle.state = Bundle::STATE_RESOLVED;
+    {
+        const std::lock_guard lock(mutex_);
+        bundle.context = nullptr;
+        bundle.state = Bundle::STATE_RESOLVED;
+    }
+    tell(BundleEvent::BUNDLE_STOPPED, bundle);
 }
 
 void FrameworkCore::stop(BundleCore& bundle) {
@@ -157,6 +183,7 @@ void FrameworkCore::stopHeld(BundleCore& bundle) {
         bundle.state = Bundle::STATE_STOPPING;
         context = bundle.context;
     }
+    tell(BundleEvent::BUNDLE_STOPPING, bundle);
     std::string failed;
     try {
         if (bundle.activator)
@@ -178,14 +205,18 @@ void FrameworkCore::uninstall(BundleCore& bundle) {
     try {
         stopHeld(bundle);
     } catch (const std::runtime_error& failure) {
-        warn(failure.what());
+        report(FrameworkEvent::FRAMEWORK_WARNING, bundle.id, failure.what(), std::current_exception());
     }
-    const std::lock_guard lock(mutex_);
-    bundle.state = Bundle::STATE_UNINSTALLED;
-    for (auto place = byPlace_.begin(); place != byPlace_.end();) {
-        std::erase(place->second, &bundle);
-        place = place->second.empty() ? byPlace_.erase(place) : std::next(place);
+    {
+        const std::lock_guard lock(mutex_);
+        bundle.state = Bundle::STATE_UNINSTALLED;
+        for (auto place = byPlace_.begin(); place != byPlace_.end();) {
+            std::erase(place->second, &bundle);
+            place = place->second.empty() ? byPlace_.erase(place) : std::next(place);
+        }
     }
+    tell(BundleEvent::BUNDLE_UNRESOLVED, bundle);
+    tell(BundleEvent::BUNDLE_UNINSTALLED, bundle);
 }
 
 void FrameworkCore::setState(BundleCore& bundle, Bundle::State state) {

@@ -1,6 +1,7 @@
 #include "microservices/FrameworkCore.hpp"
 
 #include "cppmicroservices/Constants.h"
+#include "varnek/bundles/ManifestFile.hpp"
 #include "varnek/log/Channel.hpp"
 
 #include <algorithm>
@@ -24,7 +25,7 @@ varnek::log::Channel channel("varnek::microservices");
 std::vector<BundleDescription> descriptionsOf(const fs::path& library, const std::string& location,
                                               const AnyMap& manifests) {
     try {
-        return describe(manifests.empty() ? readManifests(library) : manifests);
+        return describe(manifests.empty() ? varnek::bundles::readManifests(library) : manifests);
     } catch (const std::exception& failure) {
         refuseInstallation(location, failure.what());
     }
@@ -40,13 +41,17 @@ BundleDescription systemDescription() {
 } // namespace
 
 FrameworkCore::FrameworkCore(const FrameworkConfiguration& configuration, std::ostream* log)
-    : properties_(configuration), registry_(std::make_shared<ServiceRegistry>()), log_(log) {
+    : properties_(configuration),
+      listeners_([this](long bundleId, const std::string& text, std::exception_ptr thrown) {
+          report(FrameworkEvent::FRAMEWORK_ERROR, bundleId, text, std::move(thrown));
+      }),
+      log_(log) {
     all_.push_back(
         std::make_unique<BundleCore>(*this, 0, Constants::SYSTEM_BUNDLE_LOCATION, systemDescription()));
 }
 
 FrameworkCore::~FrameworkCore() {
-    registry_->clear(); // registrations may live on in references
+    registry_.clear(); // registrations may live on in references
     if (!stopper_.joinable())
         return;
     if (stopper_.get_id() == std::this_thread::get_id()) // it held the last handle
@@ -73,7 +78,7 @@ std::vector<BundleHandle> FrameworkCore::add(const std::string& place, const std
                                              std::vector<BundleDescription> descriptions) {
     std::vector<std::unique_ptr<BundleCore>> added;
     std::vector<BundleHandle> handles;
-    const std::lock_guard lock(mutex_);
+    Lock lock(mutex_);
     if (const auto found = byPlace_.find(place); found != byPlace_.end()) { // another thread was faster
         for (BundleCore* bundle : found->second)
             handles.push_back(handle(*bundle));
@@ -99,6 +104,9 @@ std::vector<BundleHandle> FrameworkCore::add(const std::string& place, const std
     for (const auto& bundle : added)
         here.push_back(bundle.get());
     std::ranges::move(added, std::back_inserter(all_));
+    lock.unlock();
+    for (const auto& bundle : handles)
+        tell(BundleEvent::BUNDLE_INSTALLED, *bundle);
     return handles;
 }
 
@@ -157,9 +165,13 @@ void FrameworkCore::init() {
 
 void FrameworkCore::startFramework() {
     init();
-    const std::lock_guard lock(mutex_);
-    if (systemBundle().state == Bundle::STATE_STARTING)
+    {
+        const std::lock_guard lock(mutex_);
+        if (systemBundle().state != Bundle::STATE_STARTING)
+            return;
         setSystemState(Bundle::STATE_ACTIVE);
+    }
+    report(FrameworkEvent::FRAMEWORK_STARTED, 0, "the framework has started");
 }
 
 void FrameworkCore::beginStop() {
@@ -178,14 +190,19 @@ void FrameworkCore::stopAll() noexcept {
             try {
                 if ((*bundle)->id != 0)
                     stop(**bundle);
-            } catch (const std::exception& failure) {
-                warn(failure.what());
+            } catch (...) {
+                reportThrown((*bundle)->id, "");
             }
-    } catch (const std::exception& failure) {
-        warn(failure.what());
+    } catch (...) {
+        reportThrown(0, "");
     }
     BundleCore& self = systemBundle();
-    registry_->close(*context(self));
+    const auto ending = context(self);
+    ending->ending = true;
+    registry_.removeAll(*ending);
+    report(FrameworkEvent::FRAMEWORK_STOPPED, 0, "the framework stops");
+    listeners_.close(*ending);
+    registry_.invalidate(*ending);
     const std::lock_guard lock(mutex_);
     self.context = nullptr;
     setSystemState(Bundle::STATE_RESOLVED);
@@ -199,6 +216,7 @@ FrameworkEvent FrameworkCore::waitForStop(std::chrono::milliseconds timeout) {
     std::thread finished;
     {
         Lock lock(mutex_);
+        refuseToWaitForThisThread();
         if (timeout.count() == 0)
             changed_.wait(lock, stopped);
         else if (!changed_.wait_for(lock, timeout, stopped))
@@ -210,21 +228,56 @@ FrameworkEvent FrameworkCore::waitForStop(std::chrono::milliseconds timeout) {
     return {FrameworkEvent::FRAMEWORK_STOPPED, self, "the framework has stopped"};
 }
 
+void FrameworkCore::refuseToWaitForThisThread() const {
+    const auto self = std::this_thread::get_id();
+    if (stopper_.get_id() == self ||
+        std::ranges::any_of(all_, [&](const auto& bundle) { return bundle->operation == self; }))
+        throw std::logic_error("cannot wait for the end of the framework while it starts or stops a bundle "
+                               "on this thread");
+}
+
 void FrameworkCore::setSystemState(Bundle::State state) {
     systemBundle().state = state;
     changed_.notify_all();
 }
 
-void FrameworkCore::warn(const std::string& text) noexcept {
+void FrameworkCore::report(FrameworkEvent::Type type, long bundleId, const std::string& text,
+                           std::exception_ptr thrown) noexcept {
     try {
-        VARNEK_LOG(channel, warning) << text;
-        if (log_ != nullptr) {
-            const std::lock_guard lock(logMutex_);
-            *log_ << text << std::endl;
-        }
+        logLine(type, text);
+        const FrameworkEvent event(type, Handles::bundle(find(bundleId)), text, std::move(thrown));
+        for (const std::string& failure : listeners_.tell(event))
+            logLine(FrameworkEvent::FRAMEWORK_ERROR, failure);
     } catch (...) {
-        // Only the line is lost.
+        // Only the report is lost.
     }
+}
+
+void FrameworkCore::reportThrown(long bundleId, const std::string& what) noexcept {
+    try {
+        throw;
+    } catch (const std::exception& failure) {
+        report(FrameworkEvent::FRAMEWORK_ERROR, bundleId, what + failure.what(), std::current_exception());
+    } catch (...) {
+        report(FrameworkEvent::FRAMEWORK_ERROR, bundleId, what + "not a standard exception",
+               std::current_exception());
+    }
+}
+
+void FrameworkCore::logLine(FrameworkEvent::Type type, const std::string& text) {
+    if (type != FrameworkEvent::FRAMEWORK_ERROR && type != FrameworkEvent::FRAMEWORK_WARNING) {
+        VARNEK_LOG(channel, debug) << text;
+        return;
+    }
+    VARNEK_LOG(channel, warning) << text;
+    if (log_ != nullptr) {
+        const std::lock_guard lock(logMutex_);
+        *log_ << text << std::endl;
+    }
+}
+
+void FrameworkCore::tell(BundleEvent::Type type, BundleCore& bundle) noexcept {
+    listeners_.tell(BundleEvent(type, Handles::bundle(handle(bundle))));
 }
 
 } // namespace detail

@@ -3,6 +3,7 @@
 
 #include "cppmicroservices/BundleActivator.h"
 #include "cppmicroservices/FrameworkFactory.h"
+#include "microservices/Listeners.hpp"
 #include "microservices/Manifest.hpp"
 #include "microservices/ServiceRegistry.hpp"
 #include "varnek/modules/Module.hpp"
@@ -26,7 +27,8 @@ class FrameworkCore;
 
 /// One run of a bundle, from its start to its stop.
 struct ContextState {
-    std::atomic<bool> valid{true}; // becomes false under the mutex of the registry
+    std::atomic<bool> valid{true};   // becomes false under the mutex of the registry
+    std::atomic<bool> ending{false}; // no new services and listeners
     long bundleId = 0;
 };
 
@@ -60,7 +62,8 @@ class FrameworkCore : public std::enable_shared_from_this<FrameworkCore> {
 
     BundleHandle handle(BundleCore& bundle) { return {shared_from_this(), &bundle}; }
     BundleCore& systemBundle() noexcept { return *all_.front(); }
-    ServiceRegistry& registry() noexcept { return *registry_; }
+    ServiceRegistry& registry() noexcept { return registry_; }
+    Listeners& listeners() noexcept { return listeners_; }
     Any property(const std::string& key) const;
 
     // Bundles. Uninstalled ones are not found.
@@ -81,6 +84,12 @@ class FrameworkCore : public std::enable_shared_from_this<FrameworkCore> {
     void beginStop();
     FrameworkEvent waitForStop(std::chrono::milliseconds timeout);
 
+    /// To the log and to the framework listeners.
+    void report(FrameworkEvent::Type type, long bundleId, const std::string& text,
+                std::exception_ptr thrown = nullptr) noexcept;
+    /// An error, what is being handled.
+    void reportThrown(long bundleId, const std::string& what) noexcept;
+
   private:
     using Lock = std::unique_lock<std::mutex>;
     class Operation;
@@ -92,11 +101,14 @@ class FrameworkCore : public std::enable_shared_from_this<FrameworkCore> {
     void stopHeld(BundleCore& bundle); // by an Operation
     void stopAll() noexcept;
     void setState(BundleCore& bundle, Bundle::State state);
-    void setSystemState(Bundle::State state); // with mutex_ held
-    void warn(const std::string& text) noexcept;
+    void setSystemState(Bundle::State state); // with mutex_ held, as the next
+    void refuseToWaitForThisThread() const;
+    void logLine(FrameworkEvent::Type type, const std::string& text);
+    void tell(BundleEvent::Type type, BundleCore& bundle) noexcept;
 
     const AnyMap properties_;
-    const std::shared_ptr<ServiceRegistry> registry_;
+    Listeners listeners_;
+    ServiceRegistry registry_{listeners_};
     std::mutex logMutex_; // guards *log_
     std::ostream* const log_;
 
@@ -104,6 +116,7 @@ class FrameworkCore : public std::enable_shared_from_this<FrameworkCore> {
     std::condition_variable changed_; // a bundle's operation ended, or the framework changed its state
     std::vector<std::unique_ptr<BundleCore>> all_; // by id, uninstalled ones included; the framework first
     std::map<std::string, std::vector<BundleCore*>> byPlace_; // by absolute path
+    std::map<std::thread::id, const BundleCore*> awaited_;    // whose operation the thread waits for
     std::thread stopper_;
 };
 
@@ -113,6 +126,11 @@ struct Handles {
     static const BundleHandle& core(const Bundle& bundle) noexcept { return bundle.core_; }
     static BundleContext context(BundleHandle core, std::shared_ptr<ContextState> state) noexcept {
         return {std::move(core), std::move(state)};
+    }
+    /// Throws IllegalStateException.
+    static std::pair<BundleHandle, std::shared_ptr<ContextState>> valid(const BundleContext& context) {
+        context.valid();
+        return {context.bundle_, context.state_};
     }
 };
 

@@ -4,7 +4,6 @@
 #include "cppmicroservices/AnyMap.h"
 #include "cppmicroservices/BundleVersion.h"
 
-#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -18,9 +17,6 @@ struct BundleDescription {
     BundleVersion version{0, 0, 0};
     AnyMap headers{any_map::UNORDERED_MAP_CASEINSENSITIVE_KEYS};
 };
-
-/// The manifests, by symbolic name, of the JSON file beside a library. Throws std::exception.
-AnyMap readManifests(const std::filesystem::path& library);
 
 /// Throws std::invalid_argument for a manifest that is none.
 std::vector<BundleDescription> describe(const AnyMap& manifests);

@@ -1,6 +1,6 @@
 #include "cppmicroservices/ServiceRegistration.h"
 
-#include "microservices/ServiceRegistry.hpp"
+#include "microservices/FrameworkCore.hpp"
 
 #include <stdexcept>
 
@@ -14,12 +14,12 @@ detail::Registration& checked(const std::shared_ptr<detail::Registration>& regis
     return *registration;
 }
 
-/// Throws when the service, and be it with its framework, is gone.
-std::shared_ptr<detail::ServiceRegistry> registryOf(const detail::Registration& registration) {
-    auto registry = registration.registry.lock();
-    if (registry == nullptr || !registration.registered())
+/// Keeps the framework alive. Throws when the service, and be it with its framework, is gone.
+detail::BundleHandle bundleOf(const detail::Registration& registration) {
+    auto bundle = registration.bundle.lock();
+    if (bundle == nullptr || !registration.registered())
         throw std::logic_error("Service is unregistered");
-    return registry;
+    return bundle;
 }
 
 } // namespace
@@ -32,18 +32,20 @@ ServiceRegistrationBase::operator bool() const noexcept {
 }
 
 ServiceReferenceBase ServiceRegistrationBase::GetReference(const std::string& interfaceId) const {
-    registryOf(checked(registration_));
+    bundleOf(checked(registration_));
     return interfaceId.empty() || registration_->has(interfaceId)
                ? detail::References::reference(registration_, interfaceId)
                : ServiceReferenceBase();
 }
 
 void ServiceRegistrationBase::SetProperties(const ServiceProperties& properties) {
-    registryOf(checked(registration_))->setProperties(*registration_, properties);
+    const auto bundle = bundleOf(checked(registration_));
+    bundle->framework.registry().setProperties(*registration_, properties);
 }
 
 void ServiceRegistrationBase::Unregister() {
-    registryOf(checked(registration_))->remove(*registration_);
+    const auto bundle = bundleOf(checked(registration_));
+    bundle->framework.registry().remove(*registration_);
 }
 
 bool operator==(const ServiceRegistrationBase& a, const ServiceRegistrationBase& b) noexcept {

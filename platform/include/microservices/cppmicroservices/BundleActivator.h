@@ -18,7 +18,8 @@ class VARNEK_EXPORT BundleActivator {
 
     /// Registers the bundle's services. What it throws makes the start of the bundle fail.
     virtual void Start(BundleContext context) = 0;
-    /// Services that are still registered afterwards are removed.
+    /// What is left afterwards is removed: listeners first, then the activator is destroyed, then the
+    /// services go.
     virtual void Stop(BundleContext context) = 0;
 };
 

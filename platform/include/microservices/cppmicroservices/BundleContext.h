@@ -3,6 +3,9 @@
 
 #include "cppmicroservices/AnyMap.h"
 #include "cppmicroservices/Bundle.h"
+#include "cppmicroservices/IllegalStateException.h"
+#include "cppmicroservices/ListenerFunctors.h"
+#include "cppmicroservices/ListenerToken.h"
 #include "cppmicroservices/ServiceInterface.h"
 #include "cppmicroservices/ServiceProperties.h"
 #include "cppmicroservices/ServiceReference.h"
@@ -11,7 +14,6 @@
 
 #include <cstddef>
 #include <memory>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -22,15 +24,10 @@ namespace detail {
 struct ContextState;
 } // namespace detail
 
-/// The context of a bundle that is not running any more, or an empty one, was used.
-class VARNEK_EXPORT IllegalStateException : public std::runtime_error {
-  public:
-    using std::runtime_error::runtime_error;
-};
-
 /// Cheap to copy; keeps its framework alive. All operations are thread-safe, hold no lock while they call
-/// services or activators, and throw IllegalStateException ("The bundle context is no longer valid") when the
-/// bundle is not running any more.
+/// services, listeners or activators, and throw IllegalStateException ("The bundle context is no longer
+/// valid") when the bundle is not running any more. They have the constness of the service framework that the
+/// library may be built with instead of this one.
 class VARNEK_EXPORT BundleContext {
   public:
     BundleContext() noexcept = default;
@@ -81,17 +78,17 @@ class VARNEK_EXPORT BundleContext {
     /// The best service, that is the one with the highest ranking, and among these the first registered;
     /// invalid when there is none.
     template <class Interface>
-    ServiceReference<Interface> GetServiceReference() const {
+    ServiceReference<Interface> GetServiceReference() {
         return best(us_service_interface_iid<Interface>());
     }
-    ServiceReferenceU GetServiceReference(const std::string& interfaceId) const { return best(interfaceId); }
+    ServiceReferenceU GetServiceReference(const std::string& interfaceId) { return best(interfaceId); }
 
     /// All services with the interface that the filter lets through, best first. An empty id stands for all
     /// interfaces, an empty filter for all services. Throws std::invalid_argument for a malformed filter.
     std::vector<ServiceReferenceU> GetServiceReferences(const std::string& interfaceId,
-                                                        const std::string& filter = {}) const;
+                                                        const std::string& filter = {});
     template <class Interface>
-    std::vector<ServiceReference<Interface>> GetServiceReferences(const std::string& filter = {}) const {
+    std::vector<ServiceReference<Interface>> GetServiceReferences(const std::string& filter = {}) {
         std::vector<ServiceReference<Interface>> typed;
         for (const ServiceReferenceU& reference :
              GetServiceReferences(us_service_interface_iid<Interface>(), filter))
@@ -103,11 +100,23 @@ class VARNEK_EXPORT BundleContext {
     /// The service, kept alive by the result; the bundle counts as its user that long. Null when it is not
     /// registered any more. Throws std::invalid_argument for a reference that never was valid.
     template <class Interface>
-    std::shared_ptr<Interface> GetService(const ServiceReference<Interface>& reference) const {
+    std::shared_ptr<Interface> GetService(const ServiceReference<Interface>& reference) {
         return std::static_pointer_cast<Interface>(service(reference));
     }
     /// All its interfaces.
-    InterfaceMapConstPtr GetService(const ServiceReferenceU& reference) const;
+    InterfaceMapConstPtr GetService(const ServiceReferenceU& reference);
+
+    /// The listener hears of the services that the filter lets through, of all when the filter is empty, from
+    /// now until it is removed or the bundle stops. Registering: the service is entered first, and the call
+    /// that changes it returns after the listeners. Throws std::invalid_argument for a malformed filter and
+    /// an empty listener.
+    ListenerToken AddServiceListener(const ServiceListener& listener, const std::string& filter = {});
+    /// Throw std::invalid_argument for an empty listener.
+    ListenerToken AddBundleListener(const BundleListener& listener);
+    ListenerToken AddFrameworkListener(const FrameworkListener& listener);
+    /// Removes a listener that was added through this context; any other token does nothing. Waits until the
+    /// calls of the listener that run on other threads have ended, but for threads that wait for this one.
+    void RemoveListener(ListenerToken token);
 
   private:
     friend struct detail::Handles;

@@ -21,7 +21,8 @@ class VARNEK_EXPORT Framework : public Bundle {
     void Init();
 
     /// Blocks until the framework has stopped or the time is over; zero means without limit. Returns at once
-    /// when the framework is not running. Must not be called by an activator.
+    /// when the framework is not running. Throws std::logic_error on a thread that starts or stops a bundle;
+    /// must not be called by listeners and trackers.
     template <class Rep, class Period>
     FrameworkEvent WaitForStop(const std::chrono::duration<Rep, Period>& timeout) {
         return waitForStop(std::chrono::duration_cast<std::chrono::milliseconds>(timeout));

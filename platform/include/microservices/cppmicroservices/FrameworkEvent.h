@@ -12,7 +12,7 @@
 namespace cppmicroservices {
 inline namespace varnek_platform {
 
-/// Immutable.
+/// Immutable. A default-constructed event is invalid.
 class VARNEK_EXPORT FrameworkEvent {
   public:
     enum Type : std::uint32_t {
@@ -24,9 +24,11 @@ class VARNEK_EXPORT FrameworkEvent {
         FRAMEWORK_WAIT_TIMEDOUT = 0x200,
     };
 
+    FrameworkEvent() noexcept = default;
     FrameworkEvent(Type type, Bundle bundle, std::string message, std::exception_ptr thrown = nullptr)
         : type_(type), bundle_(std::move(bundle)), message_(std::move(message)), thrown_(std::move(thrown)) {}
 
+    explicit operator bool() const noexcept { return type_ != 0; }
     Type GetType() const noexcept { return type_; }
     Bundle GetBundle() const { return bundle_; }
     std::string GetMessage() const { return message_; }
@@ -34,7 +36,7 @@ class VARNEK_EXPORT FrameworkEvent {
     std::exception_ptr GetThrowable() const { return thrown_; }
 
   private:
-    Type type_;
+    Type type_{};
     Bundle bundle_;
     std::string message_;
     std::exception_ptr thrown_;

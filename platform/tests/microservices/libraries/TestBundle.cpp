@@ -2,7 +2,9 @@
 #include "Greeter.hpp"
 
 #include "cppmicroservices/BundleActivator.h"
+#include "cppmicroservices/BundleContext.h"
 #include "cppmicroservices/BundleInitialization.h"
+#include "cppmicroservices/GetBundleContext.h"
 
 #include <memory>
 #include <stdexcept>

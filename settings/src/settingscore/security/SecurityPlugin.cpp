@@ -6,7 +6,7 @@
 #include "settingscore/exception/MessageText.hpp"
 #include "settingscore/plugin/InstallationRoot.hpp"
 #include "settingscore/plugin/PluginFolder.hpp"
-#include "varnek/files/Folder.hpp"
+#include "varnek/bundles/BundleFolder.hpp"
 #include "varnek/log/Channel.hpp"
 
 #include <mutex>
@@ -22,8 +22,6 @@ namespace {
 
 varnek::log::Channel securityLog("settings::core::security");
 
-constexpr const char* libraryExtension = ".so";
-constexpr const char* manifestExtension = ".json";
 constexpr const char* pluginName = "settings security plugin"; // names it in errors
 
 std::mutex sourceMutex;
@@ -44,31 +42,19 @@ BundleContext ownContext() {
     return framework->GetBundleContext();
 }
 
-std::shared_ptr<KeyManager> registeredIn(const BundleContext& context) {
+std::shared_ptr<KeyManager> registeredIn(BundleContext context) {
     const auto reference = context.GetServiceReference<KeyManager>();
     return reference ? context.GetService(reference) : nullptr;
 }
 
-bool isBundle(const std::filesystem::path& library) {
-    std::filesystem::path manifest = library;
-    return std::filesystem::is_regular_file(manifest += manifestExtension);
-}
-
 /// Starts what can be started; a library at fault does not keep the others back.
-void startBundles(const std::filesystem::path& folder, BundleContext context) {
-    for (const std::filesystem::path& library : varnek::files::listFiles(folder, libraryExtension)) {
-        try {
-            if (!isBundle(library))
-                continue; // a plug-in of another kind
-            if (!core::detail::isTrusted(library)) {
-                VARNEK_LOG(securityLog, error) << "others than its owner can write " << library.string();
-                continue;
-            }
-            for (cppmicroservices::Bundle& bundle : context.InstallBundles(library.string()))
-                bundle.Start();
-        } catch (const std::exception& failure) {
-            VARNEK_LOG(securityLog, error) << failure.what();
-        }
+void startBundles(const std::filesystem::path& folder, const BundleContext& context) {
+    using varnek::bundles::LibraryOutcome;
+    for (const auto& start : varnek::bundles::startBundles(context, folder, core::detail::isTrusted)) {
+        if (start.outcome == LibraryOutcome::refused)
+            VARNEK_LOG(securityLog, error) << "others than its owner can write " << start.library.string();
+        else if (start.outcome == LibraryOutcome::failed)
+            VARNEK_LOG(securityLog, error) << start.problem;
     }
 }
 
