@@ -9,6 +9,7 @@
 
 #include <exception>
 #include <optional>
+#include <stdexcept>
 #include <type_traits>
 #include <utility>
 
@@ -16,15 +17,24 @@ namespace settings::python {
 
 /// Calls into the interpreter. One that is ending ends every other thread which asks for its lock, by
 /// unwinding: that would run destructors that need the lock, and end the process at the first frame that lets
-/// nothing through. Such a thread sleeps here instead until the process has ended.
+/// nothing through. Such a thread sleeps here instead until the process has ended. `call` throws nothing.
 template <class Call>
-__attribute__((no_sanitize("undefined"))) // an ending thread gives its handler no object to refer to
 auto orSleep(Call call) {
-    try {
-        return call();
-    } catch (const abi::__forced_unwind&) {
-        while (true)
-            ::pause();
+    // No handler: entering one beside another ends the process, and callers may be in one.
+    struct SleepWhenUnwound {
+        bool hasReturned = false;
+        ~SleepWhenUnwound() {
+            while (!hasReturned)
+                ::pause();
+        }
+    } sleeper;
+    if constexpr (std::is_void_v<std::invoke_result_t<Call>>) {
+        call();
+        sleeper.hasReturned = true;
+    } else {
+        const auto result = call();
+        sleeper.hasReturned = true;
+        return result;
     }
 }
 
@@ -41,7 +51,8 @@ pybind11::object callPython(pybind11::handle callable, Arguments&&... arguments)
 /// Holds the lock, on a thread of the interpreter or any other.
 class GilLock {
   public:
-    GilLock() : state_(orSleep(&PyGILState_Ensure)) {}
+    /// std::runtime_error when the interpreter has ended, or is ending on another thread.
+    GilLock() : state_(ensured()) {}
     GilLock(const GilLock&) = delete;
     GilLock& operator=(const GilLock&) = delete;
     ~GilLock() {
@@ -49,6 +60,13 @@ class GilLock {
     }
 
   private:
+    static PyGILState_STATE ensured() {
+        // What the interpreter has ended knows no thread any more, and cannot be asked for its lock.
+        if (Py_IsInitialized() == 0 && PyGILState_GetThisThreadState() == nullptr)
+            throw std::runtime_error("the interpreter has ended");
+        return orSleep(&PyGILState_Ensure);
+    }
+
     const PyGILState_STATE state_;
 };
 

@@ -38,7 +38,8 @@ std::string failureText(const py::error_already_set& failure) {
     try {
         if (failure.matches(PyExc_ValueError) ||
             failure.matches(py::module_::import("vksettings").attr("SettingsError"))) {
-            std::string text = py::str(failure.value());
+            const py::handle str(reinterpret_cast<PyObject*>(&PyUnicode_Type));
+            auto text = callPython(str, failure.value()).cast<std::string>();
             if (!text.empty())
                 return text;
         }

@@ -1,6 +1,7 @@
 // From Python objects to arrays.
 #include "Values.hpp"
 
+#include "Gil.hpp"
 #include "Texts.hpp"
 
 #include <cmath>
@@ -60,7 +61,8 @@ bool isSequence(py::handle object) {
 
 Element integer(py::handle object) {
     int overflow = 0;
-    const auto index = py::reinterpret_steal<py::object>(PyNumber_Index(object.ptr()));
+    const auto index =
+        py::reinterpret_steal<py::object>(orSleep([&] { return PyNumber_Index(object.ptr()); }));
     if (!index)
         throw py::error_already_set();
     const long long number = PyLong_AsLongLongAndOverflow(index.ptr(), &overflow);
@@ -81,8 +83,9 @@ Element element(py::handle object) {
         return utf16(object);
     if (PyIndex_Check(object.ptr()))
         return integer(object);
-    if (PyFloat_Check(object.ptr()) || py::hasattr(object, "__float__")) {
-        const double number = PyFloat_AsDouble(object.ptr());
+    if (PyFloat_Check(object.ptr()) ||
+        orSleep([&] { return PyObject_HasAttrString(object.ptr(), "__float__"); }) != 0) {
+        const double number = orSleep([&] { return PyFloat_AsDouble(object.ptr()); });
         if (number == -1.0 && PyErr_Occurred() != nullptr)
             throw py::error_already_set();
         return number;
@@ -101,7 +104,8 @@ void collect(py::handle object, std::size_t depth, Elements& to, bool& isLeafDep
     }
     if (depth == deepest)
         refuse(PyExc_ValueError, "the lists are nested too deeply");
-    const auto items = py::reinterpret_steal<py::object>(PySequence_Fast(object.ptr(), "not a sequence"));
+    const auto items = py::reinterpret_steal<py::object>(
+        orSleep([&] { return PySequence_Fast(object.ptr(), "not a sequence"); }));
     if (!items)
         throw py::error_already_set();
     const auto count = static_cast<std::size_t>(PySequence_Fast_GET_SIZE(items.ptr()));
@@ -147,7 +151,7 @@ TypeCode naturalType(const Elements& elements) {
 template <class T>
 std::optional<T> numberAs(const Element& element, bool exactly) {
     return std::visit(
-        [exactly](const auto& value) -> std::optional<T> {
+        [&](const auto& value) -> std::optional<T> {
             using Value = std::decay_t<decltype(value)>;
             if constexpr (std::is_same_v<Value, std::u16string>) {
                 return std::nullopt;

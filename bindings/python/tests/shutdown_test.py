@@ -85,14 +85,29 @@ began.wait()
         for work in ("vksettings.PersonalFileWatch()",
                      "with vksettings.PersonalFileWatch(): pass",
                      "inner.set('checked', next(numbers), 'session')",
-                     "inner.getChild('checked').setValidator(lambda *arguments: None)"):
+                     "inner.getChild('checked').setValidator(lambda *arguments: None)",
+                     "failing(inner.get, 'absent')",
+                     "failing(inner.set, 'refused', next(numbers), 'session')") * 3:
             with self.subTest(work=work):
                 self.assertEnds(f"""
-import itertools
+import itertools, sys
 inner, numbers = lab["inner"], itertools.count()
 def check(*arguments):
     for _ in range(300): pass
 inner.addSetting("checked", 1, level="session", validator=check)
+class Refusal(ValueError):
+    def __str__(self):
+        check()
+        return "no"
+def refuse(*arguments): raise Refusal()
+inner.addSetting("refused", level="session", validator=refuse)
+def failing(call, *arguments):
+    try: call(*arguments)
+    except vksettings.SettingsError: pass
+class Slow:
+    def __del__(self, sleep=time.sleep): sleep(0.05)  # while the interpreter is ending
+slow = Slow()
+sys.setswitchinterval(1e-5)
 began = threading.Semaphore(0)
 def work():
     while True:
