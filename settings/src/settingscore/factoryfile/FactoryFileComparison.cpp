@@ -12,7 +12,6 @@
 namespace varnek::settings {
 
 using namespace ::settings::core::detail; // NOLINT: this namespace hides the library's own
-using ::settings::core::inWords;
 using varnek::data::TypeCode;
 
 namespace {

@@ -15,7 +15,6 @@ namespace settings::core::detail {
 namespace {
 
 using varnek::data::Array;
-using varnek::data::TypeCode;
 using varnek::files::messageUtf8;
 
 std::string quoted(const std::u16string& value) {

@@ -181,7 +181,8 @@ void PrefdirFileWriterQueue::processFileIo() noexcept {
         levels.swap(pending_);
     }
     const bool mayShare = defaultHookWrites();
-    for (auto& [level, files] : levels)
+    for (auto& level : levels) {
+        auto& files = level.second;
         while (!files.empty()) {
             std::vector<Operation> operations; // on one folder, each on a file of its own
             guarded([&] {
@@ -202,6 +203,7 @@ void PrefdirFileWriterQueue::processFileIo() noexcept {
             if (operations.empty()) // no memory for several
                 runAlone(*files.extract(files.begin()).mapped());
         }
+    }
 }
 
 void PrefdirFileWriterQueue::processWhatIsLeft() noexcept {
