@@ -36,7 +36,7 @@ struct Notice {
     boost::shared_ptr<const settings::core::Settings> node;
     boost::shared_ptr<const settings::core::Settings> parent;
     Array oldValue;
-    bool isToBeMirrored = false;
+    bool isToBeMirrored = false; // of an addition
 };
 
 Notice noticeOf(const varnek::event::Event& event) {
@@ -83,8 +83,18 @@ struct Delivery {
     const bool isWriter = isWriterThread();
 };
 
-/// Calls the listener in Java, which contains what it throws. What is left over (no memory for the event, a
-/// value without a Java form) is thrown to the event manager, which logs it.
+/// Null for a value without a form in Java, as for none; `hasJavaForm` tells them apart.
+jobject javaOldValue(JNIEnv& env, const Array& value, bool& hasJavaForm) {
+    try {
+        return javaValue(env, value, !value.isVoid() && settingscore::boostany::isVectorShape(value));
+    } catch (const NoJavaForm&) {
+        hasJavaForm = false;
+        return nullptr;
+    }
+}
+
+/// Calls the listener in Java, which contains what it throws. What is left over (no memory for the event) is
+/// thrown to the event manager, which logs it.
 void deliver(const GlobalRef& listener, const varnek::event::Event& event) {
     const Notice notice = noticeOf(event);
     if (notice.kind == 0)
@@ -92,12 +102,12 @@ void deliver(const GlobalRef& listener, const varnek::event::Event& event) {
     JNIEnv& env = environment();
     const LocalFrame frame(env);
     const Delivery here;
-    const bool isVector = !notice.oldValue.isVoid() && settingscore::boostany::isVectorShape(notice.oldValue);
-    jobject const oldValue = javaValue(env, notice.oldValue, isVector);
+    bool hasJavaForm = true;
+    jobject const oldValue = javaOldValue(env, notice.oldValue, hasJavaForm);
     jobject const node = javaSettings(env, notice.node);
     jobject const parent = javaSettings(env, notice.parent);
     env.CallStaticVoidMethod(classes().upcalls, classes().deliver, listener.get(), notice.kind, node, parent,
-                             oldValue, jboolean(notice.isToBeMirrored));
+                             oldValue, jboolean(notice.kind == 1 ? hasJavaForm : notice.isToBeMirrored));
     check(env);
 }
 

@@ -86,6 +86,16 @@ TEST(JavaInAHost, BecomesReadyOnDemandAndIsCalledFromAnyThread) {
     EXPECT_THROW(group()->set("noClass", 4.0, "session"), exception::ValidationFunctionInvokingError);
 
     EXPECT_EQ(ask("listen"), 0);
+    using varnek::data::Array;
+    const Array twoRows =
+        Array::make<char16_t>({2, 1}, {u'a', u'b'}); // no text, so its cell has no form in Java
+    group()->set("free", Array::make<Array>({1, 1}, {twoRows}), "session");
+    EXPECT_EQ(ask("formless"), 0); // there was no value before
+    group()->set("free", 1.0, "session");
+    EXPECT_EQ(ask("formless"), 1);
+    group()->unset("free", "session");
+    EXPECT_EQ(ask("formless"), 1);
+
     constexpr int count = 4;
     std::vector<std::thread> threads;
     for (int t = 0; t < count; ++t)

@@ -9,8 +9,9 @@ public sealed interface SettingsEvent {
      * The effective value of a setting changed, or a value of one level was dropped.
      *
      * @param oldValue the effective value before, null for none; what holds now is asked of the setting's group
+     * @param hasJavaForm false when there was a value that Java has no form for; oldValue is null then
      */
-    record ValueChanged(Settings node, Object oldValue) implements SettingsEvent {}
+    record ValueChanged(Settings node, Object oldValue, boolean hasJavaForm) implements SettingsEvent {}
 
     /**
      * A group or setting was added, with all that is below it.

@@ -13,20 +13,21 @@ final class Upcalls {
 
     // ---- events ----
 
-    static void deliver(Listener listener, int kind, Settings node, Settings parent, Value oldValue, boolean mirrored) {
+    /** {@code flag}: whether the old value has a form in Java; whether an addition is to be mirrored. */
+    static void deliver(Listener listener, int kind, Settings node, Settings parent, Value oldValue, boolean flag) {
         try {
-            listener.heard(event(kind, node, parent, oldValue, mirrored));
+            listener.heard(event(kind, node, parent, oldValue, flag));
         } catch (Throwable thrown) {
             System.getLogger("vksettings").log(Level.WARNING, "a listener has failed", thrown);
         }
     }
 
-    private static SettingsEvent event(int kind, Settings node, Settings parent, Value oldValue, boolean mirrored) {
+    private static SettingsEvent event(int kind, Settings node, Settings parent, Value oldValue, boolean flag) {
         switch (kind) {
             case 1:
-                return new SettingsEvent.ValueChanged(node, Values.decode(oldValue));
+                return new SettingsEvent.ValueChanged(node, Values.decode(oldValue), flag);
             case 2:
-                return new SettingsEvent.NodeAdded(node, parent, mirrored);
+                return new SettingsEvent.NodeAdded(node, parent, flag);
             case 3:
                 return new SettingsEvent.NodeRemoved(node, parent);
             default:

@@ -2,11 +2,14 @@ package vksettings.test;
 
 import java.util.concurrent.atomic.AtomicInteger;
 import vksettings.Settings;
+import vksettings.SettingsEvent.ValueChanged;
 
 /** What the host in C++ asks. */
 public final class Host {
     private static final AtomicInteger heard = new AtomicInteger();
     private static final AtomicInteger most = new AtomicInteger();
+
+    private static final AtomicInteger formless = new AtomicInteger();
 
     private Host() {}
 
@@ -15,11 +18,22 @@ public final class Host {
             heard.incrementAndGet();
             most.accumulateAndGet(attachedThreads(), Math::max);
         });
+        Settings.root().find("javatest.free").listen(event -> {
+            final ValueChanged change = (ValueChanged) event;
+            if (change.oldValue() == null && !change.hasJavaForm()) {
+                formless.incrementAndGet();
+            }
+        });
         return heard.get();
     }
 
     public static int heard() {
         return heard.get();
+    }
+
+    /** Old values that Java has no form for. */
+    public static int formless() {
+        return formless.get();
     }
 
     /** The most threads of the host that were attached while a listener ran. */
