@@ -17,7 +17,8 @@ namespace settings::core {
 ///
 /// It has a thread of its own, on which listeners of these events run when nobody else is handing events on.
 /// One for each tree is enough. Failures while it runs go to the log channel
-/// "settings::core::settingsFile". The object is made and destroyed by one thread, not by a listener.
+/// "settings::core::settingsFile". Making and destroying it is not synchronised. In the child of a fork() it
+/// follows nothing.
 class SETTINGSCORE_EXPORT PersonalFileWatch {
   public:
     /// Takes over at once what has changed since the files were read, events included. Builds the tree as
@@ -25,7 +26,7 @@ class SETTINGSCORE_EXPORT PersonalFileWatch {
     explicit PersonalFileWatch(const RootIndex& index = DefaultRootIndex());
     PersonalFileWatch(const PersonalFileWatch&) = delete;
     PersonalFileWatch& operator=(const PersonalFileWatch&) = delete;
-    /// Waits for a running listener of its thread.
+    /// Waits for a running listener of its thread, unless that is the caller: a listener may destroy it.
     ~PersonalFileWatch();
 
   private:

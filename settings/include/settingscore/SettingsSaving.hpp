@@ -9,6 +9,10 @@
 /// What was not saved stays marked, and is saved together with the next change after saving has been turned
 /// on again.
 ///
+/// A fork() waits for the saves that are being made. The child has no writer: there the threads that change
+/// values write. A fork() while another thread is inside this library is not supported: the child inherits
+/// the locks of that thread, and nobody to release them. It may call exec() only.
+///
 /// All functions are thread-safe. How a save ended: SaveReport.hpp.
 #pragma once
 

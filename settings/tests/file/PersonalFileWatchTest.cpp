@@ -19,6 +19,8 @@
 #include <chrono>
 #include <condition_variable>
 #include <deque>
+#include <future>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <thread>
@@ -230,6 +232,30 @@ TEST_F(PersonalFiles, AListenerMayAnswerWithAChange) {
     EXPECT_EQ("changed a to 5", next());
     EXPECT_EQ("changed b to 10", next());
     EXPECT_EQ(8.0, g(there)->get<double>("b")) << "taken over with the save before";
+}
+
+TEST_F(PersonalFiles, AListenerMayEndTheWatch) {
+    // On the thread of the watch, and on that of a change made here.
+    for (const FileTree* changed : {&there, &here}) {
+        auto ended = std::make_unique<PersonalFileWatch>(index());
+        std::promise<std::thread::id> isEnded;
+        const auto ending = EventManager::instance().subscribe(
+            g(here)->getChild("a")->getListenerValueChangeEventType(), [&](const EventHandle&) {
+                if (ended == nullptr)
+                    return;
+                ended.reset();
+                isEnded.set_value(std::this_thread::get_id());
+            });
+        auto listener = isEnded.get_future();
+        g(*changed)->set("a", changed == &there ? 1.0 : 2.0, "user");
+        ASSERT_EQ(std::future_status::ready, listener.wait_for(std::chrono::seconds(20)));
+        EXPECT_EQ(changed == &here, listener.get() == std::this_thread::get_id());
+        ending.disconnectAndWait();
+        EXPECT_EQ(changed == &there ? "changed a to 1" : "changed a to 2", next());
+    }
+    watch.emplace(index());
+    g(there)->set("b", 3.0, "user");
+    EXPECT_EQ("changed b to 3", next()) << "once, to the one watch that is left";
 }
 
 TEST_F(PersonalFiles, ATreeThatIsNotThereCannotBeFollowed) {

@@ -27,7 +27,7 @@ struct UpgradePosition {
     std::uint64_t upgrader = 0;
     std::uint64_t change = 0;
 
-    auto operator<=>(const UpgradePosition&) const = default;
+    auto operator<=>(const UpgradePosition&) const = default; // NOLINT(modernize-use-nullptr)
 
     static UpgradePosition of(const std::optional<VersionRecord>& record) {
         return record ? UpgradePosition{record->upgraderIndex, record->changeIndex} : UpgradePosition{};
