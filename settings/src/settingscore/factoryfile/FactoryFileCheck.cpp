@@ -152,7 +152,8 @@ class Check : Findings {
             checkMove({upgrader, index}, from, change.outputs.front(), name);
         const DefinedNode still = findDefined(top_, from);
         const bool isAlias = still.setting != nullptr && !aliasOf(*still.setting).empty();
-        if (still && !isAlias) // an alias leads callers of the old name to the new place
+        const bool isAbove = still.group != nullptr && isMove && isAtOrBelow(change.outputs.front(), from);
+        if (still && !isAlias && !isAbove) // an alias leads callers of the old name to the new place
             note(FindingKind::upgrader, name, inQuotes(from) + " is still defined");
     }
 
@@ -165,8 +166,8 @@ class Check : Findings {
         if (!isPath(to) || to == top_.name)
             return fail(FindingKind::upgrader, name,
                         inQuotes(to) + " is not the full name of a setting or group");
-        if (isAtOrBelow(to, from))
-            return fail(FindingKind::upgrader, name, inQuotes(from) + " is moved to itself or into itself");
+        if (to == from)
+            return fail(FindingKind::upgrader, name, inQuotes(from) + " is moved to itself");
         const auto end = followed(to, content_.upgraders, place.upgrader, place.change + 1);
         if (!end)
             return; // a later change removes it

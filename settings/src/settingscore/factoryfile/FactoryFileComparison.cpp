@@ -1,5 +1,7 @@
 #include "settingscore/factoryfile/DefinedTree.hpp"
 #include "settingscore/factoryfile/Findings.hpp"
+#include "settingscore/factoryfile/MoveCollisions.hpp"
+#include "settingscore/factoryfile/TypeCover.hpp"
 #include "settingscore/factoryfile/ValidatorCover.hpp"
 #include "settingscore/settings/file/FunctionMembers.hpp"
 #include "settingscore/validation/InWords.hpp"
@@ -7,11 +9,15 @@
 #include "json/ArrayConversion.hpp"
 #include "json/Writer.hpp"
 
+#include <algorithm>
+#include <map>
 #include <set>
 
 namespace varnek::settings {
 
 using namespace ::settings::core::detail; // NOLINT: this namespace hides the library's own
+using ::settings::core::inWords;
+using ::settings::core::ReadOnlyState;
 using varnek::data::TypeCode;
 
 namespace {
@@ -38,51 +44,6 @@ std::string inWords(const std::vector<::settings::core::SettingValueValidator::C
     return words.empty() ? "any value" : words;
 }
 
-struct Digits {
-    int bits; // of whole numbers that are held exactly, without the sign
-    bool isSigned;
-    bool isFloat;
-};
-
-Digits digitsOf(TypeCode type) {
-    switch (type) {
-    case TypeCode::int8:
-        return {7, true, false};
-    case TypeCode::uint8:
-        return {8, false, false};
-    case TypeCode::int16:
-        return {15, true, false};
-    case TypeCode::uint16:
-        return {16, false, false};
-    case TypeCode::int32:
-        return {31, true, false};
-    case TypeCode::uint32:
-        return {32, false, false};
-    case TypeCode::int64:
-        return {63, true, false};
-    case TypeCode::uint64:
-        return {64, false, false};
-    case TypeCode::float32:
-        return {24, true, true};
-    case TypeCode::float64:
-        return {53, true, true};
-    default:
-        return {0, false, false};
-    }
-}
-
-bool isText(TypeCode type) {
-    return type == TypeCode::character || type == TypeCode::string;
-}
-
-/// Whether every value of the one type is a value of the other.
-bool holds(TypeCode wide, TypeCode narrow) {
-    if (isText(wide) && isText(narrow))
-        return true;
-    const Digits a = digitsOf(wide), b = digitsOf(narrow);
-    return b.bits != 0 && a.bits >= b.bits && (a.isSigned || !b.isSigned) && (a.isFloat || !b.isFloat);
-}
-
 class Comparison : Findings {
   public:
     Comparison(const SettingsFileContent& released, const SettingsFileContent& next)
@@ -93,13 +54,21 @@ class Comparison : Findings {
             fail(FindingKind::group, released_.tree.name, "is called " + inQuotes(next_.tree.name) + " now");
             return std::move(findings_);
         }
+        noteReadOnly(released_.tree, false);
+        noteReadOnly(next_.tree, false);
         compareGroup(released_.tree, released_.tree.name);
+        listCollisions();
         listAdded(next_.tree, next_.tree.name);
         compareUpgraders();
         return std::move(findings_);
     }
 
   private:
+    struct Named {
+        const SettingRecord* setting;
+        std::string fullName;
+    };
+
     // ---- groups and settings ----
 
     void compareGroup(const GroupRecord& group, const std::string& fullName) {
@@ -109,10 +78,12 @@ class Comparison : Findings {
             compareSetting(setting, fullName + "." + setting.name);
         for (const GroupRecord& child : group.groups)
             compareGroup(child, fullName + "." + child.name);
-        if (const GroupRecord* const now = findDefined(next_.tree, fullName).group) {
-            compareFlags(group, *now, fullName);
-            if (validationFunction(group) != validationFunction(*now))
-                note(FindingKind::function, fullName, "has another validation function");
+        const auto now = followedName(fullName);
+        if (const GroupRecord* const same = now ? findDefined(next_.tree, *now).group : nullptr) {
+            compareReadOnlyGroups({&group, fullName}, {same, *now});
+            compareVisible(group, *same, *now);
+            if (validationFunction(group) != validationFunction(*same))
+                note(FindingKind::function, *now, "has another validation function");
         }
     }
 
@@ -129,49 +100,94 @@ class Comparison : Findings {
 
     void compareSetting(const SettingRecord& before, const std::string& fullName) {
         const auto now = followedName(fullName);
-        if (!now) {
+        if (!now)
             note(FindingKind::removed, fullName, "is removed by an upgrader, with its personal values");
-            return;
-        }
-        const bool isMoved = *now != fullName;
-        if (isMoved)
+        else if (*now != fullName)
             note(FindingKind::moved, fullName, "comes to " + inQuotes(*now));
-        seen_.insert(*now);
-        if (!isAtOrBelow(*now, next_.tree.name))
+        if (now)
+            comparePlace(before, fullName, *now);
+        if (now != fullName)
+            compareRedefined(before, fullName);
+    }
+
+    /// Where the personal values of a setting are now.
+    void comparePlace(const SettingRecord& before, const std::string& fullName, const std::string& now) {
+        seen_.insert(now);
+        if (!isAtOrBelow(now, next_.tree.name))
             return; // in another factory file
-        const DefinedNode found = findDefined(next_.tree, *now);
+        const DefinedNode found = findDefined(next_.tree, now);
         if (!found)
             fail(FindingKind::removed, fullName,
-                 isMoved ? "comes to " + inQuotes(*now) + ", which is not defined"
-                         : "is gone, and no upgrader moves or removes its personal values");
+                 now != fullName ? "comes to " + inQuotes(now) + ", which is not defined"
+                                 : "is gone, and no upgrader moves or removes its personal values");
         else if (found.setting == nullptr)
-            fail(FindingKind::nodeKind, *now, "was a setting and is a group");
+            fail(FindingKind::nodeKind, now, "was a setting and is a group");
         else
-            compareDefinitions(before, *found.setting, *now);
+            compareNodes({&before, fullName}, {found.setting, now});
+    }
+
+    void compareNodes(const Named& before, const Named& now) {
+        compareVisible(*before.setting, *now.setting, now.fullName);
+        if (aliasOf(*before.setting) == aliasOf(*now.setting))
+            compareDefinitions(*before.setting, *now.setting, now.fullName);
+        else
+            compareAliases(before, now);
+    }
+
+    /// A name whose personal values have left it still means something to programs.
+    void compareRedefined(const SettingRecord& before, const std::string& fullName) {
+        const SettingRecord* const now = findDefined(next_.tree, fullName).setting;
+        if (now != nullptr &&
+            !areSame(behindAlias(released_, {&before, fullName}), behindAlias(next_, {now, fullName}))) {
+            note(FindingKind::added, fullName, "is defined anew, without the personal values it had");
+            compareVisible(before, *now, fullName);
+            compareBehindAliases({&before, fullName}, {now, fullName});
+        }
     }
 
     void compareDefinitions(const SettingRecord& before, const SettingRecord& now, const std::string& name) {
-        compareFlags(before, now, name);
-        if (aliasOf(before) != aliasOf(now)) {
-            compareAliases(aliasOf(before), aliasOf(now), name);
-            return;
-        }
+        compareReadOnly(before.readOnly == ReadOnlyState::readOnly, now.readOnly == ReadOnlyState::readOnly,
+                        name);
         compareValues(before, now, name);
         compareRanges(before, now, name);
         compareFunctions(before, now, name);
     }
 
-    void compareAliases(const std::string& before, const std::string& now, const std::string& name) {
-        if (before.empty())
-            fail(FindingKind::alias, name,
-                 "stands for " + inQuotes(now) + " now, and no upgrader moves its personal values there");
-        else if (now.empty())
-            note(FindingKind::alias, name,
-                 "stood for " + inQuotes(before) + " and is a setting of its own now");
-        else
-            note(FindingKind::alias, name,
-                 "stands for " + inQuotes(now) + ", no longer for " + inQuotes(before));
+    // ---- aliases ----
+
+    /// What reads and sets of a name reach; no setting when another factory file defines it.
+    static Named behindAlias(const SettingsFileContent& file, const Named& named) {
+        const std::string alias = aliasOf(*named.setting);
+        return alias.empty() ? named : Named{findDefined(file.tree, alias).setting, alias};
     }
+
+    /// Whether the personal values of the one are those of the other now, so that both are compared there.
+    bool areSame(const Named& before, const Named& now) const {
+        return followedName(before.fullName) == now.fullName;
+    }
+
+    void compareAliases(const Named& before, const Named& now) {
+        const std::string was = aliasOf(*before.setting), is = aliasOf(*now.setting);
+        if (was.empty())
+            fail(FindingKind::alias, now.fullName,
+                 "stands for " + inQuotes(is) + " now, and no upgrader moves its personal values there");
+        else if (is.empty())
+            note(FindingKind::alias, now.fullName,
+                 "stood for " + inQuotes(was) + " and is a setting of its own now");
+        else
+            note(FindingKind::alias, now.fullName,
+                 "stands for " + inQuotes(is) + ", no longer for " + inQuotes(was));
+        compareBehindAliases(before, now);
+    }
+
+    /// What programs find under a name that means another setting now.
+    void compareBehindAliases(const Named& before, const Named& now) {
+        const Named was = behindAlias(released_, before), is = behindAlias(next_, now);
+        if (was.setting != nullptr && is.setting != nullptr && !areSame(was, is))
+            compareDefinitions(*was.setting, *is.setting, now.fullName);
+    }
+
+    // ---- definitions ----
 
     using Shaped = std::pair<varnek::data::Array, bool>;
 
@@ -206,8 +222,9 @@ class Comparison : Findings {
             return;
         const std::string what = "the default was of class " + std::string(varnek::data::className(before)) +
                                  ", it is of class " + std::string(varnek::data::className(now)) + " now";
-        holds(now, before) ? note(FindingKind::type, name, what + ", which holds all values of the other")
-                           : fail(FindingKind::type, name, what);
+        holdsAllValues(now, before)
+            ? note(FindingKind::type, name, what + ", which holds all values of the other")
+            : fail(FindingKind::type, name, what);
     }
 
     void compareRanges(const SettingRecord& before, const SettingRecord& now, const std::string& name) {
@@ -228,17 +245,42 @@ class Comparison : Findings {
     }
 
     template <class Record>
-    void compareFlags(const Record& before, const Record& now, const std::string& name) {
-        using ::settings::core::ReadOnlyState;
-        const bool wasReadOnly = before.readOnly == ReadOnlyState::readOnly;
-        const bool isReadOnly = now.readOnly == ReadOnlyState::readOnly;
-        if (!wasReadOnly && isReadOnly)
-            fail(FindingKind::readOnly, name, "could be changed and is read-only");
-        if (wasReadOnly && !isReadOnly)
-            note(FindingKind::readOnly, name, "was read-only and can be changed");
+    void compareVisible(const Record& before, const Record& now, const std::string& name) {
         if (before.visible != now.visible)
             note(FindingKind::visible, name,
                  now.visible ? "was hidden and is shown" : "was shown and is hidden");
+    }
+
+    void compareReadOnly(bool before, bool now, const std::string& name) {
+        if (!before && now)
+            fail(FindingKind::readOnly, name, "could be changed and is read-only");
+        if (before && !now)
+            note(FindingKind::readOnly, name, "was read-only and can be changed");
+    }
+
+    struct NamedGroup {
+        const GroupRecord* group;
+        std::string fullName;
+
+        std::string parentName() const {
+            return fullName.substr(0, fullName.size() - std::min(fullName.size(), group->name.size() + 1));
+        }
+    };
+
+    /// Groups go by those above them: what comes from there has been told there.
+    void compareReadOnlyGroups(const NamedGroup& before, const NamedGroup& now) {
+        const bool isInherited = before.group->readOnly == ReadOnlyState::inherited &&
+                                 now.group->readOnly == ReadOnlyState::inherited;
+        if (!isInherited || followedName(before.parentName()) != now.parentName())
+            compareReadOnly(isReadOnly_.at(before.group), isReadOnly_.at(now.group), now.fullName);
+    }
+
+    void noteReadOnly(const GroupRecord& group, bool above) {
+        const bool isInherited = group.readOnly == ReadOnlyState::inherited;
+        const bool isReadOnly = isInherited ? above : group.readOnly == ReadOnlyState::readOnly;
+        isReadOnly_[&group] = isReadOnly;
+        for (const GroupRecord& child : group.groups)
+            noteReadOnly(child, isReadOnly);
     }
 
     static bool hasRunTimeDefault(const SettingRecord& setting) {
@@ -261,6 +303,20 @@ class Comparison : Findings {
     }
 
     // ---- what is new ----
+
+    void listCollisions() {
+        const auto others = [](std::size_t count) {
+            return count == 0   ? std::string()
+                   : count == 1 ? " or one other"
+                                : " or one of " + std::to_string(count) + " others";
+        };
+        for (const MoveCollision& each :
+             collisionsOf(released_.tree, next_.upgraders, released_.upgraders.size()))
+            fail(FindingKind::moved, each.moved,
+                 "cannot come to " + inQuotes(each.to) + " for users who have set " +
+                     inQuotes(each.inTheWay) + others(each.others) +
+                     ": their values of it stay behind, unseen");
+    }
 
     void listAdded(const GroupRecord& group, const std::string& fullName) {
         for (const SettingRecord& setting : group.settings) {
@@ -316,7 +372,8 @@ class Comparison : Findings {
 
     const SettingsFileContent& released_;
     const SettingsFileContent& next_;
-    std::set<std::string, std::less<>> seen_; // where settings of the released file are now
+    std::set<std::string, std::less<>> seen_;       // where settings of the released file are now
+    std::map<const GroupRecord*, bool> isReadOnly_; // of the groups of both files, with what is inherited
 };
 
 } // namespace
