@@ -40,7 +40,7 @@ struct FileReplacement::State {
         : folder(openTargetFolder(wanted)),
           name(detail::entryBehindLinks(folder.get(), wanted.filename().native(), wanted)),
           target(wanted.parent_path() / name), mode(options.mode) {
-        takeOverAttributes();
+        takeOverAttributes(options.keepsMode);
         const auto& root = options.temporaryDirectoryRoot;
         directory.emplace(root.empty() ? detail::folderOf(target) : root);
         temporaryFileName = temporaryName(name);
@@ -49,7 +49,7 @@ struct FileReplacement::State {
     }
     ~State() { discard(); }
 
-    void takeOverAttributes() {
+    void takeOverAttributes(bool keepsMode) {
         if (::fstatat(folder.get(), name.c_str(), &existing, AT_SYMLINK_NOFOLLOW) != 0) {
             if (errno == ENOENT)
                 return;
@@ -58,7 +58,7 @@ struct FileReplacement::State {
         if (!S_ISREG(existing.st_mode))
             throw FileError(FileErrorKind::notRegularFile, "replace file", target, 0, "not a regular file");
         exists = true;
-        mode &= existing.st_mode & 0777;
+        mode = (keepsMode ? 0777 : mode) & existing.st_mode & 0777;
     }
 
     void open() {
@@ -66,13 +66,25 @@ struct FileReplacement::State {
                               O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, 0600);
         if (!file)
             fail(FileErrorKind::openFailed, "create file", filePath, errno);
-        // An administrator's save leaves a user's file to the user; others may not give files away.
-        if (exists && (existing.st_uid != ::geteuid() || existing.st_gid != ::getegid())) {
-            [[maybe_unused]] const int refused = ::fchown(file.get(), existing.st_uid, existing.st_gid);
-        }
+        if (exists && !keepOwners())
+            fail(FileErrorKind::openFailed, "keep the group of file", target, EPERM);
         if (::fchmod(file.get(), mode) != 0)
             fail(FileErrorKind::openFailed, "set permissions of file", filePath, errno);
         stage = Stage::writing;
+    }
+
+    /// An administrator's save leaves a user's file to the user. Others may not give files away, but keep the
+    /// group if it is theirs. False: members of another group would get what the group of the file has.
+    bool keepOwners() const {
+        struct stat made = {};
+        if (::fstat(file.get(), &made) != 0)
+            return false;
+        if (made.st_uid == existing.st_uid && made.st_gid == existing.st_gid)
+            return true;
+        const bool isGroupKept = ::fchown(file.get(), existing.st_uid, existing.st_gid) == 0 ||
+                                 made.st_gid == existing.st_gid ||
+                                 ::fchown(file.get(), static_cast<uid_t>(-1), existing.st_gid) == 0;
+        return isGroupKept || ((mode >> 3) & 7) == (mode & 7);
     }
 
     [[noreturn]] void fail(FileErrorKind kind, const char* operation, const std::filesystem::path& path,

@@ -5,8 +5,10 @@
 #include "varnek/files/FileError.hpp"
 #include "varnek/files/Folder.hpp"
 
+#include <grp.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <thread>
 
 namespace {
@@ -119,10 +121,13 @@ TEST(FileReplacement, ModeIsAsAskedWhateverTheUmaskAndNeverWiderThanBefore) {
     TemporaryFolder folder;
     struct Case {
         unsigned existing, wanted, expected; // existing 0: no file
+        bool keepsMode = false;
     };
     for (const mode_t umask : {0777u, 0277u, 022u, 0u}) {
-        for (const Case& c : {Case{0, 0600, 0600}, Case{0, 0644, 0644}, Case{0644, 0600, 0600},
-                              Case{0600, 0644, 0600}, Case{0400, 0600, 0400}, Case{0444, 0644, 0444}}) {
+        for (const Case& c :
+             {Case{0, 0600, 0600}, Case{0, 0644, 0644}, Case{0644, 0600, 0600}, Case{0600, 0644, 0600},
+              Case{0400, 0600, 0400}, Case{0444, 0644, 0444}, Case{0664, 0644, 0644},
+              Case{0664, 0644, 0664, true}, Case{0640, 0644, 0640, true}, Case{0, 0644, 0644, true}}) {
             fs::remove(folder / "f");
             if (c.existing != 0) {
                 putContent(folder / "f", "old");
@@ -134,8 +139,8 @@ TEST(FileReplacement, ModeIsAsAskedWhateverTheUmaskAndNeverWiderThanBefore) {
                         ::chown((folder / "f").c_str(), 65534, 65534) == 0);
             EXPECT_EQ(0, asOrdinaryUser([&] {
                           ::umask(umask);
-                          return failureOf([&] { replaceFile(folder / "f", "new", {.mode = c.wanted}); })
-                              .has_value();
+                          const ReplacementOptions options{{}, c.wanted, c.keepsMode};
+                          return failureOf([&] { replaceFile(folder / "f", "new", options); }).has_value();
                       }))
                 << "umask " << umask;
             EXPECT_EQ("new", contentOf(folder / "f"));
@@ -317,6 +322,45 @@ TEST(FileReplacement, AnAdministratorLeavesAUsersFileToTheUser) {
     EXPECT_EQ(65534u, status.st_uid);
     EXPECT_EQ(65534u, status.st_gid);
     EXPECT_EQ(0600u, status.st_mode & 07777);
+}
+
+/// What the members of a group may do is for them: others do not get it.
+TEST(FileReplacement, AUserKeepsTheGroupOrLeavesTheFileAlone) {
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "only an administrator can make files of other groups";
+    struct Case {
+        unsigned mode;
+        bool isMember, isReplaced;
+        unsigned group; // afterwards
+    };
+    constexpr ::gid_t team = 12345;
+    for (const Case& c : {Case{0664, true, true, team}, Case{0664, false, false, team},
+                          Case{0644, false, true, 65534}, Case{0640, false, false, team}}) {
+        TemporaryFolder folder;
+        ASSERT_EQ(0, ::chmod(folder.path().c_str(), 0777));
+        putContent(folder / "file", "old");
+        ASSERT_EQ(0, ::chmod((folder / "file").c_str(), c.mode));
+        ASSERT_EQ(0, ::chown((folder / "file").c_str(), 1, team));
+        const ::gid_t groups[] = {team};
+        const ::pid_t child = ::fork();
+        if (child == 0) {
+            if (::setgroups(c.isMember ? 1 : 0, groups) != 0 || ::setgid(65534) != 0 || ::setuid(65534) != 0)
+                ::_exit(254);
+            const auto failure = failureOf([&] {
+                replaceFile(folder / "file", "new", {.temporaryDirectoryRoot = {}, .keepsMode = true});
+            });
+            ::_exit(failure == FileErrorKind::openFailed ? 1 : failure ? 2 : 0);
+        }
+        int status = 0;
+        ASSERT_EQ(child, ::waitpid(child, &status, 0));
+        EXPECT_EQ(c.isReplaced ? 0 : 1, WEXITSTATUS(status)) << std::oct << c.mode;
+        EXPECT_EQ(c.isReplaced ? "new" : "old", contentOf(folder / "file"));
+        struct stat after;
+        ASSERT_EQ(0, ::stat((folder / "file").c_str(), &after));
+        EXPECT_EQ(c.mode, after.st_mode & 07777);
+        EXPECT_EQ(c.group, after.st_gid);
+        EXPECT_EQ(Names{"file"}, folder.names());
+    }
 }
 
 TEST(FileReplacement, CleanUpLeavesOtherUsersAlone) {

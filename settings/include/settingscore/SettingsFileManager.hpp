@@ -49,14 +49,16 @@ class SETTINGSCORE_EXPORT SettingsFileManager {
     /// that is wrong inside, or holds definitions where the level has values, or the other way round.
     static SettingsFileManager open(const std::filesystem::path& file, std::string_view level);
 
-    /// The same for the file of the group `groupName` in the folder "toolbox" below `folder`.
+    /// The same for the file of the group `groupName` in the folder "toolbox" below `folder`. `force`: see
+    /// save(). ErrorReadingSettingsData also for a file that holds another group.
     static SettingsFileManager open(const std::u16string& folder, std::string_view groupName,
                                     std::string_view level, bool force);
 
     /// The file of the group `groupName` in an installation folder, to be written: opened when it is there,
     /// created otherwise. `folder`: the installation folder; empty: that of the level "installation" of this
-    /// process; a relative one lies below that. A folder that cannot be written, or is not there, is refused
-    /// at once: NoFileWritePermission. Other errors as for open and create.
+    /// process; a relative one lies below that. A folder that cannot be written, or is not there, and a file
+    /// without write permission are refused at once: NoFileWritePermission. Other errors as for open and
+    /// create.
     static SettingsFileManager createOrUpdateInstallationFile(const std::u16string& folder,
                                                               std::string_view groupName);
 
@@ -88,14 +90,16 @@ class SETTINGSCORE_EXPORT SettingsFileManager {
     void define(const Settings& group);
 
     /// Writes the tree back to the file, durably; an identical file is left alone. Nothing while saving is
-    /// switched off (SettingsSaving.hpp). A factory file without write permission is refused, or written with
-    /// `force`: then it has none afterwards either, also after a failure. Blocks on the disk, and on other
-    /// processes that save in the folder.
+    /// switched off (SettingsSaving.hpp). A file without write permission is refused; a factory file is
+    /// written all the same with `force`: then it has none afterwards either, also after a failure. A file
+    /// that is there keeps its permissions, a personal one is its owner's alone. Blocks on the disk, and on
+    /// other processes that save in the folder.
     ///
-    /// Errors, all with the file as it was: NoFileWritePermission for a folder that cannot be written;
-    /// ErrorSaveSettingsDueToFileIOError for a factory file without permission; ErrorReadingSettingsData and
-    /// SettingsFileNotWritten, also for a file that has been damaged, encrypted or replaced by that of
-    /// another group since.
+    /// Errors, all with the file as it was: NoFileWritePermission for a folder or a file of values that
+    /// cannot be written; ErrorSaveSettingsDueToFileIOError for a factory file; ErrorReadingSettingsData and
+    /// SettingsFileNotWritten, also for a file that since it was opened has been damaged, encrypted or
+    /// replaced by that of another group, has followed changes between releases (names may mean something
+    /// else in it), or got other upgraders while they were changed here: open it again.
     void save();
 
   private:

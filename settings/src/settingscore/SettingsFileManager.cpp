@@ -5,6 +5,7 @@
 #include "settingscore/settings/file/FactoryFileManagerImpl.hpp"
 #include "settingscore/settings/file/NonFactoryFileManagerImpl.hpp"
 #include "settingscore/settings/file/SettingsFileReader.hpp"
+#include "settingscore/settings/file/WritePermission.hpp"
 #include "settingscore/settings/node/SettingsAccess.hpp"
 #include "varnek/files/PathText.hpp"
 
@@ -30,6 +31,8 @@ std::filesystem::path installationFile(const std::u16string& folder, std::string
         !std::filesystem::is_directory(found))
         throw exception::NoFileWritePermission(
             nullptr, level, {varnek::files::utf16FromPath(file), varnek::files::utf16FromPath(found)});
+    if (!mayBeWritten(file))
+        throw exception::NoFileWritePermission(nullptr, level, {varnek::files::utf16FromPath(file)});
     return file;
 }
 
@@ -63,7 +66,7 @@ SettingsFileManager SettingsFileManager::open(const std::u16string& folder, std:
     const LevelIndex at = SettingsFileManagerImpl::fileLevel(level);
     auto path = std::filesystem::absolute(varnek::files::pathFromUtf16(folder)) / toolboxFolder /
                 fileNameOf(groupName);
-    auto impl = SettingsFileManagerImpl::open(path, at, force);
+    auto impl = SettingsFileManagerImpl::open(path, at, force, groupName);
     return {std::move(path), std::move(impl)};
 }
 
@@ -72,7 +75,7 @@ SettingsFileManager SettingsFileManager::createOrUpdateInstallationFile(const st
     auto file = installationFile(folder, groupName);
     std::unique_ptr<SettingsFileManagerImpl> impl;
     try {
-        impl = SettingsFileManagerImpl::open(file, installation, false);
+        impl = SettingsFileManagerImpl::open(file, installation, false, groupName);
     } catch (const exception::FileDoesNotExist&) {
         impl = SettingsFileManagerImpl::create(file, installation, false, groupName);
     }

@@ -141,4 +141,26 @@ TEST_F(NodesAndFiles, AFactoryFileComesIntoATreeInUse) {
     EXPECT_EQ("ProductNodeAlreadyExisted", failure(root, u"editor.vksettings", {}, ""));
 }
 
+/// The tree follows the upgraders that it is given, the file stays as it is.
+TEST_F(NodesAndFiles, AFactoryFileThatComesWhileSavingIsOff) {
+    apart()->writeFactoryFile(path, released);
+    {
+        auto user = SettingsFileManager::create(folder / "user/editor.vksettings", "user", false, "");
+        MSettings::of(user.getTopLevelNode())->createFactorySetting("d", false, definitionOf({}));
+        user.getTopLevelNode()->set("d", 5.0, "user");
+        user.save();
+    }
+    const std::string before = bytesOf(file);
+    ASSERT_EQ(0, ::chmod(file.c_str(), 0444));
+    turnOffSettingsSaving();
+    root->registerFactoryFile(u"editor.vksettings", utf16FromPath(folder.path()), extended, false, "editor");
+    EXPECT_EQ(before, bytesOf(file));
+    turnOnSettingsSaving();
+    root->getChild("editor")->set("width", 70.0, "user");
+    waitForSettingsSaves();
+    const auto personal = SettingsFileManager::open(folder / "user/editor.vksettings", "user");
+    EXPECT_EQ(nullptr, personal.getTopLevelNode()->getChild("d"));
+    EXPECT_EQ(2U, personal.getVersionRecord()->upgraderIndex);
+}
+
 } // namespace

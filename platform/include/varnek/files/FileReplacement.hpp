@@ -33,6 +33,8 @@ struct ReplacementOptions {
     std::filesystem::path temporaryDirectoryRoot = {};
     /// Permission bits of the file, whatever the process's umask. What the existing file denies stays denied.
     unsigned mode = 0600;
+    /// An existing file keeps its own permission bits instead, those that `mode` would not give included.
+    bool keepsMode = false;
 };
 
 /// One replacement under way. Move-only; confined to one thread at a time; holds three descriptors and no
@@ -57,7 +59,8 @@ class VARNEK_EXPORT FileReplacement {
     const std::filesystem::path& temporaryDirectory() const noexcept;
     const std::filesystem::path& temporaryFile() const noexcept;
 
-    /// Appends to the new content. Throws openFailed, writeFailed.
+    /// Appends to the new content. Throws openFailed, also where the existing file gives its group rights of
+    /// its own and this user cannot give the new one to that group; writeFailed.
     void write(std::string_view bytes);
     /// Asks the system to start writing the content to the disk, and does not wait. A mere hint: cannot fail.
     void beginFlush() noexcept;

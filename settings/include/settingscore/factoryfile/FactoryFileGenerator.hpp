@@ -57,9 +57,12 @@ class SETTINGSCORE_EXPORT FactoryFileGenerator {
     const std::vector<FactoryUpgrader>& getUpgraders() const noexcept { return upgraders_; }
 
     /// Writes the factory file, durably; equal definitions give equal files, and an identical file is left
-    /// alone. Blocks on the disk. SettingsFileNotWritten for a relative path and for everything that keeps
-    /// the file from being written; it is as it was then.
-    void write(const std::filesystem::path& file) const;
+    /// alone. Nothing while saving is switched off. `force`: a file without write permission is written all
+    /// the same, and has none afterwards either. Blocks on the disk.
+    /// Errors, with the file as it was: ErrorSaveSettingsDueToFileIOError for a file without write
+    /// permission; SettingsFileNotWritten for a relative path and everything else that keeps it from being
+    /// written.
+    void write(const std::filesystem::path& file, bool force = false) const;
 
   private:
     FactoryGroup group_;

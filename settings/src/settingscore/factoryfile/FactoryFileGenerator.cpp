@@ -2,9 +2,8 @@
 
 #include "settingscore/factoryfile/DefinitionDocument.hpp"
 #include "settingscore/factoryfile/DefinitionKeys.hpp"
-#include "settingscore/settings/file/FileFailureText.hpp"
+#include "settingscore/settings/file/FactoryFileManagerImpl.hpp"
 #include "settingscore/settings/file/SettingsFileKeys.hpp"
-#include "settingscore/settings/file/SettingsFileWriter.hpp"
 #include "settingscore/settings/node/SettingsAccess.hpp"
 #include "varnek/files/FileAccess.hpp"
 #include "json/Limits.hpp"
@@ -79,13 +78,11 @@ void FactoryFileGenerator::addUpgrader(FactoryUpgrader upgrader) {
     upgraders_.push_back(std::move(upgrader));
 }
 
-void FactoryFileGenerator::write(const std::filesystem::path& file) const {
-    if (!file.is_absolute())
-        throwNotWritten(file, "the path is relative");
+void FactoryFileGenerator::write(const std::filesystem::path& file, bool force) const {
     std::vector<UpgraderRecord> records;
     for (const FactoryUpgrader& upgrader : upgraders_)
         records.push_back(toRecord(upgrader));
-    SettingsFileWriter::writeFactoryFile(SettingsAccess::node(*group_.handle_), file, records);
+    writeAsFactoryFile(SettingsAccess::mutableNode(*group_.handle_), file, records, {}, force);
 }
 
 } // namespace varnek::settings

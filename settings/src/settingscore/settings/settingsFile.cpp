@@ -30,7 +30,7 @@ FileReplacement openReplacement(const SettingsFileAccess& access) {
     VARNEK_LOG(fileLog, info) << "getTempDirectory: "
                               << "\ttempDirRoot = " << root;
     try {
-        return FileReplacement(access.filePath(), {.temporaryDirectoryRoot = {}, .mode = access.fileMode()});
+        return FileReplacement(access.filePath(), access.replacementOptions());
     } catch (const FileError& failure) {
         if (failure.kind() == FileErrorKind::cannotCreateTemporaryDirectory)
             throw VARNEK::settings::core::CanNotCreateTempDirectory(root);

@@ -6,14 +6,11 @@
 #include "settingscore/settings/file/FileFailureText.hpp"
 #include "settingscore/settings/file/FileLog.hpp"
 #include "settingscore/settings/file/SettingsFileWriter.hpp"
-#include "settingscore/settings/file/TreeSnapshot.hpp"
+#include "settingscore/settings/file/WritePermission.hpp"
 #include "settingscore/settings/node/SettingsAccess.hpp"
 #include "settingscore/settings/settingsImpl.hpp"
 #include "varnek/files/FolderLock.hpp"
 #include "varnek/files/PathText.hpp"
-
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <stdexcept>
 
@@ -21,64 +18,27 @@ namespace settings::core::detail {
 
 namespace {
 
-constexpr mode_t anyWritePermission = S_IWUSR | S_IWGRP | S_IWOTH;
-
-/// The administrator may write every file; one without any write permission is protected from him as well. A
-/// file that is not there is a matter of its folder.
-bool mayBeWritten(const std::filesystem::path& file) {
-    struct stat status {};
-    if (::stat(file.c_str(), &status) != 0)
-        return true;
-    return (status.st_mode & anyWritePermission) != 0 && ::access(file.c_str(), W_OK) == 0;
-}
-
-[[noreturn]] void refuse(const std::filesystem::path& file, const boost::shared_ptr<const Settings>& object) {
-    throw exception::ErrorSaveSettingsDueToFileIOError(object, varnek::files::utf16FromPath(file));
-}
-
-/// Gives a file the owner's write permission for as long as it lives.
-class WritePermission {
-  public:
-    WritePermission(const std::filesystem::path& file, const boost::shared_ptr<const Settings>& object)
-        : file_(file) {
-        if (!change(S_IWUSR, 0))
-            refuse(file, object);
-    }
-    WritePermission(const WritePermission&) = delete;
-    WritePermission& operator=(const WritePermission&) = delete;
-    ~WritePermission() {
-        try {
-            if (!change(0, S_IWUSR))
-                VARNEK_LOG(fileLog, error)
-                    << "the write permission could not be taken away again: " << file_.string();
-        } catch (...) { // a line of the log is not worth the process
-        }
-    }
-
-  private:
-    bool change(mode_t add, mode_t take) const {
-        struct stat status {};
-        return ::stat(file_.c_str(), &status) == 0 &&
-               ::chmod(file_.c_str(), ((status.st_mode | add) & ~take) & 07777) == 0;
-    }
-
-    const std::filesystem::path file_;
-};
-
 /// Calls `write` with the permission to write `file`.
 template <class Write>
 void withPermission(const std::filesystem::path& file, bool forced,
                     const boost::shared_ptr<const Settings>& object, Write write) {
     const varnek::files::FolderLock lock(file.parent_path()); // nobody sees the permission that is lent
     std::optional<WritePermission> lent;
-    if (!mayBeWritten(file)) {
-        if (!forced)
-            refuse(file, object);
-        lent.emplace(file, object);
-    }
-    VARNEK_LOG(fileLog, info) << "Start:Write factory file: " << file.string();
+    if (!mayBeWritten(file) && (!forced || !lent.emplace(file).isGiven()))
+        throw exception::ErrorSaveSettingsDueToFileIOError(object, varnek::files::utf16FromPath(file));
     write();
-    VARNEK_LOG(fileLog, info) << "Finish:Write factory file: " << file.string();
+}
+
+/// Nobody's upgraders are lost: personal files count them.
+const std::vector<UpgraderRecord>& mergedUpgraders(const std::vector<UpgraderRecord>& ours,
+                                                   const std::vector<UpgraderRecord>& base,
+                                                   const SettingsFileContent* present,
+                                                   const std::filesystem::path& file) {
+    if (present == nullptr || present->upgraders == base)
+        return ours;
+    if (ours != base && ours != present->upgraders)
+        throwNotWritten(file, "its upgraders have been changed by others as well since it was opened");
+    return present->upgraders;
 }
 
 } // namespace
@@ -93,18 +53,20 @@ void FactoryFileManagerImpl::save(const std::filesystem::path& file) {
         return;
     withPermission(file, forced_, topHandle(), [&] {
         std::vector<UpgraderRecord> written;
-        writeTree(file, [&](SettingsFileContent& content, const SettingsFileContent* present) {
-            const bool areTheirs = present != nullptr && upgraders_ == writtenUpgraders_;
-            content.upgraders = areTheirs ? present->upgraders : upgraders_;
+        VARNEK_LOG(fileLog, info) << "Start:Write factory file: " << file.string();
+        writeTree(file, [&](SettingsFileContent& content, const SettingsFileContent* present, bool) {
+            content.upgraders = mergedUpgraders(upgraders_, writtenUpgraders_, present, file);
             written = content.upgraders;
         });
+        VARNEK_LOG(fileLog, info) << "Finish:Write factory file: " << file.string();
         upgraders_ = written;
         writtenUpgraders_ = std::move(written);
     });
 }
 
 void writeAsFactoryFile(const NodePtr& group, const std::filesystem::path& file,
-                        const std::vector<UpgraderRecord>& upgraders, std::optional<std::uint32_t> version) {
+                        const std::vector<UpgraderRecord>& upgraders, std::optional<std::uint32_t> version,
+                        bool forced) {
     const auto object = group->getThisObject();
     if (group->isConnectedToTheSettingsTree())
         throw exception::ErrorCreateFactoryFileFromATreeNode(object);
@@ -114,20 +76,15 @@ void writeAsFactoryFile(const NodePtr& group, const std::filesystem::path& file,
         throwNotWritten(file, "the path is relative");
     if (!isSettingsSavingTurnedOn())
         return;
-    SettingsFileContent content;
-    content.tree = snapshotOf(group, LevelIndex::factory);
-    if (version)
-        content.tree.version = version;
-    content.upgraders = upgraders;
-    withPermission(file, false, object,
-                   [&] { SettingsFileWriter::write(std::move(content), LevelIndex::factory, file); });
+    withPermission(file, forced, object,
+                   [&] { SettingsFileWriter::writeFactoryFile(group, file, upgraders, version); });
 }
 
 // ---- what nodes and handles offer ----
 
 void SettingsImpl::writeFactoryFile(const std::u16string& file,
                                     const std::vector<UpgraderRecord>& upgraders) {
-    writeAsFactoryFile(shared_from_this(), varnek::files::pathFromUtf16(file), upgraders, std::nullopt);
+    writeAsFactoryFile(shared_from_this(), varnek::files::pathFromUtf16(file), upgraders);
 }
 
 } // namespace settings::core::detail

@@ -14,6 +14,7 @@ class FactoryFileManagerImpl : public SettingsFileManagerImpl {
 
     /// ErrorSaveSettingsDueToFileIOError for a file that may not be written, or whose permission cannot be
     /// changed. The owner's write permission, where it had to be added, is taken away again whatever happens.
+    /// SettingsFileNotWritten when others have changed the upgraders as well.
     void save(const std::filesystem::path& file) override;
     NodePtr topLevelNode() const override { return top(); }
     std::string releaseVersion() const override { return recordedRelease(); }
@@ -28,12 +29,14 @@ class FactoryFileManagerImpl : public SettingsFileManagerImpl {
 };
 
 /// Writes a group that stands in no tree of the process as a factory file, in place of what is there.
-/// Nothing while saving is switched off. `version`: of the definitions; absent: the group's own.
+/// Nothing while saving is switched off. `version`: of the definitions; absent: the group's own. `forced`: as
+/// above.
 ///
 /// Errors: NotANodeName for a setting and for a root, ErrorCreateFactoryFileFromATreeNode,
 /// ErrorSaveSettingsDueToFileIOError for a file without write permission, SettingsFileNotWritten (also for a
 /// relative path); the file is as it was.
 void writeAsFactoryFile(const NodePtr& group, const std::filesystem::path& file,
-                        const std::vector<UpgraderRecord>& upgraders, std::optional<std::uint32_t> version);
+                        const std::vector<UpgraderRecord>& upgraders,
+                        std::optional<std::uint32_t> version = {}, bool forced = false);
 
 } // namespace settings::core::detail

@@ -3,10 +3,15 @@
 #include "settingscore/Settings.hpp"
 #include "settingscore/SettingsSaving.hpp"
 #include "settingscore/exception/Exceptions.hpp"
+#include "settingscore/level/SettingsLevelManager.hpp"
+#include "settingscore/settings/file/FileFailureText.hpp"
 #include "settingscore/settings/file/TreeLoader.hpp"
+#include "settingscore/settings/file/WritePermission.hpp"
 #include "settingscore/settings/node/SettingsImplForFileManager.hpp"
+#include "varnek/files/PathText.hpp"
 
 #include <stdexcept>
+#include <utility>
 
 namespace settings::core::detail {
 
@@ -15,6 +20,15 @@ namespace {
 boost::shared_ptr<SettingsImpl> makeNode(NodeSpec spec, bool isGroup, LevelIndex level) {
     return isGroup ? SettingsImplForFileManager::makeGroup(std::move(spec), level)
                    : SettingsImplForFileManager::makeSetting(std::move(spec), level);
+}
+
+/// Whether names mean the same in both files.
+bool isAsFar(const std::optional<VersionRecord>& one, const std::optional<VersionRecord>& other) {
+    const auto position = [](const std::optional<VersionRecord>& record) {
+        return record ? std::pair(record->upgraderIndex, record->changeIndex)
+                      : std::pair<std::uint64_t, std::uint64_t>();
+    };
+    return position(one) == position(other);
 }
 
 /// The subtree without values. An alias stands for itself: whoever stores in it has followed it.
@@ -46,8 +60,14 @@ std::string NonFactoryFileManagerImpl::releaseVersion() const {
 void NonFactoryFileManagerImpl::save(const std::filesystem::path& file) {
     if (!isSettingsSavingTurnedOn())
         return;
+    if (!mayBeWritten(file))
+        throw exception::NoFileWritePermission(
+            topHandle(), SettingsLevelManager::getSettingsLevelObjs()[position(level())],
+            {varnek::files::utf16FromPath(file)});
     std::optional<VersionRecord> written;
-    writeTree(file, [&](SettingsFileContent& content, const SettingsFileContent* present) {
+    writeTree(file, [&](SettingsFileContent& content, const SettingsFileContent* present, bool hasChanged) {
+        if (present != nullptr && hasChanged && !isNew() && !isAsFar(present->version, version_))
+            throwNotWritten(file, "it has followed changes between releases since it was opened");
         content.version = present != nullptr ? present->version : version_;
         written = content.version;
     });

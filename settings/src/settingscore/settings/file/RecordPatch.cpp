@@ -55,6 +55,18 @@ class Patch {
         sort(theirs.groups);
     }
 
+    bool isSame(const GroupRecord& a, const GroupRecord& b) const {
+        const auto isSettingSame = [&](const SettingRecord& setting) { return isKnown(setting, a.settings); };
+        const auto isGroupSame = [&](const GroupRecord& group) {
+            const GroupRecord* const other = find(a.groups, group.name);
+            return other != nullptr && isSame(*other, group);
+        };
+        return isSameShell(a, b) && a.settings.size() == b.settings.size() &&
+               a.groups.size() == b.groups.size() &&
+               std::all_of(b.settings.begin(), b.settings.end(), isSettingSame) &&
+               std::all_of(b.groups.begin(), b.groups.end(), isGroupSame);
+    }
+
   private:
     void applyToGroup(GroupRecord& theirs, const GroupRecord* base, const GroupRecord& ours) const {
         GroupRecord* their = findIn(theirs.groups, ours.name);
@@ -107,18 +119,6 @@ class Patch {
         const SettingRecord* const before = find(base, setting.name);
         return before != nullptr && json(*before) == json(setting);
     }
-    bool isSame(const GroupRecord& a, const GroupRecord& b) const {
-        const auto isSettingSame = [&](const SettingRecord& setting) { return isKnown(setting, a.settings); };
-        const auto isGroupSame = [&](const GroupRecord& group) {
-            const GroupRecord* const other = find(a.groups, group.name);
-            return other != nullptr && isSame(*other, group);
-        };
-        return isSameShell(a, b) && a.settings.size() == b.settings.size() &&
-               a.groups.size() == b.groups.size() &&
-               std::all_of(b.settings.begin(), b.settings.end(), isSettingSame) &&
-               std::all_of(b.groups.begin(), b.groups.end(), isGroupSame);
-    }
-
     template <class Records>
     static void drop(const std::string& name, Records& records) {
         std::erase_if(records, [&](const auto& record) { return record.name == name; });
@@ -137,6 +137,10 @@ class Patch {
 GroupRecord patched(GroupRecord theirs, const GroupRecord& base, const GroupRecord& ours, LevelIndex level) {
     Patch(level).apply(theirs, base, ours);
     return theirs;
+}
+
+bool isSame(const GroupRecord& a, const GroupRecord& b, LevelIndex level) {
+    return Patch(level).isSame(a, b);
 }
 
 } // namespace settings::core::detail

@@ -10,7 +10,10 @@ namespace settings::core::detail {
 /// something else. What did not change here is as it is there; where both sides changed one setting, it is as
 /// it is here. A group that went here stays as long as there is something in it that came there.
 ///
-/// Two states are equal when a file of `level` says the same of both. Thread-safe.
+/// Thread-safe.
 GroupRecord patched(GroupRecord theirs, const GroupRecord& base, const GroupRecord& ours, LevelIndex level);
+
+/// Whether a file of `level` says the same of both. Thread-safe.
+bool isSame(const GroupRecord& a, const GroupRecord& b, LevelIndex level);
 
 } // namespace settings::core::detail

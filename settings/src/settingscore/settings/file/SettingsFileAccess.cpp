@@ -17,12 +17,16 @@ struct SettingsFileAccess::Ahead {
 SettingsFileAccess::SettingsFileAccess(std::filesystem::path filePath) : filePath_(std::move(filePath)) {}
 SettingsFileAccess::~SettingsFileAccess() = default;
 
+varnek::files::ReplacementOptions SettingsFileAccess::replacementOptions() const {
+    const unsigned mode = fileMode();
+    return {.temporaryDirectoryRoot = {}, .mode = mode, .keepsMode = (mode & 077) != 0};
+}
+
 void SettingsFileAccess::writeAhead() noexcept {
     try {
         auto ahead = std::make_unique<Ahead>();
         if (const auto bytes = content()) {
-            ahead->replacement.emplace(filePath_, varnek::files::ReplacementOptions{
-                                                      .temporaryDirectoryRoot = {}, .mode = fileMode()});
+            ahead->replacement.emplace(filePath_, replacementOptions());
             ahead->replacement->write(*bytes);
             ahead->replacement->beginFlush();
         }
@@ -65,7 +69,7 @@ void SettingsFileAccess::writeTo(const std::filesystem::path& path) {
     const auto bytes = content();
     if (!bytes)
         return;
-    varnek::files::FileReplacement replacement(path, {.temporaryDirectoryRoot = {}, .mode = fileMode()});
+    varnek::files::FileReplacement replacement(path, replacementOptions());
     replacement.write(*bytes);
     replacement.flush();
     aboutToReplace();

@@ -15,6 +15,7 @@
 
 namespace varnek::files {
 class FileReplacement;
+struct ReplacementOptions;
 }
 
 namespace settings::core::detail {
@@ -34,6 +35,8 @@ class SettingsFileAccess {
     virtual bool isPrefdirFile() const { return false; }
     /// Permission bits of a file that is new.
     virtual unsigned fileMode() const { return 0600; }
+    /// A file that is there keeps the permissions that somebody has given it, unless it is personal.
+    varnek::files::ReplacementOptions replacementOptions() const;
     /// The node that a failure names; may be empty.
     virtual exception::ObjectHandle involvedObject() const { return {}; }
 

@@ -7,6 +7,7 @@
 #include "settingscore/level/SettingsLevelManager.hpp"
 #include "settingscore/settings/file/FactoryFileManagerImpl.hpp"
 #include "settingscore/settings/file/FileFailureText.hpp"
+#include "settingscore/settings/file/FileFault.hpp"
 #include "settingscore/settings/file/FileLog.hpp"
 #include "settingscore/settings/file/NonFactoryFileManagerImpl.hpp"
 #include "settingscore/settings/file/PresentFile.hpp"
@@ -32,8 +33,9 @@ namespace settings::core::detail {
 namespace {
 
 /// Everybody reads what is installed; personal files are nobody else's business.
-unsigned fileMode(LevelIndex level) {
-    return level == LevelIndex::user ? 0600 : 0644;
+SettingsFileWriter::Readers readersOf(LevelIndex level) {
+    using Readers = SettingsFileWriter::Readers;
+    return level == LevelIndex::user ? Readers::asTheLevel : Readers::everybody;
 }
 
 FileUse useOf(LevelIndex level) {
@@ -49,16 +51,21 @@ void logUnreadable(const std::filesystem::path& file, LevelIndex level, const st
                                    << " at level: " << levelName(level) << "Exception caught: " << cause;
 }
 
-SettingsFileContent readForLevel(const std::filesystem::path& file, LevelIndex level) {
+SettingsFileContent readForLevel(const std::filesystem::path& file, LevelIndex level,
+                                 std::string_view group) {
     try {
         auto package = opc::model::Package::open(file);
         SettingsFileContent content = readSettingsPackage(package, file, useOf(level));
         requireKind(package, file, level == LevelIndex::factory);
+        if (!group.empty() && content.tree.name != group)
+            FilePlace{file, {}}.refuse(ReadError::name, {},
+                                       "holds the settings of \"" + content.tree.name + "\", not of \"" +
+                                           std::string(group) + "\"");
         return content;
     } catch (const opc::OpenError& failure) {
-        logUnreadable(file, level, failure.what());
-        if (failure.kind() == opc::ErrorKind::notFound)
+        if (failure.kind() == opc::ErrorKind::notFound) // no fault: whoever asks may make it
             throw exception::FileDoesNotExist(varnek::files::utf16FromPath(file));
+        logUnreadable(file, level, failure.what());
         throw exception::FileCannotBeOpened(varnek::files::utf16FromPath(file), std::string(levelName(level)),
                                             shownText(failure.what()));
     } catch (const exception::ErrorReadingSettingsData& failure) {
@@ -99,10 +106,11 @@ LevelIndex SettingsFileManagerImpl::fileLevel(std::string_view level) {
 }
 
 std::unique_ptr<SettingsFileManagerImpl> SettingsFileManagerImpl::open(const std::filesystem::path& file,
-                                                                       LevelIndex level, bool forced) {
+                                                                       LevelIndex level, bool forced,
+                                                                       std::string_view groupName) {
     VARNEK_LOG(fileLog, info) << "Read settings file: " << file.string()
                               << " for level: " << levelName(level);
-    SettingsFileContent content = readForLevel(file, level);
+    SettingsFileContent content = readForLevel(file, level, groupName);
     const LoadRules rules{
         .level = level, .isSecret = content.isEncrypted, .makeNode = [level](NodeSpec spec, bool isGroup) {
             return isGroup ? SettingsImplForFileManager::makeGroup(std::move(spec), level)
@@ -173,9 +181,9 @@ void SettingsFileManagerImpl::mergeAndWrite(const std::filesystem::path& file, c
     SettingsFileContent content;
     content.tree = present ? patched(std::move(present->tree), base_, ours, level_) : ours.clone();
     content.foreignParts = present ? present->foreignParts : foreignParts_;
-    complete(content, present ? &*present : nullptr);
+    complete(content, present ? &*present : nullptr, !isSame(base_, ours, level_));
     std::vector<ForeignPart> kept = content.foreignParts;
-    SettingsFileWriter::write(std::move(content), level_, file, fileMode(level_));
+    SettingsFileWriter::write(std::move(content), level_, file, readersOf(level_));
     base_ = std::move(ours);
     foreignParts_ = std::move(kept);
     isReplaced_.reset();

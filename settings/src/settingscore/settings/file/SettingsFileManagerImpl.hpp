@@ -36,8 +36,9 @@ class SettingsFileManagerImpl {
     static LevelIndex fileLevel(std::string_view level);
     /// FileDoesNotExist, FileCannotBeOpened, and ErrorReadingSettingsData for what is wrong inside or was
     /// written for another kind of level. `forced`: of a factory file, see FactoryFileManagerImpl.
+    /// `groupName`: of the group that the file has to hold; empty: any.
     static std::unique_ptr<SettingsFileManagerImpl> open(const std::filesystem::path& file, LevelIndex level,
-                                                         bool forced);
+                                                         bool forced, std::string_view groupName = {});
     /// An empty group; a file that is there by now is replaced, one that comes or changes later is not.
     static std::unique_ptr<SettingsFileManagerImpl>
     create(const std::filesystem::path& file, LevelIndex level, bool forced, std::string_view groupName);
@@ -49,8 +50,9 @@ class SettingsFileManagerImpl {
     SettingsFileManagerImpl(NodePtr topLevelNode, LevelIndex level);
 
     /// What the file is to hold beyond the tree. `present`: what is there now, nothing for a file that is new
-    /// or replaced.
-    using Completion = std::function<void(SettingsFileContent& content, const SettingsFileContent* present)>;
+    /// or replaced. `hasChanged`: the tree has, since the file was read or last written.
+    using Completion = std::function<void(SettingsFileContent& content, const SettingsFileContent* present,
+                                          bool hasChanged)>;
 
     /// The read, merge and replacement of a save. NoFileWritePermission for a folder that cannot be written,
     /// SettingsFileNotWritten and ErrorReadingSettingsData, all with the file as it was.
@@ -63,6 +65,8 @@ class SettingsFileManagerImpl {
     GroupRecord snapshot() const;
     const NodePtr& top() const noexcept { return top_; }
     const std::string& recordedRelease() const noexcept { return release_; }
+    /// Made here and not written yet.
+    bool isNew() const noexcept { return isReplaced_.has_value(); }
     boost::shared_ptr<Settings> topHandle() const;
 
   private:

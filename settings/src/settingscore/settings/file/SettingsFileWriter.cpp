@@ -137,15 +137,16 @@ std::optional<std::string> fileImage(SettingsFileContent& content, LevelIndex le
 }
 
 void SettingsFileWriter::write(SettingsFileContent content, LevelIndex level,
-                               const std::filesystem::path& file, std::optional<unsigned> mode) {
+                               const std::filesystem::path& file, Readers readers) {
+    const bool isForAll = readers == Readers::everybody || level == LevelIndex::factory;
     const PresentFile present = PresentFile::at(file);
     try {
         checkReplaceable(present, file, content.tree.name, level);
         const auto bytes = fileImage(content, level, present);
         if (bytes)
-            varnek::files::replaceFile(file, *bytes,
-                                       {.temporaryDirectoryRoot = {},
-                                        .mode = mode.value_or(level == LevelIndex::factory ? 0644U : 0600U)});
+            varnek::files::replaceFile(
+                file, *bytes,
+                {.temporaryDirectoryRoot = {}, .mode = isForAll ? 0644U : 0600U, .keepsMode = isForAll});
     } catch (const exception::SettingsFileNotWritten&) {
         throw;
     } catch (const std::exception& failure) {
@@ -162,10 +163,13 @@ void SettingsFileWriter::write(const NodePtr& group, LevelIndex level, const std
 }
 
 void SettingsFileWriter::writeFactoryFile(const NodePtr& group, const std::filesystem::path& file,
-                                          const std::vector<UpgraderRecord>& upgraders) {
+                                          const std::vector<UpgraderRecord>& upgraders,
+                                          std::optional<std::uint32_t> version) {
     VARNEK_LOG(fileLog, info) << "Start:Write factory file: " << file.string();
     SettingsFileContent content;
     content.tree = snapshotOf(group, LevelIndex::factory);
+    if (version)
+        content.tree.version = version;
     content.upgraders = upgraders;
     write(std::move(content), LevelIndex::factory, file);
     VARNEK_LOG(fileLog, info) << "Finish:Write factory file: " << file.string();

@@ -28,15 +28,20 @@ std::optional<std::string> fileImage(SettingsFileContent& content, LevelIndex le
 /// one is.
 class SettingsFileWriter {
   public:
-    /// Definitions and values of level "factory". The file is for everybody: mode 0644.
+    /// Who may read a new file. Everybody, where `asTheLevel` says so of "factory" only: mode 0644, and an
+    /// existing file keeps its own. Otherwise its owner: 0600, and no more than an existing file allows.
+    enum class Readers : std::uint8_t { asTheLevel, everybody };
+
+    /// Definitions and values of level "factory". `version`: of the definitions; absent: the group's own.
     static void writeFactoryFile(const NodePtr& group, const std::filesystem::path& file,
-                                 const std::vector<UpgraderRecord>& upgraders);
+                                 const std::vector<UpgraderRecord>& upgraders,
+                                 std::optional<std::uint32_t> version = {});
     /// Values of one level.
     static void write(const NodePtr& group, LevelIndex level, const std::filesystem::path& file,
                       const std::optional<VersionRecord>& version);
-    /// What is given, as it stands. `mode`: of a new file; absent: 0644 for "factory", else 0600.
+    /// What is given, as it stands.
     static void write(SettingsFileContent content, LevelIndex level, const std::filesystem::path& file,
-                      std::optional<unsigned> mode = {});
+                      Readers readers = Readers::asTheLevel);
 };
 
 } // namespace settings::core::detail

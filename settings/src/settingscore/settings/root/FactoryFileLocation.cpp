@@ -33,7 +33,7 @@ constexpr std::string_view fileKey = "FactoryFileName";
 constexpr std::string_view hiddenKey = "Hidden";
 
 // Everybody may read what is installed.
-const files::ReplacementOptions readableByAll{.temporaryDirectoryRoot = {}, .mode = 0644};
+const files::ReplacementOptions readableByAll{.temporaryDirectoryRoot = {}, .mode = 0644, .keepsMode = true};
 
 std::string textOf(const json::Object& entry, std::string_view key, const std::filesystem::path& file) {
     const json::Value* value = entry.find(key);

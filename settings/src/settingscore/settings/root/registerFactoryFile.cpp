@@ -1,9 +1,9 @@
 // A factory file that comes into a tree in use.
 
 #include "settingscore/Settings.hpp"
+#include "settingscore/SettingsSaving.hpp"
 #include "settingscore/exception/Exceptions.hpp"
 #include "settingscore/settings/file/FactoryFileManagerImpl.hpp"
-#include "settingscore/settings/file/FileFault.hpp"
 #include "settingscore/settings/file/LevelFileKeeper.hpp"
 #include "settingscore/settings/file/SettingsFileReader.hpp"
 #include "settingscore/settings/file/TreeLoader.hpp"
@@ -54,12 +54,8 @@ void SettingsImpl::registerFactoryFile(const std::u16string& file, const std::u1
     const auto path = varnek::files::pathFromUtf16(folder) / varnek::files::pathFromUtf16(file);
     if (!path.is_absolute())
         throw std::invalid_argument("the path of a factory file has to be absolute: " + path.string());
-    const auto manager = SettingsFileManagerImpl::open(path, LevelIndex::factory, force);
+    const auto manager = SettingsFileManagerImpl::open(path, LevelIndex::factory, force, name);
     const std::string group = manager->topLevelNode()->getName();
-    if (!name.empty() && name != group)
-        FilePlace{path, {}}.refuse(ReadError::name, {},
-                                   "holds the definitions of \"" + group + "\", not of \"" +
-                                       std::string(name) + "\"");
     requireFreeName(*tree->root, group);
     auto& factory = dynamic_cast<FactoryFileManagerImpl&>(*manager);
     if (!upgraders.empty() && upgraders != factory.upgraders()) {
@@ -69,7 +65,9 @@ void SettingsImpl::registerFactoryFile(const std::u16string& file, const std::u1
         factory.save(path);
     }
     SettingsFileContent content = readSettingsFile(path, FileUse::factory);
-    tree->upgrade->setFactoryChanges(group, content.upgraders);
+    // While saving is off the file does not say what it is given.
+    tree->upgrade->setFactoryChanges(group,
+                                     isSettingsSavingTurnedOn() ? content.upgraders : factory.upgraders());
     const NodePtr added = groupOf(std::move(content), path);
     LateEvents events;
     tree->root->adoptWithEvents({added}, events);
