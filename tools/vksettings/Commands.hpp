@@ -94,7 +94,12 @@ struct UpgradeOptions {
 /// a dry run does not get to its end.
 ExitCode upgrade(const UpgradeOptions& options, std::ostream& out);
 
-void factoryBuild(const std::string& document, const std::string& file, std::ostream& out);
+struct BuildOptions {
+    std::string document;
+    std::string file;
+    bool force = false; // also a file without write permission
+};
+void factoryBuild(const BuildOptions& options, std::ostream& out);
 
 struct InspectOptions {
     std::string file;

@@ -27,10 +27,12 @@ std::filesystem::path factoryFolder() {
 
 } // namespace
 
-void factoryBuild(const std::string& document, const std::string& file, std::ostream& out) {
-    const auto generator = varnek::settings::FactoryFileGenerator::fromDocument(absolutePath(document));
-    generator.write(targetPath(file));
-    out << printable("wrote " + file + ": definitions of \"" + generator.getGroup().getName() + "\"") << '\n';
+void factoryBuild(const BuildOptions& options, std::ostream& out) {
+    const auto generator =
+        varnek::settings::FactoryFileGenerator::fromDocument(absolutePath(options.document));
+    generator.write(targetPath(options.file), options.force);
+    out << printable("wrote " + options.file + ": definitions of \"" + generator.getGroup().getName() + "\"")
+        << '\n';
 }
 
 void factoryInstall(const std::string& file, bool hidden, std::ostream& out) {
@@ -47,7 +49,7 @@ void factoryFromGSchema(const GSchemaOptions& options, std::ostream& out) {
     for (const auto& document : result.documents) {
         const auto target = folder / (document.groupName + ".json");
         varnek::files::replaceFile(targetPath(target.string()), document.text,
-                                   {.temporaryDirectoryRoot = {}, .mode = 0644});
+                                   {.temporaryDirectoryRoot = {}, .mode = 0644, .keepsMode = true});
         out << "wrote " << printable(target.string()) << '\n';
     }
     for (const auto& left : result.unmapped)

@@ -38,6 +38,10 @@ std::string aboutFile(const std::u16string& file, std::string cause) {
     return cause.find(name) == std::string::npos ? name + ": " + cause : cause;
 }
 
+std::string withoutPermission(const std::u16string& file) {
+    return utf8(file) + " has no write permission";
+}
+
 std::string nameOf(const ex::ObjectHandle& object) {
     return object == nullptr ? "" : object->getFullName();
 }
@@ -103,11 +107,15 @@ void describeTreeFailures(Sentences& sentences) {
                                                             " cannot be changed: " +
                                                             whyReadOnly(f.getLevelToModify());
                                                  })
-        .on<ex::NoFileWritePermission>(refused,
-                                       [](const auto& f) {
-                                           return "the level " + quoted(f.getLevelName()) +
-                                                  " cannot be changed: " + whyReadOnly(f.getLevelName());
-                                       })
+        .on<ex::NoFileWritePermission>(
+            refused,
+            [](const auto& f) {
+                const auto paths = f.getPaths();
+                return "the level " + quoted(f.getLevelName()) + " cannot be changed: " +
+                       (paths.size() == 1 ? withoutPermission(paths.front()) : whyReadOnly(f.getLevelName()));
+            })
+        .on<ex::ErrorSaveSettingsDueToFileIOError>(
+            refused, [](const auto& f) { return withoutPermission(f.getFileName()); })
         .on<ex::CannotChangeValueForReadOnlySetting>(
             refused, [](const auto& f) { return quoted(nameOf(f.getCausingObject())) + " is read-only"; })
         .on<ex::ValueNotDefinedForGivenLevel>(refused,
@@ -169,8 +177,6 @@ void describeFileFailures(Sentences& sentences) {
                                                                               ? "cannot be opened"
                                                                               : utf8(f.getCause()));
                                     })
-        .on<ex::ErrorSaveSettingsDueToFileIOError>(
-            fileOrSystem, [](const auto& f) { return utf8(f.getFileName()) + ": " + f.what(); })
         .on<ex::PackageCannotBeOpened>(
             fileOrSystem,
             [](const auto& f) {

@@ -1,9 +1,8 @@
 // export, import and dump: settings files outside the tree.
 
 #include "Commands.hpp"
+#include "Merge.hpp"
 #include "Printable.hpp"
-#include "Refusal.hpp"
-#include "SaveOutcome.hpp"
 #include "TargetFile.hpp"
 #include "Tree.hpp"
 #include "ValueText.hpp"
@@ -12,8 +11,6 @@
 #include "opc/qfpackaging/Encryption.hpp"
 #include "opc/qfservices/CorePropertiesManager.hpp"
 #include "opc/qfservices/FileSystemManager.hpp"
-#include "settingscore/exception/TreeFailures.hpp"
-#include "settingscore/exception/ValidationFailures.hpp"
 #include "varnek/files/PathText.hpp"
 #include "json/ParseError.hpp"
 #include "json/Parser.hpp"
@@ -51,73 +48,6 @@ void showValues(const settings::core::Settings& group, const std::string& prefix
         else if (group.isSet(child->getName(), level))
             out << printable(name + " = " + shown(group.get(child->getName(), level))) << '\n';
     }
-}
-
-/// What a merge does with the values of a file.
-struct MergeReport {
-    std::size_t stored = 0;
-    std::vector<std::string> skipped; // names that the tree has not
-};
-
-/// `to` is the group of the same name in the tree; empty when there is none.
-void compare(const settings::core::Settings& from, const Handle& to, const std::string& prefix,
-             const std::string& level, MergeReport& report) {
-    for (const Handle& child : from.getChildren()) {
-        const std::string name = prefix + "." + child->getName();
-        const Handle same = to == nullptr ? Handle() : to->getChild(child->getName());
-        if (!child->isLeafNode())
-            compare(*child, same, name, level, report);
-        else if (!from.isSet(child->getName(), level))
-            continue;
-        else if (same == nullptr)
-            report.skipped.push_back(name);
-        else
-            ++report.stored;
-    }
-}
-
-/// The value that the file has for a setting of the tree; void when it cannot be told.
-varnek::data::Array valueFor(const settings::core::Settings& setting, const Handle& input,
-                             const std::string& level) {
-    const std::string name = setting.getFullName();
-    const std::string above = input->getName() + ".";
-    if (!name.starts_with(above))
-        return {};
-    try {
-        const Handle same = input->getSettingsByFullName(name.substr(above.size()));
-        return same->getParent()->get(same->getName(), level);
-    } catch (const settings::core::exception::SettingsException&) { // an alias in the tree, for one
-        return {};
-    }
-}
-
-/// Refusals of one value say which.
-void mergeDescendants(const Handle& product, const Handle& input, const std::string& level) {
-    try {
-        product->mergeDescendants(input, level);
-    } catch (const settings::core::exception::ValidationException& failure) {
-        const auto setting = failure.getCausingObject();
-        const auto value = setting == nullptr ? varnek::data::Array() : valueFor(*setting, input, level);
-        if (value.isVoid())
-            throw;
-        throw refusedValue(failure, *setting, value, level);
-    }
-}
-
-void merge(const Handle& input, const std::string& level, std::ostream& out) {
-    const Handle product = root()->getChild(input->getName());
-    if (product == nullptr)
-        throw settings::core::exception::InvalidNodePath(root(), input->getName());
-    MergeReport report;
-    compare(*input, product, input->getName(), level, report);
-    const Saving saving(*product, level);
-    mergeDescendants(product, input, level);
-    saving.finish();
-    out << printable("merged " + counted(report.stored, "value") + " into \"" + input->getName() +
-                     "\" on level \"" + level + "\"")
-        << '\n';
-    for (const std::string& name : report.skipped)
-        out << printable("skipped " + name + ": there is no such setting") << '\n';
 }
 
 json::Object shownProperties(const opc::qfservices::CoreProperties& properties) {
@@ -181,7 +111,7 @@ void importSettings(const ImportOptions& options, std::ostream& out) {
     const Handle input =
         settings::core::Settings::importAsStandaloneObject(utf16(absolutePath(options.file)), options.level);
     if (options.merge)
-        merge(input, options.level, out);
+        mergeInto(input, options.level, out);
     else
         showValues(*input, input->getName(), options.level, out);
 }

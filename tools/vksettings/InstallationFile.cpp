@@ -1,12 +1,14 @@
 #include "InstallationFile.hpp"
 
-#include "settingscore/exception/TreeFailures.hpp"
+#include "settingscore/exception/Exceptions.hpp"
 #include "settingscore/level/SettingsLevelManager.hpp"
 #include "varnek/files/PathText.hpp"
 
 #include <vector>
 
 namespace vksettings {
+
+namespace ex = settings::core::exception;
 
 namespace {
 
@@ -27,20 +29,34 @@ std::vector<Handle> chainTo(const Handle& node) {
 
 } // namespace
 
-InstallationFile::InstallationFile(const Setting& setting)
-    : othersOut_(lockedFolder()), file_([&] {
-          const Handle product = chainTo(setting.handle).front();
-          auto file =
-              settings::core::SettingsFileManager::createOrUpdateInstallationFile({}, product->getName());
-          file.define(*product);
-          return file;
-      }()),
-      group_(file_.getTopLevelNode()), name_(setting.handle->getName()) {
+InstallationFile::InstallationFile(const Handle& product)
+    : othersOut_(lockedFolder()),
+      file_(settings::core::SettingsFileManager::createOrUpdateInstallationFile({}, product->getName())) {
+    file_.define(*product);
+}
+
+Handle InstallationFile::groupOf(const Setting& setting) const {
     const std::vector<Handle> chain = chainTo(setting.handle);
-    for (std::size_t i = 1; i + 1 < chain.size() && group_ != nullptr; ++i)
-        group_ = group_->getChild(chain[i]->getName());
-    if (group_ == nullptr) // added by somebody, who has removed it again meanwhile
-        throw settings::core::exception::InvalidNodePath(root(), setting.handle->getFullName());
+    Handle group = file_.getTopLevelNode();
+    for (std::size_t i = 1; i + 1 < chain.size() && group != nullptr; ++i)
+        group = group->getChild(chain[i]->getName());
+    if (group == nullptr) // added by somebody, who has removed it again meanwhile
+        throw ex::InvalidNodePath(root(), setting.handle->getFullName());
+    return group;
+}
+
+void InstallationFile::change(const Setting& setting, const Change& change) {
+    try {
+        change(*groupOf(setting), setting.handle->getName());
+    } catch (const ex::CannotChangeValueForReadOnlySetting&) {
+        throw ex::CannotChangeValueForReadOnlySetting(setting.handle);
+    } catch (const ex::ValueNotDefinedForGivenLevel& failure) {
+        throw ex::ValueNotDefinedForGivenLevel(setting.handle, failure.getLevel());
+    }
+}
+
+Handle productOf(const Handle& node) {
+    return chainTo(node).front();
 }
 
 } // namespace vksettings

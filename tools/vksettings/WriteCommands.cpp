@@ -7,11 +7,8 @@
 #include "Tree.hpp"
 #include "ValueText.hpp"
 
-#include "settingscore/exception/Exceptions.hpp"
-
 namespace vksettings {
 
-namespace ex = settings::core::exception;
 using varnek::data::Array;
 
 namespace {
@@ -25,25 +22,13 @@ Array example(const Setting& setting) {
     return {};
 }
 
-/// Of one setting in the installation's file, whose nodes end with it: failures name those of the tree.
-template <class Change>
-void changeInstallation(const Setting& setting, Change change) {
-    InstallationFile file(setting);
-    try {
-        change(*file.group(), file.name());
-    } catch (const ex::CannotChangeValueForReadOnlySetting&) {
-        throw ex::CannotChangeValueForReadOnlySetting(setting.handle);
-    } catch (const ex::ValueNotDefinedForGivenLevel& failure) {
-        throw ex::ValueNotDefinedForGivenLevel(setting.handle, failure.getLevel());
-    }
-    file.save();
-}
-
 /// Calls `change` with the group and the name of the setting there; its change is on the disk afterwards.
 template <class Change>
 void saveChange(const Setting& setting, const std::string& level, Change change) {
     if (level == "installation") {
-        changeInstallation(setting, change);
+        InstallationFile file(productOf(setting.handle));
+        file.change(setting, change);
+        file.save();
     } else {
         const Saving saving(*setting.handle, level);
         change(*setting.group, setting.name);

@@ -161,11 +161,13 @@ void addFactory(CLI::App& app, Job& job) {
     CLI::App* factory = app.add_subcommand("factory", "For toolbox authors: definitions and factory files");
     factory->require_subcommand(1);
 
-    static std::string document, file;
+    static BuildOptions building;
     auto* build = command(*factory, "build", "Make a factory file of a definition document", job,
-                          [] { factoryBuild(document, file, std::cout); });
-    build->add_option("DOCUMENT", document, "JSON definition document")->required();
-    build->add_option("FILE", file, "Factory file to write")->required();
+                          [] { factoryBuild(building, std::cout); });
+    build->add_option("DOCUMENT", building.document, "JSON definition document")->required();
+    build->add_option("FILE", building.file, "Factory file to write")->required();
+    build->add_flag("--force", building.force,
+                    "Also over a file without write permission, which stays without");
 
     static std::string installed;
     static bool hidden = false;

@@ -9,6 +9,17 @@ build() { # FILE SETTINGS [UPGRADERS]: a factory file of "t"
     rm -f "$1"
     "$tool" factory build "$1.json" "$1" >/dev/null
 }
+repack() { # FILE SETTINGS: a settings file of "t" with nothing else
+    python3 - "$1" "$2" <<'END_OF_SCRIPT'
+import sys, zipfile
+with zipfile.ZipFile(sys.argv[1]) as package:
+    parts = {name: package.read(name) for name in package.namelist() if "/sub/" not in name}
+parts["settingstree/settings.json"] = '{"groupName": "t", "settings": [%s]}' % sys.argv[2]
+with zipfile.ZipFile(sys.argv[1], "w") as package:
+    for name, content in parts.items():
+        package.writestr(name, content)
+END_OF_SCRIPT
+}
 size='{"name": "size", "value": 12, "settingValueValidator": {"MustBeNumeric": true, "isVector": false, "MinValue": 6, "MaxValue": 72}}'
 removal='{"VersionLabel": "R2024b", "VersionChanges": [{"Operation": "remove", "Inputs": ["t.gone"]}]}'
 move='{"VersionLabel": "R2025a", "VersionChanges": [{"Operation": "move", "Inputs": ["t.size"], "Outputs": ["t.points"]}]}'
@@ -129,6 +140,39 @@ done
 wait
 verdict "values of all processes" "$(for i in 1 2 3 4 5 6; do "$tool" get t.m$i --level installation; done | xargs)" "1 2 3 4 5 6"
 out 3 get t.sub.x
+
+# A merge changes the installation'''s file itself too, all or nothing; a list of one stays one.
+build lists '{"name": "list", "value": [1, 2]}, {"name": "size", "value": 12, "settingValueValidator": {"MustBeNumeric": true, "MaxValue": 72}}, {"name": "other", "attributes": {"aliasName": "t.sub.x"}}'
+"$tool" factory install lists >/dev/null
+"$tool" set t.list '[7,8]' >/dev/null && "$tool" set t.size 50 >/dev/null
+"$tool" export t some.vksettings >/dev/null
+code 0 "" unset t.list && code 0 "" unset t.size
+chmod 664 installation/t.vksettings
+out 'merged 2 values into "t" on level "installation"' import some.vksettings --merge --level installation
+verdict "permissions stay" "$(stat -c %a installation/t.vksettings)" 664
+out '[7,8]' get t.list
+out 50 get t.size
+repack some.vksettings '{"name": "list", "hasValue": true, "value": {"qfdata": [9, 9], "qftype": "double"}},
+    {"name": "size", "hasValue": true, "value": {"qfdata": 80, "qftype": "double"}}'
+code 1 '"t.size" cannot be 80 on level "installation"' import some.vksettings --merge --level installation
+out '[7,8]' get t.list
+repack some.vksettings '{"name": "list", "hasValue": true, "isVector": true, "value": {"qfdata": 7, "qftype": "double"}},
+    {"name": "other", "hasValue": true, "value": {"qfdata": 9, "qftype": "double"}}'
+code 0 "merged 2 values" import some.vksettings --merge --level installation
+out 9 get t.sub.x --level installation
+verdict "a list of one" "$("$tool" dump installation/t.vksettings | grep -c '"isVector": true')" 1
+
+# Protected files are refused; nobody is asked twice.
+cp installation/t.vksettings kept && chmod 444 installation/t.vksettings
+code 1 'the level "installation" cannot be changed: '"$place"'/installation/t.vksettings has no write permission' set t.size 30 --level installation
+code 1 "has no write permission" import some.vksettings --merge --level installation
+verdict "the protected file is as it was" "$(cmp kept installation/t.vksettings && stat -c %a installation/t.vksettings)" 444
+chmod 644 installation/t.vksettings
+chmod 444 lists
+code 1 "$place/lists has no write permission" factory build many.json lists
+code 0 "wrote lists" factory build lists.json lists --force
+verdict "it has none afterwards" "$(stat -c %a lists)" 444
+"$tool" factory install many >/dev/null
 
 # A damaged file is left for the administrator; an encrypted one as well.
 head -c 200 installation/t.vksettings >cut && cp installation/t.vksettings kept && cp cut installation/t.vksettings
