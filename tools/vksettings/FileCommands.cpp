@@ -45,8 +45,8 @@ void showValues(const settings::core::Settings& group, const std::string& prefix
         const std::string name = prefix + "." + child->getName();
         if (!child->isLeafNode())
             showValues(*child, name, level, out);
-        else if (group.isSet(child->getName(), level))
-            out << printable(name + " = " + shown(group.get(child->getName(), level))) << '\n';
+        else if (const auto value = shapedValue(group, child->getName(), level); !value.first.isVoid())
+            out << printable(name + " = " + shown(value.first, value.second)) << '\n';
     }
 }
 

@@ -4,9 +4,8 @@
 #include "Printable.hpp"
 #include "Refusal.hpp"
 #include "SaveOutcome.hpp"
+#include "ValueText.hpp"
 
-#include "settingscore/boostany/ArrayConversion.hpp"
-#include "settingscore/boostany/SupportedTypes.hpp"
 #include "settingscore/exception/Exceptions.hpp"
 
 #include <map>
@@ -42,15 +41,14 @@ void compare(const settings::core::Settings& from, const Handle& to, const std::
 }
 
 /// The value that the file has for a setting of the tree; void when it cannot be told.
-varnek::data::Array valueFor(const settings::core::Settings& setting, const Handle& input,
-                             const std::string& level) {
+ShapedArray valueFor(const settings::core::Settings& setting, const Handle& input, const std::string& level) {
     const std::string name = setting.getFullName();
     const std::string above = input->getName() + ".";
     if (!name.starts_with(above))
         return {};
     try {
         const Handle same = input->getSettingsByFullName(name.substr(above.size()));
-        return same->getParent()->get(same->getName(), level);
+        return shapedValue(*same->getParent(), same->getName(), level);
     } catch (const ex::SettingsException&) { // an alias in the tree, for one
         return {};
     }
@@ -63,19 +61,12 @@ void mergeIntoTree(const Handle& product, const Handle& input, const std::string
         product->mergeDescendants(input, level);
     } catch (const ex::ValidationException& failure) {
         const auto setting = failure.getCausingObject();
-        const auto value = setting == nullptr ? varnek::data::Array() : valueFor(*setting, input, level);
-        if (value.isVoid())
+        const auto value = setting == nullptr ? ShapedArray() : valueFor(*setting, input, level);
+        if (value.first.isVoid())
             throw;
         throw refusedValue(failure, *setting, value, level);
     }
     saving.finish();
-}
-
-/// Which the array alone does not tell from one value.
-bool isVectorOfOne(const varnek::data::Array& value, const boost::any& any) {
-    using namespace settingscore::boostany;
-    constexpr int firstVector = 13; // among the alternatives of SupportedTypes
-    return !isVectorShape(value) && convertAnyToVariant(any).which() >= firstVector;
 }
 
 /// Stores the values in the files of the installation themselves. An alias may lead into another product's.
@@ -106,14 +97,10 @@ class InstallationMerge {
         auto& file = files_[productOf(setting.handle)->getName()];
         if (file == nullptr)
             file = std::make_unique<InstallationFile>(productOf(setting.handle));
-        const auto value = from.get(setting.name, level_);
-        const boost::any any = from.getAny(setting.name, level_);
+        const ShapedArray value = shapedValue(from, setting.name, level_);
         try {
             file->change(setting, [&](settings::core::Settings& group, const std::string& name) {
-                if (isVectorOfOne(value, any))
-                    group.setAny(name, any, level_);
-                else
-                    group.set(name, value, level_);
+                store(group, name, value, level_);
             });
         } catch (const std::exception& failure) {
             if (!isAboutTheValue(failure))

@@ -19,13 +19,14 @@ using varnek::data::Array;
 
 namespace {
 
-json::Object described(const std::string& fullName, const Array& value, const std::string& level) {
+json::Object described(const std::string& fullName, const ShapedArray& shaped, const std::string& level) {
+    const Array& value = shaped.first;
     json::Array dimensions;
     for (const std::size_t extent : value.dimensions())
         dimensions.push_back(extent);
     json::Object object;
     object.set("name", jsonText(fullName));
-    object.set("value", asJson(value));
+    object.set("value", asJson(shaped));
     object.set("type", value.isVoid() ? json::Value() : json::Value(varnek::data::className(value.type())));
     object.set("dimensions", std::move(dimensions));
     object.set("level", level.empty() ? json::Value() : json::Value(level));
@@ -55,11 +56,11 @@ class Walk {
     void show(const Setting& setting) {
         const bool leadsToGroup = !setting.handle->isLeafNode(); // an alias gone astray
         const std::string level = leadsToGroup ? std::string() : effectiveLevel(setting);
-        const Array value = leadsToGroup ? Array() : setting.group->get(setting.name);
+        const auto value = leadsToGroup ? ShapedArray() : shapedValue(*setting.group, setting.name);
         if (options_.json)
             objects_.push_back(described(setting.fullName(), value, level));
         else
-            out_ << printable(setting.fullName()) << " = " << printable(shown(value))
+            out_ << printable(setting.fullName()) << " = " << printable(shown(value.first, value.second))
                  << (level.empty() || level == "factory" ? "" : "  (" + level + ")") << '\n';
     }
     void finish() {
@@ -86,7 +87,7 @@ json::Object asJson(const settings::core::SettingExplanation& e) {
         json::Object object;
         object.set("level", level.level);
         object.set("isSet", !level.value.isVoid());
-        object.set("value", vksettings::asJson(level.value));
+        object.set("value", vksettings::asJson(ShapedArray(level.value, level.isVector)));
         object.set("isVector", level.isVector);
         object.set("wins", level.wins);
         object.set("file", level.file.empty() ? json::Value() : jsonText(level.file));
@@ -130,17 +131,18 @@ void list(const ListOptions& options, std::ostream& out) {
 
 void get(const GetOptions& options, std::ostream& out) {
     const Setting setting = resolveSetting(options.name);
-    const Array value = setting.group->get(setting.name, options.level);
+    const ShapedArray value = shapedValue(*setting.group, setting.name, options.level);
     const std::string level = options.level.empty() ? effectiveLevel(setting) : options.level;
     if (options.json) {
         out << json::write(described(setting.fullName(), value, level)) << '\n';
         return;
     }
-    if (value.isVoid())
+    if (value.first.isVoid())
         throw std::invalid_argument("\"" + setting.fullName() + "\" has no value" +
                                     (options.level.empty() ? "" : " on level \"" + level + "\""));
     // A script gets a text as it is, a person no control characters.
-    out << (::isatty(STDOUT_FILENO) != 0 ? printable(shown(value)) : shown(value)) << '\n';
+    const std::string text = shown(value.first, value.second);
+    out << (::isatty(STDOUT_FILENO) != 0 ? printable(text) : text) << '\n';
 }
 
 void explain(const ExplainOptions& options, std::ostream& out) {
@@ -155,7 +157,7 @@ void explain(const ExplainOptions& options, std::ostream& out) {
     writeLine(out, "alias of: ", e.aliasOf);
     for (const auto& level : e.levels) {
         out << (level.wins ? "> " : "  ") << level.level << std::string(14 - level.level.size(), ' ')
-            << printable(shown(level.value));
+            << printable(shown(level.value, level.isVector));
         if (!level.value.isVoid())
             out << "  [" << typeShown(level.value) << (level.isVector ? ", vector]" : "]");
         if (level.level == "session")

@@ -138,14 +138,15 @@ std::string brokenRule(const std::exception_ptr& failure, const settings::core::
 }
 
 RefusedValue refusedValue(const std::exception& failure, const settings::core::Settings& setting,
-                          const Array& value, const std::string& level) {
-    return RefusedValue(quoted(setting.getFullName()) + " cannot be " + shownBriefly(value) + " on level " +
-                        quoted(level) + ": " + brokenRule(failure, setting, value));
+                          const ShapedArray& value, const std::string& level) {
+    return RefusedValue(quoted(setting.getFullName()) + " cannot be " +
+                        shownBriefly(value.first, value.second) + " on level " + quoted(level) + ": " +
+                        brokenRule(failure, setting, value.first));
 }
 
-std::string shownBriefly(const Array& value) {
+std::string shownBriefly(const Array& value, bool isVector) {
     constexpr std::size_t most = 120;
-    std::string text = shown(value);
+    std::string text = shown(value, isVector);
     if (text.size() <= most)
         return text;
     std::size_t end = most;

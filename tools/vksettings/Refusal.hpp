@@ -2,6 +2,7 @@
 #pragma once
 
 #include "settingscore/Settings.hpp"
+#include "settingscore/boostany/ArrayConversion.hpp"
 #include "varnek/data/Array.hpp"
 
 #include <exception>
@@ -30,9 +31,9 @@ std::string brokenRule(const std::exception_ptr& failure, const settings::core::
 
 /// `"editor.tabWidth" cannot be 17 on level "user": 17 is not in the range from 1 to 16`.
 RefusedValue refusedValue(const std::exception& failure, const settings::core::Settings& setting,
-                          const varnek::data::Array& value, const std::string& level);
+                          const settingscore::boostany::ShapedArray& value, const std::string& level);
 
 /// What shown() gives, cut where it would fill the screen.
-std::string shownBriefly(const varnek::data::Array& value);
+std::string shownBriefly(const varnek::data::Array& value, bool isVector = false);
 
 } // namespace vksettings

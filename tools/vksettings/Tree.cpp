@@ -4,6 +4,7 @@
 
 #include "settingscore/FactoryFileLocation.hpp"
 #include "settingscore/SettingsRoot.hpp"
+#include "settingscore/boostany/SupportedTypes.hpp"
 #include "settingscore/exception/TreeFailures.hpp"
 #include "settingscore/level/LevelIndex.hpp"
 #include "settingscore/level/SettingsLevelManager.hpp"
@@ -87,6 +88,26 @@ Setting resolveSetting(const std::string& fullName) {
     if (!found.handle->isLeafNode())
         throw settings::core::exception::NotAKeyName(found.group, found.name);
     return found;
+}
+
+settingscore::boostany::ShapedArray shapedValue(const settings::core::Settings& group,
+                                                const std::string& name, const std::string& level) {
+    using namespace settingscore::boostany;
+    auto value = group.get(name, level);
+    const bool isVector = isVectorShape(value) || toArray(group.getAny(name, level)).second;
+    return {std::move(value), isVector};
+}
+
+/// A cell is a list whatever its flag.
+void store(settings::core::Settings& group, const std::string& name,
+           const settingscore::boostany::ShapedArray& value, const std::string& level) {
+    using namespace settingscore::boostany;
+    const auto& [array, isVector] = value;
+    const bool needsFlag = isVector && !isVectorShape(array) && isSupportedArray(array);
+    if (needsFlag && array.type() != varnek::data::TypeCode::cell)
+        group.setAny(name, toAny(array, true), level);
+    else
+        group.set(name, array, level);
 }
 
 std::string effectiveLevel(const Setting& setting) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "settingscore/Settings.hpp"
+#include "settingscore/boostany/ArrayConversion.hpp"
 
 #include <boost/shared_ptr.hpp>
 
@@ -31,6 +32,13 @@ struct Setting {
 };
 /// InvalidNodePath for nothing, NotAKeyName for a group.
 Setting resolveSetting(const std::string& fullName);
+
+/// Of the effective value without a level.
+settingscore::boostany::ShapedArray shapedValue(const settings::core::Settings& group,
+                                                const std::string& name, const std::string& level = {});
+/// A list of one element is stored as such. Errors: those of Settings::set.
+void store(settings::core::Settings& group, const std::string& name,
+           const settingscore::boostany::ShapedArray& value, const std::string& level);
 
 /// The level whose value is in effect; empty when none is set.
 std::string effectiveLevel(const Setting& setting);

@@ -7,6 +7,7 @@
 #include "json/Writer.hpp"
 
 #include <cmath>
+#include <optional>
 #include <stdexcept>
 
 namespace vksettings {
@@ -89,9 +90,17 @@ json::Value parseOrExplain(const std::string& text) {
     }
 }
 
-Array fromTypedOrExplain(const json::Value& value, const std::string& text) {
+/// `data` as it is written: arrays are lists, also those of one element.
+ShapedArray shaped(Array value, const json::Value& data) {
+    const bool isVector = data.isArray() || settingscore::boostany::isVectorShape(value);
+    return {std::move(value), isVector};
+}
+
+ShapedArray fromTypedOrExplain(const json::Value& value, const std::string& text) {
     try {
-        return json::fromTyped(value);
+        Array array = json::fromTyped(value);
+        const json::Value* data = value.asObject().find(dataKey);
+        return shaped(std::move(array), data == nullptr ? json::Value() : *data);
     } catch (const json::ConversionError& error) {
         const json::Value* type = value.asObject().find(typeKey);
         throw std::invalid_argument("\"" + text + "\" is no value" +
@@ -129,6 +138,35 @@ json::Value asDataOf(const std::string& text, TypeCode type) {
     }
 }
 
+json::Value listOfOne(json::Value element) {
+    json::Array list;
+    list.push_back(std::move(element));
+    return list;
+}
+
+/// Plain JSON that reads back as that value and that flag, if there is one.
+std::optional<json::Value> plainForm(const ShapedArray& value) {
+    const auto plain = json::toPlain(value.first);
+    if (!plain)
+        return std::nullopt;
+    const auto readsBack = [&](const json::Value& form) {
+        return shaped(json::fromPlain(form), form) == value;
+    };
+    if (readsBack(*plain))
+        return plain;
+    json::Value list = listOfOne(*plain);
+    return !plain->isArray() && readsBack(list) ? std::optional(std::move(list)) : std::nullopt;
+}
+
+/// A list of one element is written as such.
+json::Value typedData(const Array& value, bool isVector) {
+    const json::Value typedForm = json::toTyped(value);
+    const json::Value& data = typedForm.asObject().at(dataKey);
+    if (!isVector || data.isArray())
+        return data;
+    return value.numberOfElements() == 0 ? json::Value(json::Array()) : listOfOne(data);
+}
+
 } // namespace
 
 json::Value asJson(const Array& value) {
@@ -139,13 +177,22 @@ json::Value asJson(const Array& value) {
     return json::toTyped(value);
 }
 
-std::string shown(const Array& value) {
+json::Value asJson(const ShapedArray& value) {
+    const auto& [array, flag] = value;
+    if (array.isVoid())
+        return nullptr;
+    const bool isVector = flag || settingscore::boostany::isVectorShape(array);
+    if (auto plain = plainForm({array, isVector}))
+        return std::move(*plain);
+    return typed(typedData(array, isVector), array.type());
+}
+
+std::string shown(const Array& value, bool isVector) {
     if (value.isVoid())
         return "(not set)";
-    if (isOneText(value)) // a text is shown as it is, without quotes
+    if (isOneText(value) && !isVector) // a text is shown as it is, without quotes
         return std::string(json::Value(value.texts().empty() ? u"" : value.texts().front()).asString());
-    const json::Value typedForm = json::toTyped(value);
-    const json::Value& data = typedForm.asObject().at(dataKey);
+    const json::Value data = typedData(value, isVector);
     if (data.isString()) // NaN, Inf, -Inf
         return std::string(data.asString());
     return json::write(value.type() == TypeCode::cell ? withoutTypes(data) : data);
@@ -159,29 +206,35 @@ std::string typeShown(const Array& value) {
     return isOne ? type : type + " " + varnek::data::dimensionsText(value);
 }
 
-Array parsedJson(const std::string& text) {
+bool isJsonArray(const std::string& text) {
+    return text.starts_with('[') && isJson(text);
+}
+
+ShapedArray parsedJson(const std::string& text) {
     const json::Value value = parseOrExplain(text);
     const json::Object* object = value.ifObject();
     if (object != nullptr && object->contains(typeKey))
         return fromTypedOrExplain(value, text);
     refuseInexact(text);
     try {
-        return json::fromPlain(value);
+        return shaped(json::fromPlain(value), value);
     } catch (const json::ConversionError& error) {
         throw std::invalid_argument("\"" + text + "\" is no value: " + error.what());
     }
 }
 
-Array parsed(const std::string& text, const Array& like) {
-    const TypeCode type = like.type();
+ShapedArray parsed(const std::string& text, const ShapedArray& like) {
+    if (like.first.isVoid())
+        return isJson(text) ? parsedJson(text) : ShapedArray(Array::text(json::Value(text).asUtf16()), false);
+    const bool isOneLiteral = isOneText(like.first) && !like.second;
+    TypeCode type = like.first.type();
+    if (type == TypeCode::character && isOneText(like.first) && like.second)
+        type = TypeCode::string; // texts of any length
     const bool isText = type == TypeCode::character || type == TypeCode::string;
-    const bool looksLikeArray = text.starts_with('[') && !isOneText(like);
-    if (like.isVoid() ? !isJson(text) : type == TypeCode::character && !looksLikeArray)
-        return Array::text(json::Value(text).asUtf16());
-    if (like.isVoid())
-        return parsedJson(text);
-    if (isText && !looksLikeArray)
-        return Array::scalar(json::Value(text).asUtf16());
+    if (isText && (isOneLiteral || !text.starts_with('['))) {
+        const auto literal = json::Value(text).asUtf16();
+        return {type == TypeCode::character ? Array::text(literal) : Array::scalar(literal), like.second};
+    }
     json::Value data = asDataOf(text, type);
     if (const json::Object* object = data.ifObject(); object != nullptr && object->contains(typeKey))
         return fromTypedOrExplain(data, text);
@@ -193,7 +246,9 @@ Array parsed(const std::string& text, const Array& like) {
         refuseInexact(text);
     else if (type == TypeCode::float32)
         refuseInexactSingles(data);
-    return fromTypedOrExplain(typed(std::move(data), type), text);
+    ShapedArray value = fromTypedOrExplain(typed(std::move(data), type), text);
+    value.second = value.second || like.second;
+    return value;
 }
 
 } // namespace vksettings

@@ -9,16 +9,23 @@
 
 namespace vksettings {
 
-using varnek::data::Array;
+using varnek::data::TypeCode;
 
 namespace {
 
 /// What values of the setting look like: the factory value, else that of the most general level. A value in
-/// effect may have been stored with another type.
-Array example(const Setting& setting) {
-    for (const char* level : {"factory", "installation", "user"})
-        if (Array value = setting.group->get(setting.name, level); !value.isVoid())
-            return value;
+/// effect may have been stored with another type. Of a setting that was made without a value, a text that
+/// somebody has stored since says nothing about lists.
+ShapedArray example(const Setting& setting, const std::string& text) {
+    for (const char* level : {"factory", "installation", "user"}) {
+        auto value = shapedValue(*setting.group, setting.name, level);
+        if (value.first.isVoid())
+            continue;
+        const auto type = value.first.type();
+        const bool isText = type == TypeCode::character || type == TypeCode::string;
+        const bool saysNothing = isText && setting.handle->getOriginLevel() != level && isJsonArray(text);
+        return saysNothing ? ShapedArray() : value;
+    }
     return {};
 }
 
@@ -41,10 +48,10 @@ void saveChange(const Setting& setting, const std::string& level, Change change)
 void set(const SetOptions& options) {
     const Setting setting = resolveSetting(options.name);
     saveChange(setting, options.level, [&](settings::core::Settings& group, const std::string& name) {
-        const Array value =
-            options.json ? parsedJson(options.value) : parsed(options.value, example(setting));
+        const ShapedArray value =
+            options.json ? parsedJson(options.value) : parsed(options.value, example(setting, options.value));
         try {
-            group.set(name, value, options.level);
+            store(group, name, value, options.level);
         } catch (const std::exception& failure) {
             if (!isAboutTheValue(failure))
                 throw;

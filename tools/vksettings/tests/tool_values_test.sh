@@ -15,6 +15,15 @@ cat >t.json <<'END'
   {"name": "real", "value": 1.5},
   {"name": "single", "value": {"qfdata": 1, "qftype": "single"}},
   {"name": "nothing"},
+  {"name": "one", "visible": false, "value": ["x"],
+   "settingValueValidator": {"MustBeString": true, "isVector": true}},
+  {"name": "chars", "visible": false, "value": "lf", "isVector": true},
+  {"name": "number", "visible": false, "value": [1]},
+  {"name": "yes", "visible": false, "value": [false]},
+  {"name": "cell", "visible": false,
+   "value": {"qfdata": [{"qfdata": "a", "qftype": "char"}], "qftype": "cell"}},
+  {"name": "never", "visible": false},
+  {"name": "small", "visible": false, "value": 1, "settingValueValidator": {"MaxValue": 5}},
   {"name": "evil\u001b[2J\nt.fake", "value": 1}],
  "groups": [{"groupName": "sub", "settings": [{"name": "list", "value": [1, 2]}]}]}
 END
@@ -54,6 +63,58 @@ for name in t.word t.text; do
     done
 done
 code 0 "" set t.sub.list "$("$tool" get t.sub.list)"
+
+# A list is a list, also with one element and where its default has one.
+list_() { # NAME VALUE EXPECTED: what is stored, and that it goes back in
+    code 0 "" set "$1" "$2"
+    out "$3" get "$1"
+    code 0 "" set "$1" "$("$tool" get "$1")"
+    out "$3" get "$1"
+    code 0 "" set "$1" --json "$("$tool" get "$1" --json | python3 -c 'import json, sys
+print(json.dumps(json.load(sys.stdin)["value"]))')"
+    out "$3" get "$1"
+}
+list_ t.one '["a"]' '["a"]'
+list_ t.one '["a", "ü"]' '["a","ü"]'
+list_ t.one '["abc", "d"]' '["abc","d"]'
+list_ t.one word '["word"]'
+list_ t.one '' '[""]'
+list_ t.one '[]' '[]'
+list_ t.chars '["lf", "crlf"]' '["lf","crlf"]'
+list_ t.number '[5]' '[5]'
+list_ t.number 5 '[5]'
+list_ t.number '["NaN"]' '["NaN"]'
+list_ t.number 'NaN' '["NaN"]'
+list_ t.yes '[true]' '[true]'
+list_ t.sub.list 7 '[7]'
+list_ t.cell '["a"]' '["a"]'
+list_ t.never hello hello
+list_ t.never '["q"]' '["q"]'
+code 0 "" unset t.never
+code 0 "" set t.never hello
+list_ t.never '["q"]' '["q"]'
+list_ t.word '["q"]' '["q"]'
+verdict "which is one text" "$("$tool" explain t.word | grep -c 'user .*\[string\] ')" 1
+code 0 "" set t.one '["a"]'
+out 't.one = ["a"]  (user)' list t.one
+verdict "explain" "$("$tool" explain t.one | grep -c -e '> user .*\["a"\]  \[string, vector\]' -e 'factory .*\["x"\]')" 2
+verdict "get --json" "$("$tool" get t.one --json | grep -c '"value":\["a"\]')" 1
+verdict "get --json of one text" "$("$tool" get t.word --json | grep -c '"value":{"qfdata":"\[\\"q\\"\]","qftype":"string"}')" 1
+code 0 "" set t.sub.list --json 5
+out 5 get t.sub.list
+code 0 "" export t one.vksettings
+verdict "import" "$("$tool" import one.vksettings | grep -F 't.one = ["a"]')" 't.one = ["a"]'
+code 1 '"t.small" cannot be [9] on level "user"' set t.small '[9]'
+mkdir installation
+export SETTINGS_INSTALLATIONDIR="$place/installation"
+code 0 "" set t.one '["i"]' --level installation
+verdict "list of one in the installation" "$("$tool" get t.one --level installation)" '["i"]'
+unset SETTINGS_INSTALLATIONDIR
+for name in t.one t.chars t.number t.yes t.cell t.never; do
+    code 0 "" unset $name
+done
+code 0 "" set t.word $'\e[2J'
+code 0 "" set t.sub.list '[1, 2]'
 
 # Nothing set is no text.
 code 1 '"t.nothing" has no value' get t.nothing
