@@ -22,11 +22,14 @@ std::string temporaryName(const std::string& name) {
     return name.substr(0, maxNameBytes - temporaryExtension.size()).append(temporaryExtension);
 }
 
-detail::Descriptor openTargetFolder(const std::filesystem::path& target) {
+const std::filesystem::path& checked(const std::filesystem::path& target) {
     if (!detail::isPlainName(target.filename().native()) || target.native().find('\0') != std::string::npos)
         throw FileError(FileErrorKind::invalidName, "replace file", target.native().c_str(), 0,
                         "not the name of a file");
-    const std::filesystem::path folder = detail::folderOf(target);
+    return target;
+}
+
+detail::Descriptor openFolder(const std::filesystem::path& folder) {
     auto opened = detail::openAt(AT_FDCWD, folder.c_str(), O_RDONLY | O_DIRECTORY);
     if (!opened)
         detail::throwCannotCreate(folder, errno);
@@ -35,14 +38,50 @@ detail::Descriptor openTargetFolder(const std::filesystem::path& target) {
 
 } // namespace
 
+/// Where the files are replaced; one replacement has it alone, or several share it.
+struct ReplacementFolder::Place {
+    /// The temporary directory is made below `root`; empty: in the folder.
+    Place(const std::filesystem::path& path, const std::filesystem::path& temporaryRoot, bool canBeShared)
+        : folder(openFolder(path)), root(temporaryRoot.empty() ? path : temporaryRoot),
+          isShared(canBeShared) {}
+
+    detail::TemporaryDirectory& temporary() {
+        if (!directory)
+            directory.emplace(root);
+        return *directory;
+    }
+
+    const detail::Descriptor folder;
+    const std::filesystem::path root;
+    const bool isShared;
+    std::optional<detail::TemporaryDirectory> directory;
+};
+
+ReplacementFolder::ReplacementFolder(std::filesystem::path folder) : path_(std::move(folder)) {}
+ReplacementFolder::~ReplacementFolder() = default;
+
+std::shared_ptr<ReplacementFolder::Place> ReplacementFolder::place() {
+    const std::lock_guard lock(mutex_);
+    if (place_ == nullptr)
+        place_ = std::make_shared<Place>(path_, std::filesystem::path(), true);
+    place_->temporary(); // by one of those who share it
+    return place_;
+}
+
+void ReplacementFolder::removeTemporaryDirectory() noexcept {
+    const std::lock_guard lock(mutex_);
+    if (place_ != nullptr && place_->directory)
+        place_->directory->remove();
+}
+
 struct FileReplacement::State {
-    State(const std::filesystem::path& wanted, const ReplacementOptions& options)
-        : folder(openTargetFolder(wanted)),
+    State(const std::filesystem::path& wanted, std::shared_ptr<ReplacementFolder::Place> where,
+          const ReplacementOptions& options)
+        : place(std::move(where)), folder(place->folder),
           name(detail::entryBehindLinks(folder.get(), wanted.filename().native(), wanted)),
           target(wanted.parent_path() / name), mode(options.mode) {
         takeOverAttributes(options.keepsMode);
-        const auto& root = options.temporaryDirectoryRoot;
-        directory.emplace(root.empty() ? detail::folderOf(target) : root);
+        directory = &place->temporary();
         temporaryFileName = temporaryName(name);
         directoryPath = directory->path();
         filePath = directoryPath / temporaryFileName;
@@ -50,11 +89,11 @@ struct FileReplacement::State {
     ~State() { discard(); }
 
     void takeOverAttributes(bool keepsMode) {
-        if (::fstatat(folder.get(), name.c_str(), &existing, AT_SYMLINK_NOFOLLOW) != 0) {
-            if (errno == ENOENT)
-                return;
+        replaced = detail::openAt(folder.get(), name.c_str(), O_PATH | O_NOFOLLOW);
+        if (!replaced && errno == ENOENT)
+            return;
+        if (!replaced || ::fstat(replaced.get(), &existing) != 0)
             throw FileError(FileErrorKind::openFailed, "replace file", target, errno);
-        }
         if (!S_ISREG(existing.st_mode))
             throw FileError(FileErrorKind::notRegularFile, "replace file", target, 0, "not a regular file");
         exists = true;
@@ -66,6 +105,7 @@ struct FileReplacement::State {
                               O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, 0600);
         if (!file)
             fail(FileErrorKind::openFailed, "create file", filePath, errno);
+        isMade = true;
         if (exists && !keepOwners())
             fail(FileErrorKind::openFailed, "keep the group of file", target, EPERM);
         if (::fchmod(file.get(), mode) != 0)
@@ -99,31 +139,45 @@ struct FileReplacement::State {
     }
 
     void discard() noexcept {
-        if (!directory)
+        if (directory == nullptr)
             return;
         file.close();
         if (stage != Stage::renamed && stage != Stage::done) {
-            ::unlinkat(directory->descriptor(), temporaryFileName.c_str(), 0);
+            if (isMade)
+                ::unlinkat(directory->descriptor(), temporaryFileName.c_str(), 0);
             stage = Stage::failed;
         }
-        directory.reset();
+        if (!place->isShared)
+            directory->remove();
+        directory = nullptr;
     }
 
-    detail::Descriptor folder;
+    const std::shared_ptr<ReplacementFolder::Place> place;
+    const detail::Descriptor& folder;
     std::string name;
     std::filesystem::path target;
     unsigned mode;
     struct stat existing = {};
     bool exists = false;
-    std::optional<detail::TemporaryDirectory> directory;
+    // The system frees the old file's blocks when nobody holds it any more, which takes as long as a flush.
+    detail::Descriptor replaced;
+    detail::TemporaryDirectory* directory = nullptr; // none: there is nothing temporary any more
     std::string temporaryFileName;
     std::filesystem::path directoryPath, filePath;
     detail::Descriptor file;
+    bool isMade = false;
     Stage stage = Stage::prepared;
 };
 
 FileReplacement::FileReplacement(const std::filesystem::path& target, const ReplacementOptions& options)
-    : state_(std::make_unique<State>(target, options)) {}
+    : state_(std::make_unique<State>(
+          target,
+          std::make_shared<ReplacementFolder::Place>(detail::folderOf(checked(target)),
+                                                     options.temporaryDirectoryRoot, false),
+          options)) {}
+FileReplacement::FileReplacement(ReplacementFolder& folder, const std::string& name,
+                                 const ReplacementOptions& options)
+    : state_(std::make_unique<State>(checked(folder.path() / name), folder.place(), options)) {}
 FileReplacement::FileReplacement(FileReplacement&&) noexcept = default;
 FileReplacement& FileReplacement::operator=(FileReplacement&&) noexcept = default;
 FileReplacement::~FileReplacement() = default;

@@ -108,11 +108,8 @@ bool TemporaryDirectory::lock() {
 }
 
 void TemporaryDirectory::remove() noexcept {
-    if (path_.empty())
-        return;
-    ::rmdir(path_.c_str());
-    directory_.close();
-    path_.clear();
+    if (!path_.empty() && ::rmdir(path_.c_str()) == 0)
+        path_.clear();
 }
 
 void TemporaryDirectory::removeFiles() noexcept {

@@ -26,7 +26,8 @@ class TemporaryDirectory {
 
     const std::filesystem::path& path() const noexcept { return path_; }
     int descriptor() const noexcept { return directory_.get(); }
-    /// Removes the directory, which must be empty. Again: does nothing.
+    /// Removes the directory; one that is not empty stays for another try. The descriptor is kept until the
+    /// end, since closing it may take as long as a flush.
     void remove() noexcept;
     /// Removes the files in it, however they came there.
     void removeFiles() noexcept;

@@ -100,21 +100,67 @@ TEST(FileReplacement, AbandonedOneLeavesTheOldFile) {
 
 TEST(FileReplacement, ManyFilesShareTheWaitForTheDisk) {
     TemporaryFolder folder;
-    std::vector<FileReplacement> replacements;
-    for (int i = 0; i < 20; ++i) {
-        replacements.emplace_back(folder / std::to_string(i));
-        replacements.back().write("content " + std::to_string(i));
-        replacements.back().beginFlush();
+    constexpr int files = 20;
+    putContent(folder / "0", "old");
+    fs::create_symlink("0", folder / "link");
+    const std::size_t descriptors = openDescriptors();
+    std::vector<std::unique_ptr<FileReplacement>> replacements(files);
+    {
+        ReplacementFolder together(folder.path());
+        EXPECT_EQ((Names{"0", "link"}), folder.names()); // nothing until it is needed
+        std::vector<std::jthread> threads;
+        for (int i = 0; i < files; ++i)
+            threads.emplace_back([&, i] {
+                auto& replacement = replacements[static_cast<std::size_t>(i)];
+                replacement = std::make_unique<FileReplacement>(together, std::to_string(i));
+                replacement->write("content " + std::to_string(i));
+                replacement->beginFlush();
+                replacement->flush();
+            });
+        threads.clear();
+        EXPECT_EQ(3u, folder.names().size()); // one temporary directory
+        // Two that end at one file have one name there: the second one is refused, and harms nobody.
+        FileReplacement same(together, "link");
+        EXPECT_EQ(FileErrorKind::openFailed, failureOf([&] { same.write("never"); }));
+        FileReplacement dropped(together, "dropped");
+        dropped.write("never");
+        dropped.removeTemporaryDirectory(); // of its own it has none
+        for (auto& replacement : replacements)
+            replacement->rename();
+        together.removeTemporaryDirectory();
     }
-    for (auto& replacement : replacements)
-        replacement.flush();
-    for (auto& replacement : replacements)
-        replacement.rename();
     flushFolder(folder.path());
-    replacements.clear();
-    EXPECT_EQ(20u, folder.names().size());
-    for (int i = 0; i < 20; ++i)
+    EXPECT_EQ(files + 1u, folder.names().size());
+    for (int i = 0; i < files; ++i)
         EXPECT_EQ("content " + std::to_string(i), contentOf(folder / std::to_string(i)));
+    replacements.clear();
+    EXPECT_EQ(descriptors, openDescriptors());
+}
+
+TEST(FileReplacement, ASharedDirectoryGoesWithTheLastOne) {
+    TemporaryFolder folder;
+    std::optional<ReplacementFolder> together(std::in_place, folder.path());
+    std::optional<FileReplacement> last(std::in_place, *together, "a");
+    {
+        FileReplacement abandoned(*together, "b");
+        abandoned.write("never");
+        last->write("new");
+        together->removeTemporaryDirectory(); // too early: it stays
+        together.reset();
+    }
+    EXPECT_EQ(1u, folder.names().size());
+    last->commit();
+    last.reset();
+    EXPECT_EQ(Names{"a"}, folder.names());
+    EXPECT_EQ("new", contentOf(folder / "a"));
+    for (const char* name : {"", ".", "..", "x/y"}) {
+        ReplacementFolder here(folder.path());
+        EXPECT_EQ(FileErrorKind::invalidName, failureOf([&] { FileReplacement(here, name).write("x"); }))
+            << name;
+    }
+    ReplacementFolder away(folder / "away");
+    EXPECT_EQ(FileErrorKind::cannotCreateTemporaryDirectory,
+              failureOf([&] { FileReplacement(away, "x").write("x"); }));
 }
 
 TEST(FileReplacement, ModeIsAsAskedWhateverTheUmaskAndNeverWiderThanBefore) {

@@ -297,6 +297,58 @@ TEST_F(FileWriterFaults, TheLogSaysWhatWasDone) {
     EXPECT_EQ(1U, log.take("Delete settings file: " + tree.file("mine").string()).size());
 }
 
+TEST_F(FileWriterFaults, TheLogNamesTheFileOfAFailure) {
+    const Handle a = group("a");
+    const Handle b = group("b");
+    FileLogLines log;
+    double value = 0;
+    const auto failures = [&] {
+        a->set("s", ++value, "user");
+        b->set("s", value, "user");
+        queue.waitForAll();
+        return log.take("Exception caught: ");
+    };
+    const auto expectNamed = [&](const std::vector<std::string>& lines) {
+        ASSERT_EQ(2U, lines.size()) << testing::PrintToString(lines);
+        EXPECT_TRUE(lines[0].starts_with("Exception caught: ")) << lines[0];
+        EXPECT_NE(std::string::npos, lines[0].find("a.vksettings")) << lines[0];
+        EXPECT_NE(std::string::npos, lines[1].find("b.vksettings")) << lines[1];
+    };
+    {
+        const NoRoomForFiles full;
+        expectNamed(failures());
+    }
+    const SavesThroughTheHook through;
+    setSaveHook([](SettingsFileAccess&, const std::filesystem::path&) { throw std::runtime_error("cause"); });
+    expectNamed(failures());
+    setSaveHook([](SettingsFileAccess&, const std::filesystem::path&) { throw 1; });
+    expectNamed(failures());
+}
+
+/// A pass has found saving turned off, and has not noted it yet, when it is turned on and something else is
+/// changed.
+TEST_F(FileWriterFaults, WhatIsSkippedWhileSavingIsTurnedOnIsSaved) {
+    const Handle a = group("a");
+    const Handle b = group("b");
+    const FileLogLines on;
+    std::atomic<bool> isOn = false;
+    varnek::log::setSink([&](std::string_view, varnek::log::Severity, std::string_view line) {
+        if (line != "Save settings file: " + tree.file("a").string() || isOn.exchange(true))
+            return;
+        turnOnSettingsSaving();
+        std::thread([&] { b->set("s", 1.0, "user"); }).join();
+    });
+    turnOffSettingsSaving();
+    a->set("s", 1.0, "user");
+    queue.waitForAll();
+    queue.waitForAll();
+    varnek::log::setSink({});
+    turnOnSettingsSaving();
+    EXPECT_TRUE(isOn);
+    EXPECT_EQ(1.0, onDisk("b"));
+    EXPECT_EQ(1.0, onDisk("a"));
+}
+
 TEST_F(FileWriterFaults, WhatWasChangedBeforeSavingWasTurnedOffIsSaved) {
     const FileTree shared(folder.path(), prefdirWriter);
     const Handle g = group(shared, "g");

@@ -1,11 +1,10 @@
-// The file-writer thread: its queue of work, the requests that are merged, the passes, the end of the
-// process.
+// The file-writer thread: the requests that are merged, the passes, the end of the process.
 
+#include "support/Waiting.hpp"
 #include "support/WriterTree.hpp"
 
 #include "settingscore/SaveReport.hpp"
 #include "settingscore/SettingsSaving.hpp"
-#include "settingscore/settings/file/OrderedWorkQueue.hpp"
 #include "settingscore/settings/file/SaveHook.hpp"
 #include "settingscore/settings/file/prefdirWriter.hpp"
 
@@ -17,6 +16,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cmath>
 #include <latch>
 #include <random>
 #include <thread>
@@ -26,159 +26,6 @@ namespace {
 using namespace settings::test;
 using namespace settings::core::detail;
 using namespace std::chrono_literals;
-
-int times(int soak, int usual) {
-    return std::getenv("VKSETTINGS_SOAK") != nullptr ? soak : usual;
-}
-
-// ---- the queue of work ----
-
-std::string textOf(const std::function<void()>& call) {
-    try {
-        call();
-        return {};
-    } catch (const std::exception& failure) {
-        return failure.what();
-    }
-}
-
-/// Waits until `condition` holds, for as long as a slow machine may need.
-void waitUntil(const std::function<bool()>& condition) {
-    const auto end = std::chrono::steady_clock::now() + 60s;
-    while (!condition() && std::chrono::steady_clock::now() < end)
-        std::this_thread::yield();
-    ASSERT_TRUE(condition());
-}
-
-TEST(OrderedWorkQueue, RunsItemsInOrderOnItsThreadAndEndsOnce) {
-    OrderedWorkQueueImpl queue("PrefdirWriter", 2);
-    std::vector<int> ran;
-    std::string name;
-    std::vector<std::future<void>> done;
-    for (int i = 0; i < 100; ++i)
-        done.push_back(queue.push([&, i] { ran.push_back(i); }));
-    done.push_back(queue.push([&] {
-        char buffer[16] = {};
-        ::pthread_getname_np(::pthread_self(), buffer, sizeof buffer);
-        name = buffer;
-    }));
-    auto failed = queue.push([] { throw std::runtime_error("cause"); });
-    EXPECT_EQ("work must be executable", textOf([&] { queue.push({}); }));
-    EXPECT_EQ("cause", textOf([&] { failed.get(); })); // and nothing else comes of it
-    auto last = queue.push([&] { ran.push_back(100); });
-    queue.terminate(true);
-    for (auto& future : done)
-        future.get();
-    EXPECT_EQ(std::future_status::ready, last.wait_for(0s));
-    EXPECT_EQ("PrefdirWriter", name);
-    ASSERT_EQ(101U, ran.size());
-    EXPECT_TRUE(std::is_sorted(ran.begin(), ran.end()));
-    EXPECT_EQ("OrderedWorkQueue already terminated", textOf([&] { queue.push([] {}); }));
-    EXPECT_EQ("OrderedWorkQueue already being terminated", textOf([&] { queue.terminate(true); }));
-}
-
-TEST(OrderedWorkQueue, WithoutAThreadThereIsNothingToWaitFor) {
-    OrderedWorkQueueImpl queue("w", 1);
-    queue.terminate(true);
-    EXPECT_EQ("OrderedWorkQueue already terminated", textOf([&] { queue.push([] {}); }));
-}
-
-TEST(OrderedWorkQueue, HoldsProducersUpWhenItIsFullButNotItsWorker) {
-    OrderedWorkQueueImpl queue("w", 2);
-    std::latch mayGoOn(1);
-    std::atomic<int> pushed = 0;
-    std::vector<std::future<void>> own;
-    std::latch isBusy(1);
-    auto busy = queue.push([&] {
-        isBusy.count_down();
-        mayGoOn.wait();
-        for (int i = 0; i < 10; ++i) // into its own full queue
-            own.push_back(queue.push([] {}));
-    });
-    isBusy.wait();
-    std::thread producer([&] {
-        for (int i = 0; i < 5; ++i) {
-            queue.push([] {});
-            ++pushed;
-        }
-    });
-    waitUntil([&] { return pushed == 2; });
-    for (int i = 0; i < 1000; ++i)
-        std::this_thread::yield();
-    EXPECT_EQ(2, pushed); // the third waits for the worker
-    mayGoOn.count_down();
-    producer.join();
-    busy.get();
-    for (auto& future : own)
-        future.get();
-    EXPECT_EQ(5, pushed);
-}
-
-/// Ends a queue from its own thread while a producer is held up by the full queue.
-TEST(OrderedWorkQueue, EndsFromItsOwnThread) {
-    OrderedWorkQueueImpl queue("w", 1);
-    std::latch isBusy(1);
-    std::latch mayEnd(1);
-    std::atomic<bool> ranLater = false;
-    auto ends = queue.push([&] {
-        isBusy.count_down();
-        mayEnd.wait();
-        queue.terminate(true);
-    });
-    isBusy.wait();
-    auto first = queue.push([&] { ranLater = true; });
-    std::string text;
-    std::atomic<bool> isAtIt = false;
-    std::thread producer([&] {
-        isAtIt = true;
-        text = textOf([&] { queue.push([] {}); });
-    });
-    waitUntil([&] { return isAtIt.load(); });
-    for (int i = 0; i < 1000; ++i) // so that it is most likely held up by now
-        std::this_thread::yield();
-    mayEnd.count_down();
-    ends.get();
-    producer.join();
-    first.get();
-    EXPECT_TRUE(ranLater); // what was pushed before runs
-    EXPECT_EQ("OrderedWorkQueue already terminated", text);
-}
-
-TEST(OrderedWorkQueue, APushThatRacesTheEndRunsOrFails) {
-    const int rounds = times(10'000, 300);
-    int refusals = 0;
-    for (int round = 0; round < rounds; ++round) {
-        OrderedWorkQueueImpl queue("w", 1 + static_cast<std::size_t>(round % 3));
-        std::atomic<int> ran = 0;
-        std::latch together(3);
-        int accepted = 0;
-        bool isRefused = false;
-        std::thread producer([&] {
-            std::vector<std::future<void>> futures;
-            together.arrive_and_wait();
-            for (int i = 0; i < 20 && !isRefused; ++i) {
-                const std::string text = textOf([&] { futures.push_back(queue.push([&] { ++ran; })); });
-                isRefused = !text.empty();
-                EXPECT_EQ(isRefused ? "OrderedWorkQueue already terminated" : "", text);
-            }
-            for (auto& future : futures)
-                future.get();
-            accepted = static_cast<int>(futures.size());
-        });
-        std::thread ender([&] {
-            together.arrive_and_wait();
-            for (int i = 0; i < round % 7; ++i)
-                std::this_thread::yield();
-            queue.terminate(true);
-        });
-        together.arrive_and_wait();
-        ender.join();
-        producer.join();
-        ASSERT_EQ(accepted, ran);
-        refusals += isRefused ? 1 : 0;
-    }
-    EXPECT_LT(0, refusals); // or the race was not one
-}
 
 // ---- requests and passes ----
 
@@ -202,6 +49,30 @@ TEST_F(FileWriter, ABurstOfChangesIsOneWrite) {
     EXPECT_EQ(10, count("Wake up the file I/O thread."));
     EXPECT_EQ(1, count("Process the File I/O"));
     EXPECT_EQ(1, count("Save settings file: " + file));
+}
+
+/// Whether or not the file had to be read again for it.
+TEST_F(FileWriter, AFileThatHoldsTheValuesAlreadyIsLeftAlone) {
+    const Handle g = group("g");
+    const auto saves = [&](std::initializer_list<double> values) {
+        for (const double value : values)
+            g->set("s", value, "user");
+        queue.waitForAll();
+        return lastSave(*g, "user").outcome;
+    };
+    EXPECT_EQ("saved", saves({1.0}));
+    const auto first = tree.status("g").revision;
+    const std::string bytes = bytesOf(tree.file("g"));
+    EXPECT_EQ("unchanged", saves({2.0, 1.0}));
+    EXPECT_EQ(bytes, bytesOf(tree.file("g")));
+    EXPECT_EQ("saved", saves({2.0}));
+    EXPECT_EQ("saved", saves({std::nan("")}));
+    EXPECT_EQ("unchanged", saves({2.0, std::nan("")}));
+    EXPECT_EQ("saved", saves({3.0}));
+    const FileTree other(folder.path());
+    group(other, "g");
+    EXPECT_EQ(first + 3, other.status("g").revision);
+    EXPECT_EQ(first + 3, tree.status("g").revision);
 }
 
 TEST_F(FileWriter, TheLatestRequestWins) {

@@ -4,7 +4,9 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
+#include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace settings::test {
@@ -35,6 +37,30 @@ inline std::vector<TracedCall> callsBetweenMarkers(const std::filesystem::path& 
             break;
         else if (isInside)
             calls.push_back({name, number});
+    }
+    return calls;
+}
+
+/// The calls that threads make between the markers which another thread sets: each name with its numbers
+/// among the calls of that name in one thread, as strace counts them.
+inline std::set<std::pair<std::string, int>> callsOfOtherThreads(const std::filesystem::path& trace) {
+    std::set<std::pair<std::string, int>> calls;
+    std::map<std::pair<std::string, std::string>, int> counts;
+    std::string main;
+    std::ifstream lines(trace);
+    for (std::string line; std::getline(lines, line);) {
+        const std::string thread = line.substr(0, line.find(' '));
+        const std::size_t begin = line.find_first_not_of("0123456789 "), end = line.find('(');
+        if (end == std::string::npos || begin > end)
+            continue;
+        const std::string name = line.substr(begin, end - begin);
+        const int number = ++counts[{thread, name}];
+        if (line.find(beginMarker) != std::string::npos)
+            main = thread;
+        else if (line.find(endMarker) != std::string::npos)
+            break;
+        else if (!main.empty() && thread != main)
+            calls.emplace(name, number);
     }
     return calls;
 }

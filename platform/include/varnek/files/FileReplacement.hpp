@@ -5,13 +5,18 @@
 /// folder, flushed to the disk, renamed onto the target, and the folder is flushed. The steps are separate,
 /// so that a caller can write log lines between them, or share the waiting for the disk between many files:
 ///
+///     ReplacementFolder folder(path); // one temporary directory for all
+///     for (const auto& name : names)
+///         replacements.emplace_back(folder, name).write(content);
 ///     for (auto& r : replacements)
-///         r.write(content), r.beginFlush(); // the contents go to the disk together
+///         r.beginFlush(); // the contents go to the disk together
 ///     for (auto& r : replacements)
-///         r.flush();
+///         r.flush(); // best by several threads at once
 ///     for (auto& r : replacements)
 ///         r.rename();
-///     flushFolder(folder); // once per folder
+///     folder.removeTemporaryDirectory();
+///     flushFolder(path); // once per folder
+///     replacements.clear(); // frees the old files' blocks, which may take as long as a flush for each
 ///
 /// Links: a target that is a symbolic link is followed only within its own folder. Hard-linked files are
 /// replaced, not written through.
@@ -23,6 +28,8 @@
 #include <cstdint>
 #include <filesystem>
 #include <memory>
+#include <mutex>
+#include <string>
 #include <string_view>
 
 namespace varnek::files {
@@ -37,8 +44,33 @@ struct ReplacementOptions {
     bool keepsMode = false;
 };
 
-/// One replacement under way. Move-only; confined to one thread at a time; holds three descriptors and no
-/// lock that another replacement waits for. Everything blocks on the disk, nothing calls user code.
+/// What the replacements of several files of one folder share: the opened folder and one temporary directory
+/// in it, which is made for the first of them. Thread-safe; may go before they do. Holds two descriptors.
+class VARNEK_EXPORT ReplacementFolder {
+  public:
+    explicit ReplacementFolder(std::filesystem::path folder);
+    ReplacementFolder(const ReplacementFolder&) = delete;
+    ReplacementFolder& operator=(const ReplacementFolder&) = delete;
+    ~ReplacementFolder();
+
+    const std::filesystem::path& path() const noexcept { return path_; }
+    /// Once the files are in their places. Without it the directory goes with the last replacement.
+    void removeTemporaryDirectory() noexcept;
+
+  private:
+    friend class FileReplacement;
+    struct Place;
+
+    std::shared_ptr<Place> place();
+
+    const std::filesystem::path path_;
+    std::mutex mutex_;
+    std::shared_ptr<Place> place_;
+};
+
+/// One replacement under way. Move-only; confined to one thread at a time; holds four descriptors, two of
+/// them as long as the object lives, and no lock that another replacement waits for; one that shares its
+/// folder holds two, of which one as long. Everything blocks on the disk, nothing calls user code.
 ///
 /// Errors: FileError. A step that fails throws the temporary file away, so that nothing is ever retried on
 /// it; the old file is untouched unless the kind is folderFlushFailed. A step after a failed one, or out of
@@ -49,6 +81,10 @@ class VARNEK_EXPORT FileReplacement {
     /// directoryNotWritable, linkLeavesFolder, notRegularFile (the target is something else than a file),
     /// invalidName.
     explicit FileReplacement(const std::filesystem::path& target, const ReplacementOptions& options = {});
+    /// One of several in a folder. `name`: of the file there; of `options`, what concerns the mode. Errors as
+    /// above.
+    FileReplacement(ReplacementFolder& folder, const std::string& name,
+                    const ReplacementOptions& options = {});
     FileReplacement(FileReplacement&&) noexcept;
     FileReplacement& operator=(FileReplacement&&) noexcept;
     /// Removes what is temporary; an uncommitted replacement leaves the old file. Never throws.
@@ -72,7 +108,7 @@ class VARNEK_EXPORT FileReplacement {
     void flushFolder();
     /// All steps that are still due: flush, rename, flushFolder.
     void commit();
-    /// Removes temporary file and directory; what the destructor does, earlier.
+    /// Removes the temporary file, and the directory unless it is shared; what the destructor does, earlier.
     void removeTemporaryDirectory() noexcept;
 
   private:

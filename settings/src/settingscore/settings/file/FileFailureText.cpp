@@ -18,6 +18,12 @@ std::string causeOfCurrentException() {
     }
 }
 
+void logCaught(std::string_view text, const std::filesystem::path& file) {
+    const bool isNamed = text.find(file.filename().string()) != std::string_view::npos;
+    VARNEK_LOG(fileLog, error) << "Exception caught: " << (text.empty() ? "Unknown" : text)
+                               << (isNamed ? "" : "; file: " + file.string());
+}
+
 std::string notWrittenText(std::string_view cause) {
     return "Failed to write settings file; Error: " + std::string(cause.empty() ? "Unknown" : cause);
 }

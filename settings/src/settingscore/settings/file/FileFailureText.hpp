@@ -14,6 +14,10 @@ namespace settings::core::detail {
 /// What the exception being handled says; empty when it is none of the standard ones. Inside a handler only.
 std::string causeOfCurrentException();
 
+/// Logs "Exception caught: " with the text, "Unknown" for an empty one, and the file where the text does not
+/// name it.
+void logCaught(std::string_view text, const std::filesystem::path& file);
+
 /// "Failed to write settings file; Error: <cause>", with "Unknown" for an empty cause.
 std::string notWrittenText(std::string_view cause);
 

@@ -2,7 +2,8 @@
 ///
 /// An operation belongs to the queue from the request until it has run. It runs in steps, so that the
 /// operations of one pass can wait for the disk together. Each step is called once, in this order, and on the
-/// thread of the pass but for flush(). A failure is the operation's own affair.
+/// thread of the pass but for write(), flush() and letGo(), which may run on any thread while the pass waits.
+/// A failure is the operation's own affair.
 #pragma once
 
 #include "settingscore/level/LevelIndex.hpp"
@@ -10,12 +11,17 @@
 #include <filesystem>
 #include <utility>
 
+namespace varnek::files {
+class ReplacementFolder;
+}
+
 namespace settings::core::detail {
 
 /// What the operations of a pass share on one folder.
 struct FolderTurn {
-    bool sharesFlushes = false; ///< contents go to the disk together
-    bool isWaitedFor = false;   ///< other processes were asked to keep out: no use in asking again
+    varnek::files::ReplacementFolder* together = nullptr; ///< contents go to the disk together, from here
+    bool isLocked = false;    ///< the folder is there, and other processes are kept out of it
+    bool isWaitedFor = false; ///< they were asked to keep out in vain: no use in asking again
 };
 
 class FileOperation {
@@ -32,9 +38,12 @@ class FileOperation {
 
     /// Waits until nobody else works on the file.
     virtual void begin() = 0;
-    /// Makes the new content; when flushes are shared it also starts on its way to the disk, beside the file.
+    /// Takes over what others have written. The folder's turn lasts until execute() has returned.
     virtual void prepare(const FolderTurn& folder) = 0;
-    /// Waits until that is on the disk. On any thread, while the pass waits.
+    /// Where contents go to the disk together: writes the new one beside the file, and lets it start on its
+    /// way.
+    virtual void write() noexcept = 0;
+    /// Waits until it is on the disk.
     virtual void flush() noexcept = 0;
     /// Puts the content in the file's place, or removes the file. True: the folder is still to be flushed.
     virtual bool execute() = 0;
@@ -42,6 +51,8 @@ class FileOperation {
     virtual void finish() = 0;
     /// Tells the events of what was taken over from the file.
     virtual void tell() = 0;
+    /// Gives back what the file system has to clear up after the replaced file.
+    virtual void letGo() noexcept = 0;
 
   protected:
     FileOperation(LevelIndex level, std::filesystem::path path, const void* owner)

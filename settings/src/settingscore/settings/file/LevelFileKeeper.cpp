@@ -4,6 +4,7 @@
 
 #include "settingscore/SettingsSaving.hpp"
 #include "settingscore/level/SettingsLevelManager.hpp"
+#include "settingscore/settings/file/FileFailureText.hpp"
 #include "settingscore/settings/file/FileLog.hpp"
 #include "settingscore/settings/file/LevelFileOperation.hpp"
 #include "settingscore/settings/file/LevelFileState.hpp"
@@ -224,7 +225,7 @@ void LevelFileKeeper::run(PrefdirFileWriterQueue* writer, const Key& key, bool i
         else
             writer->requestFileUpdate(std::move(operation));
     } catch (const std::exception& failure) {
-        VARNEK_LOG(fileLog, error) << "Exception caught: " << failure.what();
+        logCaught(failure.what(), fileNameOf(key.first));
         noteNotRun(key);
     }
 }

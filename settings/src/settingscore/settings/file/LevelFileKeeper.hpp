@@ -110,7 +110,7 @@ class LevelFileKeeper : public SaveRequests, public boost::enable_shared_from_th
     LevelFileStatus awaitSave(std::string_view group, LevelIndex level);
     /// Whether the file may hold something else than when it was last read or written here.
     bool mayHaveChanged(std::string_view group, LevelIndex level) const {
-        return mustReadFirst({std::string(group), level});
+        return mustReadFirst({std::string(group), level}, varnek::files::FileStamp::of(fileOf(group, level)));
     }
     /// Of all files that have been asked for, in order of group and level.
     std::vector<LevelFileStatus> allStatuses() const;
@@ -141,7 +141,7 @@ class LevelFileKeeper : public SaveRequests, public boost::enable_shared_from_th
     // Below, the caller has the file's turn and does not hold mutex_.
     // Events of what is taken over from the file are left in `events`, to be told after the turn.
     bool holdsMoreThanTheTree(const Key& key) const;
-    bool mustReadFirst(const Key& key) const;
+    bool mustReadFirst(const Key& key, const varnek::files::FileStamp& found) const;
     void noteAbsent(const Key& key);
     bool isInTheFolderOfThen(const Key& key) const;
     bool isFolderAway(const Key& key) const;

@@ -127,16 +127,26 @@ void LevelFileKeeper::Operation::prepare(const FolderTurn& folder) {
     });
 }
 
+void LevelFileKeeper::Operation::write() noexcept {
+    if (together_ != nullptr)
+        access_->writeAhead(*together_);
+}
+
 void LevelFileKeeper::Operation::flush() noexcept {
     if (access_)
         access_->flushAhead();
+}
+
+void LevelFileKeeper::Operation::letGo() noexcept {
+    if (access_)
+        access_->letGo();
 }
 
 void LevelFileKeeper::Operation::announce() const {
     VARNEK_LOG(fileLog, info) << (isRemoval_ ? "Delete settings file: " : "Save settings file: ")
                               << file_.string();
     if (outcome_ == SaveOutcome::failed)
-        VARNEK_LOG(fileLog, error) << "Exception caught: " << (message_.empty() ? "Unknown" : message_);
+        logCaught(message_, file_);
 }
 
 bool LevelFileKeeper::Operation::execute() {
@@ -151,15 +161,12 @@ bool LevelFileKeeper::Operation::execute() {
                 executeSave();
         });
         if (outcome_ == SaveOutcome::failed)
-            VARNEK_LOG(fileLog, error) << "Exception caught: " << (message_.empty() ? "Unknown" : message_);
+            logCaught(message_, file_);
     }
     othersOut_.reset();
-    if (!access_ || !access_->leavesFolderToFlush())
-        return false;
-    if (file_.parent_path() == path().parent_path())
-        return true;
-    varnek::files::flushFolder(file_.parent_path()); // another one by now
-    return false;
+    if (access_)
+        access_->dropAhead(); // of a save that was refused in the end
+    return access_ && access_->leavesFolderToFlush();
 }
 
 void LevelFileKeeper::Operation::finish() {
@@ -185,13 +192,14 @@ void LevelFileKeeper::Operation::finish() {
         }
     }
     othersOut_.reset();
-    access_.reset();
     turn_.reset();
     group_.reset();
     {
         const std::lock_guard lock(keeper_.mutex_);
         isMore = std::exchange(keeper_.stateOf(key_).isLeftToOthers, false);
     }
+    // Whoever looked for what was skipped since saving was turned on has not found this one.
+    isMore = isMore || (outcome == SaveOutcome::switchedOff && isSettingsSavingTurnedOn());
     if (isMore)
         keeper_.submitAgain(key_);
 }
@@ -257,17 +265,18 @@ void LevelFileKeeper::Operation::prepareSave(const FolderTurn& folder) {
         return;
     keeper_.adopt(key_, group_, &events_); // of what was added while the turn could not be had
     const bool hasSomething = group_->hasAnythingToPersist(key_.second) || keeper_.holdsMoreThanTheTree(key_);
-    const bool isFolderAway = !isFolder(file.parent_path());
+    const bool isLocked = folder.isLocked && isInFolderOfPass();
+    const bool isFolderAway = !isLocked && !isFolder(file.parent_path());
     if (key_.second == LevelIndex::user && hasSomething && group_->originLevel() != LevelIndex::session &&
         isFolderAway)
         createMissingFolder(file.parent_path()); // before it is locked
-    if (!othersOut_)                             // a save that begins anew keeps it
+    if (!isLocked && !othersOut_)                // a save that begins anew keeps it
         othersOut_ = keepOthersOut(file, folder.isWaitedFor);
     foundStamp_ = varnek::files::FileStamp::of(file);
     // A folder that was away took nothing from the tree, and a group of this session has no file.
     const bool isToBeRead =
         (!isFolderAway || foundStamp_.exists) && group_->originLevel() != LevelIndex::session;
-    if (isToBeRead && keeper_.mustReadFirst(key_)) {
+    if (isToBeRead && keeper_.mustReadFirst(key_, foundStamp_)) {
         const LoadOutcome outcome = keeper_.read(key_, group_, events_, Telling::yes);
         if (refuseEncrypted())
             return;
@@ -277,8 +286,7 @@ void LevelFileKeeper::Operation::prepareSave(const FolderTurn& folder) {
             return end(SaveOutcome::nothingToSave);
     }
     makeAccess();
-    if (folder.sharesFlushes)
-        access_->writeAhead();
+    together_ = isInFolderOfPass() ? folder.together : nullptr;
 }
 
 void LevelFileKeeper::Operation::makeAccess() {
@@ -322,9 +330,29 @@ void LevelFileKeeper::Operation::executeSave() {
     end(isGone ? removeFile() : outcome);
 }
 
+/// What is in the file's place. It is not read again when it is the one that was read or written last and the
+/// tree holds something else.
+PresentFile LevelFileKeeper::Operation::presentFile(const GroupRecord& tree) const {
+    std::shared_ptr<const GroupRecord> base;
+    PresentFile known;
+    {
+        const std::lock_guard lock(keeper_.mutex_);
+        const FileState& state = keeper_.stateOf(key_);
+        const bool isAsItWas = foundStamp_.exists && foundStamp_ == state.stamp &&
+                               state.status.loaded == LoadOutcome::ok && !state.status.isEncrypted;
+        if (isAsItWas && !state.isVersionNew)
+            base = state.base;
+        known.state = PresentFile::State::plain;
+        known.revision = state.status.revision;
+    }
+    return base != nullptr && tree.changesValueOf(*base) ? std::move(known) : PresentFile::at(file_);
+}
+
 std::optional<std::string> LevelFileKeeper::Operation::makeImage() {
     image_ = {};
-    PresentFile present = PresentFile::at(file_);
+    SettingsFileContent content;
+    content.tree = snapshotOf(group_, key_.second);
+    PresentFile present = presentFile(content.tree);
     if (present.state == PresentFile::State::encrypted) {
         logEncrypted(file_);
         image_.outcome = SaveOutcome::encrypted;
@@ -334,8 +362,6 @@ std::optional<std::string> LevelFileKeeper::Operation::makeImage() {
         image_.outcome = SaveOutcome::waitingForRead;
         return std::nullopt;
     }
-    SettingsFileContent content;
-    content.tree = snapshotOf(group_, key_.second);
     bool isDamaged = present.state == PresentFile::State::damaged;
     {
         const std::lock_guard lock(keeper_.mutex_);

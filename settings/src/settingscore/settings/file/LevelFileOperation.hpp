@@ -7,6 +7,7 @@
 #include "settingscore/settings/file/FileOperation.hpp"
 #include "settingscore/settings/file/LevelFileState.hpp"
 #include "settingscore/settings/file/PrefdirFileAccess.hpp"
+#include "settingscore/settings/file/PresentFile.hpp"
 #include "varnek/files/FolderLock.hpp"
 
 namespace settings::core::detail {
@@ -20,10 +21,12 @@ class LevelFileKeeper::Operation : public FileOperation {
 
     void begin() override;
     void prepare(const FolderTurn& folder) override;
+    void write() noexcept override;
     void flush() noexcept override;
     bool execute() override;
     void finish() override;
     void tell() override;
+    void letGo() noexcept override;
 
     /// Whether it had the turn and met a request.
     bool hasRun() const noexcept { return hasRun_; }
@@ -52,9 +55,12 @@ class LevelFileKeeper::Operation : public FileOperation {
     void executeSave();
     void makeAccess();
     std::optional<std::string> makeImage();
+    PresentFile presentFile(const GroupRecord& tree) const;
     void noteSaved();
     SaveOutcome removeFile();
     bool refuseEncrypted();
+    /// Whether the file is still where it was when it was asked for, in the folder of the pass.
+    bool isInFolderOfPass() const { return file_.parent_path() == path().parent_path(); }
 
     LevelFileKeeper& keeper_;
     const boost::shared_ptr<LevelFileKeeper> alive_; // of a keeper that is shared
@@ -68,6 +74,7 @@ class LevelFileKeeper::Operation : public FileOperation {
     NodePtr group_;          // none: the file is to go
     std::unique_ptr<varnek::files::FolderLock> othersOut_;
     std::optional<PrefdirFileAccess> access_;
+    varnek::files::ReplacementFolder* together_ = nullptr; // where it is written ahead
     Image image_;
     varnek::files::FileStamp foundStamp_; // of the file that is to be replaced; then of the one in its place
     bool isOverrun_ = false;              // somebody has written that file in between

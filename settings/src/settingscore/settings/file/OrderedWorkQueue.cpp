@@ -1,7 +1,8 @@
 #include "settingscore/settings/file/OrderedWorkQueue.hpp"
 
+#include "settingscore/settings/file/SeveralThreads.hpp"
+
 #include <pthread.h>
-#include <signal.h>
 
 #include <stdexcept>
 #include <utility>
@@ -34,21 +35,9 @@ OrderedWorkQueueImpl::~OrderedWorkQueueImpl() {
         worker_.join(); // terminated without waiting
 }
 
-/// The worker takes no signals: those of the process belong to the application's threads.
 void OrderedWorkQueueImpl::start() {
-    sigset_t all;
-    sigset_t before;
-    ::sigfillset(&all);
-    for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGABRT})
-        ::sigdelset(&all, fault);
-    ::pthread_sigmask(SIG_SETMASK, &all, &before);
-    try {
-        worker_ = std::thread([this] { run(); });
-    } catch (...) {
-        ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
-        throw;
-    }
-    ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    const WithoutSignals inTheWorker;
+    worker_ = std::thread([this] { run(); });
     isStarted_ = true;
 }
 

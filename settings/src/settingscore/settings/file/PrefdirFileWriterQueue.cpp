@@ -3,7 +3,9 @@
 #include "settingscore/settings/file/FileFailureText.hpp"
 #include "settingscore/settings/file/FileLog.hpp"
 #include "settingscore/settings/file/SaveHook.hpp"
+#include "settingscore/settings/file/SeveralThreads.hpp"
 #include "varnek/files/FileError.hpp"
+#include "varnek/files/FileReplacement.hpp"
 #include "varnek/files/Folder.hpp"
 #include "varnek/files/FolderLock.hpp"
 
@@ -21,10 +23,10 @@ constexpr char threadName[] = "PrefdirWriter";
 constexpr std::size_t queueCapacity = 64;
 /// Files that wait for the disk together.
 constexpr std::size_t filesAtOnce = 128;
-/// Each of them holds three descriptors meanwhile; most of those of the process are left to others.
-constexpr std::size_t descriptorsPerFile = 3;
+/// Each of them holds two descriptors meanwhile; most of those of the process are left to others.
+constexpr std::size_t descriptorsPerFile = 2;
 /// Threads that wait for the disk at the same time.
-constexpr std::size_t flushesAtOnce = 16;
+constexpr std::size_t waitsAtOnce = 32;
 
 using Operation = std::unique_ptr<FileOperation>;
 
@@ -36,14 +38,25 @@ std::size_t mostAtOnce() noexcept {
     return std::clamp<std::size_t>(allowed, 1, filesAtOnce);
 }
 
+/// Threads that make contents at the same time, one for each processor.
+std::size_t writesAtOnce() noexcept {
+    return std::clamp<std::size_t>(std::thread::hardware_concurrency(), 1, 8);
+}
+
 /// Runs one step; nothing that it raises keeps the others from running.
 template <class Step>
-void guarded(Step&& step) noexcept {
+void guarded(const std::filesystem::path& place, Step&& step) noexcept {
     try {
         step();
     } catch (...) {
-        VARNEK_LOG(fileLog, error) << "Exception caught: " << causeOfCurrentException();
+        logCaught(causeOfCurrentException(), place);
     }
+}
+
+/// The same for a step of one operation.
+template <class Step>
+void guarded(FileOperation& operation, Step&& step) noexcept {
+    guarded(operation.path(), [&] { step(operation); });
 }
 
 void flush(const std::filesystem::path& folder) {
@@ -54,51 +67,45 @@ void flush(const std::filesystem::path& folder) {
     }
 }
 
-/// One after the other each would wait for the disk by itself; those that wait at the same time share it.
-void flushTogether(std::span<const Operation> operations) {
-    std::atomic<std::size_t> next{0};
-    const auto work = [&] {
-        for (std::size_t i = next++; i < operations.size(); i = next++)
-            operations[i]->flush();
-    };
-    std::vector<std::jthread> helpers;
-    guarded([&] { // fewer do as well
-        while (helpers.size() + 1 < std::min(operations.size(), flushesAtOnce))
-            helpers.emplace_back(work);
-    });
-    work();
+/// One after the other each would wait for the disk by itself; those that wait at the same time share it. The
+/// file system has the least to do when all contents are on their way before anybody waits.
+void writeTogether(std::span<const Operation> operations) {
+    bySeveralThreads(operations.size(), writesAtOnce(), [&](std::size_t i) { operations[i]->write(); });
+    bySeveralThreads(operations.size(), waitsAtOnce, [&](std::size_t i) { operations[i]->flush(); });
 }
 
 void runTogether(const std::filesystem::path& folder, std::span<const Operation> operations,
-                 const FolderTurn& turn) {
+                 FolderTurn turn) {
+    varnek::files::ReplacementFolder together(folder);
+    turn.together = &together;
     for (const Operation& operation : operations)
-        guarded([&] { operation->prepare(turn); });
-    flushTogether(operations);
+        guarded(*operation, [&](FileOperation& each) { each.prepare(turn); });
+    writeTogether(operations);
     bool isToBeFlushed = false;
     for (const Operation& operation : operations)
-        guarded([&] { isToBeFlushed = operation->execute() || isToBeFlushed; });
+        guarded(*operation, [&](FileOperation& each) { isToBeFlushed = each.execute() || isToBeFlushed; });
+    together.removeTemporaryDirectory();
     if (isToBeFlushed)
         flush(folder);
 }
 
 void runOnFolder(const std::filesystem::path& folder, std::span<const Operation> operations, bool mayShare) {
     for (const Operation& operation : operations)
-        guarded([&] { operation->begin(); });
-    guarded([&] {
+        guarded(*operation, [](FileOperation& each) { each.begin(); });
+    guarded(folder, [&] {
         std::error_code ignored;
         const varnek::files::FolderLock othersOut(folder);
-        const FolderTurn turn{mayShare && operations.size() > 1 &&
-                                  std::filesystem::is_directory(folder, ignored),
-                              !othersOut.isHeld()};
-        if (turn.sharesFlushes)
+        const bool isThere = std::filesystem::is_directory(folder, ignored);
+        const FolderTurn turn{.isLocked = isThere && othersOut.isHeld(), .isWaitedFor = !othersOut.isHeld()};
+        if (mayShare && isThere && operations.size() > 1)
             return runTogether(folder, operations, turn);
         for (const Operation& operation : operations) {
-            guarded([&] { operation->prepare(turn); });
-            guarded([&] { operation->execute(); });
+            guarded(*operation, [&](FileOperation& each) { each.prepare(turn); });
+            guarded(*operation, [](FileOperation& each) { each.execute(); });
         }
     });
     for (const Operation& operation : operations) // also of those that did not get that far
-        guarded([&] { operation->finish(); });
+        guarded(*operation, [](FileOperation& each) { each.finish(); });
 }
 
 } // namespace
@@ -106,12 +113,12 @@ void runOnFolder(const std::filesystem::path& folder, std::span<const Operation>
 void PrefdirFileWriterQueue::runAlone(FileOperation& operation) noexcept {
     {
         const std::lock_guard lock(passMutex_);
-        guarded([&] { operation.begin(); });
-        guarded([&] { operation.prepare({}); });
-        guarded([&] { operation.execute(); });
-        guarded([&] { operation.finish(); });
+        guarded(operation, [](FileOperation& each) { each.begin(); });
+        guarded(operation, [](FileOperation& each) { each.prepare({}); });
+        guarded(operation, [](FileOperation& each) { each.execute(); });
+        guarded(operation, [](FileOperation& each) { each.finish(); });
     }
-    guarded([&] { operation.tell(); });
+    guarded(operation, [](FileOperation& each) { each.tell(); });
 }
 
 PrefdirFileWriterQueue::PrefdirFileWriterQueue(std::chrono::milliseconds delay)
@@ -185,7 +192,7 @@ void PrefdirFileWriterQueue::processFileIo() noexcept {
         auto& files = level.second;
         while (!files.empty()) {
             std::vector<Operation> operations; // on one folder, each on a file of its own
-            guarded([&] {
+            guarded(files.begin()->second->path(), [&] {
                 const std::filesystem::path folder = files.begin()->second->path().parent_path();
                 const auto belongs = [&](const FileOperation& operation) {
                     return operation.path().parent_path() == folder &&
@@ -199,7 +206,8 @@ void PrefdirFileWriterQueue::processFileIo() noexcept {
                 runOnFolder(folder, operations, mayShare);
             });
             for (const Operation& operation : operations)
-                guarded([&] { operation->tell(); });
+                guarded(*operation, [](FileOperation& each) { each.tell(); });
+            bySeveralThreads(operations.size(), waitsAtOnce, [&](std::size_t i) { operations[i]->letGo(); });
             if (operations.empty()) // no memory for several
                 runAlone(*files.extract(files.begin()).mapped());
         }

@@ -20,7 +20,7 @@ struct PresentFile {
     };
 
     State state = State::absent;
-    std::optional<opc::model::Package> package; // of a plain one
+    std::optional<opc::model::Package> package; // of a plain one that has been read
     std::uint64_t revision = 0;
     std::string message; // why it is damaged or unreadable
 

@@ -22,11 +22,11 @@ varnek::files::ReplacementOptions SettingsFileAccess::replacementOptions() const
     return {.temporaryDirectoryRoot = {}, .mode = mode, .keepsMode = (mode & 077) != 0};
 }
 
-void SettingsFileAccess::writeAhead() noexcept {
+void SettingsFileAccess::writeAhead(varnek::files::ReplacementFolder& folder) noexcept {
     try {
         auto ahead = std::make_unique<Ahead>();
         if (const auto bytes = content()) {
-            ahead->replacement.emplace(filePath_, replacementOptions());
+            ahead->replacement.emplace(folder, filePath_.filename().native(), replacementOptions());
             ahead->replacement->write(*bytes);
             ahead->replacement->beginFlush();
         }
@@ -34,6 +34,20 @@ void SettingsFileAccess::writeAhead() noexcept {
         ahead_ = std::move(ahead);
     } catch (...) { // writeTo() begins anew: there may be room, or a descriptor, by then
     }
+}
+
+void SettingsFileAccess::dropAhead() noexcept {
+    ahead_.reset();
+}
+
+void SettingsFileAccess::letGo() noexcept {
+    done_.reset();
+}
+
+/// Nothing temporary is left; what was replaced stays until nobody waits for the save.
+void SettingsFileAccess::keep(std::unique_ptr<Ahead> done) noexcept {
+    done->replacement->removeTemporaryDirectory();
+    done_ = std::move(done);
 }
 
 void SettingsFileAccess::flushAhead() noexcept {
@@ -46,30 +60,29 @@ void SettingsFileAccess::flushAhead() noexcept {
     }
 }
 
-void SettingsFileAccess::putInPlace(Ahead& ahead) {
-    if (ahead.failure != nullptr)
-        std::rethrow_exception(ahead.failure);
-    if (!ahead.replacement) {
-        setOutcome(ahead.outcome);
+void SettingsFileAccess::putInPlace(std::unique_ptr<Ahead> ahead) {
+    if (ahead->failure != nullptr)
+        std::rethrow_exception(ahead->failure);
+    if (!ahead->replacement) {
+        setOutcome(ahead->outcome);
         return;
     }
     aboutToReplace();
-    ahead.replacement->rename();
+    ahead->replacement->rename();
     hasReplaced();
     leavesFolderToFlush_ = true;
     setOutcome(SaveOutcome::saved);
+    keep(std::move(ahead));
 }
 
 void SettingsFileAccess::writeTo(const std::filesystem::path& path) {
-    if (ahead_ != nullptr && path == filePath_) {
-        const std::unique_ptr<Ahead> ahead = std::move(ahead_);
-        putInPlace(*ahead);
-        return;
-    }
+    if (ahead_ != nullptr && path == filePath_)
+        return putInPlace(std::move(ahead_));
     const auto bytes = content();
     if (!bytes)
         return;
-    varnek::files::FileReplacement replacement(path, replacementOptions());
+    auto made = std::make_unique<Ahead>();
+    auto& replacement = made->replacement.emplace(path, replacementOptions());
     replacement.write(*bytes);
     replacement.flush();
     aboutToReplace();
@@ -77,6 +90,7 @@ void SettingsFileAccess::writeTo(const std::filesystem::path& path) {
     hasReplaced();
     flushFolderOf(replacement);
     setOutcome(SaveOutcome::saved);
+    keep(std::move(made));
 }
 
 void flushFolderOf(varnek::files::FileReplacement& replaced) {

@@ -15,8 +15,9 @@
 
 namespace varnek::files {
 class FileReplacement;
+class ReplacementFolder;
 struct ReplacementOptions;
-}
+} // namespace varnek::files
 
 namespace settings::core::detail {
 
@@ -47,13 +48,18 @@ class SettingsFileAccess {
     /// Replaces the file at `path` with content(), durably, unless there is nothing to replace. What the
     /// default save hook does. varnek::files::FileError, and what content() raises.
     void writeTo(const std::filesystem::path& path);
-    /// Makes content() now and lets it start on its way to the disk; writeTo() then has only to put it in
-    /// place, and the folder is left for the caller to flush. Raises nothing: where it fails, writeTo()
-    /// begins anew.
-    void writeAhead() noexcept;
-    /// Waits until that is on the disk. Raises nothing either; one thread at a time, not necessarily the
-    /// same.
+    /// Writes content() beside the file now, and lets it start on its way to the disk; writeTo() then has
+    /// only to put it in place, and the folder, which is that of the file, is left for the caller to flush.
+    /// Raises nothing: where it fails, writeTo() begins anew. This, the flush and letGo() may run on other
+    /// threads, one at a time.
+    void writeAhead(varnek::files::ReplacementFolder& folder) noexcept;
+    /// Waits until it is on the disk. Raises nothing either.
     void flushAhead() noexcept;
+    /// Throws away what was written ahead and never put in place.
+    void dropAhead() noexcept;
+    /// Lets the file system free what the replaced file took, for which it may wait as long as for a flush.
+    /// Until then, or the end, it does not.
+    void letGo() noexcept;
     /// Whether the folder is still to be flushed.
     bool leavesFolderToFlush() const noexcept { return leavesFolderToFlush_; }
 
@@ -76,20 +82,22 @@ class SettingsFileAccess {
     SettingsFileAccess& operator=(const SettingsFileAccess&) = delete;
 
   private:
-    struct Ahead; // what writeAhead() has made
+    struct Ahead; // what has been written
 
-    void putInPlace(Ahead& ahead);
+    void putInPlace(std::unique_ptr<Ahead> ahead);
+    void keep(std::unique_ptr<Ahead> done) noexcept;
 
     std::filesystem::path filePath_;
     std::function<void()> onReplacing_;
     std::function<void()> onReplaced_;
     SaveOutcome outcome_ = SaveOutcome::none;
     std::unique_ptr<Ahead> ahead_;
+    std::unique_ptr<Ahead> done_; // holds what was replaced
     bool leavesFolderToFlush_ = false;
 };
 
-/// The last step of a replacement. A failure is logged only: the complete file is in its place, and what may
-/// be lost with the power is the way back to the one before.
+/// The flush of the folder after a replacement. A failure is logged only: the complete file is in its place,
+/// and what may be lost with the power is the way back to the one before.
 void flushFolderOf(varnek::files::FileReplacement& replaced);
 
 } // namespace settings::core::detail

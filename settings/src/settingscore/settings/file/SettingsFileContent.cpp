@@ -33,6 +33,21 @@ bool GroupRecord::isEmpty() const noexcept {
            });
 }
 
+bool GroupRecord::changesValueOf(const GroupRecord& before) const noexcept {
+    const auto anyOfBoth = [](const auto& now, const auto& then, const auto& differs) {
+        auto other = then.begin();
+        return std::any_of(now.begin(), now.end(), [&](const auto& record) {
+            while (other != then.end() && other->name < record.name)
+                ++other;
+            return other != then.end() && other->name == record.name && differs(record, *other);
+        });
+    };
+    return anyOfBoth(settings, before.settings,
+                     [](const auto& now, const auto& then) { return now.value.first != then.value.first; }) ||
+           anyOfBoth(groups, before.groups,
+                     [](const auto& now, const auto& then) { return now.changesValueOf(then); });
+}
+
 GroupRecord GroupRecord::clone() const {
     GroupRecord copy{name, readOnly, visible, isUserDefined, copyOf(definition)};
     copy.version = version;

@@ -45,6 +45,9 @@ struct GroupRecord {
     /// Nothing that would be missed: no setting and no user-defined group, all the way down.
     bool isEmpty() const noexcept;
     GroupRecord clone() const;
+    /// Whether a setting that both hold has another value here than in `before`. Other differences are not
+    /// looked for.
+    bool changesValueOf(const GroupRecord& before) const noexcept;
     /// Takes over what `other` has and this group has not; where both have a child of one name, this one
     /// stays.
     void addMissing(GroupRecord other);

@@ -129,7 +129,8 @@ std::optional<std::string> fileImage(SettingsFileContent& content, LevelIndex le
     PackageWriter writer(package, level);
     writer.setProperties(present.revision);
     writer.write(content);
-    if (present.state == PresentFile::State::plain && opc::model::sameContent(*present.package, package))
+    if (present.state == PresentFile::State::plain && present.package &&
+        opc::model::sameContent(*present.package, package))
         return std::nullopt;
     content.revision = std::max(present.revision, content.revision) + 1;
     writer.setProperties(content.revision);

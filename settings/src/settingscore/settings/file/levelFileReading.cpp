@@ -38,15 +38,15 @@ GroupRecord shell(const GroupRecord& of) {
 
 } // namespace
 
-bool LevelFileKeeper::mustReadFirst(const Key& key) const {
-    const auto stamp = varnek::files::FileStamp::of(fileOf(key.first, key.second));
+/// `found`: of the file as it is now.
+bool LevelFileKeeper::mustReadFirst(const Key& key, const varnek::files::FileStamp& found) const {
     const std::lock_guard lock(mutex_);
     const FileState& state = stateOf(key);
     switch (state.status.loaded) {
     case LoadOutcome::ok:
-        return stamp != state.stamp; // another process has changed it meanwhile
+        return found != state.stamp; // another process has changed it meanwhile
     case LoadOutcome::absent:
-        return stamp.exists;
+        return found.exists;
     default:
         return true;
     }
@@ -75,6 +75,11 @@ void LevelFileKeeper::noteEncrypted(const Key& key, const varnek::files::FileSta
 /// Whether the file must stay as it is because it was encrypted when it was last looked at. One that is gone
 /// from its folder, or was replaced, is looked at again.
 bool LevelFileKeeper::isStillEncrypted(const Key& key) const {
+    {
+        const std::lock_guard lock(mutex_);
+        if (!stateOf(key).status.isEncrypted)
+            return false;
+    }
     const auto stamp = varnek::files::FileStamp::of(fileOf(key.first, key.second));
     const bool isOfThisFolder = isInTheFolderOfThen(key);
     const std::lock_guard lock(mutex_);

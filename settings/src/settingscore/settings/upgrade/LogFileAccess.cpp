@@ -88,7 +88,7 @@ void logReleaseCompatResults(const std::filesystem::path& folder, const std::str
         VARNEK_LOG(fileLog, info) << access.description();
         saveSettingsFile(access);
     } catch (...) {
-        VARNEK_LOG(fileLog, error) << "Exception caught: " << causeOfCurrentException();
+        logCaught(causeOfCurrentException(), folder);
     }
 }
 
