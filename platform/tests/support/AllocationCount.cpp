@@ -2,10 +2,12 @@
 
 #include <cstdlib>
 #include <new>
+#include <utility>
 
 namespace {
 
 thread_local std::size_t count = 0;
+thread_local bool isNextToFail = false;
 
 } // namespace
 
@@ -15,11 +17,17 @@ std::size_t allocationCount() noexcept {
     return count;
 }
 
+void failNextAllocation() noexcept {
+    isNextToFail = true;
+}
+
 } // namespace varnek::test
 
 // The array and sized forms of the standard library lead to these.
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
     ++count;
+    if (std::exchange(isNextToFail, false))
+        return nullptr;
     return std::malloc(size == 0 ? 1 : size);
 }
 

@@ -1,4 +1,5 @@
-/// Counts what a piece of code allocates. The test binary's `operator new` is replaced for that.
+/// Counts what a piece of code allocates, and lets memory run out. The test binary's `operator new` is
+/// replaced for that.
 #pragma once
 
 #include <cstddef>
@@ -15,5 +16,8 @@ std::size_t allocationsOf(Operation operation) {
     operation();
     return allocationCount() - before;
 }
+
+/// The next `operator new` on this thread fails.
+void failNextAllocation() noexcept;
 
 } // namespace varnek::test

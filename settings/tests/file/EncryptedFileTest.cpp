@@ -10,6 +10,7 @@
 #include "settingscore/security/KeyManager.hpp"
 #include "settingscore/security/SecurityPlugin.hpp"
 #include "settingscore/settings/node/SettingsAccess.hpp"
+#include "settingscore/settings/upgrade/UserSettingsUpgrade.hpp"
 #include "varnek/files/PathText.hpp"
 
 #include <gtest/gtest.h>
@@ -91,6 +92,28 @@ TEST_F(EncryptedFiles, ReadWithTheKeyAndLeftAsTheyAre) {
     EXPECT_EQ(1.0, group->get<double>("s", "user"));
     EXPECT_EQ(1U, log.take("Create setting from file: s for level: user with value: (encrypted)").size());
     expectUntouchedBy(tree, group);
+}
+
+/// Whether it can be read or not: an upgrade would have to write it.
+TEST_F(EncryptedFiles, TakeNoValuesOfOtherGroups) {
+    installPlugin();
+    security::addSecret(u"g.vksettings", "correct horse");
+    const auto start = [&](const std::string& setting, std::vector<UpgraderRecord> upgraders) {
+        FileTree tree(folder.path());
+        const auto upgrade = std::make_shared<UserSettingsUpgrade>();
+        tree.keeper->setUpgrade(upgrade);
+        upgrade->setFactoryChanges("g", {});
+        upgrade->setFactoryChanges("other", std::move(upgraders));
+        define(tree);
+        const Handle other = tree.group("other");
+        TestTree::setting(other, setting, Array::scalar(0.0));
+        tree.load(other);
+        return tree;
+    };
+    start("a", {}).root->getChild("other")->set("a", 5.0, "user");
+    start("b", {{u"R2025a", {{"move", {"other.a"}, {"g.a"}}}}});
+    EXPECT_EQ(bytes, bytesOf(file));
+    EXPECT_EQ(5.0, start("a", {}).root->getChild("other")->get<double>("a", "user"));
 }
 
 TEST_F(EncryptedFiles, WithoutPluginOrKeyTheyStayUnread) {

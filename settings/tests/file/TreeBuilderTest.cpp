@@ -5,6 +5,7 @@
 #include "settingscore/Settings.hpp"
 #include "settingscore/SettingsSaving.hpp"
 #include "settingscore/factoryfile/FactoryFileGenerator.hpp"
+#include "settingscore/root/PersonalUpgrade.hpp"
 #include "settingscore/settings/level/LevelFolders.hpp"
 #include "support/FileTree.hpp"
 
@@ -32,10 +33,11 @@ struct Start : testing::Test {
         detail::forgetLevelFolders();
     }
 
-    void define(const std::string& group) const {
+    void define(const std::string& group, const std::string& more = {}) const {
         const auto file = base / (group + ".vksettings");
         varnek::settings::FactoryFileGenerator::fromText(
-            "{\"groupName\": \"" + group + "\", \"settings\": [{\"name\": \"x\", \"value\": 1}]}", group)
+            "{\"groupName\": \"" + group + "\", \"settings\": [{\"name\": \"x\", \"value\": 1}]" + more + "}",
+            group)
             .write(file);
         installFactoryFile(file, base / "SETTINGS_FACTORYDIR", false);
     }
@@ -93,6 +95,32 @@ TEST_F(Start, LeavesOutAFactoryFileThatCannotBeRead) {
     EXPECT_EQ("Cannot read settings factory file:" + bad.string() +
                   "Exception caught: " + tree.problems[0].message,
               lines[0]);
+}
+
+/// What is to move into its group waits for a start at which it can be read.
+TEST_F(Start, AFactoryFileThatCannotBeReadLosesNoValues) {
+    define("editor");
+    {
+        const auto tree = start();
+        rootOf(tree)->getChild("editor")->set("x", 3.0, "user");
+        waitForSettingsSaves();
+    }
+    define("editor", R"(, "upgraders": [{"VersionLabel": "R2025a", "VersionChanges": [)"
+                     R"({"Operation": "move", "Inputs": ["editor.x"], "Outputs": ["viewer.x"]}]}])");
+    define("viewer");
+    const auto viewer = base / "SETTINGS_FACTORYDIR/varnek/settings/factoryFiles/viewer.vksettings";
+    const std::string sound = bytesOf(viewer);
+    writeBytes(viewer, "no package");
+    const auto preview = previewUpgrade("editor").results.preValidationExceptions;
+    ASSERT_EQ(1U, preview.size());
+    EXPECT_NE(std::string::npos, preview[0].exceptionLog.find("viewer"));
+    start();
+    waitForSettingsSaves();
+    writeBytes(viewer, sound);
+    const auto tree = start();
+    EXPECT_EQ(3.0, rootOf(tree)->getChild("viewer")->get<double>("x", "user"));
+    waitForSettingsSaves();
+    EXPECT_FALSE(rootOf(start())->getChild("editor")->isSet("x", "user"));
 }
 
 } // namespace

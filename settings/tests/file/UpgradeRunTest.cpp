@@ -166,7 +166,8 @@ TEST(UpgradeRun, EveryOperationOnEveryKindOfPlace) {
     tell(all, {move("g.weight", "g.width"), move("g.font.size.x", "g.y"), move("g.size", "g.width")});
     tell("", {move("g", "g.all")});
     tell(all, {move("h.size", "g.width"), move("size", "g.width"), move("g.size", "width")});
-    tell(all, {move("g.size", "g..x"), move("g.size", "g."), move("g.", "g.x"), move("g.size", "g")});
+    tell(all, {move("g.size", "g..x"), move("g.size", "g."), move("g.", "g.x"), move("g.size", "g"),
+               move("g.size", "h..x")});
     text += "remove\n";
     tell(all, {removal("g.size")});
     tell(all, {removal("g.font")});
@@ -335,26 +336,27 @@ TEST(Results, AreObjectsOfTheirClasses) {
 
 TEST(Results, AreLoggedOnceEachAndNotForever) {
     const TempFolder folder;
+    const VersionLabel target(u"R2025a");
     ReleaseCompatibilityResults results = someResults();
     const auto logged = [&](const std::string& group) {
         return readResultsLog(resultsLogOf(folder.path(), userSettingsUpgrade))[group];
     };
-    logReleaseCompatResults(folder.path(), "g", results);
-    logReleaseCompatResults(folder.path(), "g", results);
-    logReleaseCompatResults(folder.path(), "h\xff", results);
-    logReleaseCompatResults(folder.path(), "i", {});
+    logReleaseCompatResults(folder.path(), "g", results, target);
+    logReleaseCompatResults(folder.path(), "g", results, target);
+    logReleaseCompatResults(folder.path(), "h\xff", results, target);
+    logReleaseCompatResults(folder.path(), "i", {}, target);
     EXPECT_EQ(std::vector{results}, logged("g"));
     EXPECT_EQ(std::vector{results}, logged("h\xff"));
     EXPECT_EQ(0U, logged("i").size());
     EXPECT_EQ(std::vector<std::string>{"UserSettingsUpgrade.json"}, namesIn(folder.path()));
     for (int i = 0; i < 30; ++i) {
         results.versionLabel = std::to_string(i);
-        logReleaseCompatResults(folder.path(), "g", results);
+        logReleaseCompatResults(folder.path(), "g", results, target);
     }
     EXPECT_EQ(20U, logged("g").size());
     EXPECT_EQ("29", logged("g").back().versionLabel);
     writeBytes(folder / "UserSettingsUpgrade.json", "no json");
-    logReleaseCompatResults(folder.path(), "g", results);
+    logReleaseCompatResults(folder.path(), "g", results, target);
     EXPECT_EQ(std::vector{results}, logged("g"));
 }
 

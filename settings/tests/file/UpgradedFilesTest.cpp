@@ -1,128 +1,16 @@
 // Personal files of older releases that are loaded into a tree: what is used, what is saved, what is kept.
 
+#include "support/UpgradedFiles.hpp"
 #include "settingscore/SettingsSaving.hpp"
-#include "settingscore/settings/node/SettingsAccess.hpp"
-#include "settingscore/settings/upgrade/KeptFile.hpp"
-#include "settingscore/settings/upgrade/LogFileAccess.hpp"
-#include "settingscore/settings/upgrade/UserSettingsUpgrade.hpp"
+#include "settingscore/exception/FileFailures.hpp"
 #include "settingscore/upgrade/SettingsRenames.hpp"
-#include "support/FileTree.hpp"
+#include "support/AllocationCount.hpp"
 #include "support/LogLines.hpp"
-
-#include <gtest/gtest.h>
-
-#include <thread>
+#include "support/PrefdirHome.hpp"
 
 namespace {
 
-using namespace settings::core;
-using namespace settings::core::detail;
 using namespace settings::test;
-using Lines = std::vector<std::string>;
-using Names = std::vector<std::string>;
-using Upgraders = std::vector<UpgraderRecord>;
-
-ChangeRecord move(const std::string& from, const std::string& to) {
-    return {"move", {from}, {to}};
-}
-ChangeRecord removal(const std::string& path) {
-    return {"remove", {path}, {}};
-}
-
-/// A group as one release defines it.
-struct Product {
-    std::string name;
-    Names settings; // "font.size" stands in the group "font"
-    Upgraders upgraders{};
-    bool isInTree = true; // false: known, but not added yet
-};
-
-struct UpgradedFiles : testing::Test {
-    struct Start : FileTree {
-        explicit Start(const std::filesystem::path& base) : FileTree(base) {}
-        std::shared_ptr<UserSettingsUpgrade> upgrade = std::make_shared<UserSettingsUpgrade>();
-    };
-
-    /// A start of the application with these products; they are loaded in that order.
-    Start start(const std::vector<Product>& products) const {
-        Start tree(folder.path());
-        tree.keeper->setUpgrade(tree.upgrade);
-        for (const Product& product : products) {
-            tree.upgrade->setFactoryChanges(product.name, product.upgraders);
-            if (!product.isInTree)
-                continue;
-            const Handle group = tree.group(product.name);
-            for (const std::string& name : product.settings)
-                define(group, name);
-        }
-        for (const Product& product : products)
-            if (product.isInTree)
-                tree.load(tree.root->getChild(product.name));
-        return tree;
-    }
-    static void define(Handle group, std::string name) {
-        for (std::size_t dot = 0; (dot = name.find('.')) != std::string::npos; name.erase(0, dot + 1)) {
-            const std::string below = name.substr(0, dot);
-            const Handle child = group->getChild(below);
-            group = child == nullptr ? TestTree::childGroup(group, below) : child;
-        }
-        TestTree::setting(group, name, Array::scalar(0.0));
-    }
-    /// Sets the settings of a product to 1, 2, ... by an earlier release that defines them.
-    void use(const Product& product) const {
-        const Start tree = start({product});
-        double value = 0;
-        for (const std::string& name : product.settings) {
-            const std::size_t dot = name.rfind('.');
-            const std::string path =
-                product.name + (dot == std::string::npos ? "" : "." + name.substr(0, dot));
-            tree.root->getSettingsByFullName(path)->set(name.substr(dot + 1), ++value, "user");
-        }
-    }
-    /// The personal value; "-" for none.
-    static std::string valueOf(const FileTree& tree, const std::string& fullName) {
-        const std::size_t dot = fullName.rfind('.');
-        const Handle group = tree.root->getSettingsByFullName(fullName.substr(0, dot));
-        const std::string name = fullName.substr(dot + 1);
-        return group->isSet(name, "user") ? std::to_string(static_cast<int>(group->get<double>(name, "user")))
-                                          : "-";
-    }
-    static std::string valuesOf(const FileTree& tree, const Names& names) {
-        std::string text;
-        for (const std::string& name : names)
-            text += (text.empty() ? "" : " ") + valueOf(tree, name);
-        return text;
-    }
-    std::filesystem::path file(const std::string& group) const {
-        return folder / "user" / (group + ".vksettings");
-    }
-    /// "(1, 2) R2025a"; "none".
-    std::string recordIn(const std::string& group) const {
-        const Names parts = partsOf(file(group));
-        if (std::find(parts.begin(), parts.end(), "/version.json") == parts.end())
-            return "none";
-        const auto json = partJson(file(group), "/version.json");
-        return "(" + std::to_string(json.at("UpgraderIndex").asUint64()) + ", " +
-               std::to_string(json.at("ChangeIndex").asUint64()) + ") " +
-               std::string(json.at("ReleaseVersion").asString());
-    }
-    std::vector<ReleaseCompatibilityResults> logOf(const std::string& group,
-                                                   std::string_view type = userSettingsUpgrade) const {
-        return readResultsLog(resultsLogOf(folder / "user", type))[group];
-    }
-    /// "Succeeded Failed" of the last run.
-    std::string statusesOf(const std::string& group) const {
-        std::string text;
-        const auto runs = logOf(group);
-        for (const VersionResults& version :
-             runs.empty() ? std::vector<VersionResults>() : runs.back().results)
-            for (const OperationResult& result : version.versionChanges)
-                text += (text.empty() ? "" : " ") + std::string(nameOf(result.status));
-        return text;
-    }
-
-    TempFolder folder;
-};
 
 TEST_F(UpgradedFiles, ComeThroughTwoReleases) {
     use({"g", {"size", "margin", "name"}});
@@ -158,7 +46,29 @@ TEST_F(UpgradedFiles, ComeThroughTwoReleases) {
     std::filesystem::copy_file(kept[0].path, file("g"), std::filesystem::copy_options::overwrite_existing);
     const Start tree = start({product2025});
     EXPECT_EQ("1 3", valuesOf(tree, {"g.view.font.size", "g.title"}));
-    EXPECT_EQ(upgradedOnce, bytesOf(kept[1].path)) << "kept once";
+    EXPECT_EQ(upgradedOnce, bytesOf(kept[1].path));
+    ASSERT_EQ(3U, keptFilesOf(file("g")).size());
+    EXPECT_EQ(original, bytesOf(keptFilesOf(file("g"))[2].path));
+}
+
+/// The user goes back and forth between two releases.
+TEST_F(UpgradedFiles, AreKeptAsOftenAsTheyDiffer) {
+    const Product older{"g", {"a"}}, newer{"g", {"b"}, {{u"R2025a", {move("g.a", "g.b")}}}};
+    for (const double value : {1.0, 2.0, 2.0, 3.0}) {
+        std::filesystem::remove(file("g"));
+        start({older}).root->getChild("g")->set("a", value, "user");
+        start({newer});
+    }
+    writeBytes(file("g").string() + ".before-R2024b-7", "");
+    writeBytes(file("g").string() + ".before-R2025a-1", "");
+    Names names;
+    for (const KeptFile& kept : keptFilesOf(file("g")))
+        names.push_back(kept.path.extension());
+    EXPECT_EQ((Names{".before-R2025a-1", ".before-R2024b-7", ".before-R2025a", ".before-R2025a-2",
+                     ".before-R2025a-3"}),
+              names);
+    std::filesystem::rename(keptFilesOf(file("g")).back().path, file("g"));
+    EXPECT_EQ("3", valueOf(start({older}), "g.a"));
 }
 
 TEST_F(UpgradedFiles, AFirstFileHasBeenThroughEverything) {
@@ -197,13 +107,10 @@ TEST_F(UpgradedFiles, OfANewerReleaseGoThroughAnOlderOneUnchanged) {
     EXPECT_EQ(version, partText(file("g"), "/version.json"));
     EXPECT_EQ("[1]", partText(file("g"), "/future.json"));
     EXPECT_EQ("9 2", valuesOf(start({{"g", {"known", "later"}, product.upgraders}}), {"g.known", "g.later"}));
-    const auto refused = std::count_if(log.lines.begin(), log.lines.end(), [](const std::string& line) {
-        return line.starts_with("Exception caught: VARNEK:settings:config:InvalidPersonalSettingsVersion");
-    });
-    EXPECT_EQ(2, refused);
     ASSERT_EQ(1U, logOf("g").size());
-    EXPECT_EQ("VARNEK:settings:config:InvalidPersonalSettingsVersion",
-              logOf("g")[0].preValidationExceptions.at(0).exceptionId);
+    const auto refusal = logOf("g")[0].preValidationExceptions.at(0);
+    EXPECT_EQ("VARNEK:settings:config:InvalidPersonalSettingsVersion", refusal.exceptionId);
+    EXPECT_EQ(2, std::count(log.lines.begin(), log.lines.end(), "Exception caught: " + refusal.exceptionLog));
 }
 
 TEST_F(UpgradedFiles, AMoveOntoANameInUseLeavesBoth) {
@@ -257,118 +164,21 @@ TEST_F(UpgradedFiles, AnotherProcessOfTheOlderReleaseIsFollowed) {
     }
 }
 
-// ---- from one top-level group to another ----
-
-TEST_F(UpgradedFiles, ValuesMoveToAnotherGroup) {
-    use({"g", {"font.size", "x"}});
-    use({"h", {"y"}});
-    const Product g{"g", {"x"}, {{u"R2025a", {move("g.font.size", "h.text.size")}}}};
-    const Product h{"h", {"text.size", "y"}};
-    for (const bool isSourceFirst : {true, false}) {
-        SCOPED_TRACE(isSourceFirst);
-        const TempFolder before;
-        std::filesystem::copy(folder / "user", before.path());
-        LogLines log("settings::core::upgrade");
-        {
-            const Start tree = isSourceFirst ? start({g, h}) : start({h, g});
-            EXPECT_EQ("1 2 1", valuesOf(tree, {"h.text.size", "g.x", "h.y"}));
-            EXPECT_EQ("Succeeded", statusesOf("g"));
-        }
-        EXPECT_NE(log.lines.end(),
-                  std::find(log.lines.begin(), log.lines.end(),
-                            "SRC: Moving a value between top level nodes from g.font.size to h.text.size"));
-        EXPECT_EQ("1 2 1", valuesOf(start({g, h}), {"h.text.size", "g.x", "h.y"}));
-        EXPECT_EQ(1U, keptFilesOf(file("g")).size());
-        EXPECT_EQ(1U, keptFilesOf(file("h")).size());
-        std::filesystem::remove_all(folder / "user");
-        std::filesystem::copy(before.path(), folder / "user");
-    }
-}
-
-TEST_F(UpgradedFiles, AGroupWithoutAFileGetsOneForWhatMovesThere) {
-    use({"g", {"a"}});
-    const Product g{"g", {"x"}, {{u"R2024b", {move("g.a", "h.a")}}}};
-    // What the other group did to the place before does not count, what it did since does.
-    const Product h{"h",
-                    {"c"},
-                    {{u"R2024a", {removal("h.a")}},
-                     {u"R2024b", {removal("h.a")}},
-                     {u"R2025a", {move("h.a", "h.b"), move("h.b", "h.c")}}}};
-    EXPECT_EQ("1", valueOf(start({g, h}), "h.c"));
-    EXPECT_EQ("(3, 0) R2025a", recordIn("h"));
-    EXPECT_FALSE(std::filesystem::exists(file("g")));
-    EXPECT_EQ("1", valueOf(start({g, h}), "h.c"));
-}
-
-TEST_F(UpgradedFiles, TwoGroupsExchangeValues) {
+/// The newer release takes values to their new places; the session of the older one keeps its own.
+TEST_F(UpgradedFiles, ASessionOfTheOlderReleaseKeepsItsValues) {
     use({"g", {"a", "x"}});
-    use({"h", {"b", "y"}});
-    const Product g{"g", {"b", "x"}, {{u"R2025a", {move("g.a", "h.a")}}}};
-    const Product h{"h", {"a", "y"}, {{u"R2025a", {move("h.b", "g.b")}}}};
-    for (int i = 0; i < 2; ++i)
-        EXPECT_EQ("1 1 2 2", valuesOf(start({g, h}), {"h.a", "g.b", "g.x", "h.y"}));
+    const Product older{"g", {"a", "x"}};
+    const Product newer{"g", {"b", "x"}, {{u"R2025a", {move("g.a", "g.b")}}}};
+    const Start old = start({older});
+    start({newer});
+    old.root->getChild("g")->set("x", 6.0, "user");
+    EXPECT_EQ("1 6", valuesOf(old, {"g.a", "g.x"}));
+    EXPECT_EQ("1 6", valuesOf(start({newer}), {"g.b", "g.x"}));
     EXPECT_EQ("(1, 0) R2025a", recordIn("g"));
-    EXPECT_EQ("(1, 0) R2025a", recordIn("h"));
-}
-
-TEST_F(UpgradedFiles, AnotherGroupThatCannotTakeItKeepsBoth) {
-    use({"g", {"a", "x"}});
-    use({"h", {"a"}});
-    const Product g{
-        "g", {"a", "z"}, {{u"R2025a", {move("g.a", "h.a"), move("g.a", "nowhere.a"), move("g.x", "g.z")}}}};
-    const Product h{"h", {"a"}};
-    const Start tree = start({g, h});
-    EXPECT_EQ("1 1 2", valuesOf(tree, {"g.a", "h.a", "g.z"}));
-    EXPECT_EQ("Failed Failed Succeeded", statusesOf("g"));
-    const auto changes = logOf("g").back().results.at(0).versionChanges;
-    EXPECT_EQ("VARNEK:settings:config:GroupOrSettingNameAlreadyExists",
-              changes.at(0).exceptionLog.at(0).exceptionId);
-    EXPECT_EQ("VARNEK:settings:config:PathNotRelativeToMasterFile",
-              changes.at(1).preValidationExceptions.at(0).exceptionId);
-}
-
-TEST_F(UpgradedFiles, AGroupThatIsUpgradedOnTheWayIsUpgradedOnce) {
-    use({"g", {"a"}});
-    use({"h", {"b", "c"}});
-    const Product g{"g", {}, {{u"R2025a", {move("g.a", "h.b")}}}};
-    const Product h{"h", {"b"}, {{u"R2025a", {move("h.c", "k.c")}}}};
-    const Product k{"k", {"c"}};
-    EXPECT_EQ("1 2", valuesOf(start({g, h, k}), {"h.b", "k.c"}));
-    EXPECT_EQ("Failed", statusesOf("g"));
-    EXPECT_EQ("Succeeded", statusesOf("h"));
-    EXPECT_EQ("(1, 0) R2025a", recordIn("h"));
-}
-
-TEST_F(UpgradedFiles, AMoveThatCannotBeWrittenNowIsMadeLater) {
-    use({"g", {"a", "b", "c"}});
-    use({"h", {"y"}});
-    const Product g{
-        "g", {"b", "d", "e"}, {{u"R2025a", {move("g.c", "g.d"), move("g.a", "h.a"), move("g.b", "g.e")}}}};
-    const Product h{"h", {"a", "y"}};
-    const auto isInterrupted = [&](const Start& tree) {
-        EXPECT_EQ("3 2 -", valuesOf(tree, {"g.d", "g.b", "g.e"}));
-        tree.root->getChild("g")->set("d", 4.0, "user");
-        tree.root->getChild("g")->set("d", 3.0, "user");
-        EXPECT_EQ("(0, 1) ", recordIn("g"));
-    };
-    const std::string original = bytesOf(file("g")), sound = bytesOf(file("h"));
-    turnOffSettingsSaving();
-    {
-        const Start tree = start({g, h});
-        turnOnSettingsSaving();
-        isInterrupted(tree);
-    }
-    // Other ways in which a file cannot be had.
-    writeBytes(file("h"), "no package");
-    isInterrupted(start({g, {"h", {}}}));
-    writeBytes(file("h"), sound);
-    encrypt(file("h"), "no key for it");
-    isInterrupted(start({g, {"h", {}}}));
-    writeBytes(file("h"), sound);
-    writeBytes(file("g"), original);
-    isInterrupted(start({g, {"h", {}, {}, false}}));
-    EXPECT_EQ(sound, bytesOf(file("h")));
-    EXPECT_EQ("1 3 - 2", valuesOf(start({g, h}), {"h.a", "g.d", "g.b", "g.e"}));
+    old.root->getChild("g")->unset("a", "user");
+    start({newer}).root->getChild("g")->unset("x", "user");
+    old.load(old.root->getChild("g"));
+    EXPECT_EQ("- -", valuesOf(old, {"g.a", "g.x"})) << "a file of the release that it has seen last";
 }
 
 // ---- what is said ----
@@ -391,7 +201,6 @@ TEST_F(UpgradedFiles, SayWhatHappens) {
                             "Setting pref dir version of: " + file("g").string() + " to: R2025a",
                             "kept as it was before the upgrade: " +
                                 keptFileOf(file("g"), VersionLabel(u"R2025a")).string(),
-                            "Handle upgraders for g",
                             "Start upgrade for: g; FF UpgIdx: 1; UF UpgIdx: 1; FF ChgIdx: 0; UF ChgIdx: 0"};
     EXPECT_EQ(expected, log.lines);
     const auto names = logOf("g", nameDependencyModelResults);
@@ -399,29 +208,87 @@ TEST_F(UpgradedFiles, SayWhatHappens) {
     EXPECT_EQ(Names{"g.old"}, names[0].results.at(0).versionChanges.at(0).inputs);
 }
 
-TEST_F(UpgradedFiles, TheResultsLogNamesItself) {
-    use({"g", {"a"}});
-    FileLogLines log;
-    start({{"g", {"b"}, {{u"R2025a", {move("g.a", "g.b")}}}}});
-    EXPECT_EQ(Lines{"Saving log of results for: gTarget version: R2025a"}, log.take("Saving log of results"));
+TEST_F(UpgradedFiles, SayWhatHappensWithoutAFile) {
+    std::filesystem::create_directories(folder / "user");
+    const auto linesOf = [&](const Upgraders& upgraders) {
+        LogLines log("settings::core::upgrade");
+        const Start tree = start({{"g", {"b"}, upgraders}});
+        const Lines ofTheFirstLoad = log.lines;
+        tree.load(tree.root->getChild("g"));
+        for (std::size_t i = ofTheFirstLoad.size(); i < log.lines.size(); ++i)
+            EXPECT_TRUE(log.lines[i].starts_with("Setting pref dir version of: ")) << log.lines[i];
+        return ofTheFirstLoad;
+    };
+    const std::string handled = "Handle upgraders for g", migrated = "Migrate for: g",
+                      made = "Setting pref dir version of: " + file("g").string() + " to: R2025a";
+    EXPECT_EQ(Lines{handled}, linesOf({}));
+    EXPECT_EQ((Lines{handled, made}), linesOf({{u"R2025a", {}}}));
+    writeBytes(folder / "user/migratePref.txt", "");
+    EXPECT_EQ((Lines{handled, migrated}), linesOf({}));
+    EXPECT_EQ((Lines{handled, migrated, made}), linesOf({{u"R2025a", {}}}));
 }
 
-/// Several threads, and a second process in one, start on the same files.
-TEST_F(UpgradedFiles, StartsAtTheSameTimeLoseNothing) {
-    const Product g{"g", {"x"}, {{u"R2025a", {move("g.a", "h.a"), move("g.b", "g.x")}}}};
-    const Product h{"h", {"a", "y"}, {{u"R2025a", {move("h.old", "h.y")}}}};
-    for (int round = 0; round < 5; ++round) {
-        std::filesystem::remove_all(folder / "user");
-        use({"g", {"a", "b"}});
-        use({"h", {"old"}});
-        std::vector<std::thread> threads;
-        for (int i = 0; i < 4; ++i)
-            threads.emplace_back([&] { start({g, h}); });
-        for (std::thread& thread : threads)
-            thread.join();
-        EXPECT_EQ("1 2 1", valuesOf(start({g, h}), {"h.a", "g.x", "h.y"}));
-        EXPECT_EQ("(1, 0) R2025a", recordIn("g"));
-    }
+TEST_F(UpgradedFiles, TheResultsLogNamesItsTarget) {
+    use({"g", {"a"}});
+    FileLogLines log;
+    const std::string text = "Saving log of results for: gTarget version: ";
+    const Product product{"g", {"b"}, {{u"R2024b", {move("g.a", "g.b")}}, {u"R2026a", {move("g.b", "h.b")}}}};
+    const Product other{"h", {"b", "x"}};
+    use({"h", {"x"}});
+    const std::string sound = bytesOf(file("h"));
+    writeBytes(file("h"), "no package");
+    start({product, other});
+    EXPECT_EQ(Lines{text + "R2026a"}, log.take(text)) << "interrupted";
+    writeBytes(file("h"), sound);
+    start({product, other});
+    EXPECT_EQ(Lines{text + "R2026a"}, log.take(text));
+    putPart(file("h"), "/version.json",
+            R"({"ChangeIndex":9,"ReleaseVersion":"","SettingsFileChange":)"
+            R"({"Inputs":[],"Operation":"","Outputs":[]},"UpgraderIndex":0})");
+    start({{"h", {"x"}, {{u"R2027a", {removal("h.y")}}}}});
+    EXPECT_EQ(Lines{"Saving log of results for: hTarget version: R2027a"}, log.take("Saving log of"))
+        << "refused";
+    start({{"h", {"x"}}});
+    EXPECT_EQ(Lines{"Saving log of results for: hTarget version: R2025a"}, log.take("Saving log of"))
+        << "nothing is declared: the running release";
+}
+
+/// Memory runs out in the middle.
+TEST_F(UpgradedFiles, AnErrorLeavesTheFileAndTheTreeAsTheyWere) {
+    use({"g", {"a", "b"}});
+    writeBytes(folder / "user/migratePref.txt", "");
+    const std::string original = bytesOf(file("g"));
+    const Product product{"g", {"a", "x"}, {{u"R2025a", {move("g.a", "g.x"), removal("g.b")}}}};
+    LogLines log("settings::core::upgrade");
+    const auto sink = varnek::log::setSink({});
+    varnek::log::setSink(
+        [&](std::string_view channel, varnek::log::Severity severity, std::string_view text) {
+            sink(channel, severity, text);
+            if (text == "Apply change: remove")
+                varnek::test::failNextAllocation();
+        });
+    const Start tree = start({product});
+    varnek::log::setSink(sink);
+    EXPECT_EQ("1 -", valuesOf(tree, {"g.a", "g.x"}));
+    EXPECT_EQ(original, bytesOf(file("g")));
+    const settings::core::exception::ErrorMigrateSettingsBetweenReleases failure(u"g", u"std::bad_alloc");
+    EXPECT_EQ(1, std::count(log.lines.begin(), log.lines.end(), "Exception caught: std::bad_alloc"));
+    EXPECT_EQ(std::string(failure.what()) + " g", log.lines.back());
+    EXPECT_EQ("- 1", valuesOf(start({product}), {"g.a", "g.x"}));
+}
+
+/// What was to be kept is in the hands of another process meanwhile.
+TEST_F(UpgradedFiles, AFileThatAnotherProcessHasUpgradedIsNotKept) {
+    use({"g", {"a", "x"}});
+    const Product product{"g", {"b", "x"}, {{u"R2025a", {move("g.a", "g.b")}}}};
+    turnOffSettingsSaving();
+    const Start tree = start({product});
+    turnOnSettingsSaving();
+    inProcess([&] { start({product}).root->getChild("g")->set("b", 5.0, "user"); });
+    tree.load(tree.root->getChild("g"));
+    tree.root->getChild("g")->set("x", 6.0, "user");
+    EXPECT_EQ("5 6", valuesOf(start({product}), {"g.b", "g.x"}));
+    EXPECT_EQ(1U, keptFilesOf(file("g")).size());
 }
 
 } // namespace

@@ -94,6 +94,9 @@ verdict "as far as it went" "$(SETTINGS_USERDIR="$place/half" "$tool" get editor
 rm half/viewer.vksettings
 SETTINGS_USERDIR="$place/half" out 13 get viewer.wrap
 SETTINGS_USERDIR="$place/half" out 11 get editor.title
+mkdir wrong
+cp half/viewer.vksettings wrong/editor.vksettings
+SETTINGS_USERDIR="$place/wrong" code 3 'holds the group "viewer"' upgrade --dry-run editor
 
 # Names that changed.
 renames=$SETTINGS_FACTORYDIR/varnek/settings/factoryFiles/settingsRenames.json

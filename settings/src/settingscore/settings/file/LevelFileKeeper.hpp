@@ -159,10 +159,12 @@ class LevelFileKeeper : public SaveRequests, public boost::enable_shared_from_th
         SettingsFileContent content;
         std::shared_ptr<const GroupRecord> base;
         varnek::files::FileStamp stamp;
+        bool isOfLaterRelease = false; // than this one knows
     };
     std::optional<Found> readContent(const Key& key);
     LoadOutcome refuse(const Key& key, LoadOutcome outcome, const std::string& cause);
-    void upgradeFound(const Key& key, const NodePtr& group, Found& found);
+    std::optional<Found> readUpgraded(const Key& key, const NodePtr& group);
+    bool isOfAnotherRelease(const Key& key, const Found& found) const;
     void upgradeAbsent(const Key& key, const NodePtr& group);
     void followUpgrades(const NodePtr& topLevelGroup);
     void remember(const Key& key, Found found, GroupRecord rest);

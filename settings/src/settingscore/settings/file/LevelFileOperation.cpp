@@ -272,6 +272,9 @@ void LevelFileKeeper::Operation::prepareSave(const FolderTurn& folder) {
         createMissingFolder(file.parent_path()); // before it is locked
     if (!isLocked && !othersOut_)                // a save that begins anew keeps it
         othersOut_ = keepOthersOut(file, folder.isWaitedFor);
+    if (keeper_.upgrade_ != nullptr && key_.second == LevelIndex::user &&
+        !keeper_.upgrade_->finishInterrupted(file.parent_path()))
+        return end(SaveOutcome::waitingForRead);
     foundStamp_ = varnek::files::FileStamp::of(file);
     // A folder that was away took nothing from the tree, and a group of this session has no file.
     const bool isToBeRead =

@@ -7,6 +7,7 @@
 #include "settingscore/settings/file/SettingsFileContent.hpp"
 #include "settingscore/settings/node/SettingsNodeImpl.hpp"
 
+#include <cstdint>
 #include <filesystem>
 #include <optional>
 #include <string>
@@ -14,15 +15,27 @@
 
 namespace settings::core::detail {
 
+/// What came of bringing the content of a file up to date.
+enum class Upgraded : std::uint8_t {
+    nothing = 0, // its values are as they were
+    values = 1,  // they have changed, so that the file is to be saved
+    files = 2,   // the file itself is another one, and so may others be: it is to be read again
+    tooNew = 3,  // it has followed changes that are not known here: its values may stand elsewhere
+};
+
 class PersonalFileUpgrade {
   public:
     virtual ~PersonalFileUpgrade() = default;
 
-    /// Brings the content of a group's file up to date, its version record included. True: values have
-    /// changed, so that the file is to be saved. Raises std::bad_alloc only. May write the files of other
-    /// groups.
-    virtual bool upgrade(const NodePtr& group, const std::filesystem::path& file,
-                         SettingsFileContent& content) = 0;
+    /// Before a file of the folder is read or saved: replaces those that an upgrade which came to its end
+    /// before its time has left to be replaced. False: that cannot be done now, so that nothing may be saved.
+    /// Raises std::bad_alloc only.
+    virtual bool finishInterrupted(const std::filesystem::path& folder) = 0;
+
+    /// Brings the content of a group's file up to date, its version record included. Raises std::bad_alloc
+    /// only. Replaces the file, together with those of other groups, when values move there.
+    virtual Upgraded upgrade(const NodePtr& group, const std::filesystem::path& file,
+                             SettingsFileContent& content) = 0;
 
     /// The record of a file that is still to be made; nothing where there is none to keep.
     virtual std::optional<VersionRecord> recordOfNewFile(const NodePtr& group,

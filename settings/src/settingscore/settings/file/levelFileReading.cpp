@@ -99,7 +99,7 @@ std::optional<LevelFileKeeper::Found> LevelFileKeeper::readContent(const Key& ke
             FilePlace{file, {}}.refuse(ReadError::name, "$.groupName",
                                        "the file holds the group \"" + content.tree.name + "\"");
         auto base = std::make_shared<const GroupRecord>(content.tree.clone());
-        return Found{std::move(content), std::move(base), stamp};
+        return Found{std::move(content), std::move(base), stamp, false};
     } catch (const opc::OpenError& failure) {
         if (failure.kind() == opc::ErrorKind::notFound)
             refuse(key, LoadOutcome::absent, {});
@@ -190,7 +190,7 @@ void LevelFileKeeper::takeOverAbsence(const Key& key, const NodePtr& group, Late
 }
 
 LoadOutcome LevelFileKeeper::read(const Key& key, const NodePtr& group, LateEvents& events, Telling telling) {
-    auto found = readContent(key);
+    auto found = readUpgraded(key, group);
     if (!found) {
         const LoadOutcome outcome = status(key.first, key.second).loaded;
         if (outcome == LoadOutcome::absent) {
@@ -199,11 +199,10 @@ LoadOutcome LevelFileKeeper::read(const Key& key, const NodePtr& group, LateEven
         }
         return outcome;
     }
-    upgradeFound(key, group, *found);
     GroupRecord tree = std::move(found->content.tree);
     auto taken = takenBefore(key);
-    if (taken && !isInTheFolderOfThen(key))
-        keepCommon(*taken, tree); // what a folder that was made anew lacks says nothing
+    if (taken && (!isInTheFolderOfThen(key) || isOfAnotherRelease(key, *found)))
+        keepCommon(*taken, tree); // what a folder that was made anew, or another release, lacks says nothing
     if (taken)
         tree = takeOverChanges(*taken, std::move(tree), group, key.second, events);
     else if (telling == Telling::yes)
@@ -263,54 +262,13 @@ void LevelFileKeeper::readForTheFolder(const Key& key, const NodePtr& group, Lat
         if (isOfAnotherFolder)
             state.forgetContent();
     }
+    if (upgrade_ != nullptr && key.second == LevelIndex::user)
+        upgrade_->finishInterrupted(file.parent_path());
     if (isOfAnotherFolder)
         group->unloadLevel(key.second);
     read(key, group, events, telling);
     const std::lock_guard lock(mutex_);
     stateOf(key).isOf = file;
-}
-
-// ---- changes between releases ----
-
-void LevelFileKeeper::upgradeFound(const Key& key, const NodePtr& group, Found& found) {
-    if (upgrade_ == nullptr || key.second != LevelIndex::user)
-        return;
-    if (!upgrade_->upgrade(group, fileOf(key.first, key.second), found.content))
-        return;
-    // What others change later is compared with what the changes between releases have made of the file.
-    found.base = std::make_shared<const GroupRecord>(found.content.tree.clone());
-    const std::lock_guard lock(mutex_);
-    stateOf(key).isUpgraded = !found.content.isEncrypted; // that one stays as it is
-}
-
-void LevelFileKeeper::upgradeAbsent(const Key& key, const NodePtr& group) {
-    if (upgrade_ == nullptr || key.second != LevelIndex::user)
-        return;
-    auto record = upgrade_->recordOfNewFile(group, fileOf(key.first, key.second));
-    const std::lock_guard lock(mutex_);
-    FileState& state = stateOf(key);
-    if (record && !state.isVersionNew)
-        state.version = std::move(record);
-}
-
-/// Saves what an upgrade has changed in the file, and reads again what it has written into other groups'
-/// files. Without the turn of any file.
-void LevelFileKeeper::followUpgrades(const NodePtr& topLevelGroup) {
-    if (upgrade_ == nullptr)
-        return;
-    const NodePtr root = topLevelGroup->getParent();
-    for (const std::string& name : upgrade_->takeWrittenGroups()) {
-        const NodePtr other = root == nullptr ? NodePtr() : root->getChild(name, false);
-        if (other != nullptr && status(name, LevelIndex::user).loaded != LoadOutcome::notRead)
-            loadLevel(other, LevelIndex::user);
-    }
-    bool isUpgraded = false;
-    {
-        const std::lock_guard lock(mutex_);
-        isUpgraded = std::exchange(stateOf({topLevelGroup->getName(), LevelIndex::user}).isUpgraded, false);
-    }
-    if (isUpgraded)
-        requestSave(topLevelGroup, LevelIndex::user);
 }
 
 // ---- values whose definition appears later ----

@@ -35,31 +35,56 @@ SettingsFileContent readOrThrow(const std::filesystem::path& file, FileUse use) 
     }
 }
 
+void requireGroup(const SettingsFileContent& content, const std::string& group,
+                  const std::filesystem::path& file) {
+    if (content.tree.name != group)
+        FilePlace{file, {}}.refuse(ReadError::name, "$.groupName",
+                                   "the file holds the group \"" + content.tree.name + "\"");
+}
+
 /// What the factory files declare, each read when it is asked for.
 class DeclaredChanges {
   public:
     DeclaredChanges()
         : factoryFolder_(LevelFileKeeper::folderOfLevel(LevelIndex::factory)),
-          locations_(factoryFolder_.empty() ? std::vector<FactoryFileLocation>()
-                                            : readFactoryFileLocations(factoryFolder_)) {}
+          locations_(factoryFolder_.empty() ? Locations() : readFactoryFileLocations(factoryFolder_)) {}
 
+    bool lists(const std::string& group) const { return locationOf(group) != locations_.end(); }
+
+    /// Of a group that is listed.
     FactoryChanges of(const std::string& group) {
-        if (const auto known = changes_.find(group); known != changes_.end())
-            return known->second;
-        const auto location =
-            std::find_if(locations_.begin(), locations_.end(),
-                         [&](const FactoryFileLocation& entry) { return entry.toolboxGroupName == group; });
-        FactoryChanges changes;
-        if (location != locations_.end()) {
-            auto content = readOrThrow(factoryFolder_ / location->factoryFile, FileUse::factory);
+        FactoryChanges& changes = changes_[group];
+        if (changes == nullptr) {
+            const auto file = factoryFolder_ / locationOf(group)->factoryFile;
+            auto content = readOrThrow(file, FileUse::factory);
+            requireGroup(content, group, file);
             changes = std::make_shared<const std::vector<UpgraderRecord>>(std::move(content.upgraders));
         }
-        return changes_[group] = std::move(changes);
+        return changes;
+    }
+
+    /// The same as a run asks for it.
+    std::optional<FactoryChanges> find(const std::string& group) {
+        if (!lists(group))
+            return std::nullopt;
+        try {
+            return of(group);
+        } catch (const std::exception&) {
+            return nullptr; // a start goes on without it
+        }
     }
 
   private:
+    using Locations = std::vector<FactoryFileLocation>;
+
+    Locations::const_iterator locationOf(const std::string& group) const {
+        return std::find_if(locations_.begin(), locations_.end(), [&](const FactoryFileLocation& entry) {
+            return entry.toolboxGroupName == group;
+        });
+    }
+
     const std::filesystem::path factoryFolder_;
-    const std::vector<FactoryFileLocation> locations_;
+    const Locations locations_;
     std::map<std::string, FactoryChanges> changes_;
 };
 
@@ -67,9 +92,9 @@ class DeclaredChanges {
 
 UpgradePreview previewUpgrade(const std::string& group) {
     DeclaredChanges declared;
-    const FactoryChanges changes = declared.of(group);
-    if (changes == nullptr)
+    if (!declared.lists(group))
         throw exception::InvalidNodePath({}, group);
+    const FactoryChanges changes = declared.of(group);
     UpgradePreview preview;
     preview.upgraderCount = changes->size();
     preview.file = personalFileOf(group);
@@ -78,11 +103,12 @@ UpgradePreview previewUpgrade(const std::string& group) {
     if (!preview.isThere)
         return preview;
     SettingsFileContent content = readOrThrow(preview.file, FileUse::level);
+    requireGroup(content, group, preview.file);
     const auto position = UpgradePosition::of(content.version);
     preview.upgraderIndex = position.upgrader;
     preview.changeIndex = position.change;
-    const auto changesOf = [&](const std::string& name) { return declared.of(name); };
-    OtherFiles others(preview.file.parent_path(), changesOf, OtherFiles::Use::preview);
+    OtherFiles others(preview.file.parent_path(),
+                      [&](const std::string& name) { return declared.find(name); });
     preview.results = runUpgrade(content, changes, others).results;
     return preview;
 }

@@ -66,6 +66,7 @@ class Builder {
             VARNEK_LOG(fileLog, error) << "Cannot read settings factory file:" << file.string()
                                        << "Exception caught: " << failure.what();
             report(file, failure.what());
+            tree_.state->upgrade->setUnreadable(location.toolboxGroupName);
         }
     }
 

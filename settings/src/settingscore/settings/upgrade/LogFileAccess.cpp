@@ -43,9 +43,9 @@ std::filesystem::path resultsLogOf(const std::filesystem::path& folder, std::str
 }
 
 LogFileAccess::LogFileAccess(const std::filesystem::path& folder, std::string group,
-                             ReleaseCompatibilityResults results)
+                             ReleaseCompatibilityResults results, VersionLabel target)
     : SettingsFileAccess(resultsLogOf(folder, results.resultType)), group_(std::move(group)),
-      results_(std::move(results)) {}
+      results_(std::move(results)), target_(std::move(target)) {}
 
 bool LogFileAccess::checkBeforeSaving() {
     if (::access(filePath().parent_path().c_str(), W_OK | X_OK) == 0)
@@ -74,17 +74,18 @@ std::optional<std::string> LogFileAccess::content() {
 }
 
 std::string LogFileAccess::description() const {
-    return "Saving log of results for: " + group_ + "Target version: " + results_.versionLabel;
+    return "Saving log of results for: " + group_ + "Target version: " + target_.utf8();
 }
 
 void logReleaseCompatResults(const std::filesystem::path& folder, const std::string& group,
-                             const ReleaseCompatibilityResults& results) noexcept {
+                             const ReleaseCompatibilityResults& results,
+                             const VersionLabel& target) noexcept {
     if (results.isEmpty())
         return;
     try {
         // Without the lock at worst another process's results are missing in the log.
         const varnek::files::FolderLock othersOut(folder, std::chrono::milliseconds(500));
-        LogFileAccess access(folder, group, results);
+        LogFileAccess access(folder, group, results, target);
         VARNEK_LOG(fileLog, info) << access.description();
         saveSettingsFile(access);
     } catch (...) {

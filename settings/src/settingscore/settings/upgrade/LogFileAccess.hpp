@@ -7,6 +7,7 @@
 
 #include "settingscore/settings/file/SettingsFileAccess.hpp"
 #include "settingscore/upgrade/ReleaseCompatibilityResults.hpp"
+#include "settingscore/upgrade/VersionLabel.hpp"
 
 #include <filesystem>
 #include <map>
@@ -18,8 +19,9 @@ namespace settings::core::detail {
 /// Writes the results of one run into the log of their kind.
 class LogFileAccess : public SettingsFileAccess {
   public:
-    LogFileAccess(const std::filesystem::path& folder, std::string group,
-                  ReleaseCompatibilityResults results);
+    /// `target` is the release that the run was to reach.
+    LogFileAccess(const std::filesystem::path& folder, std::string group, ReleaseCompatibilityResults results,
+                  VersionLabel target);
 
     /// False where the folder is not there or cannot be written.
     bool checkBeforeSaving() override;
@@ -30,6 +32,7 @@ class LogFileAccess : public SettingsFileAccess {
   private:
     std::string group_;
     ReleaseCompatibilityResults results_;
+    VersionLabel target_;
 };
 
 std::filesystem::path resultsLogOf(const std::filesystem::path& folder, std::string_view resultType);
@@ -37,7 +40,7 @@ std::filesystem::path resultsLogOf(const std::filesystem::path& folder, std::str
 /// Results without content are not logged; a failure is logged only. Blocks on the disk and, for a while, on
 /// other processes that write the folder.
 void logReleaseCompatResults(const std::filesystem::path& folder, const std::string& group,
-                             const ReleaseCompatibilityResults& results) noexcept;
+                             const ReleaseCompatibilityResults& results, const VersionLabel& target) noexcept;
 
 /// What a log holds, oldest first for each group; nothing where there is no log or none that can be
 /// understood. varnek::files::FileError when it is there and cannot be read.

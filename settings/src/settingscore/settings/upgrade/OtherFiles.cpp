@@ -4,19 +4,15 @@
 #include "settingscore/exception/FileFailures.hpp"
 #include "settingscore/settings/file/SettingsFileKeys.hpp"
 #include "settingscore/settings/file/SettingsFileReader.hpp"
+#include "settingscore/settings/file/SettingsFileWriter.hpp"
 
-#include <chrono>
+#include <algorithm>
 
 namespace settings::core::detail {
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
-constexpr std::chrono::seconds patience{2};
-
-std::string topLevelOf(const std::string& fullName) {
-    return fullName.substr(0, fullName.find('.'));
-}
+using Names = std::vector<std::string>;
 
 bool isAtOrBelow(const std::string& fullName, const std::string& group) {
     return fullName == group || fullName.starts_with(group + ".");
@@ -33,76 +29,130 @@ std::optional<std::string> placeAfter(const ChangeRecord& change, const std::str
     return change.outputs.front() + fullName.substr(change.inputs.front().size());
 }
 
+/// Whether it matters to a change if there is something at the place.
+bool concerns(const ChangeRecord& change, const std::string& fullName) {
+    const auto isOnOneLine = [&](const Names& names) {
+        return std::any_of(names.begin(), names.end(), [&](const std::string& name) {
+            return isAtOrBelow(fullName, name) || isAtOrBelow(name, fullName);
+        });
+    };
+    return isOnOneLine(change.inputs) || isOnOneLine(change.outputs);
+}
+
+/// Older changes of its group would still apply to what is put there. Seen from the other end, when the group
+/// that gives it away is loaded, they are done before; a group that gives it to itself has no other end.
+[[noreturn]] void throwTooEarly(const std::string& fullName, bool isSource) {
+    const std::string why = "\"" + fullName + "\" has to wait for older changes of its group";
+    if (isSource)
+        throw std::runtime_error(why);
+    throw UpgradeInterrupted(why);
+}
+
 } // namespace
 
 struct OtherFiles::File {
     SettingsFileContent content;
-    bool isUpgraded = false;
+    UpgradeReport report;
     std::unique_ptr<PersonalTree> tree; // of the content
 };
 
-OtherFiles::OtherFiles(std::filesystem::path folder, ChangesOfGroup changesOf, Use use)
-    : folder_(std::move(folder)), changesOf_(std::move(changesOf)), use_(use) {}
+OtherFiles::OtherFiles(std::filesystem::path folder, ChangesOfGroup changesOf)
+    : folder_(std::move(folder)), changesOf_(std::move(changesOf)) {}
 OtherFiles::~OtherFiles() = default;
 
 std::optional<PersonalNode> OtherFiles::open(PersonalTree& from, const std::string& fullName) {
     const auto place = placeToday(fullName, from.release());
     if (!place)
         return std::nullopt;
-    PersonalTree& tree = from.isOurs(*place) ? from : treeOf(topLevelOf(*place));
-    return PersonalNode{tree, *place};
+    return PersonalNode{treeOf(topLevelOf(*place)), *place};
 }
+
+// ---- the place ----
 
 /// Follows what later releases did to the place, through the groups that it was moved to.
 std::optional<std::string> OtherFiles::placeToday(std::string fullName, VersionLabel release) const {
     for (;;) {
         const std::string group = topLevelOf(fullName);
-        const FactoryChanges changes = changesOf_(group);
-        if (changes == nullptr)
-            return fullName;
-        for (const UpgraderRecord& upgrader : *changes) {
-            const VersionLabel label(upgrader.versionLabel);
-            if (!(label > release))
-                continue; // the place is one of after that
-            for (std::size_t i = 0; i < upgrader.changes.size() && topLevelOf(fullName) == group; ++i) {
-                const auto place = placeAfter(upgrader.changes[i], fullName);
-                if (!place)
-                    return std::nullopt;
-                fullName = *place;
-            }
-            if (topLevelOf(fullName) != group) {
-                release = label;
-                break;
-            }
-        }
-        if (topLevelOf(fullName) == group)
-            return fullName;
+        auto place = placeInGroup(std::move(fullName), release);
+        if (!place || topLevelOf(*place) == group)
+            return place;
+        fullName = std::move(*place);
     }
 }
 
-PersonalTree& OtherFiles::treeOf(const std::string& group) {
-    if (const auto known = files_.find(group); known != files_.end())
-        return *known->second->tree;
-    for (PersonalTree* tree : underWay_)
-        if (tree->group() == group)
-            return *tree;
-    auto file = read(group);
-    const FactoryChanges changes = changesOf_(group);
-    UpgradeReport report = runUpgrade(file->content, changes, *this);
-    if (UpgradePosition::of(file->content.version) < UpgradePosition::endOf(changes))
-        throw UpgradeInterrupted("the settings of \"" + group + "\" cannot be upgraded now");
-    file->isUpgraded = report.hasRun;
-    reports_[group] = std::move(report);
-    file->tree = std::make_unique<PersonalTree>(file->content.tree, *this, file->content.isEncrypted);
-    PersonalTree& tree = *file->tree;
-    files_[group] = std::move(file);
-    order_.push_back(group);
-    return tree;
+/// Where a place of `release` is in what its group has become so far; or in the next group, as a place of the
+/// release that moved it there.
+std::optional<std::string> OtherFiles::placeInGroup(std::string fullName, VersionLabel& release) const {
+    const std::string group = topLevelOf(fullName);
+    const FactoryChanges changes = changesOf_(group).value_or(nullptr);
+    if (changes == nullptr)
+        throw UpgradeInterrupted("the factory file of \"" + group + "\" cannot be read");
+    const PersonalTree* const tree = treeUnderWay(group);
+    const bool isSource = tree != nullptr && tree == underWay_.back(); // it is back
+    UpgradePosition end = tree == nullptr ? UpgradePosition::endOf(changes) : tree->position();
+    if (isSource)
+        ++end.change;
+    for (UpgradePosition at; at.upgrader < changes->size(); at = {at.upgrader + 1, 0}) {
+        const UpgraderRecord& upgrader = (*changes)[at.upgrader];
+        const VersionLabel label(upgrader.versionLabel);
+        const bool isLater = label > release;
+        for (; at.change < upgrader.changes.size(); ++at.change) {
+            const ChangeRecord& change = upgrader.changes[at.change];
+            if (!isLater && at >= end && concerns(change, fullName))
+                throwTooEarly(fullName, isSource);
+            if (!isLater || at >= end)
+                continue; // the place is one of after that, or the group will see to it
+            auto place = placeAfter(change, fullName);
+            if (!place)
+                return std::nullopt;
+            fullName = std::move(*place);
+            if (topLevelOf(fullName) != group) {
+                release = label;
+                return fullName;
+            }
+        }
+    }
+    return fullName;
 }
 
-std::unique_ptr<OtherFiles::File> OtherFiles::read(const std::string& group) {
-    keepOthersOut();
+PersonalTree* OtherFiles::treeUnderWay(const std::string& group) const {
+    const auto found = std::find_if(underWay_.begin(), underWay_.end(),
+                                    [&](const PersonalTree* tree) { return tree->group() == group; });
+    return found == underWay_.end() ? nullptr : *found;
+}
+
+// ---- the files ----
+
+PersonalTree& OtherFiles::treeOf(const std::string& group) {
+    PersonalTree* tree = treeUnderWay(group);
+    if (tree == nullptr) {
+        File& file = fileOf(group);
+        if (file.report.isInterrupted)
+            throw UpgradeInterrupted("the settings of \"" + group + "\" cannot be upgraded now");
+        tree = file.tree.get();
+    }
+    if (tree->isSecret())
+        throw std::runtime_error("the settings of \"" + group + "\" are encrypted");
+    return *tree;
+}
+
+/// Also one whose own run was interrupted counts from then on: it may have given something to others.
+OtherFiles::File& OtherFiles::fileOf(const std::string& group) {
+    if (const auto known = files_.find(group); known != files_.end())
+        return *known->second;
+    auto file = read(group);
+    if (!file->content.isEncrypted)
+        file->report = runUpgrade(file->content, *changesOf_(group), *this);
+    file->tree = std::make_unique<PersonalTree>(file->content.tree, *this, file->content.isEncrypted);
+    reports_[group] = file->report;
+    return *(files_[group] = std::move(file));
+}
+
+std::unique_ptr<OtherFiles::File> OtherFiles::read(const std::string& group) const {
     const std::filesystem::path path = folder_ / fileNameOf(group);
+    const FactoryChanges changes = changesOf_(group).value_or(nullptr);
+    if (changes == nullptr)
+        throw UpgradeInterrupted("the factory file of \"" + group + "\" cannot be read");
     auto file = std::make_unique<File>();
     try {
         file->content = readSettingsFile(path, FileUse::level);
@@ -110,38 +160,24 @@ std::unique_ptr<OtherFiles::File> OtherFiles::read(const std::string& group) {
         if (failure.kind() != opc::ErrorKind::notFound)
             throw UpgradeInterrupted(failure.what());
         file->content.tree.name = group;
-        const FactoryChanges changes = changesOf_(group);
-        if (changes != nullptr && !changes->empty())
+        if (!changes->empty())
             file->content.version = recordAfter(*changes, changes->size());
     } catch (const exception::ErrorReadingSettingsData& failure) {
         throw UpgradeInterrupted(failure.what());
     }
-    if (file->content.isEncrypted)
-        throw std::runtime_error("the settings of \"" + group + "\" are encrypted");
     if (file->content.tree.name != group)
         throw UpgradeInterrupted("\"" + path.string() + "\" holds another group's settings");
     return file;
 }
 
-/// Not for long: whoever saves may wait for a file that this thread is loading. Where a file system knows no
-/// locks, there is no waiting either, and it goes on without.
-void OtherFiles::keepOthersOut() {
-    if (use_ == Use::preview || othersOut_ != nullptr)
-        return;
-    const auto begin = Clock::now();
-    othersOut_ = std::make_unique<varnek::files::FolderLock>(folder_, patience);
-    if (othersOut_->isHeld() || Clock::now() - begin < patience / 2)
-        return;
-    othersOut_.reset();
-    throw UpgradeInterrupted("other files of \"" + folder_.string() + "\" are being saved");
-}
-
-void OtherFiles::forEachChanged(const WriteFile& write) {
-    for (const std::string& group : order_)
-        if (File& file = *files_.at(group); file.isUpgraded || file.tree->hasChanged())
-            write(group, std::move(file.content));
-    files_.clear();
-    order_.clear();
+NewFiles OtherFiles::newFiles() {
+    NewFiles changed;
+    for (const auto& [group, file] : files_)
+        if (file->report.hasRun || file->report.hasChangedValues || file->tree->hasChanged())
+            if (auto bytes =
+                    fileImage(file->content, LevelIndex::user, PresentFile::at(folder_ / fileNameOf(group))))
+                changed[group] = std::move(*bytes);
+    return changed;
 }
 
 } // namespace settings::core::detail

@@ -96,20 +96,11 @@ void eraseNamed(std::vector<Record>& sorted, const std::string& name) {
         sorted.erase(place);
 }
 
-} // namespace
-
-// ---- names ----
-
-bool PersonalTree::isOurs(const std::string& fullName) const {
-    return fullName == group() || fullName.starts_with(group() + ".");
-}
-
-std::optional<PersonalTree::Names> PersonalTree::split(const std::string& fullName) const {
-    if (!isOurs(fullName))
-        return std::nullopt;
-    Names names;
-    std::string parent = group();
-    for (std::size_t begin = group().size(); begin < fullName.size();) {
+/// The names below the top-level group; nothing for a name that is not well-formed.
+std::optional<std::vector<std::string>> splitBelow(const std::string& top, const std::string& fullName) {
+    std::vector<std::string> names;
+    std::string parent = top;
+    for (std::size_t begin = top.size(); begin < fullName.size();) {
         const std::size_t end = std::min(fullName.find('.', begin + 1), fullName.size());
         names.push_back(fullName.substr(begin + 1, end - begin - 1));
         if (!isAcceptableName(names.back(), parent, false))
@@ -120,8 +111,24 @@ std::optional<PersonalTree::Names> PersonalTree::split(const std::string& fullNa
     return names;
 }
 
+} // namespace
+
+// ---- names ----
+
+std::string topLevelOf(const std::string& fullName) {
+    return fullName.substr(0, fullName.find('.'));
+}
+
+bool PersonalTree::isOurs(const std::string& fullName) const {
+    return fullName == group() || fullName.starts_with(group() + ".");
+}
+
+std::optional<PersonalTree::Names> PersonalTree::split(const std::string& fullName) const {
+    return isOurs(fullName) ? splitBelow(group(), fullName) : std::nullopt;
+}
+
 bool PersonalTree::isWellFormed(const std::string& fullName) const {
-    return split(fullName).has_value();
+    return splitBelow(isOurs(fullName) ? group() : topLevelOf(fullName), fullName).has_value();
 }
 
 std::optional<PersonalTree::Names> PersonalTree::resolve(const std::string& fullName) const {

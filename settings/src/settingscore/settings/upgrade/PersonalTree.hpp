@@ -6,6 +6,7 @@
 #pragma once
 
 #include "settingscore/settings/file/SettingsFileContent.hpp"
+#include "settingscore/settings/upgrade/UpgradePosition.hpp"
 #include "settingscore/upgrade/VersionLabel.hpp"
 
 #include <optional>
@@ -16,6 +17,9 @@
 namespace settings::core::detail {
 
 class OtherGroups;
+
+/// The group that a full name begins with.
+std::string topLevelOf(const std::string& fullName);
 
 /// A node outside any tree: one of the two.
 struct DetachedNode {
@@ -34,13 +38,17 @@ class PersonalTree {
     OtherGroups& others() const noexcept { return others_; }
     bool isSecret() const noexcept { return isSecret_; }
 
-    /// The release whose changes are being carried out.
+    /// The release whose changes are being carried out, and the change.
     const VersionLabel& release() const noexcept { return release_; }
-    void setRelease(VersionLabel release) { release_ = std::move(release); }
+    const UpgradePosition& position() const noexcept { return position_; }
+    void setPosition(UpgradePosition position, VersionLabel release) {
+        position_ = position;
+        release_ = std::move(release);
+    }
 
     /// Whether the name begins at this top-level group.
     bool isOurs(const std::string& fullName) const;
-    /// Whether the name is one that a node here may have.
+    /// Whether the name is one that a node may have, here or in the group that it begins with.
     bool isWellFormed(const std::string& fullName) const;
     bool holds(const std::string& fullName) const;
     /// The setting on the way where the name asks for a group; empty when there is none.
@@ -75,6 +83,7 @@ class PersonalTree {
     OtherGroups& others_;
     const bool isSecret_;
     VersionLabel release_;
+    UpgradePosition position_;
     bool hasChanged_ = false;
 };
 

@@ -22,8 +22,7 @@ ReleaseCompatibilityException recordOfCurrentException() {
     } catch (...) {
         record.exceptionLog = causeOfCurrentException();
     }
-    VARNEK_LOG(upgradeLog, warning) << "Exception caught: " << record.exceptionId
-                                    << (record.exceptionId.empty() ? "" : ": ") << record.exceptionLog;
+    VARNEK_LOG(upgradeLog, warning) << "Exception caught: " << record.exceptionLog;
     return record;
 }
 
@@ -81,14 +80,15 @@ class Run {
     void applyAll() {
         for (; position_ < end_; position_ = {position_.upgrader + 1, 0}) {
             const Upgrader upgrader = upgraderOf((*changes_)[position_.upgrader]);
-            tree_.setRelease(upgrader.versionLabel);
             VersionResults results{upgrader.versionLabel.utf8(), {}};
             try {
                 for (; position_.change < upgrader.versionChanges.size(); ++position_.change) {
+                    tree_.setPosition(position_, upgrader.versionLabel);
                     results.versionChanges.push_back(apply(upgrader.versionChanges[position_.change]));
                     lastChange_ = &changesOf(position_.upgrader)[position_.change];
                 }
             } catch (const UpgradeInterrupted&) {
+                report_.isInterrupted = true;
                 report_.results.preValidationExceptions.push_back(recordOfCurrentException());
                 if (!results.versionChanges.empty())
                     report_.results.results.push_back(std::move(results));

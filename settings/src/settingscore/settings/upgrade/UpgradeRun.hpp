@@ -11,32 +11,11 @@
 #include "settingscore/upgrade/ReleaseCompatibilityResults.hpp"
 #include "settingscore/upgrade/Upgrader.hpp"
 
-#include <cstdint>
-#include <memory>
 #include <vector>
 
 namespace settings::core::detail {
 
-/// What the factory file of a group declares; null where there are no factory definitions.
-using FactoryChanges = std::shared_ptr<const std::vector<UpgraderRecord>>;
-
 Upgrader upgraderOf(const UpgraderRecord& record);
-
-/// How far somebody is: changes of upgrader `upgrader` before `change` are done, and all upgraders before.
-struct UpgradePosition {
-    std::uint64_t upgrader = 0;
-    std::uint64_t change = 0;
-
-    auto operator<=>(const UpgradePosition&) const = default; // NOLINT(modernize-use-nullptr)
-
-    static UpgradePosition of(const std::optional<VersionRecord>& record) {
-        return record ? UpgradePosition{record->upgraderIndex, record->changeIndex} : UpgradePosition{};
-    }
-    /// The end of what is declared.
-    static UpgradePosition endOf(const FactoryChanges& changes) {
-        return {changes == nullptr ? 0 : changes->size(), 0};
-    }
-};
 
 /// The record of a file that has been through the first `upgraders` of these.
 VersionRecord recordAfter(const std::vector<UpgraderRecord>& changes, std::size_t upgraders);
@@ -45,6 +24,7 @@ struct UpgradeReport {
     ReleaseCompatibilityResults results; // empty: there was nothing to do
     bool hasRun = false;                 // the record is another one
     bool hasChangedValues = false;
+    bool isInterrupted = false; // it is to be taken up again
 };
 
 /// Brings `content` and its record up to date. Logs what it does. Raises nothing but std::bad_alloc: the

@@ -4,23 +4,31 @@
 #include "settingscore/exception/FileFailures.hpp"
 #include "settingscore/settings/file/FileFailureText.hpp"
 #include "settingscore/settings/file/LevelFileState.hpp"
-#include "settingscore/settings/file/PrefdirFileAccess.hpp"
 #include "settingscore/settings/file/SettingsFileReader.hpp"
 #include "settingscore/settings/file/SettingsFileWriter.hpp"
 #include "settingscore/settings/prefdir/FillRecord.hpp"
-#include "settingscore/settings/settingsFile.hpp"
 #include "settingscore/settings/upgrade/KeptFile.hpp"
 #include "settingscore/settings/upgrade/LogFileAccess.hpp"
 #include "settingscore/settings/upgrade/NameDependencyModel.hpp"
 #include "settingscore/settings/upgrade/UpgradeLog.hpp"
+#include "varnek/files/FolderLock.hpp"
+#include "varnek/release/Release.hpp"
+
+#include <algorithm>
+#include <chrono>
 
 namespace settings::core::detail {
 
 namespace {
 
+using varnek::files::FolderLock;
+using Clock = std::chrono::steady_clock;
+constexpr std::chrono::seconds patience{10}; // as saves
+
 VersionLabel targetOf(const FactoryChanges& changes) {
-    return changes == nullptr || changes->empty() ? VersionLabel()
-                                                  : VersionLabel(changes->back().versionLabel);
+    if (changes == nullptr || changes->empty())
+        return VersionLabel(varnek::release::getCurrentVARNEKReleaseInfo().label.text());
+    return VersionLabel(changes->back().versionLabel);
 }
 
 void logPrefdirVersion(const std::filesystem::path& file, const VersionRecord& record) {
@@ -35,6 +43,61 @@ std::string whyNoOtherFiles() {
     return isInsideSave() ? "another file is being saved" : "";
 }
 
+/// Where a file system knows no locks, there is no waiting either, and it goes on without.
+std::unique_ptr<FolderLock> keepOthersOut(const std::filesystem::path& folder) {
+    const auto begin = Clock::now();
+    auto lock = std::make_unique<FolderLock>(folder, patience);
+    if (!lock->isHeld() && Clock::now() - begin >= patience / 2)
+        throw UpgradeInterrupted("other files of \"" + folder.string() + "\" are being saved");
+    return lock;
+}
+
+/// Whether one of the changes that are still to be made leads to another group.
+bool reachesOthers(const SettingsFileContent& content, const FactoryChanges& changes) {
+    const std::size_t first = UpgradePosition::of(content.version).upgrader;
+    const auto leadsAway = [&](const std::string& place) { return topLevelOf(place) != content.tree.name; };
+    for (std::size_t i = first; changes != nullptr && i < changes->size(); ++i)
+        for (const ChangeRecord& change : (*changes)[i].changes)
+            if (std::any_of(change.outputs.begin(), change.outputs.end(), leadsAway))
+                return true;
+    return false;
+}
+
+SettingsFileContent readAgain(const std::filesystem::path& file, const std::string& group) {
+    SettingsFileContent content;
+    try {
+        content = readSettingsFile(file, FileUse::level);
+    } catch (const std::bad_alloc&) {
+        throw;
+    } catch (const std::exception& failure) {
+        throw UpgradeInterrupted(failure.what());
+    }
+    if (content.isEncrypted || content.tree.name != group)
+        throw UpgradeInterrupted("\"" + file.string() + "\" has been replaced");
+    return content;
+}
+
+/// Keeps the present files and makes the new ones due; false: no other file is to change.
+bool makeFilesDue(OtherFiles& others, const std::filesystem::path& file, SettingsFileContent& own,
+                  const VersionLabel& release) {
+    const std::filesystem::path folder = file.parent_path();
+    try {
+        NewFiles files = others.newFiles();
+        if (files.empty())
+            return false;
+        if (auto bytes = fileImage(own, LevelIndex::user, PresentFile::at(file)))
+            files[own.tree.name] = std::move(*bytes);
+        for (const auto& [group, bytes] : files)
+            keepBeforeUpgrade(folder / fileNameOf(group), release);
+        makeDue(folder, files);
+        return true;
+    } catch (const std::bad_alloc&) {
+        throw;
+    } catch (const std::exception& failure) {
+        throw UpgradeInterrupted(failure.what());
+    }
+}
+
 } // namespace
 
 // ---- what is known ----
@@ -45,42 +108,65 @@ void UserSettingsUpgrade::setFactoryChanges(const std::string& group, std::vecto
     changes_[group].swap(declared);
 }
 
-FactoryChanges UserSettingsUpgrade::factoryChanges(const std::string& group) const {
+void UserSettingsUpgrade::setUnreadable(const std::string& group) {
+    const std::lock_guard lock(mutex_);
+    changes_.try_emplace(group);
+}
+
+std::optional<FactoryChanges> UserSettingsUpgrade::factoryChanges(const std::string& group) const {
     const std::lock_guard lock(mutex_);
     const auto found = changes_.find(group);
-    return found == changes_.end() ? nullptr : found->second;
+    return found == changes_.end() ? std::nullopt : std::optional(found->second);
 }
 
-/// True when the folder was filled from an earlier release. Logs the first load of the file.
-bool UserSettingsUpgrade::noteFirstLoad(const std::string& group, const std::filesystem::path& file) {
-    if (!hasMigrationMarker(file.parent_path()))
-        return false;
-    const std::lock_guard lock(mutex_);
-    if (loaded_.insert(file).second)
+ChangesOfGroup UserSettingsUpgrade::changesOfGroup() const {
+    return [this](const std::string& group) { return factoryChanges(group); };
+}
+
+/// Null for a group without.
+FactoryChanges UserSettingsUpgrade::changesOf(const std::string& group) const {
+    return factoryChanges(group).value_or(nullptr);
+}
+
+void UserSettingsUpgrade::noteFirstLoad(const std::string& group, const std::filesystem::path& file) {
+    {
+        const std::lock_guard lock(mutex_);
+        if (!loaded_.insert(file).second)
+            return;
+    }
+    VARNEK_LOG(upgradeLog, info) << "Handle upgraders for " << group;
+    if (hasMigrationMarker(file.parent_path()))
         VARNEK_LOG(upgradeLog, info) << "Migrate for: " << group;
-    return true;
 }
 
-void UserSettingsUpgrade::toBeKept(const std::filesystem::path& file, const FactoryChanges& changes,
-                                   bool isToBeKept) {
+void UserSettingsUpgrade::toBeKept(const std::filesystem::path& file, std::optional<VersionLabel> release) {
     const std::lock_guard lock(mutex_);
-    if (isToBeKept)
-        toBeKept_[file] = keptFileOf(file, targetOf(changes));
+    if (release)
+        toBeKept_.insert_or_assign(file, std::move(*release));
     else
         toBeKept_.erase(file);
 }
 
 void UserSettingsUpgrade::aboutToReplace(const std::filesystem::path& file) {
-    std::filesystem::path kept;
+    decltype(toBeKept_)::node_type kept;
     {
         const std::lock_guard lock(mutex_);
-        const auto found = toBeKept_.find(file);
-        if (found == toBeKept_.end())
-            return;
-        kept = found->second;
-        toBeKept_.erase(found);
+        kept = toBeKept_.extract(file);
     }
-    keepBeforeUpgrade(file, kept);
+    if (kept)
+        keepBeforeUpgrade(file, kept.mapped());
+}
+
+void UserSettingsUpgrade::noteWritten(const std::vector<std::string>& groups) {
+    const std::lock_guard lock(mutex_);
+    written_.insert(written_.end(), groups.begin(), groups.end());
+}
+
+/// By another process, which may have written anybody's file on the way.
+void UserSettingsUpgrade::noteUpgradedElsewhere() {
+    const std::lock_guard lock(mutex_);
+    for (const auto& [group, changes] : changes_)
+        written_.push_back(group);
 }
 
 std::vector<std::string> UserSettingsUpgrade::takeWrittenGroups() {
@@ -90,117 +176,119 @@ std::vector<std::string> UserSettingsUpgrade::takeWrittenGroups() {
 
 // ---- the upgrade ----
 
-bool UserSettingsUpgrade::upgrade(const NodePtr& group, const std::filesystem::path& file,
-                                  SettingsFileContent& content) {
-    const std::string& name = group->getName();
-    VARNEK_LOG(upgradeLog, info) << "Handle upgraders for " << name;
-    const bool isMigrated = noteFirstLoad(name, file);
-    const FactoryChanges changes = factoryChanges(name);
-    if (UpgradePosition::of(content.version) == UpgradePosition::endOf(changes)) {
-        toBeKept(file, changes, false);
-        NoOtherFiles noOthers([](const std::string&) { return FactoryChanges(); }, {});
-        runUpgrade(content, changes, noOthers); // says that there is nothing to do
+bool UserSettingsUpgrade::finishInterrupted(const std::filesystem::path& folder) {
+    if (!hasPendingFiles(folder))
+        return true;
+    if (!isSettingsSavingTurnedOn())
         return false;
+    try {
+        const auto othersOut = keepOthersOut(folder);
+        noteWritten(finishPendingFiles(folder));
+    } catch (const UpgradeInterrupted&) { // somebody is at it
+    }
+    return !hasPendingFiles(folder);
+}
+
+Upgraded UserSettingsUpgrade::upgrade(const NodePtr& group, const std::filesystem::path& file,
+                                      SettingsFileContent& content) {
+    const std::string& name = group->getName();
+    noteFirstLoad(name, file);
+    const auto end = UpgradePosition::endOf(changesOf(name));
+    if (const auto position = UpgradePosition::of(content.version); position >= end) {
+        runAlone(file, content, {}); // says that there is nothing to do, or that it knows too little
+        return position == end ? Upgraded::nothing : Upgraded::tooNew;
     }
     GroupRecord before = content.tree.clone();
     const auto versionBefore = content.version;
     try {
-        const UpgradeReport report = run(group, file, content);
-        toBeKept(file, changes, report.hasChangedValues);
-        if (report.hasRun)
-            logPrefdirVersion(file, *content.version);
-        logResults(file, content, report);
-        return report.hasChangedValues;
+        return run(file, content);
     } catch (...) {
         content.tree = std::move(before);
         content.version = versionBefore;
         const std::string cause = causeOfCurrentException();
         VARNEK_LOG(upgradeLog, error) << "Exception caught: " << cause;
-        if (isMigrated) {
+        if (hasMigrationMarker(file.parent_path())) {
             const exception::ErrorMigrateSettingsBetweenReleases failure(shownText(name), shownText(cause));
             VARNEK_LOG(upgradeLog, error) << failure.what() << ' ' << name;
         }
-        return false;
+        return Upgraded::nothing;
     }
 }
 
 /// When other files cannot be had, the run ends before the first change that needs one.
-UpgradeReport UserSettingsUpgrade::run(const NodePtr& group, const std::filesystem::path& file,
-                                       SettingsFileContent& content) {
-    const auto changesOf = [this](const std::string& name) { return factoryChanges(name); };
-    const FactoryChanges changes = factoryChanges(group->getName());
+Upgraded UserSettingsUpgrade::run(const std::filesystem::path& file, SettingsFileContent& content) {
     std::string reason = whyNoOtherFiles();
-    if (reason.empty()) {
-        GroupRecord before = content.tree.clone();
-        const auto versionBefore = content.version;
+    if (reason.empty() && !content.isEncrypted && reachesOthers(content, changesOf(content.tree.name)))
         try {
-            return runAcrossFiles(group, file, content);
+            return runAcrossFiles(file, content);
         } catch (const UpgradeInterrupted& interruption) {
-            content.tree = std::move(before);
-            content.version = versionBefore;
             reason = interruption.what();
         }
-    }
-    NoOtherFiles noOthers(changesOf, reason);
-    return runUpgrade(content, changes, noOthers);
+    return runAlone(file, content, reason);
 }
 
-UpgradeReport UserSettingsUpgrade::runAcrossFiles(const NodePtr& group, const std::filesystem::path& file,
-                                                  SettingsFileContent& content) {
-    const auto changesOf = [this](const std::string& name) { return factoryChanges(name); };
-    const FactoryChanges changes = factoryChanges(group->getName());
+Upgraded UserSettingsUpgrade::runAlone(const std::filesystem::path& file, SettingsFileContent& content,
+                                       const std::string& reason) {
+    NoOtherFiles noOthers(changesOfGroup(), reason);
+    return noteRun(file, content, runUpgrade(content, changesOf(content.tree.name), noOthers));
+}
+
+/// Goes by what is in the files while nobody else writes them. When a value has left the group, the new files
+/// are in place in the end.
+Upgraded UserSettingsUpgrade::runAcrossFiles(const std::filesystem::path& file,
+                                             SettingsFileContent& content) {
     const std::filesystem::path folder = file.parent_path();
-    OtherFiles others(folder, changesOf, OtherFiles::Use::change);
-    UpgradeReport report = runUpgrade(content, changes, others);
-    others.forEachChanged([&](const std::string& name, SettingsFileContent changed) {
-        writeOther(group->getParent(), folder / fileNameOf(name), targetOf(changes), std::move(changed));
-    });
-    for (const auto& [name, theirs] : others.reports())
-        logReleaseCompatResults(folder, name, theirs.results);
-    return report;
-}
-
-/// Replaces the file of another group, which takes the change over like one of another process.
-void UserSettingsUpgrade::writeOther(const NodePtr& root, const std::filesystem::path& file,
-                                     const VersionLabel& release, SettingsFileContent content) {
-    const std::string name = content.tree.name;
-    const NodePtr group = root == nullptr ? NodePtr() : root->getChild(name, false);
-    if (group == nullptr)
-        throw UpgradeInterrupted("the group \"" + name + "\" is not there yet");
-    PrefdirFileAccess access(
-        LevelIndex::user, group, file,
-        [&content](const NodePtr&, const std::filesystem::path& path, std::string_view, SaveOutcome&) {
-            return fileImage(content, LevelIndex::user, PresentFile::at(path));
-        },
-        true);
-    access.onReplacing([&] { keepBeforeUpgrade(file, keptFileOf(file, release)); });
-    SaveOutcome outcome = SaveOutcome::failed;
-    try {
-        outcome = saveSettingsFile(access);
-    } catch (const std::exception& failure) {
-        throw UpgradeInterrupted(failure.what());
+    const auto othersOut = keepOthersOut(folder);
+    if (!finishInterrupted(folder))
+        throw UpgradeInterrupted("an earlier upgrade is not finished yet");
+    SettingsFileContent own = readAgain(file, content.tree.name);
+    const FactoryChanges changes = changesOf(own.tree.name);
+    if (UpgradePosition::of(own.version) == UpgradePosition::endOf(changes)) {
+        noteUpgradedElsewhere();
+        return Upgraded::files;
     }
-    if (outcome != SaveOutcome::saved && outcome != SaveOutcome::unchanged)
-        throw UpgradeInterrupted("\"" + file.string() + "\" cannot be written");
-    const std::lock_guard lock(mutex_);
-    written_.push_back(name);
+    OtherFiles others(folder, changesOfGroup());
+    const UpgradeReport report = runUpgrade(own, changes, others);
+    if (!makeFilesDue(others, file, own, targetOf(changes))) {
+        content = std::move(own);
+        return noteRun(file, content, report);
+    }
+    logRun(file, own, report);
+    for (const auto& [group, theirs] : others.reports())
+        logReleaseCompatResults(folder, group, theirs.results, targetOf(changesOf(group)));
+    toBeKept(file, {});
+    noteWritten(finishPendingFiles(folder));
+    return Upgraded::files;
 }
 
-void UserSettingsUpgrade::logResults(const std::filesystem::path& file, SettingsFileContent& content,
-                                     const UpgradeReport& report) const {
+Upgraded UserSettingsUpgrade::noteRun(const std::filesystem::path& file, SettingsFileContent& content,
+                                      const UpgradeReport& report) {
+    toBeKept(file,
+             report.hasChangedValues ? std::optional(targetOf(changesOf(content.tree.name))) : std::nullopt);
+    logRun(file, content, report);
+    return report.hasChangedValues ? Upgraded::values : Upgraded::nothing;
+}
+
+void UserSettingsUpgrade::logRun(const std::filesystem::path& file, SettingsFileContent& content,
+                                 const UpgradeReport& report) const {
     const std::string& group = content.tree.name;
-    logReleaseCompatResults(file.parent_path(), group, report.results);
+    const VersionLabel target = targetOf(changesOf(group));
+    if (report.hasRun)
+        logPrefdirVersion(file, *content.version);
+    logReleaseCompatResults(file.parent_path(), group, report.results, target);
     if (!report.hasRun)
         return;
-    NoOtherFiles noOthers([](const std::string&) { return FactoryChanges(); }, {});
+    NoOtherFiles noOthers(changesOfGroup(), {});
     const PersonalTree tree(content.tree, noOthers, content.isEncrypted);
     const NameDependencyModel model(settingsRenames());
-    logReleaseCompatResults(file.parent_path(), group, model.check(tree, report.results.versionLabel));
+    logReleaseCompatResults(file.parent_path(), group, model.check(tree, report.results.versionLabel),
+                            target);
 }
 
 std::optional<VersionRecord> UserSettingsUpgrade::recordOfNewFile(const NodePtr& group,
                                                                   const std::filesystem::path& file) {
-    const FactoryChanges changes = factoryChanges(group->getName());
+    noteFirstLoad(group->getName(), file);
+    const FactoryChanges changes = changesOf(group->getName());
     if (changes == nullptr || changes->empty())
         return std::nullopt;
     VersionRecord record = recordAfter(*changes, changes->size());

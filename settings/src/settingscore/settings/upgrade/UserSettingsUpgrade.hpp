@@ -1,8 +1,7 @@
 /// Upgrades the personal files of one settings tree as they are loaded: knows what the factory files declare,
 /// runs the changes, keeps the file as it was, and writes the results log.
 ///
-/// Thread-safe. mutex_ (rank "location" in ARCHITECTURE.md) guards what is known of the groups; log lines are
-/// the only foreign code that runs under it.
+/// Thread-safe. mutex_ (rank "upgrades" in ARCHITECTURE.md) guards what is known of the groups.
 #pragma once
 
 #include "settingscore/settings/file/PersonalFileUpgrade.hpp"
@@ -21,31 +20,39 @@ class UserSettingsUpgrade : public PersonalFileUpgrade {
     /// What the factory definitions of a top-level group declare, in place of what they declared before. Due
     /// before the first file of the tree is loaded that may move values into this group.
     void setFactoryChanges(const std::string& group, std::vector<UpgraderRecord> changes);
-    /// Null for a group without factory definitions.
-    FactoryChanges factoryChanges(const std::string& group) const;
+    /// The group is there, but its factory definitions cannot be read now: what moves into it has to wait.
+    void setUnreadable(const std::string& group);
+    /// Nothing for a group without factory definitions, null for an unreadable one.
+    std::optional<FactoryChanges> factoryChanges(const std::string& group) const;
 
-    bool upgrade(const NodePtr& group, const std::filesystem::path& file,
-                 SettingsFileContent& content) override;
+    bool finishInterrupted(const std::filesystem::path& folder) override;
+    Upgraded upgrade(const NodePtr& group, const std::filesystem::path& file,
+                     SettingsFileContent& content) override;
     std::optional<VersionRecord> recordOfNewFile(const NodePtr& group,
                                                  const std::filesystem::path& file) override;
     void aboutToReplace(const std::filesystem::path& file) override;
     std::vector<std::string> takeWrittenGroups() override;
 
   private:
-    bool noteFirstLoad(const std::string& group, const std::filesystem::path& file);
-    void toBeKept(const std::filesystem::path& file, const FactoryChanges& changes, bool isToBeKept);
-    UpgradeReport run(const NodePtr& group, const std::filesystem::path& file, SettingsFileContent& content);
-    UpgradeReport runAcrossFiles(const NodePtr& group, const std::filesystem::path& file,
-                                 SettingsFileContent& content);
-    void writeOther(const NodePtr& root, const std::filesystem::path& file, const VersionLabel& release,
-                    SettingsFileContent content);
-    void logResults(const std::filesystem::path& file, SettingsFileContent& content,
-                    const UpgradeReport& report) const;
+    ChangesOfGroup changesOfGroup() const;
+    FactoryChanges changesOf(const std::string& group) const;
+    void noteFirstLoad(const std::string& group, const std::filesystem::path& file);
+    void noteWritten(const std::vector<std::string>& groups);
+    void noteUpgradedElsewhere();
+    void toBeKept(const std::filesystem::path& file, std::optional<VersionLabel> release);
+    Upgraded run(const std::filesystem::path& file, SettingsFileContent& content);
+    Upgraded runAlone(const std::filesystem::path& file, SettingsFileContent& content,
+                      const std::string& reason);
+    Upgraded runAcrossFiles(const std::filesystem::path& file, SettingsFileContent& content);
+    Upgraded noteRun(const std::filesystem::path& file, SettingsFileContent& content,
+                     const UpgradeReport& report);
+    void logRun(const std::filesystem::path& file, SettingsFileContent& content,
+                const UpgradeReport& report) const;
 
     mutable std::mutex mutex_;
     std::map<std::string, FactoryChanges> changes_;
-    std::set<std::filesystem::path> loaded_;                          // with the marker beside them
-    std::map<std::filesystem::path, std::filesystem::path> toBeKept_; // as which, when they are replaced
+    std::set<std::filesystem::path> loaded_;
+    std::map<std::filesystem::path, VersionLabel> toBeKept_; // for which release, when they are replaced
     std::vector<std::string> written_;
 };
 

@@ -15,10 +15,6 @@ using VARNEK::settings::config::PathNotRelativeToMasterFile;
 
 namespace {
 
-std::string topLevelOf(const std::string& fullName) {
-    return fullName.substr(0, fullName.find('.'));
-}
-
 void requireOurs(const PersonalTree& tree, const std::string& fullName) {
     if (!tree.isOurs(fullName))
         throw PathNotRelativeToMasterFile(fullName);
@@ -33,7 +29,7 @@ class MoveOperation final : public ReleaseCompatOperation {
         const std::string& to = change.getOutputs().front();
         requireOurs(tree, from);
         const bool staysHere = tree.isOurs(to);
-        if (staysHere ? !tree.isWellFormed(to) : !tree.others().knows(topLevelOf(to)))
+        if (!tree.isWellFormed(to) || (!staysHere && !tree.others().knows(topLevelOf(to))))
             throw PathNotRelativeToMasterFile(to);
         if (!tree.holds(from))
             return ResultStatus::failed;
