@@ -42,4 +42,27 @@ Contestant kconfigSave(const std::filesystem::path& folder, int groups, int sett
         "KConfig", set, [store] { store->sync(); }, groups, settingsOfEach);
 }
 
+void kconfigPrepare(const std::filesystem::path& folder, int groups, int settings) {
+    KConfig store(QString::fromStdString((folder / "start.kconfig").string()), KConfig::SimpleConfig);
+    for (int g = 0; g < groups; ++g) {
+        KConfigGroup group(&store, groupName(g).c_str());
+        for (int s = 0; s < settings; ++s)
+            group.writeEntry(settingName(s).c_str(), double(g) * 1000 + s);
+    }
+    store.sync();
+}
+
+StartFigures kconfigStart(const std::filesystem::path& folder, int groups, int settings) {
+    std::unique_ptr<KConfig> store;
+    return timeStart(
+        [&] {
+            store = std::make_unique<KConfig>(QString::fromStdString((folder / "start.kconfig").string()),
+                                              KConfig::SimpleConfig);
+        },
+        [&](int g, int s) {
+            return KConfigGroup(store.get(), groupName(g).c_str()).readEntry(settingName(s).c_str(), 0.0);
+        },
+        groups, settings);
+}
+
 } // namespace bench

@@ -41,4 +41,24 @@ Contestant qsettingsSave(const std::filesystem::path& folder, int groups, int se
         "QSettings", set, [store] { store->sync(); }, groups, settingsOfEach);
 }
 
+void qsettingsPrepare(const std::filesystem::path& folder, int groups, int settings) {
+    QSettings store(QString::fromStdString((folder / "start.ini").string()), QSettings::IniFormat);
+    for (int g = 0; g < groups; ++g)
+        for (int s = 0; s < settings; ++s)
+            store.setValue(QString::fromStdString(groupName(g) + "/" + settingName(s)), double(g) * 1000 + s);
+}
+
+StartFigures qsettingsStart(const std::filesystem::path& folder, int groups, int settings) {
+    std::unique_ptr<QSettings> store;
+    return timeStart(
+        [&] {
+            store = std::make_unique<QSettings>(QString::fromStdString((folder / "start.ini").string()),
+                                                QSettings::IniFormat);
+        },
+        [&](int g, int s) {
+            return store->value(QString::fromStdString(groupName(g) + "/" + settingName(s))).toDouble();
+        },
+        groups, settings);
+}
+
 } // namespace bench

@@ -7,10 +7,14 @@ namespace bench {
 #ifdef HAVE_QSETTINGS
 Contestant qsettingsRead();
 Contestant qsettingsSave(const std::filesystem::path& folder, int groups, int settingsOfEach);
+void qsettingsPrepare(const std::filesystem::path& folder, int groups, int settings);
+StartFigures qsettingsStart(const std::filesystem::path& folder, int groups, int settings);
 #endif
 #ifdef HAVE_KCONFIG
 Contestant kconfigRead();
 Contestant kconfigSave(const std::filesystem::path& folder, int groups, int settingsOfEach);
+void kconfigPrepare(const std::filesystem::path& folder, int groups, int settings);
+StartFigures kconfigStart(const std::filesystem::path& folder, int groups, int settings);
 #endif
 
 void addPeers([[maybe_unused]] Row& defaultRead) {
@@ -47,6 +51,41 @@ void addSavingPeers([[maybe_unused]] Row& oneValue, [[maybe_unused]] Row& thousa
     oneValue.contestants.push_back(kconfigSave(folder, 1, 1));
     thousandValues.contestants.push_back(kconfigSave(folder, groupCount, 10));
 #endif
+}
+
+std::vector<std::string> startPeers() {
+    std::vector<std::string> peers;
+#ifdef HAVE_QSETTINGS
+    peers.emplace_back("QSettings");
+#endif
+#ifdef HAVE_KCONFIG
+    peers.emplace_back("KConfig");
+#endif
+    return peers;
+}
+
+void prepareStartPeers([[maybe_unused]] const std::filesystem::path& folder, [[maybe_unused]] int groups,
+                       [[maybe_unused]] int settings) {
+#ifdef HAVE_QSETTINGS
+    qsettingsPrepare(folder, groups, settings);
+#endif
+#ifdef HAVE_KCONFIG
+    kconfigPrepare(folder, groups, settings);
+#endif
+}
+
+StartFigures startPeer([[maybe_unused]] const std::string& peer,
+                       [[maybe_unused]] const std::filesystem::path& folder, [[maybe_unused]] int groups,
+                       [[maybe_unused]] int settings) {
+#ifdef HAVE_QSETTINGS
+    if (peer == "QSettings")
+        return qsettingsStart(folder, groups, settings);
+#endif
+#ifdef HAVE_KCONFIG
+    if (peer == "KConfig")
+        return kconfigStart(folder, groups, settings);
+#endif
+    return {};
 }
 
 } // namespace bench

@@ -23,6 +23,26 @@ std::vector<Row> validationRows();
 /// Saving, below `folder`. To be run last: it turns saving on again.
 std::vector<Row> saveRows(const Handle& root, const std::filesystem::path& folder);
 
+/// What one process needs from the beginning of its work on.
+struct StartFigures {
+    double start = 0;     ///< ns until a setting can be asked for
+    double firstRead = 0; ///< ns until one has been read
+    double allRead = 0;   ///< ns until all have been read
+    double bytesPerSetting = 0;
+};
+
+/// Starting on many definitions, below `folder`.
+std::vector<Result> startResults(const std::filesystem::path& folder);
+/// One such process: settings_bench --start CONTESTANT FOLDER GROUPS SETTINGS-OF-EACH
+int runStart(int argc, char** argv);
+/// For contestants: `start` opens the store, `read` takes one value out of it.
+StartFigures timeStart(const std::function<void()>& start, const std::function<double(int, int)>& read,
+                       int groups, int settings);
+std::vector<std::string> startPeers();
+void prepareStartPeers(const std::filesystem::path& folder, int groups, int settings);
+StartFigures startPeer(const std::string& peer, const std::filesystem::path& folder, int groups,
+                       int settings);
+
 /// Other stores doing the read by name, where their packages are installed.
 void addPeers(Row& defaultRead);
 /// The same stores writing files below `folder`.

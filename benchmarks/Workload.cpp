@@ -3,6 +3,7 @@
 #include "settingscore/FactoryFileLocation.hpp"
 #include "settingscore/SettingsRoot.hpp"
 #include "settingscore/factoryfile/FactoryFileGenerator.hpp"
+#include "settingscore/startup/init.hpp"
 
 #include <algorithm>
 #include <cstdio>
@@ -61,6 +62,7 @@ Handle buildTree(const Folders& folders) {
         varnek::settings::FactoryFileGenerator(group).write(file);
         settings::core::installFactoryFile(file, folders.base / "SETTINGS_FACTORYDIR", false);
     }
+    settings::core::init();
     return settings::core::detail::getSettingsRoot(settings::core::DefaultRootIndex());
 }
 

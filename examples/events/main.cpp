@@ -2,6 +2,7 @@
 // the event queue. Everything here stays on level "session", in memory.
 #include "settingscore/MSettings.hpp"
 #include "settingscore/events/SettingsValueChangeEvent.hpp"
+#include "settingscore/startup/init.hpp"
 #include "varnek/event/EventManager.hpp"
 
 #include <iostream>
@@ -54,6 +55,7 @@ void fetchEvents() {
 } // namespace
 
 int main() {
+    settings::core::init();
     const auto root = MSettings::getMSettingsRoot(DefaultRootIndex());
     const auto editor = root->addGroup("exampleEditor", true, false, "session");
     const auto width = editor->addSetting("width", Array::scalar(80.0), true, false, "session");

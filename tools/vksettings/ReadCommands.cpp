@@ -45,8 +45,10 @@ class Walk {
                 continue;
             if (child->isLeafNode())
                 show({group, child->getName(), group->getChild(child->getName())});
-            else if (options_.recursive)
+            else if (options_.recursive && (!group->isRoot() || canBeLoaded(child)))
                 visit(child);
+            else if (options_.recursive)
+                continue; // whoever asked is warned
             else if (!options_.json)
                 out_ << printable(child->getFullName()) << ".\n";
             else

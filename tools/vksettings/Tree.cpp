@@ -9,6 +9,7 @@
 #include "settingscore/level/LevelIndex.hpp"
 #include "settingscore/level/SettingsLevelManager.hpp"
 #include "settingscore/prefdir/PreferencesDirectory.hpp"
+#include "settingscore/startup/init.hpp"
 #include "varnek/files/PathText.hpp"
 
 #include <iostream>
@@ -53,11 +54,8 @@ std::string whereDefinitionsAre() {
 
 Handle root() {
     static const Handle tree = [] {
+        settings::core::init();
         Handle built = settings::core::detail::getSettingsRoot(DefaultRootIndex());
-        for (const auto& [file, message] : settings::core::detail::getLoadProblems(DefaultRootIndex())) {
-            std::string text = message.find(file) == std::string::npos ? file + ": " : std::string();
-            std::cerr << "vksettings: warning: " << printable(text.append(message)) << '\n';
-        }
         if (const auto message = settings::core::getTempMessage(); !message.identifier.empty())
             std::cerr << "vksettings: warning: " << printable(varnek::files::messageUtf8(message.text))
                       << '\n';
@@ -66,6 +64,24 @@ Handle root() {
         return built;
     }();
     return tree;
+}
+
+bool canBeLoaded(const Handle& group) {
+    try {
+        group->getChildren();
+        return true;
+    } catch (const std::exception&) {
+        return false;
+    }
+}
+
+void warnOfLoadProblems(const std::string& told) {
+    for (const auto& [file, message] : settings::core::detail::getLoadProblems(DefaultRootIndex())) {
+        if (!told.empty() && told.find(message) != std::string::npos)
+            continue;
+        std::string text = message.find(file) == std::string::npos ? file + ": " : std::string();
+        std::cerr << "vksettings: warning: " << printable(text.append(message)) << '\n';
+    }
 }
 
 Handle resolve(const std::string& fullName) {

@@ -12,8 +12,15 @@ namespace vksettings {
 
 using Handle = boost::shared_ptr<settings::core::Settings>;
 
-/// The root; files that could not be loaded are reported on standard error, once.
+/// The root; groups are loaded when they are needed.
 Handle root();
+
+/// False, with a problem for warnOfLoadProblems(), when the definitions of a top-level group cannot be had.
+bool canBeLoaded(const Handle& group);
+
+/// Reports files and toolboxes that could not be loaded on standard error, but those that `told`, what the
+/// command has said in the end, names already.
+void warnOfLoadProblems(const std::string& told = {});
 
 /// The group or setting of that full name, an alias followed as reading does: one step. InvalidNodePath.
 /// Names that contain dots themselves are found as well.

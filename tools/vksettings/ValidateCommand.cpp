@@ -111,6 +111,12 @@ void checkFile(const Settings& from, const Handle& to, const std::string& prefix
 }
 
 void checkTree(const Settings& node, Findings& findings) {
+    if (node.isRoot()) {
+        for (const Handle& group : node.getChildren())
+            if (canBeLoaded(group))
+                checkTree(*group, findings);
+        return;
+    }
     findings.checked(settings::core::checkStoredValues(node, [&](const auto& refused) {
         findings.failed(refused.setting->getFullName(), std::string(refused.level), refused.value,
                         brokenRule(refused.failure, *refused.setting, refused.value));

@@ -159,7 +159,10 @@ class Line {
 void watch(const WatchOptions& options, std::ostream& out) {
     const Ending ending;
     const std::string name = options.name.empty() ? std::string() : resolve(options.name)->getFullName();
-    root();
+    for (const Handle& group : root()->getChildren())
+        if (name.empty())
+            canBeLoaded(group); // nobody can tell what changes in a group that nobody has read
+    warnOfLoadProblems();
     // The events of one tree come one at a time, so that lines do not mix.
     const auto print = [&](const varnek::event::EventHandle& event) {
         const auto* ours = dynamic_cast<const core::SettingsEvent*>(event.get());

@@ -3,6 +3,7 @@
 #include "Commands.hpp"
 #include "Failure.hpp"
 #include "Language.hpp"
+#include "Tree.hpp"
 
 #include <CLI/CLI.hpp>
 
@@ -245,6 +246,7 @@ int run(int argc, char** argv) {
     }
     // A watch only prints what changes, and takes its signals while there is one thread.
     const ExitCode code = app.got_subcommand("watch") ? job() : withLanguage(job);
+    warnOfLoadProblems();
     std::cout.flush();
     if (!std::cout && !isReaderGone())
         throw std::system_error(std::make_error_code(std::errc::io_error), "cannot write the output");
@@ -260,6 +262,7 @@ int main(int argc, char** argv) {
     } catch (const std::exception& failure) {
         const vksettings::Explained explained = vksettings::explainFailure(failure);
         std::cerr << "vksettings: " << explained.message << '\n';
+        vksettings::warnOfLoadProblems(explained.message);
         return explained.code;
     }
 }

@@ -7,6 +7,7 @@
 
 #include "settingscore/SettingsRoot.hpp"
 #include "settingscore/exception/TreeFailures.hpp"
+#include "settingscore/startup/init.hpp"
 
 #include <vector>
 
@@ -23,6 +24,7 @@ using varnek::data::TypeCode;
 
 jobject JNICALL root(JNIEnv* env, jclass) {
     return guarded(*env, [&] {
+        settings::core::init();
         return javaSettings(*env,
                             settings::core::detail::getSettingsRoot(settings::core::DefaultRootIndex()));
     });

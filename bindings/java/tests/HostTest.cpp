@@ -3,6 +3,7 @@
 #include "settingscore/Settings.hpp"
 #include "settingscore/SettingsRoot.hpp"
 #include "settingscore/exception/Exceptions.hpp"
+#include "settingscore/startup/init.hpp"
 #include "settingscore/validation/FunctionValidators.hpp"
 
 #include <gtest/gtest.h>
@@ -48,6 +49,7 @@ std::u16string startJava() {
 }
 
 boost::shared_ptr<Settings> group() {
+    settings::core::init();
     return detail::getSettingsRoot(DefaultRootIndex())->getSettingsByFullName("javatest");
 }
 

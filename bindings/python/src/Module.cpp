@@ -13,6 +13,7 @@
 #include "settingscore/MSettings.hpp"
 #include "settingscore/SettingsRoot.hpp"
 #include "settingscore/SettingsSaving.hpp"
+#include "settingscore/startup/init.hpp"
 #include "varnek/files/PathText.hpp"
 #include "varnek/host/LanguageEngine.hpp"
 
@@ -138,6 +139,7 @@ void defineEngine(py::module_& module) {
 } // namespace settings::python
 
 PYBIND11_MODULE(_core, module) {
+    settings::core::init();
     namespace python = settings::python;
     python::registerErrors();
     python::defineEvents(module);

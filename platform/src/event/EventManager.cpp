@@ -55,8 +55,8 @@ Connection EventManager::subscribe(std::vector<std::u16string> eventTypes, Liste
     return Connection(table_->add(std::move(eventTypes), std::move(listener)));
 }
 
-bool EventManager::hasListeners() const noexcept {
-    return !table_->empty();
+std::size_t EventManager::listenerCount() const noexcept {
+    return table_->size();
 }
 
 void EventManager::broadcast(const EventHandle& event) const {

@@ -50,7 +50,8 @@ class SubscriptionTable : public std::enable_shared_from_this<SubscriptionTable>
     SubscriptionHandle add(std::vector<std::u16string> types, Listener listener);
     void remove(const SubscriptionHandle& subscription) noexcept;
     void clear() noexcept;
-    bool empty() const noexcept { return size_.load(std::memory_order_acquire) == 0; }
+    bool empty() const noexcept { return size() == 0; }
+    std::size_t size() const noexcept { return size_.load(std::memory_order_acquire); }
     /// Each once, in the order of subscribing.
     std::vector<SubscriptionHandle> listenersOf(const Event& event) const;
 

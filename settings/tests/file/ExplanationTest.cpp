@@ -35,10 +35,10 @@ struct Explanation : testing::Test {
                                                          "explained.json")
             .write(folder / "explained.vksettings");
         copy = installFactoryFile(folder / "explained.vksettings", folder.path(), false);
-        built.emplace(detail::buildTree(DefaultRootIndex(), folder.path()));
-        group = built->state->root->getThisObject()->getChild("explained");
-        userFile = built->state->files->fileOf("explained", LevelIndex::user);
-        installationFile = built->state->files->fileOf("explained", LevelIndex::installation);
+        built = detail::buildTree(DefaultRootIndex(), folder.path());
+        group = built->root->getThisObject()->getChild("explained");
+        userFile = built->files->fileOf("explained", LevelIndex::user);
+        installationFile = built->files->fileOf("explained", LevelIndex::installation);
     }
     ~Explanation() override {
         waitForSettingsSaves();
@@ -55,7 +55,7 @@ struct Explanation : testing::Test {
 
     TempFolder folder;
     std::filesystem::path copy, userFile, installationFile;
-    std::optional<detail::BuiltTree> built;
+    boost::shared_ptr<detail::SettingsRootStateMgr> built;
     Handle group;
 };
 

@@ -44,7 +44,7 @@ struct FactoryFiles : testing::Test {
         std::filesystem::create_directories(folder.path() / installed);
         writeBytes(locationFileOf(folder.path()), text);
     }
-    detail::BuiltTree tree() const { return detail::buildTree(DefaultRootIndex(), folder.path()); }
+    auto tree() const { return detail::buildTree(DefaultRootIndex(), folder.path()); }
 
     TempFolder folder, source;
 };
@@ -61,7 +61,7 @@ TEST_F(FactoryFiles, EachGroupHasAFileOfItsOwnWhateverTheInputIsCalled) {
         {"beta", installed / "beta.vksettings", true},
         {"größe/x", installed / "gr%C3%B6%C3%9Fe%2Fx.vksettings", false}};
     EXPECT_EQ(entries(), expected);
-    EXPECT_TRUE(tree().problems.empty());
+    EXPECT_TRUE(problemsOf(*tree()).empty());
 }
 
 TEST_F(FactoryFiles, AGroupThatIsListedAlreadyIsReplacedUnderWhateverNameItStood) {
@@ -137,7 +137,7 @@ TEST_F(FactoryFiles, InstallingAtOnceLosesNothing) {
             threads.emplace_back([&] { install(file); });
     }
     EXPECT_EQ(entries().size(), std::size_t{count});
-    EXPECT_EQ(tree().state->root->getThisObject()->getChildren().size(), std::size_t{count});
+    EXPECT_EQ(tree()->root->getThisObject()->getChildren().size(), std::size_t{count});
 }
 
 TEST_F(FactoryFiles, TheLocationFileIsReadStrictly) {
@@ -183,16 +183,23 @@ TEST_F(FactoryFiles, TheTreeHasTheGroupsOfTheList) {
                        {"ToolboxGroupName": "absolute", "FactoryFileName": ")" +
                    absolute.string() + "\"}]");
     const auto built = tree();
-    const Handle root = built.state->root->getThisObject();
+    const Handle root = built->root->getThisObject();
     std::string groups;
     for (const Handle& group : root->getChildren())
         groups += group->getName() + (group->isVisible() ? " " : "(hidden) ");
-    EXPECT_EQ(groups, "absolute hidden(hidden) relative ");
-    ASSERT_EQ(built.problems.size(), 2U);
-    EXPECT_EQ(built.problems[0].file, (folder / "o.vksettings").string());
-    EXPECT_EQ(built.problems[0].message,
-              "the location file names the group \"named\", the factory file \"Other\"");
-    EXPECT_EQ(built.problems[1].file, (folder / "m.vksettings").string());
+    EXPECT_EQ(groups, "absolute hidden(hidden) missing named relative ");
+    EXPECT_TRUE(root->getChild("relative")->getChild("x"));
+    EXPECT_TRUE(problemsOf(*built).empty()); // of groups that nobody has needed nothing is known
+    const auto other = (folder / "o.vksettings").string(), missing = (folder / "m.vksettings").string();
+    EXPECT_EQ(failureOf([&] { root->getChild("named"); }), "ErrorReadingSettingsData");
+    EXPECT_EQ(failureOf([&] { root->getChild("missing"); }), "FileDoesNotExist");
+    const auto problems = problemsOf(*built);
+    ASSERT_EQ(problems.size(), 2U);
+    EXPECT_EQ(problems[0].file, missing);
+    EXPECT_EQ(problems[1].file, other);
+    EXPECT_NE(problems[1].message.find("holds the definitions of \"Other\", not of \"named\""),
+              std::string::npos)
+        << problems[1].message;
 }
 
 } // namespace

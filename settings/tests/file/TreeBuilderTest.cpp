@@ -41,10 +41,9 @@ struct Start : testing::Test {
             .write(file);
         installFactoryFile(file, base / "SETTINGS_FACTORYDIR", false);
     }
-    detail::BuiltTree start() const {
-        return detail::buildTree(DefaultRootIndex(), base / "SETTINGS_FACTORYDIR");
-    }
-    static Handle rootOf(const detail::BuiltTree& tree) { return tree.state->root->getThisObject(); }
+    using Tree = boost::shared_ptr<detail::SettingsRootStateMgr>;
+    Tree start() const { return detail::buildTree(DefaultRootIndex(), base / "SETTINGS_FACTORYDIR"); }
+    static Handle rootOf(const Tree& tree) { return tree->root->getThisObject(); }
 
     static constexpr const char* variables[] = {"SETTINGS_USERDIR", "SETTINGS_INSTALLATIONDIR",
                                                 "SETTINGS_FACTORYDIR"};
@@ -66,7 +65,6 @@ TEST_F(Start, BringsBackTheValuesOfAllLevels) {
         waitForSettingsSaves();
     }
     const auto tree = start();
-    EXPECT_TRUE(tree.problems.empty());
     const Handle editor = rootOf(tree)->getChild("editor");
     EXPECT_EQ(3.0, editor->get<double>("x"));
     EXPECT_EQ(2.0, editor->get<double>("x", "installation"));
@@ -77,6 +75,7 @@ TEST_F(Start, BringsBackTheValuesOfAllLevels) {
     EXPECT_EQ(1.0, site->get<double>("proxy", "installation"));
     EXPECT_EQ(2.0, site->get<double>("proxy"));
     EXPECT_EQ("user", rootOf(tree)->getChild("mine")->getOriginLevel());
+    EXPECT_TRUE(problemsOf(*tree).empty());
 }
 
 TEST_F(Start, LeavesOutAFactoryFileThatCannotBeRead) {
@@ -87,14 +86,25 @@ TEST_F(Start, LeavesOutAFactoryFileThatCannotBeRead) {
     FileLogLines log;
     const auto tree = start();
     EXPECT_EQ(1.0, rootOf(tree)->getChild("good")->get<double>("x"));
-    EXPECT_FALSE(rootOf(tree)->getChild("bad"));
-    ASSERT_EQ(1U, tree.problems.size());
-    EXPECT_EQ(bad.string(), tree.problems[0].file);
+    EXPECT_TRUE(problemsOf(*tree).empty());
+    const auto broken = rootOf(tree)->getChildren().front(); // it is declared
+    EXPECT_EQ("bad", broken->getName());
+    for (int attempt = 0; attempt < 2; ++attempt) {
+        EXPECT_EQ("PackageCannotBeOpened", failureOf([&] { rootOf(tree)->getChild("bad"); }));
+        EXPECT_EQ("PackageCannotBeOpened", failureOf([&] { broken->get("x"); }));
+    }
+    const auto problems = problemsOf(*tree);
+    ASSERT_EQ(1U, problems.size());
+    EXPECT_EQ(bad.string(), problems[0].file);
     const auto lines = log.take("Cannot read settings factory file:");
-    ASSERT_EQ(1U, lines.size());
+    ASSERT_EQ(4U, lines.size()); // once for each that needed it
     EXPECT_EQ("Cannot read settings factory file:" + bad.string() +
-                  "Exception caught: " + tree.problems[0].message,
+                  "Exception caught: " + problems[0].message,
               lines[0]);
+    // Mended, it can be had through the same handle.
+    define("bad");
+    EXPECT_EQ(1.0, broken->get<double>("x"));
+    EXPECT_TRUE(problemsOf(*tree).empty());
 }
 
 /// What is to move into its group waits for a start at which it can be read.

@@ -40,8 +40,8 @@ struct ValueCheck : testing::Test {
                                                          "checked.json")
             .write(folder / "checked.vksettings");
         installFactoryFile(folder / "checked.vksettings", folder.path(), false);
-        built.emplace(detail::buildTree(DefaultRootIndex(), folder.path()));
-        group = built->state->root->getThisObject()->getChild("checked");
+        built = detail::buildTree(DefaultRootIndex(), folder.path());
+        group = built->root->getThisObject()->getChild("checked");
     }
     std::string refusal(const std::string& name, const Array& value) const {
         for (const Handle& child : group->getChildren()) // an alias itself, not what it leads to
@@ -51,7 +51,7 @@ struct ValueCheck : testing::Test {
     }
 
     TempFolder folder;
-    std::optional<detail::BuiltTree> built;
+    boost::shared_ptr<detail::SettingsRootStateMgr> built;
     Handle group;
 };
 
@@ -89,7 +89,7 @@ TEST_F(ValueCheck, EveryStoredValueOfEveryLevel) {
     const Lines all{"size@user ValueMustBeString", "size@installation ValueIsNotOneOfTheChoicesAndNotInRange",
                     "lost@factory ErrorLoadingLibrary", "7"};
     EXPECT_EQ(all, found(group));
-    EXPECT_EQ(all, found(built->state->root->getThisObject()));
+    EXPECT_EQ(all, found(built->root->getThisObject()));
     EXPECT_EQ((Lines{all[0], all[1], "4"}), found(group->getChild("size")));
     EXPECT_EQ(Lines{"1"}, found(group->getChild("fixed")));
 }

@@ -44,6 +44,7 @@ void FileTree::saveInto(boost::shared_ptr<LevelFileKeeper> files) {
 void FileTree::load(const Handle& group) const {
     for (const LevelIndex level : {LevelIndex::installation, LevelIndex::user})
         keeper->loadLevel(SettingsAccess::node(*group), level, LevelFileKeeper::Telling::no);
+    keeper->followUpgrades(SettingsAccess::node(*group));
 }
 
 SavesThroughTheHook::SavesThroughTheHook() {

@@ -112,7 +112,7 @@ fi
 # A wrong location file, and control characters in it.
 printf '[{"ToolboxGroupName": "\\u001b[2J", "FactoryFileName": "none.vksettings"}]' \
     >"$SETTINGS_FACTORYDIR/varnek/settings/factoryFiles/factoryFileLocation.json"
-code 0 "none.vksettings" list
+code 0 "none.vksettings" list --recursive
 printf '{}' >"$SETTINGS_FACTORYDIR/varnek/settings/factoryFiles/factoryFileLocation.json"
 code 3 "factoryFileLocation.json is not properly formatted" list
 

@@ -65,7 +65,7 @@ verdict "nothing is written for a wrong document" "$(find . -name x.vksettings)"
 
 # A damaged personal file is set aside before the next save; the other groups still work.
 head -c 200 user/editor.vksettings >cut && cp cut user/editor.vksettings
-code 0 "editor.vksettings" get numerics.random.seed
+code 0 "editor.vksettings" get editor.font.size
 code 0 "" set editor.font.size 20
 verdict "the damaged file is kept" "$(cmp cut user/editor.vksettings.damaged && echo same)" same
 out 20 get editor.font.size

@@ -101,7 +101,9 @@ class VARNEK_EXPORT EventManager {
     }
 
     /// False when a broadcast would reach nobody whatever the event. Does not lock.
-    bool hasListeners() const noexcept;
+    bool hasListeners() const noexcept { return listenerCount() != 0; }
+    /// Of all types together. Does not lock.
+    std::size_t listenerCount() const noexcept;
 
     /// Calls the listeners of the event's types and of the qualified names of its class and base classes, in
     /// the order in which they subscribed. A listener that is disconnected meanwhile is left out, one that

@@ -35,10 +35,25 @@ struct GroupRecord;
 
 namespace varnek::settings {
 
+/// A group or setting of a description. A shared handle.
+class SETTINGSCORE_EXPORT FactorySettingNode {
+  public:
+    std::string getName() const { return handle_->getName(); }
+    bool isGroup() const { return !handle_->isLeafNode(); }
+
+  private:
+    friend class FactoryGroup;
+    explicit FactorySettingNode(boost::shared_ptr<const ::settings::core::Settings> handle) noexcept
+        : handle_(std::move(handle)) {}
+
+    boost::shared_ptr<const ::settings::core::Settings> handle_;
+};
+
 /// A shared handle: copies refer to the same group. All operations may be called from any thread; each takes
 /// the group as it stands.
 ///
-/// What is added must be fit for a file: InvalidSettingOrGroupName for a name that is empty, no valid UTF-8
+/// What is added must be fit for a file, unless the group is for this process only (Use::process), where C++
+/// callables may serve as functions: InvalidSettingOrGroupName for a name that is empty, no valid UTF-8
 /// or too long for the names of files; SameNameChildAlreadyExisted; UnsupportedType for a value that no
 /// setting can hold; InvalidDefinition for a value that all of its validators refuse, for bounds that exclude
 /// each other, for a C++ callable as validator, and for attributes that have a meaning of their own and are
@@ -47,10 +62,12 @@ class SETTINGSCORE_EXPORT FactoryGroup {
   public:
     using Properties = ::settings::core::detail::FactorySettingProperties;
 
+    enum class Use : bool { file, process };
+
     /// A top-level group. Of `properties`, the flags and the validation function count. `attributes` may hold
     /// anything; "title" and "description" are shown to users and must be strings.
     explicit FactoryGroup(std::string_view name, const Properties& properties = {},
-                          const json::Object& attributes = {});
+                          const json::Object& attributes = {}, Use use = Use::file);
 
     FactoryGroup addGroup(std::string_view name, const Properties& properties = {},
                           const json::Object& attributes = {});
@@ -66,6 +83,8 @@ class SETTINGSCORE_EXPORT FactoryGroup {
     std::string getFullName() const;
     /// In ascending byte order of their names.
     std::vector<FactoryGroup> getGroups() const;
+    /// Groups and settings, in ascending byte order of their names.
+    std::vector<FactorySettingNode> getNodes() const;
     std::vector<std::string> getSettingNames() const;
     /// Of this group itself.
     Properties getProperties() const;
@@ -79,11 +98,12 @@ class SETTINGSCORE_EXPORT FactoryGroup {
 
   private:
     friend class FactoryFileGenerator;
-    explicit FactoryGroup(boost::shared_ptr<::settings::core::Settings> handle) noexcept
-        : handle_(std::move(handle)) {}
+    FactoryGroup(boost::shared_ptr<::settings::core::Settings> handle, Use use) noexcept
+        : handle_(std::move(handle)), use_(use) {}
     static FactoryGroup from(::settings::core::detail::GroupRecord&& record);
 
     boost::shared_ptr<::settings::core::Settings> handle_;
+    Use use_ = Use::file;
 };
 
 } // namespace varnek::settings

@@ -68,6 +68,9 @@ class EventDelivery {
         bool isLost_ = false;
     };
 
+    /// How many listeners the roots of trees have themselves; they want no events of changes.
+    static std::atomic<std::size_t> listenersOfRoots;
+
     EventDelivery() = default;
     EventDelivery(const EventDelivery&) = delete;
     EventDelivery& operator=(const EventDelivery&) = delete;

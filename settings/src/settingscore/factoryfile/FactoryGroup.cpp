@@ -32,10 +32,10 @@ void checkName(std::string_view name, const std::string& parentName, bool isTop)
 class DefinitionCheck {
   public:
     DefinitionCheck(const FactoryGroup::Properties& properties, const json::Object& attributes,
-                    bool isSetting)
+                    bool isSetting, FactoryGroup::Use use)
         : properties_(properties), attributes_(attributes) {
         checkAttributes(isSetting);
-        if (boost::get<CPPValidator>(&properties.getValidator()) != nullptr)
+        if (use == FactoryGroup::Use::file && boost::get<CPPValidator>(&properties.getValidator()) != nullptr)
             report(keys::validationFcn, "cannot be a callable of this process");
         if (isSetting)
             checkValidators();
@@ -89,9 +89,10 @@ boost::shared_ptr<SettingsImpl> makeNode(NodeSpec spec, bool isGroup) {
 } // namespace
 
 FactoryGroup::FactoryGroup(std::string_view name, const Properties& properties,
-                           const json::Object& attributes) {
+                           const json::Object& attributes, Use use)
+    : use_(use) {
     checkName(name, {}, true);
-    DefinitionCheck(properties, attributes, false).raise(std::string(name));
+    DefinitionCheck(properties, attributes, false, use).raise(std::string(name));
     const NodePtr node = makeNode(NodeSpec::from(name, properties, LevelIndex::factory), true);
     node->setAttributes(attributes);
     handle_ = SettingsAccess::wrap(node);
@@ -99,24 +100,24 @@ FactoryGroup::FactoryGroup(std::string_view name, const Properties& properties,
 
 FactoryGroup FactoryGroup::from(GroupRecord&& record) {
     const LoadRules rules{.level = LevelIndex::factory, .makeNode = makeNode};
-    return FactoryGroup(SettingsAccess::wrap(buildTree(std::move(record), rules)));
+    return FactoryGroup(SettingsAccess::wrap(buildTree(std::move(record), rules)), Use::file);
 }
 
 FactoryGroup FactoryGroup::addGroup(std::string_view name, const Properties& properties,
                                     const json::Object& attributes) {
     const std::string parent = getFullName();
     checkName(name, parent, false);
-    DefinitionCheck(properties, attributes, false).raise(parent + "." + std::string(name));
+    DefinitionCheck(properties, attributes, false, use_).raise(parent + "." + std::string(name));
     const NodePtr node = SettingsAccess::node(*handle_)->addGroup(name, properties, level);
     node->setAttributes(attributes);
-    return FactoryGroup(SettingsAccess::wrap(node));
+    return FactoryGroup(SettingsAccess::wrap(node), use_);
 }
 
 void FactoryGroup::addSetting(std::string_view name, const Properties& properties,
                               const json::Object& attributes, boost::optional<bool> isVector) {
     const std::string parent = getFullName();
     checkName(name, parent, false);
-    DefinitionCheck(properties, attributes, true).raise(parent + "." + std::string(name));
+    DefinitionCheck(properties, attributes, true, use_).raise(parent + "." + std::string(name));
     Properties defined = properties;
     json::Object others = attributes;
     if (const json::Value* alias = attributes.find(keys::aliasName)) {
@@ -143,8 +144,15 @@ std::vector<FactoryGroup> FactoryGroup::getGroups() const {
     std::vector<FactoryGroup> groups;
     for (const auto& child : handle_->getChildren())
         if (!child->isLeafNode())
-            groups.push_back(FactoryGroup(child));
+            groups.push_back(FactoryGroup(child, use_));
     return groups;
+}
+
+std::vector<FactorySettingNode> FactoryGroup::getNodes() const {
+    std::vector<FactorySettingNode> nodes;
+    for (const auto& child : handle_->getChildren())
+        nodes.push_back(FactorySettingNode(child));
+    return nodes;
 }
 
 std::vector<std::string> FactoryGroup::getSettingNames() const {

@@ -48,8 +48,8 @@ NodeSpec NodeSpec::from(std::string_view name, const FactorySettingProperties& p
 SettingsImpl::SettingsImpl(NodeSpec spec, bool isGroup)
     : name_(std::move(spec.name)), group_(isGroup ? new GroupState : nullptr), serial_(++lastSerial),
       origin_(spec.origin), readOnly_(spec.readOnly), visible_(spec.visible) {
-    if (isGroup)
-        group_->version = spec.version;
+    if (isGroup && spec.version)
+        group_->version = std::uint64_t{*spec.version} + 1;
     takeDefinition(std::move(spec.definition));
 }
 
@@ -134,7 +134,8 @@ bool SettingsImpl::isReadOnly() const {
 }
 
 boost::optional<std::uint32_t> SettingsImpl::getVersionNumber() const {
-    return group_ == nullptr ? boost::none : group_->version;
+    const std::uint64_t version = group_ == nullptr ? 0 : group_->version.load(std::memory_order_relaxed);
+    return version == 0 ? boost::optional<std::uint32_t>() : static_cast<std::uint32_t>(version - 1);
 }
 
 boost::shared_ptr<const TreeContext> SettingsImpl::treeContext() const {

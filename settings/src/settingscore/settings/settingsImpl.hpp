@@ -30,7 +30,7 @@ struct GroupState {
     boost::shared_mutex mutex; // rank "node": children, aliases and the values of the child settings
     ChildTable children;
     AliasTable aliases;
-    boost::optional<std::uint32_t> version;
+    std::atomic<std::uint64_t> version{0}; // of the definitions: 0 for none, else the number plus one
 };
 
 /// How a node is to be made.
@@ -151,6 +151,10 @@ class SettingsImpl : public SettingsNodeImpl, public boost::enable_shared_from_t
     std::string factoryFile() const;
     void setFactoryFile(std::string path);
 
+    /// Takes what `fresh`, a node outside every tree, says of this one: flags, definition, version and the
+    /// value on "factory", whose changes are announced. Not the children.
+    void redefine(const SettingsImpl& fresh, LateEvents* events);
+
   protected:
     SettingsImpl(NodeSpec spec, bool isGroup);
     /// Gives a node made by a derived class its self reference; call once, after the shared handle exists.
@@ -167,6 +171,12 @@ class SettingsImpl : public SettingsNodeImpl, public boost::enable_shared_from_t
     virtual bool mayBeRemoved(const SettingsNodeImpl& child) const;
     /// Raises what forbids to take over nodes that a loader built. Called under the group's lock.
     virtual void checkAdoptable(const std::vector<NodePtr>& children) const;
+
+    /// Called before the children of this group change or are added to.
+    virtual void requireContent() const {}
+
+    /// adoptChildren() of a group as it is; the places of the events, where somebody wants them.
+    void adopt(const std::vector<NodePtr>& children, std::vector<EventDelivery::Place>* places);
 
     GroupState& group() const { return *group_; }
 
@@ -255,7 +265,6 @@ class SettingsImpl : public SettingsNodeImpl, public boost::enable_shared_from_t
     static std::vector<Failure> checkValues(std::span<const NodeValue> values,
                                             const std::vector<boost::shared_ptr<SettingsImpl>>& targets,
                                             bool collect, std::vector<ShapedArray>* accepted);
-    void adopt(const std::vector<NodePtr>& children, std::vector<EventDelivery::Place>* places);
     /// False when it is not there any more.
     bool detach(const NodePtr& child, const TreeContext* tree, EventDelivery::Place& place);
     void updateDefinition(const std::function<void(NodeDefinition&)>& change);

@@ -39,6 +39,7 @@ struct State {
     std::optional<ResolvedPrefdir> found;
     PrefdirWishes wishes;
     bool isOverridingEnabled = false;
+    std::u16string pending; // the directory to which the process is moving; empty: to none
 };
 
 State& state() {
@@ -265,6 +266,20 @@ PreferencesDirectoryReport describePreferencesDirectory() {
 }
 
 namespace detail {
+
+PendingPreferencesDirectory::PendingPreferencesDirectory(std::u16string directory) {
+    change([&](State& s) {
+        s.pending = std::move(directory);
+        wasEnabled_ = std::exchange(s.isOverridingEnabled, true);
+    });
+}
+
+PendingPreferencesDirectory::~PendingPreferencesDirectory() {
+    change([&](State& s) {
+        s.pending.clear();
+        s.isOverridingEnabled = wasEnabled_;
+    });
+}
 
 void forgetPreferencesDirectory() {
     const std::lock_guard lock(state().finding);

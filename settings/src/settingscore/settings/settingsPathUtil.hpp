@@ -14,4 +14,17 @@ void forgetPreferencesDirectory();
 /// Where none has been found yet, none is looked for.
 void requireIfPreferencesDirectory(const std::filesystem::path& folder);
 
+/// While it lives, `directory` is the pending location and overriding is enabled; what was enabled before is
+/// so again afterwards.
+class PendingPreferencesDirectory {
+  public:
+    explicit PendingPreferencesDirectory(std::u16string directory);
+    PendingPreferencesDirectory(const PendingPreferencesDirectory&) = delete;
+    PendingPreferencesDirectory& operator=(const PendingPreferencesDirectory&) = delete;
+    ~PendingPreferencesDirectory();
+
+  private:
+    bool wasEnabled_ = false;
+};
+
 } // namespace settings::core::detail

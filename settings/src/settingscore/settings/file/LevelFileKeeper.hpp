@@ -103,6 +103,19 @@ class LevelFileKeeper : public SaveRequests, public boost::enable_shared_from_th
     /// events.
     void adoptLeftovers(const NodePtr& topLevelGroup, bool isTreeInUse = false);
 
+    /// The folder of the level has become another one: the values of each group that was read from the folder
+    /// before are exchanged for those of the new one by the next reading, and before the next save. What was
+    /// changed since the last save stays.
+    void followFolder(LevelIndex level);
+
+    /// Puts what a group held before it was defined anew in place where the tree has a setting for it and no
+    /// value; what finds no place is kept. With events.
+    void takeUp(const NodePtr& topLevelGroup, LevelIndex level, GroupRecord values);
+
+    /// Saves what an upgrade has changed in the group's file, and reads again what it has written into other
+    /// groups' files; loadLevel() does so itself when it tells events.
+    void followUpgrades(const NodePtr& topLevelGroup);
+
     std::filesystem::path fileOf(std::string_view group, LevelIndex level) const;
     LevelFileStatus status(std::string_view group, LevelIndex level) const;
     /// Waits until what was requested so far has been tried, and tells how it went. From inside a save it
@@ -151,6 +164,8 @@ class LevelFileKeeper : public SaveRequests, public boost::enable_shared_from_th
     void takeOverAbsence(const Key& key, const NodePtr& group, LateEvents& events);
     LoadOutcome read(const Key& key, const NodePtr& group, LateEvents& events, Telling telling);
     bool isReadFrom(const Key& key, const std::filesystem::path& file) const;
+    void followIfMoved(const Key& key, const NodePtr& group, LateEvents& events);
+    void moveBase(const Key& key, const std::filesystem::path& file);
     void readForTheFolder(const Key& key, const NodePtr& group, LateEvents& events, Telling telling);
     bool isToBeRemoved(const Key& key) const;
     NodePtr readAddedGroup(const Key& key, const NodePtr& root, LateEvents* events);
@@ -166,7 +181,6 @@ class LevelFileKeeper : public SaveRequests, public boost::enable_shared_from_th
     std::optional<Found> readUpgraded(const Key& key, const NodePtr& group);
     bool isOfAnotherRelease(const Key& key, const Found& found) const;
     void upgradeAbsent(const Key& key, const NodePtr& group);
-    void followUpgrades(const NodePtr& topLevelGroup);
     void remember(const Key& key, Found found, GroupRecord rest);
     void adopt(const Key& key, const NodePtr& group, LateEvents* events);
     bool forget(const Key& key, const std::vector<std::string>& path);
@@ -176,6 +190,7 @@ class LevelFileKeeper : public SaveRequests, public boost::enable_shared_from_th
     std::shared_ptr<PersonalFileUpgrade> upgrade_;
     mutable std::mutex mutex_;
     std::condition_variable turnEnded_;
+    std::map<LevelIndex, std::filesystem::path> followed_;     // folders that became others
     bool anySkipped_ = false;                                  // a save was left out because saving is off
     mutable std::map<Key, std::unique_ptr<FileState>> states_; // entries are never removed
 };

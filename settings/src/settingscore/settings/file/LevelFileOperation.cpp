@@ -123,6 +123,8 @@ void LevelFileKeeper::Operation::prepare(const FolderTurn& folder) {
         group_ = groupToSave();
         isRemoval_ = group_ == nullptr;
         if (!isRemoval_)
+            keeper_.followIfMoved(key_, group_, events_);
+        if (!isRemoval_)
             prepareSave(folder);
     });
 }

@@ -222,7 +222,8 @@ LoadOutcome LevelFileKeeper::loadLevel(const NodePtr& topLevelGroup, LevelIndex 
     inTurn(key, [&] { readForTheFolder(key, topLevelGroup, events, telling); });
     events.tell();
     adoptLeftovers(topLevelGroup, telling == Telling::yes);
-    followUpgrades(topLevelGroup);
+    if (telling == Telling::yes)
+        followUpgrades(topLevelGroup);
     return status(key.first, level).loaded;
 }
 
@@ -259,16 +260,49 @@ void LevelFileKeeper::readForTheFolder(const Key& key, const NodePtr& group, Lat
         const std::lock_guard lock(mutex_);
         FileState& state = stateOf(key);
         isOfAnotherFolder = !state.isOf.empty() && state.isOf != file;
-        if (isOfAnotherFolder)
-            state.forgetContent();
     }
     if (upgrade_ != nullptr && key.second == LevelIndex::user)
         upgrade_->finishInterrupted(file.parent_path());
     if (isOfAnotherFolder)
-        group->unloadLevel(key.second);
-    read(key, group, events, telling);
+        moveBase(key, file);
+    const LoadOutcome outcome = read(key, group, events, isOfAnotherFolder ? Telling::yes : telling);
+    const bool isKnown = outcome == LoadOutcome::ok || outcome == LoadOutcome::absent;
+    if (const auto taken = takenBefore(key); isOfAnotherFolder && taken && !isKnown)
+        takeOverChanges(*taken, GroupRecord(), group, key.second, events); // what the old folder held
     const std::lock_guard lock(mutex_);
     stateOf(key).isOf = file;
+}
+
+/// What was taken from the file in the old folder is what the file in the new one is compared with.
+void LevelFileKeeper::moveBase(const Key& key, const std::filesystem::path& file) {
+    auto taken = takenBefore(key);
+    const auto folder = varnek::files::FileStamp::of(file.parent_path());
+    const std::lock_guard lock(mutex_);
+    FileState& state = stateOf(key);
+    state.forgetContent();
+    state.base = std::make_shared<const GroupRecord>(taken ? std::move(*taken) : GroupRecord());
+    state.folder = folder;
+}
+
+void LevelFileKeeper::followFolder(LevelIndex level) {
+    const std::filesystem::path folder = folders_(level);
+    const std::lock_guard lock(mutex_);
+    followed_[level] = folder;
+}
+
+/// The file's turn is the caller's.
+void LevelFileKeeper::followIfMoved(const Key& key, const NodePtr& group, LateEvents& events) {
+    const std::filesystem::path file = fileOf(key.first, key.second);
+    {
+        const std::lock_guard lock(mutex_);
+        const auto followed = followed_.find(key.second);
+        std::filesystem::path& isOf = stateOf(key).isOf;
+        if (isOf.empty()) // nobody has read it, so that it is written here first
+            isOf = file;
+        if (followed == followed_.end() || followed->second != file.parent_path() || isOf == file)
+            return;
+    }
+    readForTheFolder(key, group, events, Telling::yes);
 }
 
 // ---- values whose definition appears later ----
@@ -300,6 +334,25 @@ void LevelFileKeeper::adoptLeftovers(const NodePtr& topLevelGroup, bool isTreeIn
         inTurn(key, [&] { adopt(key, topLevelGroup, isTreeInUse ? &events : nullptr); });
         events.tell();
     }
+}
+
+void LevelFileKeeper::takeUp(const NodePtr& topLevelGroup, LevelIndex level, GroupRecord values) {
+    const Key key(topLevelGroup->getName(), level);
+    LateEvents events;
+    inTurn(key, [&] {
+        const LoadRules rules{.level = level,
+                              .isSecret = status(key.first, level).isEncrypted,
+                              .makeNode = makePlainNode,
+                              .events = &events};
+        GroupRecord rest = loadIntoTree(std::move(values), topLevelGroup, rules);
+        if (rest.isEmpty())
+            return;
+        const std::lock_guard lock(mutex_);
+        auto& leftovers = stateOf(key).leftovers;
+        GroupRecord kept = leftovers == nullptr ? GroupRecord() : leftovers->clone();
+        kept.addMissing(std::move(rest));
+        leftovers = std::make_shared<const GroupRecord>(std::move(kept));
+    });
 }
 
 void LevelFileKeeper::adoptKeptValues(const NodePtr& topLevelGroup) {

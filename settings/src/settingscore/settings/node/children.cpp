@@ -123,7 +123,7 @@ void SettingsImpl::requireValidator() const {
 
 void SettingsImpl::requireGroup() const {
     if (group_ != nullptr)
-        return;
+        return requireContent();
     const auto parent = parentGroup();
     throw exception::NotANodeName(parent == nullptr ? getThisObjectImpl() : parent->getThisObjectImpl(),
                                   name_);
@@ -297,10 +297,12 @@ void SettingsImpl::dropChild(const NodePtr& child, LateEvents& events) {
 // ---- nodes that loaders build ----
 
 void SettingsImpl::adoptChildren(std::vector<NodePtr> children) {
+    requireGroup();
     adopt(children, nullptr);
 }
 
 void SettingsImpl::adoptWithEvents(const std::vector<NodePtr>& children, LateEvents& events) {
+    requireGroup();
     std::vector<EventDelivery::Place> places;
     adopt(children, &places);
     for (EventDelivery::Place& place : places)
@@ -308,7 +310,6 @@ void SettingsImpl::adoptWithEvents(const std::vector<NodePtr>& children, LateEve
 }
 
 void SettingsImpl::adopt(const std::vector<NodePtr>& children, std::vector<EventDelivery::Place>* places) {
-    requireGroup();
     for (const NodePtr& child : children)
         checkNewName(child->getName());
     const auto tree = treeContext();

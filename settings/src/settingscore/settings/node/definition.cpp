@@ -102,6 +102,25 @@ void SettingsImpl::defineAgain(const FactorySettingProperties& incoming) {
     });
 }
 
+void SettingsImpl::redefine(const SettingsImpl& fresh, LateEvents* events) {
+    {
+        const DefinitionHandle definition = fresh.keptDefinition();
+        const boost::unique_lock<boost::shared_mutex> lock(definitionMutex);
+        definition_.publish(definition == nullptr ? nullptr
+                                                  : std::make_unique<const DefinitionHandle>(definition));
+        indirectReads_.store(fresh.indirectReads_.load(std::memory_order_relaxed), std::memory_order_relaxed);
+    }
+    varnek::concurrency::reclaimIfDue();
+    readOnly_.store(fresh.readOnlyState(), std::memory_order_relaxed);
+    visible_.store(fresh.isVisible(), std::memory_order_relaxed);
+    if (group_ != nullptr && fresh.group_ != nullptr)
+        group_->version.store(fresh.group_->version.load(std::memory_order_relaxed),
+                              std::memory_order_relaxed);
+    if (group_ == nullptr && events != nullptr)
+        replaceValue(LevelIndex::factory, valueOn(LevelIndex::factory), fresh.valueOn(LevelIndex::factory),
+                     *events);
+}
+
 void SettingsImpl::validate() const {
     if (ShapedArray value = values_.effective(); !value.first.isVoid())
         accepted(std::move(value), parentGroup());

@@ -189,4 +189,10 @@ void fillNewDirectory(files::NewFolder& folder, const std::filesystem::path& dir
     addMarker(folder);
 }
 
+void stampNewDirectory(files::NewFolder& folder, const std::filesystem::path& directory) {
+    const PreferencesDirectoryFill fill{currentRelease().text(), timeOfNow(), {}};
+    stamp(folder, directory, fill.created);
+    addRecord(folder, fill);
+}
+
 } // namespace settings::core::detail

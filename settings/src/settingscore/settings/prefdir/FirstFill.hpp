@@ -30,6 +30,10 @@ std::optional<FillSource> findFillSource(const std::filesystem::path& directory,
 void fillNewDirectory(varnek::files::NewFolder& folder, const std::filesystem::path& directory,
                       const std::filesystem::path& previous);
 
+/// Stamps `folder`, which is to become `directory` while the process runs: nothing is copied into it. Errors
+/// as above.
+void stampNewDirectory(varnek::files::NewFolder& folder, const std::filesystem::path& directory);
+
 /// Copies the settings files ("*.vksettings") of `source`. Links are followed within their folder; those that
 /// lead out of it, and what is no file, are left out.
 PreferencesDirectoryFill::Source copySettingsFiles(const FillSource& source, varnek::files::NewFolder& folder,

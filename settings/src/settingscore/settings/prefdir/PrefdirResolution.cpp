@@ -57,11 +57,15 @@ bool exists(const std::filesystem::path& directory, std::vector<InvalidPrefdir>&
     }
 }
 
-/// For this process, for want of the directory.
-void useTemporary(ResolvedPrefdir& result, const CreationOutcome& failure) {
+void logNotCreated(const std::filesystem::path& directory, const CreationOutcome& failure) {
     PrefdirLine(varnek::log::Severity::warning)
         << "Prefdir could not be created, code " << static_cast<int>(failure.code) << ": "
-        << files::shownName(result.directory.native()) << ": " << failure.reason;
+        << files::shownName(directory.native()) << ": " << failure.reason;
+}
+
+/// For this process, for want of the directory.
+void useTemporary(ResolvedPrefdir& result, const CreationOutcome& failure) {
+    logNotCreated(result.directory, failure);
     report(InvalidPrefdirKind::notWritable, result.directory, result.findings);
     result.temporary =
         std::make_shared<files::SessionFolder>(varnek::host::temporaryFolder(), temporaryNamePart);
@@ -110,6 +114,19 @@ ResolvedPrefdir resolvePreferencesDirectory(const PrefdirWishes& wishes) {
     if (!outcome.hasDirectory())
         useTemporary(result, outcome);
     return result;
+}
+
+bool makeUsable(const std::filesystem::path& directory) {
+    std::vector<InvalidPrefdir> findings;
+    if (exists(directory, findings)) {
+        checkPreferencesDirectory(directory);
+        return true;
+    }
+    const CreationOutcome outcome =
+        createDirectory(directory, [&](files::NewFolder& folder) { stampNewDirectory(folder, directory); });
+    if (!outcome.hasDirectory())
+        logNotCreated(directory, outcome);
+    return outcome.hasDirectory();
 }
 
 } // namespace settings::core::detail

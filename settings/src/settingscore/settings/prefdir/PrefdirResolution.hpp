@@ -33,6 +33,10 @@ ResolvedPrefdir resolvePreferencesDirectory(const PrefdirWishes& wishes);
 /// read.
 std::vector<InvalidPrefdir> checkPreferencesDirectory(const std::filesystem::path& directory);
 
+/// Makes a directory usable to which the process is to move: one that is there is checked, one that is not is
+/// made and stamped. False, with a log line: it cannot be made. Errors: that of the stamp.
+bool makeUsable(const std::filesystem::path& directory);
+
 bool isWritableDirectory(const std::filesystem::path& directory);
 bool isReadableDirectory(const std::filesystem::path& directory);
 

@@ -2,6 +2,9 @@
 
 #include <tbb/concurrent_hash_map.h>
 
+#include <mutex>
+#include <set>
+
 namespace settings::core::detail {
 
 using RootState = boost::shared_ptr<SettingsRootStateMgr>;
@@ -9,7 +12,11 @@ using RootState = boost::shared_ptr<SettingsRootStateMgr>;
 using StateMap = tbb::concurrent_hash_map<std::int32_t, RootState, tbb::tbb_hash_compare<std::int32_t>,
                                           std::allocator<std::pair<const std::int32_t, RootState>>>;
 
-struct RootStates::Map : StateMap {};
+/// oneTBB's map cannot be walked while others change it: the indices stand beside it.
+struct RootStates::Map : StateMap {
+    std::mutex mutex; // rank "root indices"
+    std::set<std::int32_t> indices;
+};
 
 RootStates::RootStates() : map_(new Map) {}
 RootStates::~RootStates() = default;
@@ -26,11 +33,28 @@ boost::shared_ptr<SettingsRootStateMgr> RootStates::find(std::int32_t index) con
 }
 
 bool RootStates::insert(std::int32_t index, boost::shared_ptr<SettingsRootStateMgr> state) {
-    return map_->insert({index, std::move(state)});
+    if (!map_->insert({index, std::move(state)}))
+        return false;
+    const std::lock_guard lock(map_->mutex);
+    map_->indices.insert(index);
+    return true;
 }
 
 bool RootStates::erase(std::int32_t index) {
     return map_->erase(index);
+}
+
+std::vector<RootState> RootStates::all() const {
+    std::set<std::int32_t> indices; // of trees that are gone as well: an index is used again
+    {
+        const std::lock_guard lock(map_->mutex);
+        indices = map_->indices;
+    }
+    std::vector<RootState> states;
+    for (const std::int32_t index : indices)
+        if (RootState state = find(index))
+            states.push_back(std::move(state));
+    return states;
 }
 
 } // namespace settings::core::detail

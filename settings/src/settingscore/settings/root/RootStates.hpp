@@ -7,10 +7,12 @@
 
 #include <cstdint>
 #include <memory>
+#include <vector>
 
 namespace settings::core::detail {
 
 class LevelFileKeeper;
+class Toolboxes;
 class UserSettingsUpgrade;
 
 /// The state of one tree: its root and the files behind it. Immutable once in the map.
@@ -18,6 +20,7 @@ struct SettingsRootStateMgr {
     boost::shared_ptr<SettingsImplRoot> root;
     boost::shared_ptr<LevelFileKeeper> files;
     std::shared_ptr<UserSettingsUpgrade> upgrade; // of the files of level "user"
+    std::shared_ptr<Toolboxes> toolboxes;
 };
 
 /// Thread-safe without an outer lock.
@@ -30,6 +33,8 @@ class RootStates {
     /// False, and nothing changed, when the index is taken.
     bool insert(std::int32_t index, boost::shared_ptr<SettingsRootStateMgr> state);
     bool erase(std::int32_t index);
+    /// In no order; what comes or goes meanwhile may be missing.
+    std::vector<boost::shared_ptr<SettingsRootStateMgr>> all() const;
 
   private:
     RootStates();

@@ -1,9 +1,13 @@
 #include "settingscore/settings/root/SettingsImplRoot.hpp"
 
 #include "settingscore/Settings.hpp"
+#include "settingscore/events/UpdatePrefdirEvent.hpp"
 #include "settingscore/exception/Exceptions.hpp"
+#include "settingscore/settings/level/TreeFolders.hpp"
 #include "settingscore/settings/node/NodeNames.hpp"
-#include "varnek/log/Channel.hpp"
+#include "settingscore/settings/root/RootLog.hpp"
+#include "settingscore/settings/root/Toolboxes.hpp"
+#include "varnek/files/PathText.hpp"
 
 #include <boost/make_shared.hpp>
 
@@ -34,19 +38,94 @@ SettingsImplRoot::SettingsImplRoot(TreeContext context)
     : SettingsImpl(rootSpec(), true), context_(boost::make_shared<const TreeContext>(std::move(context))) {}
 
 boost::shared_ptr<SettingsImplRoot> SettingsImplRoot::make(TreeContext context) {
-    static varnek::log::Channel channel("settings::core::settingsImplRoot");
-    VARNEK_LOG(channel, info) << "SettingsImplRoot::SettingsImplRoot "
+    VARNEK_LOG(rootLog, info) << "SettingsImplRoot::SettingsImplRoot "
                               << " RootIndex:" << context.rootIndex.index();
     boost::shared_ptr<SettingsImplRoot> root(new SettingsImplRoot(withEvents(std::move(context))));
     finish(root);
+    if (root->context_->connected)
+        root->followPrefdir();
     return root;
 }
+
+// ---- toolboxes ----
+
+void SettingsImplRoot::buildSettingsTree(const std::filesystem::path& factoryFolder) {
+    static const bool isFirst = [] {
+        VARNEK_LOG(rootLog, info) << "Loading settings without RCF";
+        return true;
+    }();
+    static_cast<void>(isFirst);
+    toolboxes_->build(factoryFolder);
+}
+
+std::set<std::filesystem::path> SettingsImplRoot::getEarlyStartupFactoryFileNames() const {
+    std::set<std::filesystem::path> files;
+    for (const auto& loader : FactorySettingsTracker::start().loaders()) {
+        std::filesystem::path file = loader->isNeededAtStartup() ? loader->getFactoryFile() : "";
+        if (file.empty())
+            continue;
+        const std::string name = loader->getName();
+        VARNEK_LOG(rootLog, info) << "SettingsImplRoot::getEarlyStartupFactoryFileNames: Add service: "
+                                  << name;
+        VARNEK_LOG(rootLog, info) << "add to settings root: " << name;
+        files.insert(std::move(file));
+    }
+    return files;
+}
+
+NodePtr SettingsImplRoot::childNamed(std::string_view name) const {
+    return group().children.find(name);
+}
+
+NodePtr SettingsImplRoot::getChild(std::string_view name, bool load) {
+    VARNEK_LOG(rootLog, debug) << "Root:getChildImpl: " << name << ". Load: " << load;
+    NodePtr child = SettingsImpl::getChild(name, load);
+    const auto declared = load ? boost::dynamic_pointer_cast<DeclaredGroup>(child) : nullptr;
+    if (declared != nullptr && !declared->load())
+        child = nullptr;
+    VARNEK_LOG(rootLog, debug) << "Top level node " << name << (child == nullptr ? " not found" : " found");
+    return child;
+}
+
+void SettingsImplRoot::reloadFactoryFile(std::string_view toolboxGroupName) {
+    if (toolboxes_ == nullptr)
+        return SettingsImpl::reloadFactoryFile(toolboxGroupName);
+    toolboxes_->reload(std::string(toolboxGroupName), "reloadFactoryFile");
+}
+
+void SettingsImplRoot::loaderAdded(std::string_view) {
+    if (toolboxes_ != nullptr)
+        toolboxes_->lookForSources();
+}
+
+// ---- what a root refuses ----
 
 NodePtr SettingsImplRoot::clashing(std::string_view name) const {
     for (const NodePtr& child : group().children.inOrder())
         if (sameButForCase(child->getName(), name))
             return child;
     return {};
+}
+
+/// Whoever reads the log sees the folder that personal values come from after a change.
+void SettingsImplRoot::followPrefdir() {
+    const RootIndex index = context_->rootIndex;
+    const auto log = [index](const varnek::event::EventHandle& event) {
+        const auto* change = dynamic_cast<const UpdatePrefdirEvent*>(event.get());
+        if (change != nullptr && change->getRootIndex() == index)
+            VARNEK_LOG(rootLog, info) << "Personal settings come from "
+                                      << varnek::files::messageUtf8(levelFolder(index, LevelIndex::user));
+    };
+    prefdirChanges_ =
+        varnek::event::EventManager::instance().subscribe(u"settings::core::UpdatePrefdirEvent", log);
+    ++EventDelivery::listenersOfRoots;
+}
+
+SettingsImplRoot::~SettingsImplRoot() {
+    if (prefdirChanges_.connected()) {
+        prefdirChanges_.disconnect();
+        --EventDelivery::listenersOfRoots;
+    }
 }
 
 NodePtr SettingsImplRoot::addSetting(std::string_view, const FactorySettingProperties&,

@@ -1,17 +1,46 @@
 /// The node at the top of one settings tree. Its children are the top-level groups, one per product or
 /// toolbox; it holds no settings. It is owned by the state of its tree and refers to no parent.
+///
+/// Its Toolboxes know where definitions come from; a root without them (of a tree for one file, and the
+/// standalone one) has the groups that others add.
 #pragma once
 
 #include "settingscore/settings/settingsImpl.hpp"
 
+#include "varnek/event/EventManager.hpp"
+
+#include <filesystem>
+#include <memory>
+#include <set>
+
 namespace settings::core::detail {
+
+class Toolboxes;
 
 class SettingsImplRoot : public SettingsImpl {
   public:
     /// `context` tells the whole tree its index, and whether changes raise events and are saved.
     static boost::shared_ptr<SettingsImplRoot> make(TreeContext context);
+    ~SettingsImplRoot() override;
+
+    /// Before the root is used, once.
+    void setToolboxes(std::shared_ptr<Toolboxes> toolboxes) { toolboxes_ = std::move(toolboxes); }
+    /// Puts a group below the root for everything that is declared; none of them is loaded. Blocks on the
+    /// disk, starts bundles. MalformedLocationFile; exception::ErrorReadingSettingsData for a location file
+    /// that is there and cannot be read.
+    void buildSettingsTree(const std::filesystem::path& factoryFolder);
+    /// The factory files that loaders need before the application's start is complete.
+    std::set<std::filesystem::path> getEarlyStartupFactoryFileNames() const;
+    /// The top-level group of that name as it is, or empty.
+    NodePtr childNamed(std::string_view name) const;
 
     bool isRoot() const override { return true; }
+    /// A group that is declared is loaded first when `load` says so; empty when nothing defines it.
+    NodePtr getChild(std::string_view name, bool load) override;
+    using SettingsImpl::getChild;
+    /// CantReloadFactoryFile.
+    void reloadFactoryFile(std::string_view toolboxGroupName) override;
+    void loaderAdded(std::string_view name) override;
     boost::shared_ptr<const TreeContext> treeContext() const override { return context_; }
     /// CanNotAddKeyToRootException, after the level check.
     NodePtr addSetting(std::string_view name, const FactorySettingProperties& definition,
@@ -30,8 +59,11 @@ class SettingsImplRoot : public SettingsImpl {
 
   private:
     explicit SettingsImplRoot(TreeContext context);
+    void followPrefdir();
 
     const boost::shared_ptr<const TreeContext> context_;
+    std::shared_ptr<Toolboxes> toolboxes_; // may be null
+    varnek::event::ScopedConnection prefdirChanges_;
 };
 
 } // namespace settings::core::detail

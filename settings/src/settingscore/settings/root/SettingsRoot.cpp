@@ -1,6 +1,7 @@
 #include "settingscore/SettingsRoot.hpp"
 
 #include "settingscore/Settings.hpp"
+#include "settingscore/settings/root/TreeBuilder.hpp"
 #include "settingscore/settings/root/TreesOnDemand.hpp"
 
 namespace settings::core::detail {
@@ -10,7 +11,8 @@ boost::shared_ptr<Settings> getSettingsRoot(const RootIndex& index) {
 }
 
 std::vector<LoadProblem> getLoadProblems(const RootIndex& index) {
-    return TreesOnDemand::instance().problems(index);
+    const auto tree = index.namesTree() ? RootStates::instance().find(index.index()) : nullptr;
+    return tree == nullptr ? std::vector<LoadProblem>() : problemsOf(*tree);
 }
 
 } // namespace settings::core::detail

@@ -3,8 +3,12 @@
 #include "settingscore/SettingsSaving.hpp"
 #include "settingscore/exception/Exceptions.hpp"
 #include "settingscore/settings/level/TreeFolders.hpp"
+#include "settingscore/settings/root/Toolboxes.hpp"
 #include "settingscore/settings/root/TreeBuilder.hpp"
+#include "settingscore/settings/root/TreeStart.hpp"
 #include "varnek/files/PathText.hpp"
+
+#include <atomic>
 
 namespace settings::core::detail {
 
@@ -14,7 +18,36 @@ bool isBuiltOnDemand(const RootIndex& index) {
     return index.namesTree() && index.buildsOnDemand() && index.index() == DefaultRootIndex().index();
 }
 
+/// What is about the building of trees; may be null.
+std::atomic<TreeStart*> treeStart{nullptr};
+
+thread_local bool isBuildingHere = false;
+
+[[noreturn]] void refuse(const RootIndex& index) {
+    throw VARNEK::settings::core::SettingsLibraryNotInitialized("getSettingsRoot(" +
+                                                                std::to_string(index.index()) + ")");
+}
+
+void requireInitialized(const RootIndex& index) {
+    if (const TreeStart* start = treeStart.load(); start != nullptr && !start->isInitialized())
+        refuse(index);
+}
+
+/// Bundles that start while the tree is built must not ask for it.
+struct BuildingHere {
+    explicit BuildingHere(const RootIndex& index) {
+        if (isBuildingHere)
+            refuse(index);
+        isBuildingHere = true;
+    }
+    ~BuildingHere() { isBuildingHere = false; }
+};
+
 } // namespace
+
+void setTreeStart(TreeStart* start) {
+    treeStart = start;
+}
 
 TreesOnDemand& TreesOnDemand::instance() {
     static auto* const instance = new TreesOnDemand;
@@ -22,25 +55,43 @@ TreesOnDemand& TreesOnDemand::instance() {
 }
 
 boost::shared_ptr<SettingsRootStateMgr> TreesOnDemand::find(const RootIndex& index) {
-    RootStates& states = RootStates::instance();
     if (index.namesTree())
-        if (auto state = states.find(index.index()))
+        if (auto state = RootStates::instance().find(index.index()))
             return state;
     if (!isBuiltOnDemand(index))
-        throw VARNEK::settings::core::SettingsLibraryNotInitialized("getSettingsRoot(" +
-                                                                    std::to_string(index.index()) + ")");
+        refuse(index);
+    requireInitialized(index);
+    TreeStart* const start = treeStart;
+    if (start != nullptr)
+        start->prepare();
+    bool isNew = false;
+    auto state = findOrBuild(index, isNew);
+    if (isNew) {
+        state->toolboxes->takeServices(); // those that came before the tree could be found
+        if (start != nullptr)
+            start->treeIsBuilt();
+    }
+    return state;
+}
+
+boost::shared_ptr<SettingsRootStateMgr> TreesOnDemand::findOrBuild(const RootIndex& index, bool& isNew) {
+    RootStates& states = RootStates::instance();
+    const BuildingHere here(index);
     const std::lock_guard lock(building_);
     if (auto state = states.find(index.index()))
         return state; // another thread has built it, or was just replacing it
     auto state = build(index, nullptr);
     states.insert(index.index(), state);
+    isNew = true;
     return state;
 }
 
 boost::shared_ptr<SettingsRootStateMgr> TreesOnDemand::rebuild(const RootIndex& index) {
+    requireInitialized(index);
     RootStates& states = RootStates::instance();
     waitForSettingsSaves(); // the new tree reads what the old one holds; the thread may ask for the tree
     boost::shared_ptr<SettingsRootStateMgr> before; // let go after the lock
+    const BuildingHere here(index);
     const std::lock_guard lock(building_);
     before = states.find(index.index());
     auto state = build(index, before == nullptr ? nullptr : before->root->treeContext()->events);
@@ -52,23 +103,14 @@ boost::shared_ptr<SettingsRootStateMgr> TreesOnDemand::rebuild(const RootIndex& 
 bool TreesOnDemand::createEmpty(const RootIndex& index) {
     if (!index.namesTree())
         return false;
+    requireInitialized(index);
     const std::lock_guard lock(building_);
     return RootStates::instance().insert(index.index(), emptyTree(index));
 }
 
 boost::shared_ptr<SettingsRootStateMgr> TreesOnDemand::build(const RootIndex& index,
                                                              const boost::shared_ptr<EventDelivery>& events) {
-    BuiltTree tree =
-        buildTree(index, varnek::files::pathFromUtf16(levelFolder(index, LevelIndex::factory)), events);
-    const std::lock_guard lock(problemsMutex_);
-    problems_[index.index()] = std::move(tree.problems);
-    return std::move(tree.state);
-}
-
-std::vector<LoadProblem> TreesOnDemand::problems(const RootIndex& index) {
-    const std::lock_guard lock(problemsMutex_);
-    const auto found = problems_.find(index.index());
-    return found == problems_.end() ? std::vector<LoadProblem>() : found->second;
+    return buildTree(index, varnek::files::pathFromUtf16(levelFolder(index, LevelIndex::factory)), events);
 }
 
 } // namespace settings::core::detail

@@ -4,12 +4,9 @@
 /// so that the first callers wait for one.
 #pragma once
 
-#include "settingscore/SettingsRoot.hpp"
 #include "settingscore/settings/root/RootStates.hpp"
 
-#include <map>
 #include <mutex>
-#include <vector>
 
 namespace settings::core::detail {
 
@@ -24,17 +21,15 @@ class TreesOnDemand {
     boost::shared_ptr<SettingsRootStateMgr> rebuild(const RootIndex& index);
     /// A tree without groups. False when the index is taken or names no tree.
     bool createEmpty(const RootIndex& index);
-    std::vector<LoadProblem> problems(const RootIndex& index);
 
   private:
     TreesOnDemand() = default;
+    boost::shared_ptr<SettingsRootStateMgr> findOrBuild(const RootIndex& index, bool& isNew);
     /// building_ is held.
     boost::shared_ptr<SettingsRootStateMgr> build(const RootIndex& index,
                                                   const boost::shared_ptr<EventDelivery>& events);
 
     std::mutex building_;
-    std::mutex problemsMutex_;
-    std::map<std::int32_t, std::vector<LoadProblem>> problems_;
 };
 
 } // namespace settings::core::detail

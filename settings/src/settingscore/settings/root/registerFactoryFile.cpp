@@ -4,12 +4,10 @@
 #include "settingscore/SettingsSaving.hpp"
 #include "settingscore/exception/Exceptions.hpp"
 #include "settingscore/settings/file/FactoryFileManagerImpl.hpp"
-#include "settingscore/settings/file/LevelFileKeeper.hpp"
-#include "settingscore/settings/file/SettingsFileReader.hpp"
-#include "settingscore/settings/file/TreeLoader.hpp"
+#include "settingscore/settings/file/FileFault.hpp"
 #include "settingscore/settings/node/NodeNames.hpp"
 #include "settingscore/settings/root/RootStates.hpp"
-#include "settingscore/settings/upgrade/UserSettingsUpgrade.hpp"
+#include "settingscore/settings/root/Toolboxes.hpp"
 #include "varnek/files/PathText.hpp"
 
 #include <algorithm>
@@ -39,12 +37,6 @@ bool extends(const std::vector<UpgraderRecord>& upgraders, const std::vector<Upg
            std::equal(released.begin(), released.end(), upgraders.begin());
 }
 
-NodePtr groupOf(SettingsFileContent content, const std::filesystem::path& file) {
-    auto group = buildTree(std::move(content.tree), LoadRules{});
-    group->setFactoryFile(file.string());
-    return group;
-}
-
 } // namespace
 
 void SettingsImpl::registerFactoryFile(const std::u16string& file, const std::u16string& folder,
@@ -64,16 +56,11 @@ void SettingsImpl::registerFactoryFile(const std::u16string& file, const std::u1
         factory.setUpgraders(upgraders);
         factory.save(path);
     }
-    SettingsFileContent content = readSettingsFile(path, FileUse::factory);
-    // While saving is off the file does not say what it is given.
-    tree->upgrade->setFactoryChanges(group,
-                                     isSettingsSavingTurnedOn() ? content.upgraders : factory.upgraders());
-    const NodePtr added = groupOf(std::move(content), path);
-    LateEvents events;
-    tree->root->adoptWithEvents({added}, events);
-    for (const LevelIndex level : {LevelIndex::installation, LevelIndex::user})
-        tree->files->loadLevel(added, level);
-    events.tell();
+    ToolboxSources::FactoryFile entry{path, false};
+    if (!isSettingsSavingTurnedOn()) // the file does not say what it is given
+        entry.changes = std::make_shared<const std::vector<UpgraderRecord>>(factory.upgraders());
+    tree->toolboxes->sources().setFactoryFiles(group, {std::move(entry)});
+    tree->toolboxes->add(group, factory.topLevelNode()->isVisible());
 }
 
 } // namespace settings::core::detail

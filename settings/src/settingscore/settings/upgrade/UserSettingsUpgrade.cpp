@@ -108,15 +108,19 @@ void UserSettingsUpgrade::setFactoryChanges(const std::string& group, std::vecto
     changes_[group].swap(declared);
 }
 
-void UserSettingsUpgrade::setUnreadable(const std::string& group) {
-    const std::lock_guard lock(mutex_);
-    changes_.try_emplace(group);
+std::optional<FactoryChanges> UserSettingsUpgrade::factoryChanges(const std::string& group) const {
+    {
+        const std::lock_guard lock(mutex_);
+        if (const auto found = changes_.find(group); found != changes_.end())
+            return found->second;
+    }
+    return reader_ ? reader_(group) : std::nullopt;
 }
 
-std::optional<FactoryChanges> UserSettingsUpgrade::factoryChanges(const std::string& group) const {
-    const std::lock_guard lock(mutex_);
-    const auto found = changes_.find(group);
-    return found == changes_.end() ? std::nullopt : std::optional(found->second);
+bool UserSettingsUpgrade::isComplete(const std::string& group,
+                                     const std::optional<VersionRecord>& record) const {
+    const auto changes = factoryChanges(group);
+    return changes && *changes != nullptr && UpgradePosition::of(record) == UpgradePosition::endOf(*changes);
 }
 
 ChangesOfGroup UserSettingsUpgrade::changesOfGroup() const {

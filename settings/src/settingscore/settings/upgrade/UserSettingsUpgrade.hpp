@@ -20,10 +20,14 @@ class UserSettingsUpgrade : public PersonalFileUpgrade {
     /// What the factory definitions of a top-level group declare, in place of what they declared before. Due
     /// before the first file of the tree is loaded that may move values into this group.
     void setFactoryChanges(const std::string& group, std::vector<UpgraderRecord> changes);
-    /// The group is there, but its factory definitions cannot be read now: what moves into it has to wait.
-    void setUnreadable(const std::string& group);
-    /// Nothing for a group without factory definitions, null for an unreadable one.
+    /// Where to ask for the changes of groups that nobody has told of: those are not loaded yet. Before the
+    /// first use. Called without a lock; blocks on the disk.
+    void setFactoryChangesReader(ChangesOfGroup reader) { reader_ = std::move(reader); }
+    /// Nothing for a group without factory definitions, null for one whose definitions cannot be read now:
+    /// what moves into it has to wait.
     std::optional<FactoryChanges> factoryChanges(const std::string& group) const;
+    /// Whether a personal file with this record has been through all changes of its group.
+    bool isComplete(const std::string& group, const std::optional<VersionRecord>& record) const;
 
     bool finishInterrupted(const std::filesystem::path& folder) override;
     Upgraded upgrade(const NodePtr& group, const std::filesystem::path& file,
@@ -49,6 +53,7 @@ class UserSettingsUpgrade : public PersonalFileUpgrade {
     void logRun(const std::filesystem::path& file, SettingsFileContent& content,
                 const UpgradeReport& report) const;
 
+    ChangesOfGroup reader_;
     mutable std::mutex mutex_;
     std::map<std::string, FactoryChanges> changes_;
     std::set<std::filesystem::path> loaded_;

@@ -1,0 +1,32 @@
+/// When the preferences directory and the settings tree can be used: for components that have to pause while
+/// the host moves the directory.
+///
+/// A callback is called every time that its subject becomes ready: at the start, and after every change of
+/// the preferences directory, a failed one included, so that whoever has paused goes on. Registering never
+/// calls it. Callbacks are called one after the other, in the order in which they were registered, on the
+/// thread that starts the library or changes the directory, with the readiness lock held; what they throw is
+/// logged. They may use settings. The functions of this header and updatePrefdir() must not be called from
+/// one: std::logic_error.
+///
+/// Thread-safe.
+#pragma once
+
+#include "settingscore/Export.hpp"
+
+#include <functional>
+
+namespace settings::core::detail {
+
+using ReadinessCallback = std::function<void()>;
+
+/// Registers a callback for good, and returns whether the directory is ready now. std::invalid_argument for
+/// an empty callback. Waits while callbacks run and while the directory changes.
+SETTINGSCORE_EXPORT bool isPrefdirReady(ReadinessCallback callback);
+/// The same for the tree of the application, whose personal values have been read.
+SETTINGSCORE_EXPORT bool isSettingsTreeReady(ReadinessCallback callback);
+SETTINGSCORE_EXPORT bool isSettingsTreeReady();
+
+/// Returns when no change of the preferences directory is under way.
+SETTINGSCORE_EXPORT void waitForUpdatePrefdir();
+
+} // namespace settings::core::detail

@@ -1,0 +1,192 @@
+#include "settingscore/settings/root/DeclaredGroup.hpp"
+
+#include "settingscore/settings/root/LoadTurns.hpp"
+#include "settingscore/settings/root/RootLog.hpp"
+
+namespace settings::core::detail {
+
+namespace {
+
+NodeSpec specOf(std::string_view name, bool isVisible) {
+    NodeSpec spec;
+    spec.name = name;
+    spec.visible = isVisible;
+    return spec;
+}
+
+struct Turn {
+    LoadTurns& turns;
+    const void* group;
+    ~Turn() { turns.end(group); }
+};
+
+} // namespace
+
+DeclaredGroup::DeclaredGroup(std::string_view name, bool isVisible,
+                             const std::shared_ptr<GroupLoader>& loader)
+    : SettingsImpl(specOf(name, isVisible), true), loader_(loader) {}
+
+boost::shared_ptr<DeclaredGroup> DeclaredGroup::make(std::string_view name, bool isVisible,
+                                                     const std::shared_ptr<GroupLoader>& loader) {
+    boost::shared_ptr<DeclaredGroup> group(new DeclaredGroup(name, isVisible, loader));
+    finish(group);
+    return group;
+}
+
+bool DeclaredGroup::load() {
+    LoadTurns& turns = LoadTurns::instance();
+    while (!isLoaded()) {
+        const auto loader = loader_.lock();
+        if (loader == nullptr)
+            return false;
+        const LoadTurns::Outcome outcome = turns.begin(this);
+        if (outcome == LoadTurns::Outcome::circular) {
+            VARNEK_LOG(rootLog, warning) << "The definitions of " << getName() << " are needed to load them";
+            return false;
+        }
+        if (outcome == LoadTurns::Outcome::ended)
+            continue;
+        {
+            const Turn turn{turns, this};
+            if (isLoaded()) // somebody was quicker
+                return true;
+            if (!fill(*loader))
+                return false;
+        }
+        loader->loaded(*this);
+    }
+    return true;
+}
+
+/// The children come last: whoever finds one of them finds everything, and can save it.
+bool DeclaredGroup::fill(GroupLoader& loader) {
+    const auto start = std::chrono::steady_clock::now();
+    const auto content = loader.load(*this);
+    if (content == nullptr)
+        return false;
+    redefine(*content, nullptr);
+    stage_.store(Stage::appearing, std::memory_order_release);
+    try {
+        adopt(content->getChildren(), nullptr);
+    } catch (...) {
+        stage_.store(Stage::declared, std::memory_order_release);
+        throw;
+    }
+    loadTime_ = (std::chrono::steady_clock::now() - start).count();
+    stage_.store(Stage::loaded, std::memory_order_release);
+    return true;
+}
+
+void DeclaredGroup::requireContent() const {
+    if (!isLoaded())
+        const_cast<DeclaredGroup*>(this)->load();
+}
+
+bool DeclaredGroup::isSet(std::string_view name, std::string_view level) const {
+    requireContent();
+    return SettingsImpl::isSet(name, level);
+}
+
+void DeclaredGroup::unset(std::string_view name, std::string_view level) {
+    requireContent();
+    SettingsImpl::unset(name, level);
+}
+
+boost::optional<std::uint64_t> DeclaredGroup::getDataTypeIndex(std::string_view name) const {
+    requireContent();
+    return SettingsImpl::getDataTypeIndex(name);
+}
+
+ConstNodePtr DeclaredGroup::getChild(std::string_view name, bool load) const {
+    return const_cast<DeclaredGroup*>(this)->getChild(name, load);
+}
+
+NodePtr DeclaredGroup::getChild(std::string_view name, bool load) {
+    if (load)
+        requireContent();
+    return SettingsImpl::getChild(name, load);
+}
+
+std::vector<ConstNodePtr> DeclaredGroup::getChildren() const {
+    requireContent();
+    return SettingsImpl::getChildren();
+}
+
+std::vector<NodePtr> DeclaredGroup::getChildren() {
+    requireContent();
+    return SettingsImpl::getChildren();
+}
+
+boost::optional<std::uint32_t> DeclaredGroup::getVersionNumber() const {
+    requireContent();
+    return SettingsImpl::getVersionNumber();
+}
+
+void DeclaredGroup::mergeDescendants(const ConstNodePtr& other, std::string_view level) {
+    requireContent();
+    SettingsImpl::mergeDescendants(other, level);
+}
+
+ShapedArray DeclaredGroup::getAny(std::string_view name, std::string_view level) const {
+    requireContent();
+    return SettingsImpl::getAny(name, level);
+}
+
+varnek::data::Array DeclaredGroup::get(std::string_view name, std::string_view level) const {
+    requireContent();
+    return SettingsImpl::get(name, level);
+}
+
+void DeclaredGroup::setValue(std::string_view name, const varnek::data::Array& value, bool isVector,
+                             std::string_view level) {
+    requireContent();
+    SettingsImpl::setValue(name, value, isVector, level);
+}
+
+void DeclaredGroup::loadUserSettingsOncePerPrefdir() {
+    requireContent();
+    SettingsImpl::loadUserSettingsOncePerPrefdir();
+}
+
+NodePtr DeclaredGroup::findSetting(std::string_view name) const {
+    requireContent();
+    return SettingsImpl::findSetting(name);
+}
+
+NodePtr DeclaredGroup::getTopLevelNodeForSave() {
+    return stage_.load(std::memory_order_acquire) == Stage::declared ? NodePtr()
+                                                                     : SettingsImpl::getTopLevelNodeForSave();
+}
+
+ReadOnlyState DeclaredGroup::readOnlyState() const {
+    requireContent();
+    return SettingsImpl::readOnlyState();
+}
+
+FactorySettingProperties DeclaredGroup::definition() const {
+    requireContent();
+    return SettingsImpl::definition();
+}
+
+varnek::json::Object DeclaredGroup::attributes() const {
+    requireContent();
+    return SettingsImpl::attributes();
+}
+
+void DeclaredGroup::setAttributes(varnek::json::Object attributes) {
+    requireContent();
+    SettingsImpl::setAttributes(std::move(attributes));
+}
+
+void DeclaredGroup::setValidator(const ValidatorVariant& validator) {
+    requireContent();
+    SettingsImpl::setValidator(validator);
+}
+
+void DeclaredGroup::writeFactoryFile(const std::u16string& file,
+                                     const std::vector<UpgraderRecord>& upgraders) {
+    requireContent();
+    SettingsImpl::writeFactoryFile(file, upgraders);
+}
+
+} // namespace settings::core::detail

@@ -1,0 +1,217 @@
+#include "settingscore/settings/root/FactorySettingsTracker.hpp"
+
+#include "cppmicroservices/ServiceTracker.h"
+#include "settingscore/plugin/InstallationRoot.hpp"
+#include "settingscore/plugin/PluginFolder.hpp"
+#include "settingscore/plugin/ServiceFramework.hpp"
+#include "settingscore/settings/root/LateSources.hpp"
+#include "settingscore/settings/root/RootLog.hpp"
+#include "varnek/bundles/BundleFolder.hpp"
+#include "varnek/files/FileError.hpp"
+
+#include <algorithm>
+#include <string_view>
+
+namespace settings::core::detail {
+
+namespace {
+
+using cppmicroservices::BundleContext;
+using cppmicroservices::ServiceReference;
+using cppmicroservices::ServiceTracker;
+using cppmicroservices::ServiceTrackerCustomizer;
+using varnek::settings::FactorySettings;
+using varnek::settings::TopLevelFactoryFileLoader;
+
+// In the order in which they are started, below the installation.
+constexpr std::string_view bundleFolders[] = {
+    R"(bin\win64\factory_settings_test)",
+    R"(bin\win64\factory_settings\compute)",
+    R"(bin\win64\factory_settings\session)",
+    R"(bin\win64\factory_settings_plugins)",
+};
+
+/// The same folder on this platform.
+std::filesystem::path nativeFolder(std::string_view relative) {
+    constexpr std::string_view binaries = R"(bin\win64)";
+    std::string path = "bin/linux64" + std::string(relative.substr(binaries.size()));
+    std::replace(path.begin(), path.end(), '\\', '/');
+    return path;
+}
+
+} // namespace
+
+/// What the framework calls when services come and go. Never destroyed.
+class FactorySettingsTracker::ServiceCustomizer : public ServiceTrackerCustomizer<FactorySettings> {
+  public:
+    ServiceCustomizer(FactorySettingsTracker& tracker, BundleContext context)
+        : tracker_(tracker), context_(std::move(context)) {}
+
+    std::shared_ptr<FactorySettings>
+    AddingService(const ServiceReference<FactorySettings>& reference) override {
+        auto service = context_.GetService(reference);
+        if (service == nullptr || !tracker_.enter(Service(service)))
+            return nullptr; // not tracked
+        return service;
+    }
+    void ModifiedService(const ServiceReference<FactorySettings>&,
+                         const std::shared_ptr<FactorySettings>&) override {}
+    void RemovedService(const ServiceReference<FactorySettings>&,
+                        const std::shared_ptr<FactorySettings>& service) override {
+        tracker_.leave(Service(service));
+    }
+
+  private:
+    FactorySettingsTracker& tracker_;
+    BundleContext context_;
+};
+
+class FactorySettingsTracker::LoaderCustomizer : public ServiceTrackerCustomizer<TopLevelFactoryFileLoader> {
+  public:
+    LoaderCustomizer(FactorySettingsTracker& tracker, BundleContext context)
+        : tracker_(tracker), context_(std::move(context)) {}
+
+    std::shared_ptr<TopLevelFactoryFileLoader>
+    AddingService(const ServiceReference<TopLevelFactoryFileLoader>& reference) override {
+        auto loader = context_.GetService(reference);
+        if (loader == nullptr || !tracker_.enter(Loader(loader)))
+            return nullptr;
+        return loader;
+    }
+    void ModifiedService(const ServiceReference<TopLevelFactoryFileLoader>&,
+                         const std::shared_ptr<TopLevelFactoryFileLoader>&) override {}
+    void RemovedService(const ServiceReference<TopLevelFactoryFileLoader>&,
+                        const std::shared_ptr<TopLevelFactoryFileLoader>& loader) override {
+        tracker_.leave(Loader(loader));
+    }
+
+  private:
+    FactorySettingsTracker& tracker_;
+    BundleContext context_;
+};
+
+FactorySettingsTracker& FactorySettingsTracker::start() {
+    static auto* const tracker = [] {
+        VARNEK_LOG(rootLog, info) << "Create the Microservice tracker";
+        std::unique_ptr<FactorySettingsTracker> made(new FactorySettingsTracker);
+        made->track();
+        made->startFolders();
+        return made.release();
+    }();
+    return *tracker;
+}
+
+/// The trackers stay open to the end of the process.
+void FactorySettingsTracker::track() {
+    const BundleContext context = serviceContext();
+    auto services = std::make_unique<ServiceTracker<FactorySettings>>(
+        context, std::make_unique<ServiceCustomizer>(*this, context).release());
+    services->Open();
+    services.release();
+    auto loaders = std::make_unique<ServiceTracker<TopLevelFactoryFileLoader>>(
+        context, std::make_unique<LoaderCustomizer>(*this, context).release());
+    loaders->Open();
+    loaders.release();
+}
+
+void FactorySettingsTracker::startFolders() {
+    const std::filesystem::path root = installationRoot();
+    if (root.empty())
+        return;
+    for (const std::string_view folder : bundleFolders)
+        try {
+            for (const auto& started :
+                 varnek::bundles::startBundles(serviceContext(), root / nativeFolder(folder), isTrusted))
+                if (started.outcome == varnek::bundles::LibraryOutcome::failed)
+                    note({started.library.string(), started.problem});
+                else if (started.outcome == varnek::bundles::LibraryOutcome::refused)
+                    note({started.library.string(), "others than its owner can write it"});
+        } catch (const varnek::files::FileError& failure) {
+            if (failure.kind() != varnek::files::FileErrorKind::notFound)
+                note({(root / nativeFolder(folder)).string(), failure.what()});
+        }
+}
+
+void FactorySettingsTracker::note(LoadProblem problem) {
+    VARNEK_LOG(rootLog, error) << "Exception caught: " << problem.file << ": " << problem.message;
+    problems_.push_back(std::move(problem));
+}
+
+template <class Map, class Key, class Entry>
+bool FactorySettingsTracker::enterOnce(Map& map, Key key, const Entry& entry, const std::string& group) {
+    const std::lock_guard lock(mutex_);
+    if (map.try_emplace(std::move(key), entry).second)
+        return true;
+    VARNEK_LOG(rootLog, warning) << "Toolbox " << group << " is already registered";
+    return false;
+}
+
+bool FactorySettingsTracker::enter(const Service& service) {
+    const std::string group = service->getToolboxGroupName();
+    const std::string parent = service->getParentName();
+    if (!enterOnce(services_, Name(parent, group), service, group))
+        return false;
+    VARNEK_LOG(rootLog, info) << "Tracker:";
+    if (!parent.empty())
+        VARNEK_LOG(rootLog, info) << "Subgroup Factory File Microservice for " << parent << " : " << group;
+    addToAllTrees(service);
+    return true;
+}
+
+bool FactorySettingsTracker::enter(const Loader& loader) {
+    const std::string name = loader->getName();
+    if (!enterOnce(loaders_, name, loader, name))
+        return false;
+    VARNEK_LOG(rootLog, info) << "Tracker:";
+    VARNEK_LOG(rootLog, info) << "Top level Factory File Loader: " << name;
+    addLoaderToAllTrees(loader);
+    return true;
+}
+
+void FactorySettingsTracker::leave(const Service& service) {
+    const std::lock_guard lock(mutex_); // the caller holds the service, too
+    std::erase_if(services_, [&](const auto& entry) { return entry.second == service; });
+}
+
+void FactorySettingsTracker::leave(const Loader& loader) {
+    const std::lock_guard lock(mutex_);
+    std::erase_if(loaders_, [&](const auto& entry) { return entry.second == loader; });
+}
+
+FactorySettingsTracker::Service FactorySettingsTracker::find(const std::string& group) const {
+    const std::lock_guard lock(mutex_);
+    const auto found = services_.find(Name({}, group));
+    return found == services_.end() ? nullptr : found->second;
+}
+
+std::vector<FactorySettingsTracker::Service> FactorySettingsTracker::topLevelServices() const {
+    return servicesBelow({});
+}
+
+std::vector<FactorySettingsTracker::Service>
+FactorySettingsTracker::servicesBelow(const std::string& parent) const {
+    std::vector<Service> services;
+    const std::lock_guard lock(mutex_);
+    for (const auto& [name, service] : services_)
+        if (name.first == parent)
+            services.push_back(service);
+    return services;
+}
+
+bool FactorySettingsTracker::suppliesBelow(const std::string& topLevelGroup) const {
+    const std::lock_guard lock(mutex_);
+    return std::any_of(services_.begin(), services_.end(), [&](const auto& entry) {
+        const std::string& parent = entry.first.first;
+        return parent == topLevelGroup || parent.starts_with(topLevelGroup + '.');
+    });
+}
+
+std::vector<FactorySettingsTracker::Loader> FactorySettingsTracker::loaders() const {
+    std::vector<Loader> loaders;
+    const std::lock_guard lock(mutex_);
+    for (const auto& [name, loader] : loaders_)
+        loaders.push_back(loader);
+    return loaders;
+}
+
+} // namespace settings::core::detail

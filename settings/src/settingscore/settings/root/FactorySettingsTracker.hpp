@@ -1,0 +1,65 @@
+/// The services that supply factory settings, for all trees of the process: FactorySettings, by the names of
+/// their group and of the one above it, and TopLevelFactoryFileLoader, by their name.
+///
+/// Thread-safe. The lock of this class (rank "factory services") is not held while services, bundles or trees
+/// are called.
+#pragma once
+
+#include "settingscore/SettingsRoot.hpp"
+#include "settingscore/factoryfile/FactorySettings.hpp"
+
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace settings::core::detail {
+
+class FactorySettingsTracker {
+  public:
+    using Service = std::shared_ptr<const varnek::settings::FactorySettings>;
+    using Loader = std::shared_ptr<const varnek::settings::TopLevelFactoryFileLoader>;
+
+    /// Made at the first call, never destroyed. Tracks from then on, and installs and starts the bundles of
+    /// the installation's factory folders, once in a process; runs their code. Threads that come meanwhile
+    /// wait. Errors: those of serviceContext().
+    static FactorySettingsTracker& start();
+
+    /// Empty when there is none.
+    Service find(const std::string& group) const;
+    /// Of the top-level groups, in order of their names.
+    std::vector<Service> topLevelServices() const;
+    /// Of the groups that are to stand in that one.
+    std::vector<Service> servicesBelow(const std::string& parent) const;
+    /// Whether there are any for that top-level group or groups in it.
+    bool suppliesBelow(const std::string& topLevelGroup) const;
+    std::vector<Loader> loaders() const;
+    /// Bundles that could not be started.
+    const std::vector<LoadProblem>& problems() const noexcept { return problems_; }
+
+  private:
+    class ServiceCustomizer;
+    class LoaderCustomizer;
+
+    FactorySettingsTracker() = default;
+    void track();
+    void startFolders();
+    void note(LoadProblem problem);
+    using Name = std::pair<std::string, std::string>; // of the group above, and of the group
+
+    template <class Map, class Key, class Entry>
+    bool enterOnce(Map& map, Key key, const Entry& entry, const std::string& group);
+    bool enter(const Service& service);
+    bool enter(const Loader& loader);
+    void leave(const Service& service);
+    void leave(const Loader& loader);
+
+    mutable std::mutex mutex_;
+    std::map<Name, Service> services_;
+    std::map<std::string, Loader> loaders_;
+    std::vector<LoadProblem> problems_;
+};
+
+} // namespace settings::core::detail

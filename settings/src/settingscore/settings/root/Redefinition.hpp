@@ -1,0 +1,34 @@
+/// New definitions in the place of those of a loaded group: what both have stays the same node with its
+/// values, what is gone leaves its personal values in the files, what is new takes those that were kept for
+/// it.
+#pragma once
+
+#include "settingscore/events/EventDelivery.hpp"
+#include "settingscore/settings/file/SettingsFileContent.hpp"
+#include "settingscore/settings/settingsImpl.hpp"
+
+namespace settings::core::detail {
+
+class LevelFileKeeper;
+
+/// Confined to one thread; for one thread at a time per group.
+class Redefinition {
+  public:
+    using Group = boost::shared_ptr<SettingsImpl>;
+
+    /// `fresh` is a group outside every tree; it gives its nodes away.
+    Redefinition(Group group, Group fresh, LevelFileKeeper& files);
+
+    /// Waits for what is still to be saved, changes the tree, and reads the group's files, through the
+    /// changes between releases. The events of the tree are left in `events`, those of the files are told.
+    /// Blocks on the disk.
+    void run(LateEvents& events);
+
+  private:
+    void replace(const Group& now, const Group& fresh, LateEvents& events) const;
+
+    const Group group_, fresh_;
+    LevelFileKeeper& files_;
+};
+
+} // namespace settings::core::detail

@@ -1,0 +1,80 @@
+#include "settingscore/settings/root/ToolboxSources.hpp"
+
+#include "settingscore/settings/root/RootLog.hpp"
+
+namespace settings::core::detail {
+
+void ToolboxSources::takeLoaders(const std::vector<Loader>& loaders, const TakeGroup& take) {
+    const std::lock_guard lock(mutex_);
+    for (const Loader& loader : loaders) {
+        const std::string name = loader->getName();
+        VARNEK_LOG(rootLog, info) << "SettingsImplRoot::call the loader for " << name;
+        take(name, !loader->isHidden());
+        std::filesystem::path file = loader->getFactoryFile();
+        declared_.insert(name);
+        if (!file.empty())
+            files_[name].push_back({std::move(file), true});
+    }
+}
+
+void ToolboxSources::addFactoryFile(const std::string& group, FactoryFile file) {
+    const std::lock_guard lock(mutex_);
+    declared_.insert(group);
+    files_[group].push_back(std::move(file));
+}
+
+void ToolboxSources::setFactoryFiles(const std::string& group, std::vector<FactoryFile> files) {
+    const std::lock_guard lock(mutex_);
+    declared_.insert(group);
+    files_[group].swap(files);
+}
+
+void ToolboxSources::setDefinition(Definition definition) {
+    const std::string& group = definition->getToolboxGroupName();
+    const bool isVisible = definition->isVisible();
+    const std::lock_guard lock(mutex_);
+    declared_.insert(group);
+    if (isVisible)
+        visible_.insert(group);
+    else
+        visible_.erase(group);
+    definitions_[group].swap(definition); // the one before is let go after the lock
+}
+
+void ToolboxSources::declare(const std::string& group, bool isVisible) {
+    const std::lock_guard lock(mutex_);
+    declared_.insert(group);
+    if (isVisible)
+        visible_.insert(group);
+    else
+        visible_.erase(group);
+}
+
+void ToolboxSources::setVisibleGroups(std::set<std::string> groups) {
+    const std::lock_guard lock(mutex_);
+    visible_.swap(groups);
+}
+
+std::vector<std::string> ToolboxSources::declaredGroups() const {
+    const std::lock_guard lock(mutex_);
+    return {declared_.begin(), declared_.end()};
+}
+
+bool ToolboxSources::isVisible(const std::string& group) const {
+    const std::lock_guard lock(mutex_);
+    return visible_.contains(group);
+}
+
+std::vector<ToolboxSources::FactoryFile> ToolboxSources::factoryFiles(const std::string& group) const {
+    const std::lock_guard lock(mutex_);
+    const auto found = files_.find(group);
+    return found == files_.end() ? std::vector<FactoryFile>() : found->second;
+}
+
+ToolboxSources::Definition ToolboxSources::definition(const std::string& group) const {
+    const std::lock_guard lock(mutex_);
+    const auto found = definitions_.find(group);
+    return found == definitions_.end() ? Definition() : found->second;
+}
+
+} // namespace settings::core::detail

@@ -1,0 +1,63 @@
+/// Where the definitions of one tree's toolbox groups come from: what the location file, loaders and front
+/// ends declare. (Services stand in FactorySettingsTracker, for all trees.)
+///
+/// Thread-safe. mutex_ (rank "location" in ARCHITECTURE.md) guards everything here; loaders are asked under
+/// it, once, while the tree is built.
+#pragma once
+
+#include "settingscore/factoryfile/FactorySettings.hpp"
+#include "settingscore/root/FactorySettingsDefinition.hpp"
+#include "settingscore/settings/upgrade/UpgradePosition.hpp"
+
+#include <filesystem>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace settings::core::detail {
+
+class ToolboxSources {
+  public:
+    using Definition = boost::shared_ptr<const VARNEKFactorySettingsDefinition>;
+    using Loader = std::shared_ptr<const varnek::settings::TopLevelFactoryFileLoader>;
+
+    struct FactoryFile {
+        std::filesystem::path path;
+        bool isListed = true;     ///< by the location file or a service; false: registered at run time
+        FactoryChanges changes{}; ///< in the place of those in the file; null: those
+    };
+
+    /// Takes (name, whether users see it); called with mutex_ held.
+    using TakeGroup = std::function<void(const std::string& group, bool isVisible)>;
+
+    /// Declares the group of each loader, in their order, and hands it to `take`.
+    void takeLoaders(const std::vector<Loader>& loaders, const TakeGroup& take);
+    /// Appends to the files of the group.
+    void addFactoryFile(const std::string& group, FactoryFile file);
+    /// In place of all files that the group had.
+    void setFactoryFiles(const std::string& group, std::vector<FactoryFile> files);
+    void setDefinition(Definition definition);
+    void declare(const std::string& group, bool isVisible);
+    /// Replaces the set whole.
+    void setVisibleGroups(std::set<std::string> groups);
+
+    /// In order of their names.
+    std::vector<std::string> declaredGroups() const;
+    bool isVisible(const std::string& group) const;
+    std::vector<FactoryFile> factoryFiles(const std::string& group) const;
+    /// Null when there is none.
+    Definition definition(const std::string& group) const;
+
+  private:
+    mutable std::mutex mutex_;
+    std::set<std::string> declared_;
+    std::set<std::string> visible_;
+    std::map<std::string, std::vector<FactoryFile>> files_;
+    std::map<std::string, Definition> definitions_;
+};
+
+} // namespace settings::core::detail

@@ -1,0 +1,325 @@
+#include "settingscore/settings/root/Toolboxes.hpp"
+
+#include "settingscore/FactoryFileLocation.hpp"
+#include "settingscore/exception/Exceptions.hpp"
+#include "settingscore/settings/file/FileFailureText.hpp"
+#include "settingscore/settings/file/LevelFileKeeper.hpp"
+#include "settingscore/settings/file/SettingsFileReader.hpp"
+#include "settingscore/settings/node/FullNamePath.hpp"
+#include "settingscore/settings/root/LoadTurns.hpp"
+#include "settingscore/settings/root/Redefinition.hpp"
+#include "settingscore/settings/root/RootLog.hpp"
+#include "settingscore/settings/root/SettingsImplRoot.hpp"
+#include "settingscore/settings/root/SettingsInfo.hpp"
+#include "settingscore/settings/upgrade/UserSettingsUpgrade.hpp"
+
+#include <boost/make_shared.hpp>
+
+#include <stdexcept>
+
+namespace settings::core::detail {
+
+namespace {
+
+constexpr LevelIndex levelsOfFiles[] = {LevelIndex::installation, LevelIndex::user};
+
+} // namespace
+
+Toolboxes::Toolboxes(boost::shared_ptr<LevelFileKeeper> files, std::shared_ptr<UserSettingsUpgrade> upgrade,
+                     const boost::shared_ptr<SettingsImplRoot>& root)
+    : files_(std::move(files)), upgrade_(std::move(upgrade)), root_(root) {}
+Toolboxes::~Toolboxes() = default;
+
+// ---- declaring ----
+
+void Toolboxes::build(const std::filesystem::path& factoryFolder) {
+    FactorySettingsTracker& tracker = FactorySettingsTracker::start();
+    for (const LoadProblem& problem : tracker.problems())
+        problems_.add("", problem);
+    std::set<std::string> visible;
+    const auto take = [&](const std::string& group, bool isVisible) {
+        if (isVisible)
+            visible.insert(group);
+    };
+    sources_.takeLoaders(tracker.loaders(), take);
+    if (!factoryFolder.empty()) {
+        for (const FactoryFileLocation& location : readFactoryFileLocations(factoryFolder)) {
+            sources_.addFactoryFile(location.toolboxGroupName, {factoryFolder / location.factoryFile});
+            take(location.toolboxGroupName, !location.hidden);
+        }
+        for (const SettingsInfo& info : readSettingsInfos(factoryFolder, problems_)) {
+            info.enter(sources_);
+            take(info.toolboxGroupName, !info.isHidden);
+        }
+    }
+    sources_.setVisibleGroups(std::move(visible));
+    for (const std::string& name : sources_.declaredGroups())
+        addDummyNode(name);
+    for (const FactorySettingsTracker::Service& service : tracker.topLevelServices()) {
+        const std::string name = service->getToolboxGroupName();
+        VARNEK_LOG(rootLog, info) << "SettingsImplRoot::buildSettingsTree: Add service: " << name;
+        enter(name, service->isVisible(), nullptr);
+    }
+    isBuilt_.store(true, std::memory_order_release);
+}
+
+void Toolboxes::addDummyNode(const std::string& name) {
+    const auto root = root_.lock();
+    VARNEK_LOG(rootLog, info) << "SettingsImplRoot::addDummyNode for: " << name << ":" << root->getName();
+    const auto group = DeclaredGroup::make(name, sources_.isVisible(name), shared_from_this());
+    put(group, sourceOf(name) != ToolboxSource::none, nullptr);
+}
+
+/// Below the root, or among those that wait for a source.
+void Toolboxes::put(const boost::shared_ptr<DeclaredGroup>& group, bool hasSource, LateEvents* events) {
+    const std::string& name = group->getName();
+    const std::lock_guard lock(creation_);
+    const auto root = root_.lock();
+    if (root == nullptr || root->childNamed(name) != nullptr)
+        return;
+    if (!hasSource) {
+        withoutSource_[name] = group;
+        return;
+    }
+    try {
+        if (events != nullptr)
+            root->adoptWithEvents({group}, *events);
+        else
+            root->adoptChildren({group});
+        withoutSource_.erase(name);
+    } catch (const std::exception& failure) { // the name differs from another one by case only
+        VARNEK_LOG(rootLog, error) << "Exception caught: " << failure.what();
+        problems_.set(name, {{sourceText(name), failure.what()}});
+    }
+}
+
+void Toolboxes::enter(const std::string& name, bool isVisible, LateEvents* events) {
+    sources_.declare(name, isVisible);
+    put(DeclaredGroup::make(name, isVisible, shared_from_this()), true, events);
+}
+
+void Toolboxes::add(const std::string& name, bool isVisible) {
+    LateEvents events;
+    enter(name, isVisible, &events);
+}
+
+void Toolboxes::takeServices() {
+    for (const FactorySettingsTracker::Service& service : FactorySettingsTracker::start().topLevelServices())
+        add(service->getToolboxGroupName(), service->isVisible());
+}
+
+void Toolboxes::addLoader(const ToolboxSources::Loader& loader) {
+    bool isVisible = false;
+    const auto take = [&](const std::string&, bool visible) { isVisible = visible; };
+    sources_.takeLoaders({loader}, take);
+    const std::string name = loader->getName();
+    sources_.declare(name, isVisible);
+    lookForSources();
+}
+
+void Toolboxes::lookForSources() {
+    for (const std::string& name : sources_.declaredGroups())
+        if (sourceOf(name) != ToolboxSource::none)
+            add(name, sources_.isVisible(name));
+}
+
+void Toolboxes::addSubgroup(const FactorySettingsTracker::Service& service) {
+    const auto root = root_.lock();
+    if (root == nullptr)
+        return;
+    LateEvents events;
+    NodePtr parent = root;
+    std::string path = service->getParentName();
+    for (std::string_view rest = path; !rest.empty() && parent != nullptr;) {
+        if (const auto top = boost::dynamic_pointer_cast<DeclaredGroup>(parent); top && !top->isLoaded())
+            return; // it comes with its parent
+        parent = childCalled(nextName(rest), parent->getChildren());
+    }
+    const auto group = boost::dynamic_pointer_cast<SettingsImpl>(parent);
+    if (group != nullptr && !group->isLeafNode())
+        group->adoptWithEvents({groupOfService(service)}, events);
+}
+
+// ---- sources ----
+
+ToolboxSource Toolboxes::sourceOf(const std::string& name) const {
+    if (FactorySettingsTracker::start().find(name) != nullptr)
+        return ToolboxSource::service;
+    if (!sources_.factoryFiles(name).empty())
+        return ToolboxSource::file;
+    const ToolboxSources::Definition definition = sources_.definition(name);
+    return definition != nullptr && definition->isAvailable() ? ToolboxSource::language : ToolboxSource::none;
+}
+
+/// How messages call the source.
+std::string Toolboxes::sourceText(const std::string& name) const {
+    if (sourceOf(name) == ToolboxSource::file)
+        return sources_.factoryFiles(name).front().path.string();
+    if (const ToolboxSources::Definition definition = sources_.definition(name))
+        return definition->getFile().string();
+    return "toolbox " + name;
+}
+
+std::vector<ToolboxGroup> Toolboxes::list() const {
+    std::set<std::string> names;
+    for (std::string& name : sources_.declaredGroups())
+        names.insert(std::move(name));
+    const auto root = root_.lock();
+    std::vector<ToolboxGroup> groups;
+    for (const std::string& name : names) {
+        ToolboxGroup group;
+        group.name = name;
+        group.source = sourceOf(name);
+        group.isVisible = sources_.isVisible(name);
+        if (group.source == ToolboxSource::file)
+            for (const ToolboxSources::FactoryFile& file : sources_.factoryFiles(name))
+                group.files.push_back(file.path);
+        else if (const auto definition = sources_.definition(name); group.source != ToolboxSource::service)
+            group.files = definition == nullptr ? group.files : std::vector{definition->getFile()};
+        const NodePtr node = root == nullptr ? NodePtr() : root->childNamed(name);
+        if (const auto declared = boost::dynamic_pointer_cast<DeclaredGroup>(node)) {
+            group.isLoaded = declared->isLoaded();
+            group.isVisible = declared->isVisible();
+            group.loadTime = declared->loadTime();
+        }
+        groups.push_back(std::move(group));
+    }
+    return groups;
+}
+
+std::optional<FactoryChanges> Toolboxes::changesOf(const std::string& name) const {
+    const ToolboxSource source = sourceOf(name);
+    if (source == ToolboxSource::none)
+        return std::nullopt;
+    if (source != ToolboxSource::file) // such definitions tell of no changes
+        return std::make_shared<const std::vector<UpgraderRecord>>();
+    const ToolboxSources::FactoryFile file = sources_.factoryFiles(name).front();
+    if (file.changes != nullptr)
+        return file.changes;
+    try {
+        return std::make_shared<const std::vector<UpgraderRecord>>(
+            readSettingsFile(file.path, FileUse::factory).upgraders);
+    } catch (const std::exception&) { // it is told to whoever needs the group
+        return FactoryChanges();
+    }
+}
+
+// ---- loading ----
+
+ToolboxDefinition Toolboxes::define(const std::string& name) {
+    FactorySettingsTracker& tracker = FactorySettingsTracker::start();
+    ToolboxDefinition definition;
+    const bool isVisible = sources_.isVisible(name);
+    if (const auto service = tracker.find(name))
+        definition = definitionOfService(name, service);
+    else if (const auto files = sources_.factoryFiles(name); !files.empty())
+        definition = definitionOfFiles(name, files, isVisible);
+    else if (const auto code = sources_.definition(name); code != nullptr && code->isAvailable())
+        definition = definitionOfCode(*code, isVisible);
+    else
+        VARNEK_LOG(rootLog, warning) << "No microservice and no VARNEK code for factory settings for "
+                                     << name;
+    std::vector<LoadProblem> problems;
+    if (definition && tracker.suppliesBelow(name))
+        problems = addGroupsOfServices(definition.group, name, tracker);
+    problems_.set(name, std::move(problems));
+    return definition;
+}
+
+boost::shared_ptr<SettingsImpl> Toolboxes::load(DeclaredGroup& group) {
+    const auto root = root_.lock();
+    if (root == nullptr)
+        return {};
+    const std::string& name = group.getName();
+    VARNEK_LOG(rootLog, info) << "Try to load factory settings for " << name;
+    try {
+        ToolboxDefinition definition = define(name);
+        if (!definition)
+            return {};
+        definition.group->setParent(root);
+        upgrade_->setFactoryChanges(name, std::move(definition.changes));
+        for (const LevelIndex level : levelsOfFiles) {
+            files_->loadLevel(definition.group, level, LevelFileKeeper::Telling::no);
+            noteFile(name, level);
+        }
+        return definition.group;
+    } catch (...) {
+        const std::string cause = causeOfCurrentException();
+        problems_.set(name,
+                      {{sourceText(name), cause.empty() ? "something that is no std::exception" : cause}});
+        throw;
+    }
+}
+
+void Toolboxes::noteFile(const std::string& name, LevelIndex level) {
+    const LevelFileStatus status = files_->status(name, level);
+    if (status.loaded == LoadOutcome::damaged || status.loaded == LoadOutcome::unreadable)
+        problems_.add(name, {status.file.string(), status.loadMessage});
+}
+
+void Toolboxes::loaded(DeclaredGroup& group) noexcept {
+    try {
+        const NodePtr self = group.shared_from_this();
+        files_->followUpgrades(self);
+        for (const LevelIndex level : levelsOfFiles)
+            if (files_->mayHaveChanged(group.getName(), level)) // while the group was being loaded
+                files_->loadLevel(self, level);
+    } catch (...) {
+        VARNEK_LOG(rootLog, error) << "Exception caught: " << causeOfCurrentException();
+    }
+}
+
+// ---- other definitions ----
+
+void Toolboxes::reload(const std::string& name, const char* operation) {
+    const ToolboxSource source = sourceOf(name);
+    if (source == ToolboxSource::none)
+        throw exception::CantReloadFactoryFile(name);
+    if (source == ToolboxSource::service)
+        VARNEK_LOG(rootLog, info) << "SettingsImplRoot::" << operation << ": Add service: " << name;
+    const auto root = root_.lock();
+    const auto group =
+        boost::dynamic_pointer_cast<SettingsImpl>(root == nullptr ? NodePtr() : root->childNamed(name));
+    if (group == nullptr)
+        return add(name, sources_.isVisible(name));
+    LateEvents events; // told without the turn
+    {
+        const LoadTurn turn(group.get());
+        if (const auto declared = boost::dynamic_pointer_cast<DeclaredGroup>(group);
+            declared != nullptr && !declared->isLoaded())
+            return; // read when somebody needs it
+        ToolboxDefinition fresh = define(name);
+        if (!fresh)
+            return;
+        upgrade_->setFactoryChanges(name, std::move(fresh.changes));
+        Redefinition(group, fresh.group, *files_).run(events);
+    }
+    events.tell();
+    files_->followUpgrades(group);
+}
+
+void Toolboxes::useFiles(const std::string& name, const std::vector<std::filesystem::path>& files,
+                         bool isVisible) {
+    std::vector<ToolboxSources::FactoryFile> entries;
+    for (const std::filesystem::path& file : files)
+        entries.push_back({file, false});
+    definitionOfFiles(name, entries, isVisible); // raises what there is to raise
+    sources_.setFactoryFiles(name, std::move(entries));
+    sources_.declare(name, isVisible);
+    reload(name, "updateToolboxGroup");
+}
+
+void Toolboxes::useDefinition(const ToolboxSources::Definition& definition) {
+    const std::string& name = definition->getToolboxGroupName();
+    const ToolboxSources::Definition before = sources_.definition(name);
+    sources_.setDefinition(definition);
+    try {
+        reload(name, "updateToolboxGroupWithFunctions");
+    } catch (...) {
+        if (before != nullptr)
+            sources_.setDefinition(before);
+        throw;
+    }
+}
+
+} // namespace settings::core::detail

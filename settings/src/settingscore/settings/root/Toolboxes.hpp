@@ -1,0 +1,90 @@
+/// The toolbox groups of one tree: declared while the tree is built, loaded when they are needed, defined
+/// anew when their definitions change.
+///
+/// Thread-safe. Two locks: creation_ (rank "top-level node creation") while a group is put below the root,
+/// and that of ToolboxSources. Loaders, services, files and listeners are called without either.
+#pragma once
+
+#include "settingscore/root/ToolboxGroups.hpp"
+#include "settingscore/settings/root/DeclaredGroup.hpp"
+#include "settingscore/settings/root/FactorySettingsTracker.hpp"
+#include "settingscore/settings/root/LoadProblems.hpp"
+#include "settingscore/settings/root/ToolboxDefinition.hpp"
+#include "settingscore/settings/root/ToolboxSources.hpp"
+
+#include <boost/weak_ptr.hpp>
+
+#include <map>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace settings::core::detail {
+
+class LevelFileKeeper;
+class SettingsImplRoot;
+class UserSettingsUpgrade;
+
+class Toolboxes : public GroupLoader, public std::enable_shared_from_this<Toolboxes> {
+  public:
+    Toolboxes(boost::shared_ptr<LevelFileKeeper> files, std::shared_ptr<UserSettingsUpgrade> upgrade,
+              const boost::shared_ptr<SettingsImplRoot>& root);
+    ~Toolboxes() override;
+
+    /// Gathers what is declared and puts a group for each of it below the root. MalformedLocationFile, and
+    /// what reading the location file raises.
+    void build(const std::filesystem::path& factoryFolder);
+    /// Has build() been through? A tree that was made empty takes no groups from services.
+    bool isBuilt() const noexcept { return isBuilt_.load(std::memory_order_acquire); }
+    /// Once more what services supply: some may have come before the tree could be found.
+    void takeServices();
+
+    /// A placeholder for a declared group: below the root, or kept until it has a source.
+    void addDummyNode(const std::string& name);
+    /// A source of a top-level group has appeared. Listeners hear of a group that is new.
+    void add(const std::string& name, bool isVisible);
+    void addLoader(const ToolboxSources::Loader& loader);
+    /// The same for a group in another one; nothing when that one is not loaded or not there.
+    void addSubgroup(const FactorySettingsTracker::Service& service);
+    /// Puts the groups that have a source by now below the root.
+    void lookForSources();
+
+    /// Reads the definitions anew, for the log as part of `operation`. CantReloadFactoryFile when there are
+    /// none; what reading them raises, and then nothing has changed.
+    void reload(const std::string& name, const char* operation);
+    /// Other factory files for a group, or other code; back to those before when they cannot be read.
+    void useFiles(const std::string& name, const std::vector<std::filesystem::path>& files, bool isVisible);
+    void useDefinition(const ToolboxSources::Definition& definition);
+
+    ToolboxSources& sources() noexcept { return sources_; }
+    LoadProblems& problems() noexcept { return problems_; }
+    std::vector<ToolboxGroup> list() const;
+
+    /// What personal files of the group go through; nothing for a group without definitions, null where they
+    /// cannot be read now. The group need not be loaded.
+    std::optional<FactoryChanges> changesOf(const std::string& name) const;
+
+    boost::shared_ptr<SettingsImpl> load(DeclaredGroup& group) override;
+    void loaded(DeclaredGroup& group) noexcept override;
+
+  private:
+    void put(const boost::shared_ptr<DeclaredGroup>& group, bool hasSource, LateEvents* events);
+    void enter(const std::string& name, bool isVisible, LateEvents* events);
+    ToolboxSource sourceOf(const std::string& name) const;
+    std::string sourceText(const std::string& name) const;
+    /// The definitions and nothing else; none when there is no source.
+    ToolboxDefinition define(const std::string& name);
+    void noteFile(const std::string& name, LevelIndex level);
+
+    const boost::shared_ptr<LevelFileKeeper> files_;
+    const std::shared_ptr<UserSettingsUpgrade> upgrade_;
+    const boost::weak_ptr<SettingsImplRoot> root_;
+    ToolboxSources sources_;
+    LoadProblems problems_;
+    std::atomic<bool> isBuilt_{false};
+    mutable std::mutex creation_;
+    std::map<std::string, boost::shared_ptr<DeclaredGroup>> withoutSource_; // guarded by creation_
+};
+
+} // namespace settings::core::detail

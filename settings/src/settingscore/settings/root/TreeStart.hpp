@@ -1,0 +1,21 @@
+/// What has to happen around the building of the application's tree, as a higher layer says.
+#pragma once
+
+namespace settings::core::detail {
+
+/// Called without locks, on any thread.
+class TreeStart {
+  public:
+    virtual ~TreeStart() = default;
+    /// Whether trees may be asked for.
+    virtual bool isInitialized() const = 0;
+    /// The tree is about to be built; several threads may be here, and once more after a failure.
+    virtual void prepare() = 0;
+    /// It can be found.
+    virtual void treeIsBuilt() = 0;
+};
+
+/// Once, before anybody asks for a tree; it stays to the end of the process. Without one nothing is asked.
+void setTreeStart(TreeStart* start);
+
+} // namespace settings::core::detail

@@ -1,0 +1,51 @@
+#include "settingscore/startup/init.hpp"
+
+#include "settingscore/settings/level/LevelFolders.hpp"
+#include "settingscore/settings/root/TreeStart.hpp"
+#include "settingscore/settings/startup/HostInfoTracker.hpp"
+#include "settingscore/settings/startup/StartupLog.hpp"
+#include "settingscore/settings/startup/UpdatePrefdirCallbacks.hpp"
+
+#include <atomic>
+
+namespace settings::core {
+
+namespace {
+
+/// What the first tree of the process waits for and tells.
+class Start : public detail::TreeStart {
+  public:
+    static Start& instance() {
+        static auto* const start = new Start; // outlives every thread
+        return *start;
+    }
+
+    bool isInitialized() const override { return isInitialized_.load(std::memory_order_acquire); }
+    void prepare() override {
+        detail::userFolder(); // a folder that cannot be determined ends the process here
+        if (!isPrefdirAnnounced_.exchange(true))
+            detail::UpdatePrefdirCallbacks::instance()->prefdirIsReady();
+    }
+    void treeIsBuilt() override { detail::UpdatePrefdirCallbacks::instance()->settingsTreeIsReady(); }
+    void initialize() { isInitialized_.store(true, std::memory_order_release); }
+
+  private:
+    std::atomic<bool> isInitialized_{false};
+    std::atomic<bool> isPrefdirAnnounced_{false};
+};
+
+[[maybe_unused]] const bool isInstalled = (detail::setTreeStart(&Start::instance()), true);
+
+} // namespace
+
+void init() {
+    VARNEK_LOG(detail::startupLog, info) << "settings::core::init";
+    detail::createHostInfoTracker();
+    Start::instance().initialize();
+}
+
+void detail::createHostInfoTracker() {
+    HostInfoTracker::instance();
+}
+
+} // namespace settings::core

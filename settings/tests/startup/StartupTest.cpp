@@ -1,0 +1,290 @@
+// What happens when a process starts the library. Each case runs in a process of its own.
+
+#include "settingscore/MSettings.hpp"
+#include "settingscore/SettingsRoot.hpp"
+#include "settingscore/exception/Exceptions.hpp"
+#include "settingscore/plugin/ServiceFramework.hpp"
+#include "settingscore/prefdir/PreferencesDirectory.hpp"
+#include "settingscore/startup/Readiness.hpp"
+#include "settingscore/startup/init.hpp"
+#include "settingscore/startup/updatePrefdir.hpp"
+#include "support/LogLines.hpp"
+#include "support/StartedTree.hpp"
+#include "varnek/host/HostInfo.hpp"
+
+#include <gtest/gtest.h>
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <functional>
+#include <latch>
+#include <thread>
+
+namespace {
+
+using namespace settings::core;
+using namespace settings::core::detail;
+using namespace settings::test;
+using Lines = std::vector<std::string>;
+
+/// Runs `body` in a child and reports what it expects in vain.
+void inAProcess(const std::function<void()>& body) {
+    std::fflush(nullptr);
+    const pid_t child = ::fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        body();
+        std::fflush(nullptr);
+        ::_exit(testing::Test::HasFailure() ? 1 : 0);
+    }
+    int status = 0;
+    ASSERT_EQ(child, ::waitpid(child, &status, 0));
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "status " << status;
+}
+
+struct Startup : testing::Test {
+    Startup() {
+        ::setenv("SETTINGS_FACTORYDIR", (base / "factory").c_str(), 1);
+        ::setenv("SETTINGS_INSTALLATIONDIR", (base / "installation").c_str(), 1);
+        ::unsetenv("SETTINGS_USERDIR");
+        ::setenv("VARNEK_PREFDIR", (base / "prefs").c_str(), 1);
+        std::filesystem::create_directories(base / "installation");
+        define("editor");
+        define("packages");
+        define("shell");
+    }
+    void define(const std::string& group) const {
+        const auto file = base / (group + ".vksettings");
+        varnek::settings::FactoryFileGenerator::fromText(
+            "{\"groupName\": \"" + group +
+                "\", \"settings\": [{\"name\": \"x\", \"value\": 1}, {\"name\": \"y\", "
+                "\"value\": 2}]}",
+            "test")
+            .write(file);
+        installFactoryFile(file, base / "factory", false);
+    }
+    static Handle root() { return getSettingsRoot(DefaultRootIndex()); }
+    TempFolder base;
+};
+
+TEST_F(Startup, BeforeItThereIsNoTree) {
+    inAProcess([] {
+        EXPECT_THROW(root(), VARNEK::settings::core::SettingsLibraryNotInitialized);
+        EXPECT_THROW(MSettings::createEmptySettingsFor(RootIndex(3, true, false)),
+                     VARNEK::settings::core::SettingsLibraryNotInitialized);
+        EXPECT_THROW(MSettings::reset(), VARNEK::settings::core::SettingsLibraryNotInitialized);
+        EXPECT_TRUE(settings::standalone::getSettingsRoot());
+        init();
+        EXPECT_TRUE(root());
+        EXPECT_TRUE(MSettings::createEmptySettingsFor(RootIndex(3, true, false)));
+    });
+}
+
+TEST_F(Startup, ReadsNothingBeforeTheTreeIsAskedFor) {
+    inAProcess([this] {
+        LogLines log("settings::core::startup");
+        init();
+        init();
+        EXPECT_EQ((Lines{"settings::core::init", "Create the HostInfo Microservice tracker",
+                         "settings::core::init"}),
+                  log.lines);
+        EXPECT_FALSE(std::filesystem::exists(base / "prefs"));
+        EXPECT_FALSE(isSettingsTreeReady());
+        log.lines.clear();
+        Lines calls;
+        EXPECT_FALSE(isPrefdirReady([&] {
+            calls.push_back("prefdir");
+            EXPECT_TRUE(std::filesystem::exists(base / "prefs"));
+            throw std::runtime_error("oops");
+        }));
+        EXPECT_FALSE(isPrefdirReady([&] { calls.push_back("second"); }));
+        EXPECT_FALSE(isSettingsTreeReady([&] {
+            calls.push_back("tree");
+            EXPECT_EQ(1.0, root()->getByFullName<double>("editor.x"));
+        }));
+        root();
+        root();
+        EXPECT_EQ((Lines{"prefdir", "second", "tree"}), calls);
+        EXPECT_EQ((Lines{"Executing 2 callbacks on prefdir ready", "Exception caught: oops",
+                         "Finished executing \"prefdir location change\" callbacks",
+                         "Executing 1 callbacks on settings tree ready",
+                         "Finished executing \"settings tree ready\" callbacks"}),
+                  log.lines);
+        EXPECT_TRUE(isSettingsTreeReady());
+        EXPECT_TRUE(isPrefdirReady([&] { calls.push_back("late"); }));
+        EXPECT_TRUE(isSettingsTreeReady([&] { calls.push_back("late"); }));
+        EXPECT_EQ(3U, calls.size()); // not at once
+    });
+}
+
+TEST_F(Startup, ACallbackMustNotWaitForItself) {
+    inAProcess([] {
+        init();
+        int refused = 0;
+        const auto refusing = [&](const std::function<void()>& call) {
+            try {
+                call();
+            } catch (const std::logic_error&) {
+                ++refused;
+            }
+        };
+        isPrefdirReady([&] {
+            refusing([] { isPrefdirReady([] {}); });
+            refusing([] { isSettingsTreeReady([] {}); });
+            refusing([] { isSettingsTreeReady(); });
+            refusing([] { waitForUpdatePrefdir(); });
+            refusing([] { updatePrefdir("/tmp"); });
+            EXPECT_TRUE(root()); // the tree may be asked for, and is ready when this is over
+        });
+        root();
+        EXPECT_EQ(5, refused);
+        EXPECT_TRUE(isSettingsTreeReady());
+    });
+}
+
+struct ThisHost : varnek::host::HostInfo {
+    explicit ThisHost(bool session) : session_(session) {}
+    bool isSession() const override { return session_; }
+    bool session_;
+};
+
+TEST_F(Startup, TheLogTellsWhatKindOfHostItIs) {
+    inAProcess([] {
+        LogLines log("settings::core::startup");
+        init();
+        log.lines.clear();
+        serviceContext().RegisterService<varnek::host::HostInfo>(std::make_shared<ThisHost>(false));
+        EXPECT_EQ(Lines{"Host info : Compute"}, log.lines);
+        serviceContext().RegisterService<varnek::host::HostInfo>(std::make_shared<ThisHost>(true));
+        EXPECT_EQ((Lines{"Host info : Compute", "Host info : Compute", "Host info : Session"}), log.lines);
+    });
+}
+
+// ---- another preferences directory ----
+
+TEST_F(Startup, TheDirectoryMovesWithTheValues) {
+    inAProcess([this] {
+        init();
+        const Handle editor = root()->getChild("editor"), packages = root()->getChild("packages");
+        editor->set("x", 10.0, "user");
+        editor->set("y", 20.0, "session");
+        editor->addSetting("mine", Array::scalar(5.0), true, false, "user");
+        packages->set("x", 11.0, "user");
+        root()->addGroup("own", true, false, "user");
+        Lines calls;
+        isPrefdirReady([&] { calls.push_back("prefdir"); });
+        isSettingsTreeReady([&] { calls.push_back("tree"); });
+        RecordedEvents events;
+        LogLines log("settings::core::startup");
+        EXPECT_TRUE(updatePrefdir((base / "other").string()));
+        EXPECT_EQ((Lines{"prefdir", "tree"}), calls);
+        EXPECT_EQ((Lines{"Attempting to change prefdir location", "mode 0, reload true",
+                         "Updated prefdir location successfully", "Executing 1 callbacks on prefdir ready",
+                         "Finished executing \"prefdir location change\" callbacks",
+                         "Updated prefdir reload user settings for editor",
+                         "Updated prefdir reload user settings for own",
+                         "Updated prefdir reload user settings for packages",
+                         "Updated settings tree with personal values successfully",
+                         "Executing 1 callbacks on settings tree ready",
+                         "Finished executing \"settings tree ready\" callbacks"}),
+                  log.lines);
+        Lines told = events.take();
+        ASSERT_FALSE(told.empty());
+        EXPECT_EQ("another event", told.back()); // of the directory, when everything is in place
+        told.pop_back();
+        std::sort(told.begin(), told.end());
+        EXPECT_EQ((Lines{"changed editor.x was 10", "changed packages.x was 11", "removed mine from editor",
+                         "removed own from "}),
+                  told);
+        EXPECT_TRUE(std::filesystem::exists(base / "other/creation.timestamp"));
+        EXPECT_EQ(1.0, editor->get<double>("x"));
+        EXPECT_EQ(20.0, editor->get<double>("y"));
+        editor->set("x", 30.0, "user");
+        waitForSettingsSaves();
+        EXPECT_TRUE(std::filesystem::exists(base / "other/editor.vksettings"));
+        EXPECT_TRUE(updatePrefdir((base / "prefs").string()));
+        EXPECT_EQ(10.0, editor->get<double>("x"));
+        EXPECT_EQ(5.0, editor->get<double>("mine"));
+        EXPECT_EQ(11.0, packages->get<double>("x"));
+        EXPECT_TRUE(root()->getChild("own"));
+        EXPECT_TRUE(updatePrefdir((base / "other").string()));
+        EXPECT_EQ(30.0, editor->get<double>("x"));
+        EXPECT_EQ("NoSuchKey", failureOf([&] { editor->get("mine"); }));
+        EXPECT_TRUE(updatePrefdir((base / "prefs").string(), DefaultRootIndex(), false)); // without reading
+        EXPECT_EQ(30.0, editor->get<double>("x"));
+    });
+}
+
+TEST_F(Startup, ADirectoryThatCannotBeHadLeavesTheOldOne) {
+    inAProcess([this] {
+        init();
+        root()->getChild("editor")->set("x", 10.0, "user");
+        int calls = 0, trees = 0;
+        isPrefdirReady([&] { ++calls; });
+        isSettingsTreeReady([&] { ++trees; });
+        writeBytes(base / "file", "");
+        LogLines log("settings::core::startup");
+        EXPECT_FALSE(updatePrefdir((base / "file/below").string()));
+        EXPECT_EQ("Could not update prefdir location", log.lines.at(2));
+        EXPECT_EQ(1, calls);
+        EXPECT_EQ("RelativePreferencePathNotSupported", failureOf([] { updatePrefdir("relative"); }));
+        EXPECT_EQ(2, calls);
+        EXPECT_EQ(0, trees);
+        EXPECT_EQ(varnek::files::utf16FromPath(base / "prefs"), getPreferencesDirectoryUStr());
+        EXPECT_EQ(10.0, root()->getByFullName<double>("editor.x"));
+        // What was enabled for the change is not enabled any more.
+        EXPECT_THROW(setPreferencesDirectoryUStr(u"/elsewhere"), OverridingPreferencesDirectoryNotSupported);
+    });
+}
+
+TEST_F(Startup, WhoWaitsGoesOnWhenTheChangeIsOver) {
+    inAProcess([this] {
+        init();
+        root();
+        std::latch isInside(1);
+        std::atomic<bool> isOver{false};
+        isPrefdirReady([&] {
+            isInside.count_down();
+            isOver = true;
+        });
+        std::jthread waiting([&] {
+            isInside.wait();
+            waitForUpdatePrefdir();
+            EXPECT_TRUE(isOver);
+        });
+        EXPECT_TRUE(updatePrefdir((base / "other").string()));
+    });
+}
+
+TEST_F(Startup, MovingBackAndForthUnderWritersLosesNothing) {
+    inAProcess([this] {
+        init();
+        const Handle editor = root()->getChild("editor"), shell = root()->getChild("shell");
+        std::atomic<bool> isDone{false};
+        std::atomic<int> last{0};
+        {
+            std::jthread writer([&] {
+                for (int i = 1; !isDone; ++i) {
+                    editor->set("x", double(i), "user");
+                    last = i;
+                }
+            });
+            std::jthread reader([&] {
+                while (!isDone)
+                    EXPECT_GE(editor->get<double>("x"), 1.0);
+            });
+            for (int i = 0; i < 6; ++i)
+                EXPECT_TRUE(updatePrefdir((base / (i % 2 == 0 ? "other" : "prefs")).string()));
+            isDone = true;
+        }
+        EXPECT_EQ(double(last), editor->get<double>("x")); // the last change counts, wherever it went
+        waitForSettingsSaves();
+        EXPECT_TRUE(updatePrefdir((base / "other").string()));
+        EXPECT_TRUE(updatePrefdir((base / "prefs").string()));
+        EXPECT_EQ(double(last), editor->get<double>("x"));
+    });
+}
+
+} // namespace
