@@ -136,7 +136,9 @@ class ServiceTracker : protected ServiceTrackerCustomizer<Service, Tracked> {
     std::shared_ptr<TrackedParamType> WaitForService(const std::chrono::duration<Rep, Period>& timeout) {
         if (timeout < timeout.zero())
             throw std::invalid_argument("cannot wait for a negative time");
-        tracker_.waitForOne(std::chrono::ceil<std::chrono::milliseconds>(timeout));
+        constexpr std::chrono::duration<double> longest(1e9); // thirty years
+        tracker_.waitForOne(timeout > longest ? std::chrono::milliseconds::zero()
+                                              : std::chrono::ceil<std::chrono::milliseconds>(timeout));
         return GetService();
     }
 

@@ -16,15 +16,15 @@ namespace varnek::concurrency {
 
 /// Thread-safe. Lives as long as each of its calls; only waiting takes a mutex, one of the process, and a
 /// call that ends meanwhile.
-class VARNEK_EXPORT RunningCalls {
+class RunningCalls {
   public:
     /// One call, on the thread that makes it; calls of a thread nest.
-    class VARNEK_EXPORT Call {
+    class Call {
       public:
-        explicit Call(RunningCalls& calls) noexcept;
+        VARNEK_EXPORT explicit Call(RunningCalls& calls) noexcept;
         Call(const Call&) = delete;
         Call& operator=(const Call&) = delete;
-        ~Call();
+        VARNEK_EXPORT ~Call();
 
       private:
         friend class RunningCalls;
@@ -39,7 +39,7 @@ class VARNEK_EXPORT RunningCalls {
     /// Blocks until no call is running but those that this thread is inside of, and those inside which
     /// another thread waits here, directly or through others, for this one. Calls that begin meanwhile are
     /// waited for too: see to it first that none begins.
-    void wait() const noexcept;
+    VARNEK_EXPORT void wait() const noexcept;
 
   private:
     class Waiting;

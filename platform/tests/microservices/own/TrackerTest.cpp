@@ -92,7 +92,7 @@ TEST_F(Trackers, WaitersGoOnWhenTheFrameworkStops) {
     Tracker tracker(context);
     tracker.Open();
     std::thread stopping([&] { stop(); });
-    EXPECT_EQ(nullptr, tracker.WaitForService());
+    EXPECT_EQ(nullptr, tracker.WaitForService(std::chrono::hours::max()));
     stopping.join();
     tracker.Close();
     EXPECT_THROW(tracker.Open(), IllegalStateException);
