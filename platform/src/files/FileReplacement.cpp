@@ -22,8 +22,9 @@ std::string temporaryName(const std::string& name) {
     return name.substr(0, maxNameBytes - temporaryExtension.size()).append(temporaryExtension);
 }
 
-const std::filesystem::path& checked(const std::filesystem::path& target) {
-    if (!detail::isPlainName(target.filename().native()) || target.native().find('\0') != std::string::npos)
+/// `target`, a file called `name`.
+const std::filesystem::path& checked(const std::filesystem::path& target, const std::string& name) {
+    if (!detail::isPlainName(name) || target.native().find('\0') != std::string::npos)
         throw FileError(FileErrorKind::invalidName, "replace file", target.native().c_str(), 0,
                         "not the name of a file");
     return target;
@@ -170,14 +171,14 @@ struct FileReplacement::State {
 };
 
 FileReplacement::FileReplacement(const std::filesystem::path& target, const ReplacementOptions& options)
-    : state_(std::make_unique<State>(
-          target,
-          std::make_shared<ReplacementFolder::Place>(detail::folderOf(checked(target)),
-                                                     options.temporaryDirectoryRoot, false),
-          options)) {}
+    : state_(std::make_unique<State>(target,
+                                     std::make_shared<ReplacementFolder::Place>(
+                                         detail::folderOf(checked(target, target.filename().native())),
+                                         options.temporaryDirectoryRoot, false),
+                                     options)) {}
 FileReplacement::FileReplacement(ReplacementFolder& folder, const std::string& name,
                                  const ReplacementOptions& options)
-    : state_(std::make_unique<State>(checked(folder.path() / name), folder.place(), options)) {}
+    : state_(std::make_unique<State>(checked(folder.path() / name, name), folder.place(), options)) {}
 FileReplacement::FileReplacement(FileReplacement&&) noexcept = default;
 FileReplacement& FileReplacement::operator=(FileReplacement&&) noexcept = default;
 FileReplacement::~FileReplacement() = default;
