@@ -63,6 +63,35 @@ TEST_F(InstallationFolder, AFileOfThatNameIsLeftAlone) {
     EXPECT_EQ("mine", bytesOf(folder / "tmp.txt"));
 }
 
+TEST_F(InstallationFolder, WhatLivesInAReadOnlyOneCannotBeRemoved) {
+    editor->addGroup("site", true, false, "installation");
+    const Handle mine = tree.root->addGroup("mine", true, false, "user");
+    mine->addSetting("s", Array::scalar(1.0), true, false, "user");
+    mine->set("s", 2.0, "installation");
+    editor->addGroup("own", true, false, "user");
+    tree.requests->take();
+    use(folder / "missing");
+    RecordedEvents events;
+    const std::pair<Handle, const char*> kept[] = {{editor, "site"}, {mine, "s"}, {tree.root, "mine"}};
+    for (const auto& [parent, name] : kept) {
+        SCOPED_TRACE(name);
+        try {
+            parent->removeNode(name);
+            ADD_FAILURE() << "it was removed";
+        } catch (const settings::core::exception::AttemptedRemovalOfFactoryGroupOrSetting& failure) {
+            EXPECT_EQ("installation", failure.getLevelNeedToBeUpdated());
+            EXPECT_EQ((Lines{"session", "user"}), failure.getLevelsHasWritenPermissionOn());
+        }
+        EXPECT_TRUE(parent->getChild(name));
+    }
+    EXPECT_EQ(Lines{}, events.take());
+    EXPECT_EQ(Lines{}, tree.requests->take());
+    editor->removeNode("own");
+    use(folder.path());
+    for (const auto& [parent, name] : kept)
+        parent->removeNode(name);
+}
+
 TEST_F(InstallationFolder, WithoutPermissionTheLevelIsReadOnly) {
     use(folder / "missing");
     EXPECT_EQ("CantModifyValuesOnReadOnlyLevel",

@@ -17,6 +17,7 @@
 #include <boost/make_shared.hpp>
 #include <boost/thread/locks.hpp>
 
+#include <algorithm>
 #include <set>
 
 namespace settings::core::detail {
@@ -234,6 +235,22 @@ bool SettingsImpl::mayBeRemoved(const SettingsNodeImpl& child) const {
     return child.originLevel() != LevelIndex::factory;
 }
 
+namespace {
+
+/// What a level that cannot be modified keeps would be back at the next start.
+void checkLevelsOf(const SettingsNodeImpl& child, const RootIndex& tree) {
+    for (const LevelIndex level : {LevelIndex::user, LevelIndex::installation}) {
+        if (!child.hasAnythingToPersist(level))
+            continue;
+        auto modifiable = modifiableLevelNames(tree);
+        if (std::find(modifiable.begin(), modifiable.end(), levelName(level)) == modifiable.end())
+            throw exception::AttemptedRemovalOfFactoryGroupOrSetting(
+                child.getThisObjectImpl(), std::string(levelName(level)), std::move(modifiable));
+    }
+}
+
+} // namespace
+
 void SettingsImpl::removeNode(std::string_view name) {
     requireGroup();
     const NodePtr child = group_->children.find(name);
@@ -246,6 +263,8 @@ void SettingsImpl::removeNode(std::string_view name) {
                                                                  modifiableLevelNames(getRootIndex()));
     const auto tree = treeContext();
     const bool connected = tree != nullptr && tree->connected;
+    if (connected)
+        checkLevelsOf(*child, getRootIndex());
     const NodePtr topLevel = connected ? child->getTopLevelNodeForSave() : NodePtr();
     const auto leaving =
         child == topLevel && tree->saves != nullptr ? tree->saves->removalOf(child) : std::shared_ptr<void>();
