@@ -5,6 +5,7 @@
 #include "settingscore/SettingExplanation.hpp"
 #include "settingscore/ValueCheck.hpp"
 #include "settingscore/exception/Exceptions.hpp"
+#include "settingscore/exception/ValueTooLargeForFile.hpp"
 #include "varnek/catalogue/MessageException.hpp"
 #include "varnek/files/PathText.hpp"
 
@@ -116,6 +117,8 @@ std::string brokenRule(const std::exception& failure, const settings::core::Sett
         return "no setting can hold a value of type " + type->getTypeName();
     if (dynamic_cast<const ex::DefaultValidationFailedOnVoidType*>(&failure) != nullptr)
         return "that is no value";
+    if (dynamic_cast<const ex::ValueTooLargeForFile*>(&failure) != nullptr)
+        return "it is larger, or nested deeper, than a settings file can hold";
     if (const auto* type = dynamic_cast<const ex::DataTypeNotMatch*>(&failure))
         return "its type is " + type->getActualTypeName() + ", not " + type->getExpectedTypeName();
     const SettingExplanation explained = settings::core::explain(setting);

@@ -53,6 +53,25 @@ TEST_F(StorePath, AnEqualValueIsNoChangeButAnotherShapeIs) {
     EXPECT_EQ(typeid(std::vector<double>), font->getAny("size").type());
 }
 
+TEST_F(StorePath, AValueThatNoFileCouldHoldIsRefused) {
+    const auto control = [](std::size_t count) { return Array::text(std::u16string(count, u'\1')); };
+    std::vector<std::size_t> extents(70, 1);
+    extents.back() = 2;
+    const Array tooLong = control(12'000'000); // six bytes each
+    const Array tooDeep = Array::make<double>(extents, {1.0, 2.0});
+    for (const char* level : {"session", "user"})
+        for (const Array& value : {tooLong, tooDeep})
+            EXPECT_EQ("ValueTooLargeForFile", failureOf([&] { font->set("size", value, level); })) << level;
+    EXPECT_EQ("ValueTooLargeForFile",
+              failureOf([&] { font->addSetting("text", tooLong, true, false, "installation"); }));
+    EXPECT_FALSE(font->getChild("text"));
+    EXPECT_EQ(Lines{}, events.take());
+    EXPECT_EQ(Lines{}, tree.requests->take());
+    EXPECT_EQ(12.0, font->get<double>("size"));
+    font->set("size", control(11'000'000), "user");
+    EXPECT_EQ(11'000'000U, font->get<std::u16string>("size").size());
+}
+
 TEST_F(StorePath, AValueThatReadersHaveAlreadyIsSavedWithoutAnEvent) {
     font->set("size", 12.0, "user"); // the factory value
     EXPECT_TRUE(font->isSet("size", "user"));

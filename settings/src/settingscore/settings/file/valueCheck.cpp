@@ -5,8 +5,10 @@
 #include "settingscore/Settings.hpp"
 #include "settingscore/boostany/ArrayConversion.hpp"
 #include "settingscore/exception/Exceptions.hpp"
+#include "settingscore/exception/ValueTooLargeForFile.hpp"
 #include "settingscore/level/LevelIndex.hpp"
 #include "settingscore/settings/node/AliasDestination.hpp"
+#include "settingscore/settings/node/FileFit.hpp"
 #include "settingscore/settings/node/SettingsAccess.hpp"
 #include "settingscore/validation/ForeignCall.hpp"
 #include "settingscore/validation/FunctionValidatorCall.hpp"
@@ -36,6 +38,8 @@ class SettingCheck {
             throw exception::DefaultValidationFailedOnVoidType(self_);
         if (!settingscore::boostany::isSupportedArray(value))
             throw exception::UnsupportedType(self_, settingscore::boostany::typeName(value));
+        if (!fitsIntoFile(value))
+            throw exception::ValueTooLargeForFile(self_);
         const auto fullName = [this] { return setting_.getFullName(false, "."); };
         runValidators(validators_, {}, self_, parent_, fullName, value);
         return value;

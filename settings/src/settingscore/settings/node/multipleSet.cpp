@@ -3,6 +3,8 @@
 #include "settingscore/Settings.hpp"
 #include "settingscore/boostany/ArrayConversion.hpp"
 #include "settingscore/exception/Exceptions.hpp"
+#include "settingscore/exception/ValueTooLargeForFile.hpp"
+#include "settingscore/settings/node/FileFit.hpp"
 #include "settingscore/settings/node/NodeLog.hpp"
 #include "settingscore/settings/settingsImpl.hpp"
 #include "settingscore/validation/FunctionValidatorCall.hpp"
@@ -30,6 +32,8 @@ void SettingsImpl::checkStorable(const ShapedArray& value) const {
         throw exception::DefaultValidationFailedOnVoidType(getThisObjectImpl());
     if (!settingscore::boostany::isSupportedArray(value.first))
         throw exception::UnsupportedType(getThisObjectImpl(), settingscore::boostany::typeName(value.first));
+    if (!fitsIntoFile(value.first))
+        throw exception::ValueTooLargeForFile(getThisObjectImpl());
 }
 
 namespace {
