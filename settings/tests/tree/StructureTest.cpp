@@ -291,6 +291,8 @@ TEST_F(Structure, ASettingHasNoChildren) {
     const Handle width = TestTree::setting(editor, "width", Array::scalar(80.0));
     for (const auto& operation : std::vector<std::function<void()>>{
              [&] { width->get("x"); }, [&] { width->isSet("x", "user"); }, [&] { width->removeNode("x"); },
+             [&] { width->set("x", 1.0, "user"); }, [&] { width->setAny("x", 1.0, "user"); },
+             [&] { width->set("x", Array::scalar(1.0), "user"); },
              [&] { width->addSetting("x", Array(), true, false, "user"); },
              [&] { TestTree::setting(width, "x"); }})
         EXPECT_EQ("NotANodeName", failureOf(operation));

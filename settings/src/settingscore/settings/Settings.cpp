@@ -64,6 +64,11 @@ void Settings::setValue(std::string_view name, const Array& value, bool isVector
 }
 
 void Settings::requireChild(std::string_view name) const {
+    if (impl_->isLeafNode()) {
+        const NodePtr parent = impl_->getParent();
+        throw exception::NotANodeName((parent == nullptr ? impl_ : parent)->getThisObjectImpl(),
+                                      impl_->getName());
+    }
     if (impl_->getChild(name, true) == nullptr)
         throw exception::NoSuchKey(impl_->getThisObjectImpl(), std::string(name));
 }
