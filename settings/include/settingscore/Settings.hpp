@@ -74,8 +74,8 @@ class SETTINGSCORE_EXPORT Settings {
     template <SettingValueType T>
     T get(std::string_view name, std::string_view level = {}) const;
 
-    /// The same for a setting further down: names joined by "." from this node. InvalidNodePath when it leads
-    /// nowhere.
+    /// The same for a setting further down: names joined by "." from this node. InvalidNodePath when the
+    /// names before the last lead nowhere, NotANodeName when they lead to a setting.
     template <SettingValueType T>
     T getByFullName(std::string_view fullName, std::string_view level = {}) const;
 
@@ -117,16 +117,16 @@ class SETTINGSCORE_EXPORT Settings {
 
     /// Adds a group or a setting below this group, for as long as `level` keeps it ("session": until the
     /// process ends). `readOnly` false: as the parents say. An array without type stores no value. Errors:
-    /// UnSupportedLevel, CantModifyValuesOnReadOnlyLevel, CanNotAddKeyToRootException,
-    /// ErrorAddingTopLevelNode, CannotAddRemoveNodeUnderReadOnlyParent, SameNameChildAlreadyExisted, and
-    /// those of set.
+    /// UnSupportedLevel, CantModifyValuesOnReadOnlyLevel, CanNotAddKeyToRootException, NotANodeName,
+    /// ErrorAddingTopLevelNode, InvalidSettingOrGroupName, CannotAddRemoveNodeUnderReadOnlyParent,
+    /// SameNameChildAlreadyExisted, ErrorAddingChildNodeOrKey, InvalidValidator, and those of set.
     boost::shared_ptr<Settings> addGroup(std::string_view name, bool visible, bool readOnly,
                                          std::string_view level, const ValidatorVariant& validator = {});
     boost::shared_ptr<Settings> addSetting(std::string_view name, const varnek::data::Array& value,
                                            bool visible, bool readOnly, std::string_view level,
                                            const ValidatorVariant& validator = {});
-    /// Only nodes that were added at run time: AttemptedRemovalOfFactoryGroupOrSetting otherwise. NoSuchNode,
-    /// CannotAddRemoveNodeUnderReadOnlyParent.
+    /// Only nodes that were added at run time, and that no read-only level keeps; otherwise
+    /// AttemptedRemovalOfFactoryGroupOrSetting. NoSuchNode, CannotAddRemoveNodeUnderReadOnlyParent.
     void removeNode(std::string_view name);
 
     /// Stores every value that the standalone tree `other` holds on `level` in the setting of the same name
@@ -200,9 +200,9 @@ class SETTINGSCORE_EXPORT Settings {
                                                                 std::string_view level);
 
     /// Writes the definitions of a group that stands in no settings tree, and the values it has on "factory",
-    /// as a factory file without upgraders: a new one, or in place of one of that group. `version`: what
-    /// getVersionNumber() of the group is to tell once the file is loaded. Nothing while saving is switched
-    /// off. Blocks on the disk.
+    /// as a factory file without upgraders: a new one, or in place of one of that group. What was added on
+    /// "user" or "installation" is defined with its value there. `version`: what getVersionNumber() of the
+    /// group is to tell once the file is loaded. Nothing while saving is switched off. Blocks on the disk.
     /// Errors, with the file as it was: ErrorCreateFactoryFileFromATreeNode for a node of a settings tree;
     /// NotANodeName for a setting; ErrorSaveSettingsDueToFileIOError for a file without write permission;
     /// SettingsFileNotWritten, also for a relative path; std::invalid_argument for an empty handle.
