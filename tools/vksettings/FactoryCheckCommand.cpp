@@ -39,9 +39,9 @@ ExitCode factoryCheck(const CheckOptions& options, std::ostream& out) {
     const bool compares = options.files.size() == 2;
     const char* const failureWord = compares ? "break" : "failed";
     const auto findings = compares
-                              ? varnek::settings::compareFactoryFiles(absolutePath(options.files.front()),
-                                                                      absolutePath(options.files.back()))
-                              : varnek::settings::checkFactoryFile(absolutePath(options.files.front()));
+                              ? varnek::settings::compareFactoryFiles(factoryFilePath(options.files.front()),
+                                                                      factoryFilePath(options.files.back()))
+                              : varnek::settings::checkFactoryFile(factoryFilePath(options.files.front()));
     std::size_t failures = 0;
     for (const FactoryFileFinding& finding : findings)
         failures += finding.isFailure ? 1 : 0;

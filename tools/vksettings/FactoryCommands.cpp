@@ -5,6 +5,7 @@
 #include "TargetFile.hpp"
 
 #include "settingscore/FactoryFileLocation.hpp"
+#include "settingscore/exception/Exceptions.hpp"
 #include "settingscore/factoryfile/FactoryFileGenerator.hpp"
 #include "settingscore/factoryfile/GSchemaConverter.hpp"
 #include "settingscore/level/SettingsLevelManager.hpp"
@@ -30,13 +31,19 @@ std::filesystem::path factoryFolder() {
 void factoryBuild(const BuildOptions& options, std::ostream& out) {
     const auto generator =
         varnek::settings::FactoryFileGenerator::fromDocument(absolutePath(options.document));
-    generator.write(targetPath(options.file), options.force);
+    try {
+        generator.write(targetPath(options.file), options.force);
+    } catch (const settings::core::exception::ErrorSaveSettingsDueToFileIOError&) {
+        if (options.force)
+            throw;
+        throw std::runtime_error(options.file + " is write-protected; --force writes it all the same");
+    }
     out << printable("wrote " + options.file + ": definitions of \"" + generator.getGroup().getName() + "\"")
         << '\n';
 }
 
 void factoryInstall(const std::string& file, bool hidden, std::ostream& out) {
-    const auto copy = settings::core::installFactoryFile(absolutePath(file), factoryFolder(), hidden);
+    const auto copy = settings::core::installFactoryFile(factoryFilePath(file), factoryFolder(), hidden);
     out << "installed " << printable(copy.string()) << '\n';
 }
 

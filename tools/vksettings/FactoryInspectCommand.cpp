@@ -158,7 +158,7 @@ void print(const Contents& contents, std::ostream& out) {
 } // namespace
 
 void factoryInspect(const InspectOptions& options, std::ostream& out) {
-    const Contents contents = read(absolutePath(options.file));
+    const Contents contents = read(factoryFilePath(options.file));
     if (options.json)
         out << json::writeIndented(json::Value(asJson(contents))) << '\n';
     else

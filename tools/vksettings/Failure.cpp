@@ -39,7 +39,7 @@ std::string aboutFile(const std::u16string& file, std::string cause) {
 }
 
 std::string withoutPermission(const std::u16string& file) {
-    return utf8(file) + " has no write permission";
+    return utf8(file) + " is write-protected";
 }
 
 std::string nameOf(const ex::ObjectHandle& object) {

@@ -91,10 +91,6 @@ void collectParts(const opc::qfservices::FileSystemManager& files, std::u16strin
 } // namespace
 
 void exportSettings(const ExportOptions& options, std::ostream& out) {
-    if (options.level == "factory")
-        throw std::invalid_argument(
-            "level \"factory\" is not exported, the changes between releases would be "
-            "lost: copy the factory file itself (\"explain\" names it)");
     std::vector<boost::shared_ptr<const settings::core::Settings>> nodes;
     for (const std::string& name : options.names)
         nodes.push_back(resolve(name));

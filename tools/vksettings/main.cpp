@@ -106,7 +106,8 @@ void addFiles(CLI::App& app, Job& job) {
            "file of that product")
         ->required()
         ->expected(2, -1);
-    addLevel(out, exporting.level, "Whose values: session, user or installation");
+    addLevel(out, exporting.level,
+             "Whose values: session, user or installation; factory for a factory file with the definitions");
 
     static ImportOptions importing;
     auto* in = command(app, "import", "Read a settings file; with --merge store its values", job,
@@ -226,6 +227,18 @@ std::vector<std::string> words(int argc, char** argv) {
     return all;
 }
 
+/// The commands of which the command line has none; empty when it has one.
+std::string missingCommand(const CLI::App& app) {
+    const CLI::App* at = &app;
+    while (!at->get_subcommands().empty())
+        at = at->get_subcommands().front();
+    std::string names;
+    for (const CLI::App* each : at->get_subcommands([](const CLI::App*) { return true; }))
+        if (!each->get_name().empty())
+            names += (names.empty() ? "" : ", ") + each->get_name();
+    return names;
+}
+
 int run(int argc, char** argv) {
     CLI::App app("Reads, changes and explains levelled settings.", "vksettings");
     app.set_version_flag("--version", VKSETTINGS_VERSION);
@@ -242,7 +255,11 @@ int run(int argc, char** argv) {
     try {
         app.parse(words(argc, argv));
     } catch (const CLI::ParseError& error) {
-        return app.exit(error) == 0 ? done : usage;
+        if (const std::string commands = missingCommand(app); error.get_exit_code() != 0 && !commands.empty())
+            std::cerr << "one of these commands is required: " << commands << '\n';
+        else if (app.exit(error) == 0)
+            return done;
+        return usage;
     }
     // A watch only prints what changes, and takes its signals while there is one thread.
     const ExitCode code = app.got_subcommand("watch") ? job() : withLanguage(job);

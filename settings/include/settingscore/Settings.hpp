@@ -185,7 +185,7 @@ class SETTINGSCORE_EXPORT Settings {
                                                          const detail::FactorySettingProperties& setting,
                                                          std::string_view level);
 
-    /// Writes the given nodes, all of one product, with the values of `level` into the settings file `path`.
+    /// Writes nodes of one product with the values of `level` ("factory": a factory file) to the file `path`.
     /// Errors: ErrorExportOrImportSettingsUsingRelativePath, CannotExportSettingsRoot,
     /// CannotExportStandaloneSettings, ErrorExportMultipleNodesBelongsToDiffProducts, UnSupportedLevel,
     /// SettingsFileNotWritten (also for a file that is there and is no settings file, that of another

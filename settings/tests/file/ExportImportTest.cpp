@@ -2,10 +2,13 @@
 
 #include "support/FileTree.hpp"
 
+#include "settingscore/SettingsFileManager.hpp"
 #include "settingscore/exception/Exceptions.hpp"
 #include "settingscore/settings/file/FileFault.hpp"
+#include "settingscore/settings/file/SettingsFileReader.hpp"
 #include "settingscore/settings/file/SettingsFileWriter.hpp"
 #include "settingscore/settings/node/SettingsAccess.hpp"
+#include "settingscore/settings/settingsImpl.hpp"
 #include "varnek/files/PathText.hpp"
 
 #include <gtest/gtest.h>
@@ -91,6 +94,31 @@ TEST_F(ExportImport, GroupsOfThisSessionAreLeftOut) {
     Settings::exportSettings({g->getChild("a"), setting, passing}, path("x.vksettings"), "user");
     EXPECT_TRUE(import("x.vksettings")->isSet("a", "user"));
     EXPECT_FALSE(import("x.vksettings")->getChild("passing"));
+}
+
+/// Definitions go with what personal files of earlier releases have to follow.
+TEST_F(ExportImport, AFactoryFile) {
+    const std::vector<UpgraderRecord> upgraders = {{u"R2024b", {{"remove", {"g.b"}, {}}}}};
+    auto released =
+        settings::core::SettingsFileManager::create(folder / "r.vksettings", "factory", false, "g");
+    released.setUpgraders(upgraders);
+    released.save();
+    auto& node = dynamic_cast<SettingsImpl&>(*SettingsAccess::node(*g));
+    node.setFactoryFile((folder / "r.vksettings").string());
+    Settings::exportSettings({g->getChild("a")}, path("f.vksettings"), "factory");
+    const auto content = readSettingsFile(folder / "f.vksettings", FileUse::factory);
+    EXPECT_EQ(upgraders, content.upgraders);
+    ASSERT_EQ(1U, content.tree.settings.size());
+    EXPECT_EQ(Array::scalar(0.0), content.tree.settings.front().value.first);
+    Settings::exportSettings({g->getChild("a")}, path("u.vksettings"), "user");
+    EXPECT_TRUE(readSettingsFile(folder / "u.vksettings", FileUse::level).upgraders.empty());
+    std::filesystem::remove(folder / "r.vksettings");
+    EXPECT_EQ("FileDoesNotExist", failureOf([&] {
+                  Settings::exportSettings({g->getChild("a")}, path("f.vksettings"), "factory");
+              }));
+    node.setFactoryFile({}); // defined in a program
+    Settings::exportSettings({g->getChild("a")}, path("f.vksettings"), "factory");
+    EXPECT_TRUE(readSettingsFile(folder / "f.vksettings", FileUse::factory).upgraders.empty());
 }
 
 TEST_F(ExportImport, TheChecksOfExportInTheirOrder) {

@@ -2,6 +2,8 @@
 
 #include "support/OneGroupsFile.hpp"
 
+#include "settingscore/MSettings.hpp"
+#include "settingscore/SettingsFileManager.hpp"
 #include "settingscore/SettingsSaving.hpp"
 #include "settingscore/events/EventNotifyFunction.hpp"
 #include "settingscore/events/SettingsRemoveNodeEvent.hpp"
@@ -297,6 +299,25 @@ TEST_F(SharedFiles, ARemovedGroupTakesItsKeptValuesAlong) {
     const Handle again = group(tree)->addGroup("mine", true, false, "user");
     again->addSetting("x", Array::scalar(0.0), true, false, "session");
     EXPECT_FALSE(again->isSet("x", "user"));
+}
+
+/// Also where nothing but these is in the file of the level.
+TEST_F(SharedFiles, ARemovedGroupTakesFilesOfKeptValuesAlong) {
+    FileTree tree = start({});
+    const Handle mine = tree.root->addGroup("mine", true, false, "user");
+    const auto file = tree.file("mine", LevelIndex::installation);
+    {
+        auto unknown = settings::core::SettingsFileManager::create(file, "installation", false, "mine");
+        settings::core::MSettings::of(unknown.getTopLevelNode())
+            ->createFactorySetting("x", false, FactorySettingProperties());
+        unknown.getTopLevelNode()->set("x", 5.0, "installation");
+        unknown.save();
+    }
+    tree.load(mine);
+    EXPECT_FALSE(mine->getChild("x"));
+    ASSERT_TRUE(std::filesystem::exists(file));
+    tree.root->removeNode("mine");
+    EXPECT_FALSE(std::filesystem::exists(file));
 }
 
 /// A group of this session, which no file holds, does not swallow the values of its name.

@@ -25,7 +25,8 @@ void RecordedRequests::requestSave(const NodePtr& topLevelGroup, LevelIndex leve
 }
 
 void RecordedRequests::requestDelete(const NodePtr& topLevelGroup, const NodePtr&, LevelIndex level) {
-    add("delete " + topLevelGroup->getName() + " " + std::string(levelName(level)));
+    if (topLevelGroup->hasAnythingToPersist(level)) // the others have no file
+        add("delete " + topLevelGroup->getName() + " " + std::string(levelName(level)));
 }
 
 void RecordedRequests::loadUserSettings(const NodePtr& topLevelGroup) {

@@ -48,6 +48,16 @@ printf x >bad
 code 3 "bad" factory inspect bad
 code 2 "" factory inspect
 
+# What people get wrong.
+for command in inspect check install; do
+    code 3 'old.json is no factory file; "factory build" makes one' factory $command old.json
+done
+code 1 "is a settings file, no definition document" factory build old new
+code 3 "the folder $place/none: No such file or directory" factory build old.json none/old
+code 3 "not a regular file" factory build old.json .
+code 2 "one of these commands is required: build, install, inspect, check, from-gschema" factory
+code 2 "inspect, check" factory inspct old
+
 # check: one file.
 out '0 failures, 0 notes' factory check old
 build faulty '{"name": "two words"}, {"name": "a", "attributes": {"aliasName": "t.none"}}' \
@@ -94,6 +104,13 @@ code 1 "was released with 1 change and has 2 now" factory check old next
 code 3 "no such file" factory check old missing
 code 2 "" factory check
 code 2 "" factory check old next old
+
+# What is exported of the definitions is the factory file.
+"$tool" factory install old >/dev/null
+"$tool" export t exported --level factory >/dev/null
+out '0 breaks, 0 notes' factory check old exported
+out '0 breaks, 0 notes' factory check exported old
+verdict "upgraders are exported" "$("$tool" factory inspect exported | grep -c 'remove t.gone')" 1
 
 # The installation's values, by the rules of the definitions.
 "$tool" factory install old >/dev/null
@@ -164,12 +181,12 @@ verdict "a list of one" "$("$tool" dump installation/t.vksettings | grep -c '"is
 
 # Protected files are refused; nobody is asked twice.
 cp installation/t.vksettings kept && chmod 444 installation/t.vksettings
-code 1 'the level "installation" cannot be changed: '"$place"'/installation/t.vksettings has no write permission' set t.size 30 --level installation
-code 1 "has no write permission" import some.vksettings --merge --level installation
+code 1 'the level "installation" cannot be changed: '"$place"'/installation/t.vksettings is write-protected' set t.size 30 --level installation
+code 1 "is write-protected" import some.vksettings --merge --level installation
 verdict "the protected file is as it was" "$(cmp kept installation/t.vksettings && stat -c %a installation/t.vksettings)" 444
 chmod 644 installation/t.vksettings
 chmod 444 lists
-code 1 "$place/lists has no write permission" factory build many.json lists
+code 1 "lists is write-protected; --force writes it all the same" factory build many.json lists
 code 0 "wrote lists" factory build lists.json lists --force
 verdict "it has none afterwards" "$(stat -c %a lists)" 444
 "$tool" factory install many >/dev/null

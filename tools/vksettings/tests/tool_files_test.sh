@@ -37,7 +37,7 @@ verdict "installed at once" "$("$tool" list | wc -l)" 6
 SETTINGS_FACTORYDIR='' code 1 "SETTINGS_FACTORYDIR" factory install g1.vksettings
 
 # Exporting.
-code 1 "copy the factory file" export alpha f.vksettings --level factory
+code 0 "exported" export alpha f.vksettings --level factory
 code 0 'nothing is set on level "user"' export beta empty.vksettings
 code 3 'holds the settings of "alpha"' export beta mine.vksettings
 code 3 'no settings file' export alpha alpha.json

@@ -115,6 +115,8 @@ SettingsFileContent readDocument(const Value& json, std::string_view text, const
 SettingsFileContent readDefinitionDocument(std::string_view text, const std::string& file) {
     if (text.starts_with("\xEF\xBB\xBF"))
         throw InvalidDefinition(file, {{"$", "starts with a byte-order mark: save it as UTF-8 without one"}});
+    if (text.starts_with("PK\x03\x04"))
+        throw InvalidDefinition(file, {{"$", "is a settings file, no definition document"}});
     try {
         return readDocument(varnek::json::parse(text), text, file);
     } catch (const varnek::json::ParseError& error) {

@@ -34,14 +34,18 @@ void throwNotWritten(const std::filesystem::path& file, std::string_view cause) 
                                             shownText(cause.empty() ? "Unknown" : cause));
 }
 
-void throwNotOpened(const opc::OpenError& failure, const std::filesystem::path& file) {
-    if (failure.kind() == opc::ErrorKind::notFound)
-        throw exception::FileDoesNotExist(varnek::files::utf16FromPath(file));
+std::string causeOf(const opc::OpenError& failure) {
     constexpr std::string_view sentence = "Failed to open OPC Package "; // said by the exception itself
     std::string_view cause = failure.what();
     if (cause.starts_with(sentence))
         cause.remove_prefix(sentence.size());
-    throw exception::PackageCannotBeOpened(varnek::files::utf16FromPath(file), shownText(cause));
+    return std::string(cause);
+}
+
+void throwNotOpened(const opc::OpenError& failure, const std::filesystem::path& file) {
+    if (failure.kind() == opc::ErrorKind::notFound)
+        throw exception::FileDoesNotExist(varnek::files::utf16FromPath(file));
+    throw exception::PackageCannotBeOpened(varnek::files::utf16FromPath(file), shownText(causeOf(failure)));
 }
 
 std::u16string shownText(std::string_view text) {

@@ -24,6 +24,9 @@ std::string notWrittenText(std::string_view cause);
 /// Logs that text and raises SettingsFileNotWritten.
 [[noreturn]] void throwNotWritten(const std::filesystem::path& file, std::string_view cause);
 
+/// Why, without the sentence that it cannot be opened.
+std::string causeOf(const opc::OpenError& failure);
+
 /// Raises FileDoesNotExist or PackageCannotBeOpened.
 [[noreturn]] void throwNotOpened(const opc::OpenError& failure, const std::filesystem::path& file);
 

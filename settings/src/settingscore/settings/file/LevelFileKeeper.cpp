@@ -133,6 +133,8 @@ void LevelFileKeeper::requestDelete(const NodePtr& topLevelGroup, const NodePtr&
     if (levelTable[position(level)].fileSlot == 0)
         return;
     const Key key(topLevelGroup->getName(), level);
+    if (!topLevelGroup->hasAnythingToPersist(level) && !holdsMoreThanTheTree(key))
+        return; // there is no file
     {
         const std::lock_guard lock(mutex_);
         FileState& state = stateOf(key);

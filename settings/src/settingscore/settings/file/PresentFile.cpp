@@ -3,6 +3,7 @@
 #include "opc/PackageError.hpp"
 #include "opc/qfservices/CorePropertiesManager.hpp"
 #include "opc/qfservices/FileSystemManager.hpp"
+#include "settingscore/settings/file/FileFailureText.hpp"
 #include "settingscore/settings/file/FileLog.hpp"
 #include "varnek/files/FileError.hpp"
 #include "varnek/files/FileReplacement.hpp"
@@ -25,7 +26,7 @@ PresentFile PresentFile::at(const std::filesystem::path& file) {
         if (failure.kind() == opc::ErrorKind::notFound)
             return present;
         present.state = failure.isPassing() ? State::unreadable : State::damaged;
-        present.message = failure.what();
+        present.message = causeOf(failure);
     }
     return present;
 }

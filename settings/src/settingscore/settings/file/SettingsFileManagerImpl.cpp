@@ -67,7 +67,7 @@ SettingsFileContent readForLevel(const std::filesystem::path& file, LevelIndex l
             throw exception::FileDoesNotExist(varnek::files::utf16FromPath(file));
         logUnreadable(file, level, failure.what());
         throw exception::FileCannotBeOpened(varnek::files::utf16FromPath(file), std::string(levelName(level)),
-                                            shownText(failure.what()));
+                                            shownText(causeOf(failure)));
     } catch (const exception::ErrorReadingSettingsData& failure) {
         logUnreadable(file, level, failure.what());
         throw;

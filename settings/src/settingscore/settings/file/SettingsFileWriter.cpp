@@ -13,6 +13,7 @@
 #include "settingscore/settings/file/SettingsFileReader.hpp"
 #include "settingscore/settings/file/TreeSnapshot.hpp"
 #include "varnek/files/FileReplacement.hpp"
+#include "varnek/files/FolderLock.hpp"
 #include "varnek/files/PathText.hpp"
 #include "varnek/release/Release.hpp"
 #include "json/Writer.hpp"
@@ -140,6 +141,7 @@ std::optional<std::string> fileImage(SettingsFileContent& content, LevelIndex le
 void SettingsFileWriter::write(SettingsFileContent content, LevelIndex level,
                                const std::filesystem::path& file, Readers readers) {
     const bool isForAll = readers == Readers::everybody || level == LevelIndex::factory;
+    const varnek::files::FolderLock othersOut(file.parent_path()); // between somebody's reading and writing
     const PresentFile present = PresentFile::at(file);
     try {
         checkReplaceable(present, file, content.tree.name, level);

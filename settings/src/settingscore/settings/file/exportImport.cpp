@@ -10,6 +10,7 @@
 #include "settingscore/settings/file/TreeSnapshot.hpp"
 #include "settingscore/settings/node/LevelCheck.hpp"
 #include "settingscore/settings/node/SettingsAccess.hpp"
+#include "settingscore/settings/settingsImpl.hpp"
 #include "varnek/files/PathText.hpp"
 
 #include <algorithm>
@@ -69,6 +70,18 @@ GroupRecord branchTo(const std::vector<NodePtr>& chain, std::size_t at, LevelInd
     return record;
 }
 
+/// What the definitions of a product declare for personal files of earlier releases; none without a file.
+std::vector<UpgraderRecord> upgradersOf(const SettingsNodeImpl& product) {
+    const auto* local = dynamic_cast<const SettingsImpl*>(&product);
+    const std::filesystem::path file = local == nullptr ? std::string() : local->factoryFile();
+    try {
+        return file.empty() ? std::vector<UpgraderRecord>()
+                            : readSettingsFile(file, FileUse::factory).upgraders;
+    } catch (const opc::OpenError& failure) {
+        throwNotOpened(failure, file);
+    }
+}
+
 /// Groups that exist for this session only never reach a file.
 bool isForThisSessionOnly(const std::vector<NodePtr>& chain) {
     return std::any_of(chain.begin(), chain.end(), [](const NodePtr& node) {
@@ -89,6 +102,8 @@ void Settings::exportSettings(const std::vector<ConstHandle>& nodes, const std::
     const LevelIndex at = requireLevel(level, [&] { return nodes.front(); });
     SettingsFileContent content;
     content.tree = shellOf(chains.front().front(), at);
+    if (at == LevelIndex::factory)
+        content.upgraders = upgradersOf(*chains.front().front());
     for (const Chain& chain : chains)
         if (!isForThisSessionOnly(chain))
             content.tree.addMissing(branchTo(chain, 0, at));

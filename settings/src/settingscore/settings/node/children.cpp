@@ -278,7 +278,7 @@ void SettingsImpl::removeNode(std::string_view name) {
         child == topLevel && tree->saves != nullptr && child->originLevel() != LevelIndex::session;
     constexpr LevelIndex levels[] = {LevelIndex::user, LevelIndex::installation};
     for (const LevelIndex level : levels) // before a listener can add a group of that name again
-        if (hasOwnFile && child->hasAnythingToPersist(level))
+        if (hasOwnFile)
             tree->saves->requestDelete(child, shared_from_this(), level);
     if (child != topLevel && topLevel != nullptr && tree->saves != nullptr)
         tree->saves->forgetKeptValues(topLevel, namesBelow(topLevel, shared_from_this(), child->getName()));
