@@ -168,6 +168,18 @@ TEST_F(PersonalFiles, GroupsAndSettingsThatUsersAdd) {
     EXPECT_EQ("removed mine", next());
 }
 
+TEST_F(PersonalFiles, WhatTheInstallationHoldsComesWithTheGroup) {
+    const Handle notes = there.root->addGroup("notes", true, false, "user");
+    notes->addSetting("text", Array::scalar(1.0), true, false, "user");
+    notes->set("text", 2.0, "installation");
+    notes->unset("text", "user");
+    watch.emplace(index());
+    const Handle mine = here.root->getChild("notes");
+    ASSERT_TRUE(mine);
+    EXPECT_EQ(2.0, mine->get<double>("text"));
+    EXPECT_EQ("added notes", next());
+}
+
 /// Groups come in one after the other. Nothing of a group is told before its addition, however soon another
 /// thread finds it.
 TEST_F(PersonalFiles, AnAdditionIsToldBeforeWhatHappensToItsGroup) {

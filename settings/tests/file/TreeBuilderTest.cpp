@@ -78,6 +78,32 @@ TEST_F(Start, BringsBackTheValuesOfAllLevels) {
     EXPECT_TRUE(problemsOf(*tree).empty());
 }
 
+TEST_F(Start, BringsBackWhatTheInstallationHoldsForGroupsThatUsersAdded) {
+    {
+        const auto tree = start();
+        const Handle mine = rootOf(tree)->addGroup("mine", true, false, "user");
+        mine->addSetting("k", Array::scalar(1.0), true, false, "user");
+        mine->set("k", 2.0, "installation");
+        mine->unset("k", "user");
+        mine->addSetting("site", Array::scalar(3.0), true, false, "installation");
+        mine->set("site", 4.0, "user");
+        waitForSettingsSaves();
+    }
+    for (int round = 0; round < 2; ++round) {
+        const auto tree = start();
+        const Handle mine = rootOf(tree)->getChild("mine");
+        ASSERT_TRUE(mine);
+        EXPECT_EQ(2.0, mine->get<double>("k"));
+        ASSERT_TRUE(mine->getChild("site"));
+        EXPECT_EQ("installation", mine->getChild("site")->getOriginLevel());
+        EXPECT_EQ(3.0, mine->get<double>("site", "installation"));
+        EXPECT_EQ(4.0, mine->get<double>("site"));
+        mine->set("k", 5.0 + round, "user"); // what a save leaves is still complete
+        mine->unset("k", "user");
+        waitForSettingsSaves();
+    }
+}
+
 TEST_F(Start, LeavesOutAFactoryFileThatCannotBeRead) {
     define("bad");
     define("good");

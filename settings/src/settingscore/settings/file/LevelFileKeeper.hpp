@@ -95,8 +95,8 @@ class LevelFileKeeper : public SaveRequests, public boost::enable_shared_from_th
     LoadOutcome loadLevel(const NodePtr& topLevelGroup, LevelIndex level, Telling telling = Telling::yes);
 
     /// Brings back the top-level groups that users added: those with a file in the level's folder and no node
-    /// below `root`. Files of groups whose definition is missing are left alone. Returns the groups. Also
-    /// clears the folder of what saves left behind that a crash ended. `isTreeInUse`: with events.
+    /// below `root`. Files of groups whose definition is missing are left alone. Returns the groups, those of
+    /// "user" with installation values. Clears the folder of what crashes left. `isTreeInUse`: with events.
     std::vector<NodePtr> loadAddedGroups(const NodePtr& root, LevelIndex level, bool isTreeInUse = false);
 
     /// Puts values in place whose definition has appeared since their file was read; in a tree in use with

@@ -454,7 +454,10 @@ std::vector<NodePtr> LevelFileKeeper::loadAddedGroups(const NodePtr& root, Level
         events.tell();
     }
     for (const NodePtr& group : added)
-        adoptLeftovers(group, isTreeInUse);
+        if (level == LevelIndex::user)
+            loadLevel(group, LevelIndex::installation, isTreeInUse ? Telling::yes : Telling::no);
+        else
+            adoptLeftovers(group, isTreeInUse);
     for (const Key& key : due)
         submitAgain(key);
     return added;
