@@ -14,7 +14,7 @@ class Settings;
 
 struct LevelExplanation {
     std::string level;
-    varnek::data::Array value; ///< void: not set on this level
+    varnek::data::Array value; ///< void: not set on this level; "factory": also the run-time default
     bool isVector = false;
     bool wins = false; ///< readers that name no level get this value
     std::string
@@ -39,7 +39,7 @@ struct SettingExplanation {
     std::array<LevelExplanation, 4> levels; ///< in order of precedence
 };
 
-/// `setting` is a setting, not a group: NotAKeyName. Thread-safe; asks the disk whether the files exist.
+/// A group: NotAKeyName. Thread-safe; asks the disk whether the files exist, and calls the run-time default.
 SETTINGSCORE_EXPORT SettingExplanation explain(const Settings& setting);
 
 } // namespace settings::core

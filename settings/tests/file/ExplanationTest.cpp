@@ -7,6 +7,7 @@
 #include "settingscore/SettingsSaving.hpp"
 #include "settingscore/factoryfile/FactoryFileGenerator.hpp"
 #include "settingscore/settings/root/TreeBuilder.hpp"
+#include "support/Definitions.hpp"
 #include "support/FileTree.hpp"
 
 #include <gtest/gtest.h>
@@ -125,6 +126,26 @@ TEST_F(Explanation, AnAliasIsExplainedByWhatItStandsFor) {
     // Without destination it stands for itself.
     EXPECT_EQ("explained.nothing", explained("lost").aliasOf);
     EXPECT_TRUE(explained("lost").levels[3].wins);
+}
+
+TEST_F(Explanation, ARunTimeDefaultIsTheFactoryValueAsReadersSeeIt) {
+    const CRunTimeDefault seven("tests", "seven", [] { return Array::scalar(7.0); });
+    TestTree::setting(group, "given", definitionOf({}, {}, seven));
+    TestTree::setting(group, "also", {}, ReadOnlyState::inherited, "explained.given");
+    for (const char* name : {"given", "also"}) {
+        SCOPED_TRACE(name);
+        EXPECT_EQ(7.0, group->get<double>(name));
+        const LevelExplanation factory = explained(name).levels[3];
+        EXPECT_EQ(Array::scalar(7.0), factory.value);
+        EXPECT_FALSE(factory.isVector);
+        EXPECT_TRUE(factory.wins);
+    }
+    group->set("given", 8.0, "session");
+    EXPECT_TRUE(explained("given").levels[0].wins);
+    EXPECT_EQ(Array::scalar(7.0), explained("given").levels[3].value);
+    EXPECT_FALSE(explained("given").levels[3].wins);
+    EXPECT_TRUE(explained("computed").levels[3].value.isVoid()) << "its library is not there";
+    EXPECT_FALSE(explained("computed").levels[3].wins);
 }
 
 TEST_F(Explanation, TheLastSaveSaysWhetherTheValueIsOnDisk) {

@@ -56,7 +56,15 @@ std::string factoryFileOf(const NodePtr& product) {
     return group == nullptr ? std::string() : group->factoryFile();
 }
 
-void explainLevels(SettingsNodeImpl& node, SettingExplanation& e) {
+/// The run-time default, as readers of `asked` get it; void without one.
+ShapedArray computedDefault(const SettingsNodeImpl& asked, const SettingsNodeImpl& node) {
+    const NodePtr group = asked.getParent();
+    if (group == nullptr || !node.isLeafNode() || node.definition().getFactoryValueFcn().which() == 0)
+        return {};
+    return group->getAny(asked.getName(), levelName(LevelIndex::factory));
+}
+
+void explainLevels(const SettingsNodeImpl& asked, SettingsNodeImpl& node, SettingExplanation& e) {
     const NodePtr product = node.getTopLevelNodeForSave();
     const auto tree = node.treeContext();
     const auto* files = product == nullptr || tree == nullptr
@@ -67,6 +75,8 @@ void explainLevels(SettingsNodeImpl& node, SettingExplanation& e) {
         LevelExplanation& at = e.levels[position(level)];
         at.level = levelName(level);
         std::tie(at.value, at.isVector) = node.valueOn(level);
+        if (at.value.isVoid() && level == LevelIndex::factory)
+            std::tie(at.value, at.isVector) = computedDefault(asked, node);
         at.wins = !found && !at.value.isVoid();
         found = found || at.wins;
         if (files == nullptr || level == LevelIndex::session)
@@ -94,7 +104,7 @@ SettingExplanation explain(const Settings& setting) {
     e.readOnly = read->isReadOnly();
     addTexts(*read, e);
     explainDefinition(*read, e);
-    explainLevels(*read, e);
+    explainLevels(*node, *read, e);
     return e;
 }
 
