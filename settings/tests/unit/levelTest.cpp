@@ -3,12 +3,14 @@
 #include "settingscore/level/RootIndex.hpp"
 #include "settingscore/level/SettingsLevelManager.hpp"
 #include "settingscore/settings/level/LevelFolders.hpp"
+#include "varnek/files/PathText.hpp"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <barrier>
 #include <cstdlib>
+#include <filesystem>
 #include <map>
 #include <stdexcept>
 #include <thread>
@@ -121,6 +123,25 @@ TEST_F(LevelFoldersTest, VariablesComeFirstAndTheFunctionsAreNotAsked) {
 TEST_F(LevelFoldersTest, AnEmptyVariableCountsAsUnset) {
     ::setenv("SETTINGS_USERDIR", "", 1);
     EXPECT_EQ(level(LevelIndex::user).levelRootPath(), u"/from/user");
+}
+
+TEST_F(LevelFoldersTest, ARelativeVariableIsRelativeToTheFolderOfTheFirstQuestion) {
+    const auto here = std::filesystem::current_path();
+    const auto in = [&here](const char* name) { return varnek::files::utf16FromPath(here / name); };
+    ::setenv("SETTINGS_USERDIR", "some/user", 1);
+    ::setenv("SETTINGS_INSTALLATIONDIR", "installation", 1);
+    ::setenv("SETTINGS_FACTORYDIR", "factory", 1);
+    ::setenv("SETTINGS_WORKGROUPDIR", "workgroup", 1);
+    for (int round = 0; round < 2; ++round) {
+        EXPECT_EQ(level(LevelIndex::user).levelRootPath(), in("some/user"));
+        EXPECT_EQ(level(LevelIndex::installation).levelRootPath(), in("installation"));
+        EXPECT_EQ(level(LevelIndex::factory).levelRootPath(), in("factory"));
+        EXPECT_EQ(detail::workgroupFolder(), in("workgroup"));
+        std::filesystem::current_path("/");
+        if (round == 0)
+            detail::forgetLevelFolders();
+    }
+    std::filesystem::current_path(here);
 }
 
 TEST_F(LevelFoldersTest, AFolderIsFoundOnceUntilItIsForgotten) {

@@ -4,6 +4,7 @@
 
 #include "settingscore/exception/CatalogueFailures.hpp"
 #include "settingscore/plugin/InstallationRoot.hpp"
+#include "settingscore/settings/level/LevelFolders.hpp"
 #include "settingscore/settings/prefdir/FillRecord.hpp"
 #include "settingscore/settings/prefdir/PrefdirLog.hpp"
 #include "settingscore/settings/prefdir/PrefdirPaths.hpp"
@@ -244,7 +245,7 @@ std::string_view originName(PreferencesDirectoryOrigin origin) noexcept {
 PreferencesDirectoryReport describePreferencesDirectory() {
     PreferencesDirectoryReport report;
     if (auto given = varnek::host::environmentVariable("SETTINGS_USERDIR"); given && !given->empty()) {
-        report.path = *std::move(given);
+        report.path = detail::userFolder();
         report.origin = PreferencesDirectoryOrigin::userFolderVariable;
     } else {
         report.path = getPreferencesDirectoryUStr(false);

@@ -4,10 +4,12 @@
 #include "settingscore/exception/Exceptions.hpp"
 #include "settingscore/level/SettingsLevelManager.hpp"
 #include "settingscore/settings/file/FileLog.hpp"
+#include "settingscore/settings/level/LevelFolders.hpp"
 #include "settingscore/settings/node/LevelCheck.hpp"
 #include "settingscore/settings/settingsPathUtil.hpp"
 #include "varnek/files/FileError.hpp"
 #include "varnek/files/Folder.hpp"
+#include "varnek/files/PathText.hpp"
 
 #include <unistd.h>
 
@@ -39,7 +41,8 @@ void createMissingFolder(const std::filesystem::path& folder) {
     } catch (const std::exception& failure) {
         VARNEK_LOG(fileLog, warning) << failure.what();
         const char* const named = std::getenv("SETTINGS_USERDIR");
-        if (named != nullptr && normal(folder) == normal(named))
+        if (named != nullptr && *named != '\0' &&
+            normal(folder) == normal(varnek::files::pathFromUtf16(userFolder())))
             throw VARNEK::settings::core::SettingsUserDirectoryNotExist();
     }
 }

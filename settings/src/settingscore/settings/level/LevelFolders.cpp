@@ -7,10 +7,13 @@
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <filesystem>
+#include <map>
 #include <mutex>
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <system_error>
 #include <utility>
 
 namespace settings::core::detail {
@@ -24,10 +27,23 @@ LevelFolders& functions() {
     return *installed;
 }
 
+/// What a variable says. A relative path is taken from the folder that the process is in when it is first
+/// asked for, and leads there ever after: where the process goes later is no matter of its settings.
+std::u16string fixedPath(const std::u16string& value) {
+    const auto path = varnek::files::pathFromUtf16(value);
+    if (path.is_absolute())
+        return value;
+    static auto& known = *new std::map<std::u16string, std::u16string>; // outlives every thread
+    std::error_code failure;
+    const auto absolute = std::filesystem::absolute(path, failure);
+    const std::lock_guard lock(functionsMutex);
+    return known.try_emplace(value, failure ? value : varnek::files::utf16FromPath(absolute)).first->second;
+}
+
 /// The variable when it is not empty, else what the function gives.
 std::u16string folder(std::string_view variable, FolderFunction LevelFolders::*function) {
-    if (auto value = varnek::host::environmentVariable(variable); value && !value->empty())
-        return *std::move(value);
+    if (const auto value = varnek::host::environmentVariable(variable); value && !value->empty())
+        return fixedPath(*value);
     FolderFunction fallback;
     {
         const std::lock_guard lock(functionsMutex);

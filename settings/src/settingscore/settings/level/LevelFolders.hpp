@@ -1,5 +1,5 @@
 /// The folders of the levels: an environment variable where it is set, else a function of a higher layer.
-///
+/// A relative path in a variable counts from where the process was when it was first asked for.
 /// All functions are thread-safe. No lock of this file is held while a function of a higher layer runs; when
 /// it is called for a level's folder, SettingsLevel::mutex_ is.
 #pragma once
