@@ -48,6 +48,12 @@ struct NodesAndFiles : testing::Test {
         group->createFactorySetting("width", false, definitionOf(Array::scalar(80.0)));
         return group;
     }
+    Handle addedToTheTree() const {
+        const Handle group = root->addGroup("mine", true, false, "user");
+        group->addSetting("s", Array::scalar(4.0), true, false, "user");
+        return group;
+    }
+    std::u16string path16(const char* name) const { return utf16FromPath(folder / name); }
     std::vector<UpgraderRecord> upgradersIn(const std::filesystem::path& factoryFile) const {
         return SettingsFileManager::open(factoryFile, "factory").getUpgraders();
     }
@@ -96,6 +102,42 @@ TEST_F(NodesAndFiles, AFactoryFileOfANodeApart) {
     ASSERT_EQ(0, ::chmod(file.c_str(), 0444));
     refused("ErrorSaveSettingsDueToFileIOError",
             [&] { Settings::createFactorySettingsFile(apart(), path, 1); });
+}
+
+TEST_F(NodesAndFiles, WhatWasAddedApartIsDefinedByTheFile) {
+    const MHandle group = apart();
+    group->addSetting("word", Array::text(u"x"), false, true, "user");
+    const Handle sub = group->addGroup("sub", true, false, "user");
+    sub->addSetting("number", Array::scalar(1.0), true, false, "user");
+    sub->set("number", 2.0, "user");
+    sub->set("number", 3.0, "session");
+    sub->addSetting("bare", {}, true, false, "user");
+    group->addGroup("now", true, false, "session")->addSetting("s", Array::scalar(1.0), true, false, "user");
+    for (const bool isByHandle : {true, false}) {
+        if (isByHandle)
+            Settings::createFactorySettingsFile(group, path, 1);
+        else
+            group->writeFactoryFile(path, released);
+        const auto manager = SettingsFileManager::open(file, "factory");
+        const Handle read = manager.getTopLevelNode();
+        EXPECT_EQ(80.0, read->get<double>("width", "factory"));
+        EXPECT_EQ(u"x", read->get<std::u16string>("word", "factory"));
+        EXPECT_FALSE(read->getChild("word")->isVisible());
+        EXPECT_TRUE(read->getChild("word")->isReadOnly());
+        EXPECT_EQ("factory", read->getChild("word")->getOriginLevel());
+        ASSERT_TRUE(read->getChild("sub"));
+        EXPECT_EQ(2.0, read->getChild("sub")->get<double>("number", "factory"));
+        EXPECT_TRUE(read->getChild("sub")->getChild("bare"));
+        EXPECT_FALSE(read->getChild("now")) << "for this session only";
+    }
+    // What an application reads from a file of values, too.
+    Settings::exportSettings({addedToTheTree()}, path16("values.vksettings"), "user");
+    Settings::createFactorySettingsFile(
+        Settings::importAsStandaloneObject(path16("values.vksettings"), "user"), path16("defined.vksettings"),
+        1);
+    EXPECT_EQ(4.0, SettingsFileManager::open(folder / "defined.vksettings", "factory")
+                       .getTopLevelNode()
+                       ->get<double>("s", "factory"));
 }
 
 TEST_F(NodesAndFiles, AFactoryFileComesIntoATreeInUse) {

@@ -14,9 +14,16 @@ std::unique_ptr<NodeDefinition> definitionOf(const SettingsNodeImpl& node) {
     return definition;
 }
 
+/// Outside any tree, what was added to a group of definitions is one of them.
+bool isAddedApart(const SettingsNodeImpl& node, LevelIndex level) {
+    const LevelIndex origin = node.originLevel();
+    return level == LevelIndex::factory && origin != LevelIndex::factory && origin != LevelIndex::session &&
+           !node.isConnectedToTheSettingsTree();
+}
+
 /// Whether the file of that level is the one that defines the node.
 bool isDefinedAt(const SettingsNodeImpl& node, LevelIndex level) {
-    return node.originLevel() == level;
+    return node.originLevel() == level || isAddedApart(node, level);
 }
 
 class Snapshot {
@@ -39,7 +46,7 @@ class Snapshot {
   private:
     bool isSkipped(const SettingsNodeImpl& group) const {
         return group.originLevel() == LevelIndex::session ||
-               (skipsEmptyGroups_ && !group.hasAnythingToPersist(level_));
+               (skipsEmptyGroups_ && !group.hasAnythingToPersist(level_) && !isDefinedAt(group, level_));
     }
 
     LevelIndex level_;
@@ -63,7 +70,7 @@ GroupRecord shellOf(const NodePtr& group, LevelIndex level) {
 
 std::optional<SettingRecord> snapshotOfSetting(const NodePtr& setting, LevelIndex level) {
     SettingRecord record;
-    record.value = setting->valueOn(level);
+    record.value = setting->valueOn(isAddedApart(*setting, level) ? setting->originLevel() : level);
     const bool isDefined = isDefinedAt(*setting, level);
     if (!isDefined && record.value.first.isVoid())
         return std::nullopt;

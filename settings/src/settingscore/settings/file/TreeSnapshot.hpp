@@ -8,9 +8,9 @@
 namespace settings::core::detail {
 
 /// `group` with its subtree as the file of `level` holds it: the settings that have a value on the level or
-/// were added on it; at "factory" all that factory definitions made, with their definitions. Groups that
-/// exist for this session only are left out with everything below them, and, in a tree that stands for one
-/// file, groups that have nothing to persist.
+/// were added on it; at "factory" all that factory definitions made, with their definitions, and outside any
+/// tree what was added, with its value. Groups that exist for this session only are left out with everything
+/// below them, and, in a tree that stands for one file, groups that have nothing to persist.
 ///
 /// Thread-safe and without locks: each value is taken as it stands when it is reached.
 GroupRecord snapshotOf(const NodePtr& group, LevelIndex level);
