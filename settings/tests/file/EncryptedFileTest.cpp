@@ -124,6 +124,16 @@ TEST_F(EncryptedFiles, WithoutPluginOrKeyTheyStayUnread) {
         EXPECT_TRUE(tree.status("g").isEncrypted);
         EXPECT_FALSE(group->isSet("s", "user"));
         EXPECT_EQ(1U, log.take("failed to load settings security plugin").size());
+        std::string cause;
+        try {
+            security::getSecret(u"g.vksettings");
+        } catch (const ErrorLoadingLibrary& failure) {
+            cause = varnek::files::messageUtf8(failure.getSystemMessage());
+        }
+        EXPECT_NE("", cause);
+        EXPECT_NE(std::string::npos, tree.status("g").loadMessage.find(cause))
+            << tree.status("g").loadMessage;
+        log.take();
         expectUntouchedBy(tree, group);
     }
     installPlugin();

@@ -2,6 +2,7 @@
 
 #include "opc/model/Package.hpp"
 #include "opc/qfpackaging/Encryption.hpp"
+#include "settingscore/exception/FileFailures.hpp"
 #include "settingscore/security/KeyManager.hpp"
 #include "settingscore/settings/file/FileFailureText.hpp"
 #include "varnek/files/PathText.hpp"
@@ -31,6 +32,10 @@ void decrypt(opc::model::Package& package, const FilePlace& place) {
         ErasedOptions options;
         options.password = security::getSecret(secretNameOf(place.file));
         opc::qfpackaging::enableDecryptionFromPassword(package, options);
+    } catch (const exception::ErrorLoadingLibrary& failure) {
+        place.refuse(ReadError::encrypted, {},
+                     "the file is encrypted; " + std::string(failure.what()) + " " +
+                         varnek::files::messageUtf8(failure.getSystemMessage()));
     } catch (...) { // whatever a plug-in raises leaves the file unread
         place.refuse(ReadError::encrypted, {}, "the file is encrypted; " + causeOfCurrentException());
     }
