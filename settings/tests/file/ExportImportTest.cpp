@@ -240,6 +240,11 @@ TEST_F(ExportImport, StartUpSettings) {
     EXPECT_EQ(Array::scalar(3.0), read("g.font.glyph", "shape"));
     EXPECT_TRUE(read("g", "missing").isVoid());
     EXPECT_TRUE(read("g.missing", "a").isVoid());
+    const Handle dotted = g->addGroup("x.y", true, false, "user")->addGroup("z", true, false, "user");
+    dotted->addSetting("s", Array::scalar(5.0), true, false, "user");
+    g->addGroup("x", true, false, "user")->addGroup("w", true, false, "user");
+    EXPECT_EQ(Array::scalar(5.0), read("g.x.y.z", "s"));
+    EXPECT_TRUE(read("g.x.z", "s").isVoid());
     EXPECT_TRUE(read("h", "a").isVoid());
     EXPECT_EQ("UnSupportedLevel", failureOf([&] { Settings::getStartupSetting(file, "g", "a", "none"); }));
     EXPECT_EQ("FileDoesNotExist",

@@ -10,13 +10,13 @@
 #include "settingscore/settings/file/NameText.hpp"
 #include "settingscore/settings/file/SettingsFileKeys.hpp"
 #include "settingscore/settings/file/SettingsFileReader.hpp"
-#include "settingscore/settings/node/FullNamePath.hpp"
 #include "settingscore/settings/node/LevelCheck.hpp"
 #include "varnek/files/FileAccess.hpp"
 #include "varnek/files/FileError.hpp"
 #include "varnek/files/PathText.hpp"
 
 #include <algorithm>
+#include <optional>
 
 namespace settings::core {
 
@@ -24,19 +24,33 @@ using namespace detail;
 
 namespace {
 
+/// Names may contain dots themselves: every way to split the rest is tried, the shortest name first.
+std::optional<GroupRecord> groupBelow(const opc::model::Package& package, const std::filesystem::path& file,
+                                      const std::u16string& folder, std::string_view rest, FileUse use) {
+    for (std::size_t dot = rest.find('.');; dot = rest.find('.', dot + 1)) {
+        const std::u16string child = folder + u"/" + folderNameOf(std::string(rest.substr(0, dot)));
+        auto group = readGroupPart(package, file, child, use);
+        if (dot == std::string_view::npos)
+            return group;
+        if (group)
+            if (auto found = groupBelow(package, file, child, rest.substr(dot + 1), use))
+                return found;
+    }
+}
+
 /// The values of one group of a package; none when it is not there.
 std::vector<SettingRecord> settingsOf(const opc::model::Package& package, const std::filesystem::path& file,
                                       std::string_view groupFullName, FileUse use) {
-    std::u16string folder(keys::treeFolder);
+    const std::u16string folder(keys::treeFolder);
     auto group = readGroupPart(package, file, folder, use);
-    const std::string product(nextName(groupFullName));
-    if (!group || (group->name.empty() ? groupNameOf(file) : group->name) != product)
+    if (!group)
         return {};
-    if (groupFullName.empty())
-        return std::move(group->settings);
-    while (!groupFullName.empty())
-        folder += u"/" + folderNameOf(nextName(groupFullName));
-    group = readGroupPart(package, file, folder, use);
+    const std::string product = group->name.empty() ? groupNameOf(file) : group->name;
+    if (groupFullName != product) {
+        if (!groupFullName.starts_with(product + "."))
+            return {};
+        group = groupBelow(package, file, folder, groupFullName.substr(product.size() + 1), use);
+    }
     return group ? std::move(group->settings) : std::vector<SettingRecord>();
 }
 
