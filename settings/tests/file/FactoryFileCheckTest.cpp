@@ -42,6 +42,10 @@ TEST_F(FactoryFileChecks, FaultsOfSettings) {
          "- alias e.s: stands for \"other.s\", which another factory file has to define\n"},
         {R"({"name": "a"}, {"name": "b", "attributes": {"aliasName": "e.a"}}, {"name": "c", "attributes": {"aliasName": "e.b"}})",
          "! alias e.c: stands for \"e.b\", which is an alias itself: only one step is followed\n"},
+        {R"({"name": "a.b"}, {"name": "s", "attributes": {"aliasName": "e.a.b"}})",
+         "- name e.a.b: \"a.b\" is no name in the application's language: a letter, then letters, digits and "
+         "\"_\"\n"
+         "! alias e.s: stands for \"e.a.b\", where a name has a dot: no alias leads there\n"},
         {R"({"name": "two words"})", "- name e.two words: \"two words\" is no name in the application's "
                                      "language: a letter, then letters, "
                                      "digits and \"_\"\n"},

@@ -8,6 +8,7 @@
 #include "settingscore/settings/file/GroupJson.hpp"
 #include "settingscore/settings/file/SettingsFileKeys.hpp"
 #include "settingscore/settings/file/ValidatorJson.hpp"
+#include "settingscore/settings/node/FullNamePath.hpp"
 #include "varnek/files/PathText.hpp"
 #include "varnek/release/Release.hpp"
 
@@ -30,6 +31,22 @@ bool isVariableName(std::string_view name) {
     return !name.empty() && isLetter(name.front()) && std::all_of(name.begin(), name.end(), [](char c) {
         return isLetter(c) || (c >= '0' && c <= '9') || c == '_';
     });
+}
+
+/// Whether programs find the node: to them, every dot of a full name parts two names.
+bool isFollowable(const GroupRecord& top, std::string_view fullName) {
+    const GroupRecord* group = &top;
+    bool isFound = nextName(fullName) == top.name;
+    while (isFound && fullName.find('.') != std::string_view::npos) {
+        const std::string_view name = nextName(fullName);
+        const auto child = std::find_if(group->groups.begin(), group->groups.end(),
+                                        [name](const GroupRecord& record) { return record.name == name; });
+        isFound = child != group->groups.end();
+        if (isFound)
+            group = &*child;
+    }
+    return isFound && std::any_of(group->settings.begin(), group->settings.end(),
+                                  [&](const SettingRecord& record) { return record.name == fullName; });
 }
 
 class Check : Findings {
@@ -101,6 +118,8 @@ class Check : Findings {
             fail(FindingKind::alias, fullName, what + ", which is not defined");
         else if (target.setting == nullptr)
             fail(FindingKind::alias, fullName, what + ", which is a group");
+        else if (!isFollowable(top_, alias))
+            fail(FindingKind::alias, fullName, what + ", where a name has a dot: no alias leads there");
         else if (!aliasOf(*target.setting).empty())
             fail(FindingKind::alias, fullName,
                  what + ", which is an alias itself: only one step is followed");
