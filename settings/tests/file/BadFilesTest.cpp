@@ -283,7 +283,7 @@ TEST_F(BadFiles, NothingIsWrittenThatCouldNotBeRead) {
     define(tree);
     const Handle group = tree.root->getChild("bad");
     const Handle added = group->addSetting("mine", Array::scalar(1.0), true, false, "user");
-    const std::string before = bytesOf(file);
+    std::string before = bytesOf(file);
     const auto expectRefused = [&](const char* why) {
         EXPECT_EQ(SaveOutcome::failed, tree.status("bad").saved) << why;
         EXPECT_NE("", tree.status("bad").saveMessage);
@@ -297,7 +297,10 @@ TEST_F(BadFiles, NothingIsWrittenThatCouldNotBeRead) {
     group->set("s", 4.0, "user");
     expectRefused("too deep");
     SettingsAccess::node(*added)->setAttributes({});
-    group->set("s", std::u16string(std::size_t{70} << 20, u'x'), "user");
+    const std::u16string half(std::size_t{40} << 20, u'x'); // one alone fits
+    group->set("mine", half, "user");
+    before = bytesOf(file);
+    group->set("s", half, "user");
     expectRefused("too large");
     group->set("s", 5.0, "user");
     EXPECT_EQ(SaveOutcome::saved, tree.status("bad").saved);
