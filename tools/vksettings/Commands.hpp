@@ -3,6 +3,7 @@
 #pragma once
 
 #include <ostream>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -10,6 +11,12 @@ namespace vksettings {
 
 /// Documented in the README: scripts rely on them.
 enum ExitCode { done = 0, refused = 1, usage = 2, fileOrSystem = 3 };
+
+/// The command line does not say what to do.
+class WrongUsage : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
 
 struct ListOptions {
     std::string name; // empty: the root

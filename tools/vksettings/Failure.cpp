@@ -200,6 +200,8 @@ void describeFileFailures(Sentences& sentences) {
 } // namespace
 
 Explained explainFailure(const std::exception& failure) {
+    if (dynamic_cast<const WrongUsage*>(&failure) != nullptr)
+        return {printable(failure.what()), usage};
     if (const auto* definition = dynamic_cast<const varnek::settings::InvalidDefinition*>(&failure)) {
         std::string lines;
         for (const std::string& line : definition->getMessages())

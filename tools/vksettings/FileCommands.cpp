@@ -88,9 +88,27 @@ void collectParts(const opc::qfservices::FileSystemManager& files, std::u16strin
     }
 }
 
+/// The last word, where a forgotten FILE would leave the name of a group or setting.
+void checkIsFile(const std::string& file) {
+    if (!file.empty() && file.find('/') == std::string::npos &&
+        !file.ends_with(settings::core::Settings::settingsExtension))
+        throw WrongUsage("\"" + file + "\" is no name of a settings file: it has to end in \"" +
+                         settings::core::Settings::settingsExtension +
+                         "\"; for a file of another name, write \"./" + file + "\"");
+}
+
+/// Definitions are no values of a level: what they say goes by the location file.
+void checkHoldsValues(const std::filesystem::path& file) {
+    const opc::qfservices::FileSystemManager parts(opc::model::Package::open(file));
+    if (parts.hasEntry(u"/upgraders.json"))
+        throw std::invalid_argument(file.string() + " is a factory file: it holds definitions, not values; "
+                                                    "\"factory install\" installs it");
+}
+
 } // namespace
 
 void exportSettings(const ExportOptions& options, std::ostream& out) {
+    checkIsFile(options.file);
     std::vector<boost::shared_ptr<const settings::core::Settings>> nodes;
     for (const std::string& name : options.names)
         nodes.push_back(resolve(name));
@@ -104,8 +122,9 @@ void exportSettings(const ExportOptions& options, std::ostream& out) {
 }
 
 void importSettings(const ImportOptions& options, std::ostream& out) {
-    const Handle input =
-        settings::core::Settings::importAsStandaloneObject(utf16(absolutePath(options.file)), options.level);
+    const auto file = absolutePath(options.file);
+    const Handle input = settings::core::Settings::importAsStandaloneObject(utf16(file), options.level);
+    checkHoldsValues(file);
     if (options.merge)
         mergeInto(input, options.level, out);
     else

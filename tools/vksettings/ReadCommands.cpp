@@ -148,15 +148,20 @@ void get(const GetOptions& options, std::ostream& out) {
 }
 
 void explain(const ExplainOptions& options, std::ostream& out) {
-    const auto e = settings::core::explain(*resolveSetting(options.name).itself());
+    const Setting setting = resolveSetting(options.name);
+    const auto e = settings::core::explain(*setting.itself());
+    const bool isAstray =
+        !e.aliasOf.empty() && settings::core::Settings::equal(setting.handle, setting.itself());
     if (options.json) {
-        out << json::writeIndented(asJson(e)) << '\n';
+        json::Object object = asJson(e);
+        object.set("aliasLeadsNowhere", isAstray);
+        out << json::writeIndented(json::Value(std::move(object))) << '\n';
         return;
     }
     out << printable(e.fullName) << '\n';
     writeLine(out, "", e.title);
     writeLine(out, "", e.description);
-    writeLine(out, "alias of: ", e.aliasOf);
+    writeLine(out, "alias of: ", e.aliasOf + (isAstray ? " (leads nowhere)" : ""));
     for (const auto& level : e.levels) {
         out << (level.wins ? "> " : "  ") << level.level << std::string(14 - level.level.size(), ' ')
             << printable(shown(level.value, level.isVector));

@@ -1,5 +1,7 @@
 #include "TargetFile.hpp"
 
+#include "Commands.hpp"
+
 #include "settingscore/exception/FileFailures.hpp"
 #include "varnek/files/FileReplacement.hpp"
 #include "varnek/files/PathText.hpp"
@@ -15,7 +17,7 @@ namespace vksettings {
 
 std::filesystem::path absolutePath(const std::string& file) {
     if (file.empty())
-        throw std::invalid_argument("the name of a file must not be empty");
+        throw WrongUsage("the name of a file must not be empty");
     const auto path = std::filesystem::absolute(file).lexically_normal();
     return path.has_filename() ? path : path.parent_path();
 }

@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <csignal>
 #include <functional>
 #include <iostream>
@@ -239,6 +240,29 @@ std::string missingCommand(const CLI::App& app) {
     return names;
 }
 
+/// Refuses the first word that should name a command of `app` and does not.
+void checkCommand(const CLI::App& app, const std::vector<std::string>& words, std::size_t at) {
+    if (at >= words.size() || words[at].starts_with('-'))
+        return;
+    const auto commands = app.get_subcommands([](const CLI::App*) { return true; });
+    if (commands.empty())
+        return;
+    const auto named = std::find_if(commands.begin(), commands.end(), [&](const CLI::App* command) {
+        return command->get_name() == words[at];
+    });
+    if (named == commands.end())
+        throw WrongUsage("there is no command \"" + (at == 0 ? "" : words[at - 1] + " ") + words[at] +
+                         "\"; \"vksettings " + (at == 0 ? "" : words[at - 1] + " ") + "--help\" lists them");
+    checkCommand(**named, words, at + 1);
+}
+
+void flushOutput() {
+    errno = 0;
+    std::cout.flush();
+    if (!std::cout && !isReaderGone())
+        throw std::system_error(errno != 0 ? errno : EIO, std::generic_category(), "cannot write the output");
+}
+
 int run(int argc, char** argv) {
     CLI::App app("Reads, changes and explains levelled settings.", "vksettings");
     app.set_version_flag("--version", VKSETTINGS_VERSION);
@@ -252,6 +276,7 @@ int run(int argc, char** argv) {
     addPlaces(app, job);
     addUpgrade(app, job);
     addFactory(app, job);
+    checkCommand(app, {argv + 1, argv + argc}, 0);
     try {
         app.parse(words(argc, argv));
     } catch (const CLI::ParseError& error) {
@@ -264,9 +289,7 @@ int run(int argc, char** argv) {
     // A watch only prints what changes, and takes its signals while there is one thread.
     const ExitCode code = app.got_subcommand("watch") ? job() : withLanguage(job);
     warnOfLoadProblems();
-    std::cout.flush();
-    if (!std::cout && !isReaderGone())
-        throw std::system_error(std::make_error_code(std::errc::io_error), "cannot write the output");
+    flushOutput();
     return code;
 }
 

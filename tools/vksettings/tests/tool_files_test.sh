@@ -40,9 +40,12 @@ SETTINGS_FACTORYDIR='' code 1 "SETTINGS_FACTORYDIR" factory install g1.vksetting
 code 0 "exported" export alpha f.vksettings --level factory
 code 0 'nothing is set on level "user"' export beta empty.vksettings
 code 3 'holds the settings of "alpha"' export beta mine.vksettings
-code 3 'no settings file' export alpha alpha.json
-code 1 "must not be empty" export alpha ''
-code 1 "must not be empty" dump ''
+code 3 'no settings file' export alpha ./alpha.json
+code 2 '"alpha" is no name of a settings file' export alpha.x alpha
+code 2 'write "./alpha.json"' export alpha alpha.json
+verdict "a forgotten FILE is not written" "$([[ -e alpha ]] && echo there)" ""
+code 2 "must not be empty" export alpha ''
+code 2 "must not be empty" dump ''
 mkdir .varnek-replace-AbCdEf
 code 0 "exported" export alpha mine.vksettings
 verdict "what an interrupted command left is swept" "$(find . -maxdepth 1 -name '.varnek*')" ""
@@ -60,6 +63,8 @@ out 'merged 1 value into "alpha" on level "user"
 skipped alpha.y: there is no such setting' import mine.vksettings --merge
 out 5 get alpha.x
 out '' import empty.vksettings
+code 1 "is a factory file: it holds definitions, not values" import less.vksettings
+code 1 "is a factory file" import less.vksettings --merge
 mkdir installation
 export SETTINGS_INSTALLATIONDIR="$place/installation"
 out 'merged 1 value into "alpha" on level "installation"

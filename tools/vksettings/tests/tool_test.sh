@@ -40,8 +40,12 @@ code 1 "is a group" get editor.font
 code 1 "no value on level" unset editor.font.size --level session
 out 14 get editor.font.size
 code 2 "" set editor.font.size
-code 2 "" frobnicate
+code 2 'vksettings: there is no command "lst"' lst editor
+code 2 'vksettings: there is no command "factory instal"' factory instal x
 code 2 ""
+code 2 "" factory
+code 0 "Usage" get --help
+code 0 "Usage" factory build --help
 
 # Files.
 code 0 "exported" export editor my.vksettings

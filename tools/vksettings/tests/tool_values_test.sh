@@ -9,6 +9,7 @@ cat >t.json <<'END'
    "settingValueValidator": {"MustBeInteger": true, "isVector": false, "MinValue": 6, "MaxValue": 72}},
   {"name": "old", "visible": false, "attributes": {"aliasName": "t.size"}},
   {"name": "older", "attributes": {"aliasName": "t.old"}},
+  {"name": "lost", "visible": false, "attributes": {"aliasName": "t.gone"}},
   {"name": "astray", "attributes": {"aliasName": "t.sub"}},
   {"name": "word", "value": {"qfdata": "lf", "qftype": "string"}},
   {"name": "text", "value": "plain"},
@@ -131,6 +132,10 @@ out 't.old = 20  (user)' list t.old
 code 1 '"t.older" has no value' get t.older
 code 0 "alias of: t.size" explain t.old
 code 0 "alias of: t.old" explain t.older
+code 0 "alias of: t.gone (leads nowhere)" explain t.lost
+verdict "explain --json of aliases" "$(for name in t.lost t.old; do "$tool" explain $name --json | grep aliasLeadsNowhere; done)" \
+    '  "aliasLeadsNowhere": true,
+  "aliasLeadsNowhere": false,'
 verdict "explain --json" "$("$tool" explain t.old --json | grep -c -e '"name": "t.old"' -e '"aliasOf": "t.size"')" 2
 
 # explain: levels in order, the winner, files, flags, validators.
@@ -171,7 +176,10 @@ code 1 '"session"' import user/t.vksettings --merge --level session
 got=0
 message=$("$tool" list t 2>&1 >/dev/full) || got=$?
 verdict "exit code when the disk is full" "$got" 3
-verdict "message when the disk is full" "${message:0:36}" "vksettings: cannot write the output:"
+verdict "message when the disk is full" "$message" "vksettings: cannot write the output: No space left on device"
+got=0
+message=$("$tool" get t.text 2>&1 >/dev/full) || got=$?
+verdict "the same for one value" "$got $message" "3 vksettings: cannot write the output: No space left on device"
 "$tool" list --recursive --all | head -n 1 >/dev/null
 
 finish

@@ -24,7 +24,7 @@ namespace {
 namespace files = varnek::files;
 namespace json = varnek::json;
 
-constexpr std::string_view noteFile = "definitions.json";
+constexpr std::string_view noteFile = ".definitions.json";
 
 /// What tells one state of the group's factory files from another.
 std::string stampOf(const std::vector<ToolboxSources::FactoryFile>& factoryFiles) {

@@ -3,7 +3,7 @@
 /// Groups are loaded when somebody needs them, but a change between releases may move values from one group
 /// to another: who needs the other one first must find them there. So the groups that have a personal file,
 /// and factory files that this folder has not been used with yet, are loaded while the tree is built. Which
-/// factory files those were is noted in the folder, in "definitions.json": at all other starts a look at the
+/// factory files those were is noted in the folder, in ".definitions.json": at all other starts a look at the
 /// files is enough.
 #pragma once
 
