@@ -4,6 +4,7 @@
 #include "support/LogLines.hpp"
 #include "support/TestTree.hpp"
 
+#include "settingscore/ValueCheck.hpp"
 #include "settingscore/boostany/ArrayConversion.hpp"
 #include "settingscore/boostany/SupportedTypes.hpp"
 #include "settingscore/exception/Exceptions.hpp"
@@ -144,6 +145,24 @@ TEST_F(ValidationInTheTree, TheVectorFlagFitsTheAcceptedForm) {
         EXPECT_TRUE(flag("replaced"));
     });
     MValidator::setVARNEKValFuncInvokingProxyName({});
+}
+
+/// A function sees the flag of what the validators made of the value, not of what was set.
+TEST_F(ValidationInTheTree, TheFunctionSeesTheAcceptedForm) {
+    std::vector<const std::type_info*> seen;
+    JValidator::setJValProxy([&](const auto&, const auto&, const auto&, const auto&,
+                                 const boost::any& value) { seen.push_back(&value.type()); });
+    StringMetaData<AnyShape> stored;
+    stored.setStoreAsCharVector(true);
+    define("text", {stored}, JValidator("org.example.Checks", "check"));
+    editor->set("text", std::vector<std::u16string>{u"abc"}, "user");
+    checkValue(*editor->getChild("text"), Array::make<std::u16string>({1, 1}, {u"abc"}));
+    editor->set("text", std::vector<std::u16string>{u"a", u"b"}, "user");
+    JValidator::setJValProxy({});
+    ASSERT_EQ(3U, seen.size());
+    EXPECT_EQ(typeid(std::u16string), *seen[0]);
+    EXPECT_EQ(typeid(std::u16string), *seen[1]);
+    EXPECT_EQ(typeid(std::vector<std::u16string>), *seen[2]);
 }
 
 TEST_F(ValidationInTheTree, OneOfSeveralValidatorsIsEnough) {
@@ -368,6 +387,47 @@ TEST_F(ValidationInTheTree, ARunTimeDefaultThatFails) {
         EXPECT_EQ("AttemptToGetValueFromVoid", failureOf([&] { editor->get<double>("d"); })) << which;
     }
     EXPECT_THROW(editor->get("d"), int);
+}
+
+TEST_F(ValidationInTheTree, ARunTimeDefaultThatReadsItsOwnSetting) {
+    const LogLines log("settings::core::settingsImpl");
+    int calls = 0;
+    const auto readFirst = [&](const std::string& other) {
+        return CRunTimeDefault("p", "f", [this, other, &calls] {
+            ++calls;
+            return Array::scalar(editor->isSet(other, "") ? 1.0 : editor->get(other).isVoid() ? 2.0 : 3.0);
+        });
+    };
+    define("self", {}, {}, readFirst("self"));
+    define("one", {}, {}, readFirst("other"));
+    define("other", {}, {}, readFirst("one"));
+    EXPECT_EQ(2.0, editor->get<double>("self"));
+    EXPECT_EQ(1, calls);
+    const std::string line = "no run-time default for editor.self: its function reads the setting itself";
+    EXPECT_EQ((Lines{line, line}), log.lines);
+    EXPECT_EQ(1.0, editor->get<double>("one")); // by way of another
+    EXPECT_EQ(3, calls);
+    EXPECT_EQ(2.0, editor->get<double>("self")); // and again
+}
+
+/// The text of such failures is fixed: what happened is in the cause.
+TEST_F(ValidationInTheTree, TheLogTellsWhyARunTimeDefaultFailed) {
+    const LogLines log("settings::core::settingsImpl");
+    MRunTimeDefault::setMRunTimeProxyFname([](const auto&, const auto&, Array&) {
+        throw exception::ErrorLoadingLibrary("lib", u"no such file");
+    });
+    define("m", {}, {}, MRunTimeDefault("p", "f"));
+    EXPECT_TRUE(editor->get("m").isVoid()); // no engine
+    define("c", {}, {}, CRunTimeDefault("p", "f", []() -> Array {
+               throw exception::ErrorLoadingLibrary("lib", u"no such file");
+           }));
+    EXPECT_TRUE(editor->get("c").isVoid());
+    MRunTimeDefault::setMRunTimeProxyFname({});
+    ASSERT_EQ(2U, log.lines.size());
+    const VARNEK::settings::core::ExecEngineNotReadyForProcessingMFunction noEngine;
+    EXPECT_NE(std::string::npos, log.lines[0].find(std::string(" (") + noEngine.what() + ")"))
+        << log.lines[0];
+    EXPECT_NE(std::string::npos, log.lines[1].find(" (no such file)")) << log.lines[1];
 }
 
 } // namespace

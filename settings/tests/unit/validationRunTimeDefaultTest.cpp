@@ -6,6 +6,7 @@
 
 #include "settingscore/boostany/SupportedTypes.hpp"
 #include "settingscore/exception/Exceptions.hpp"
+#include "settingscore/validation/FunctionValidators.hpp"
 #include "settingscore/validation/RunTimeDefaultCall.hpp"
 
 #include <gtest/gtest.h>
@@ -143,6 +144,27 @@ TEST_F(RunTimeDefaults, OfJava) {
                   " package=org.example.Defaults function=compute"});
     JRunTimeDefault::setJRuntimeDefaultProxy([](const auto&, const auto&) -> boost::any { throw 7; });
     EXPECT_THROW(java(), int);
+}
+
+TEST_F(RunTimeDefaults, JavaIsMadeReadyOnFirstUse) {
+    JRunTimeDefault::setJRuntimeDefaultProxy({});
+    int calls = 0;
+    JValidator::setJValInitializer([&] {
+        ++calls;
+        return std::u16string(u"no machine");
+    });
+    EXPECT_THROW(java(), VARNEK::settings::core::JVMNotReadyForProcessingJavaFunction);
+    EXPECT_EQ(1, calls);
+    JValidator::setJValInitializer([&] {
+        ++calls;
+        JRunTimeDefault::setJRuntimeDefaultProxy([](const auto&, const auto&) -> boost::any { return 5.0; });
+        return std::u16string();
+    });
+    EXPECT_EQ(5.0, boost::any_cast<double>(java()));
+    EXPECT_EQ(5.0, boost::any_cast<double>(java()));
+    EXPECT_EQ(2, calls);
+    JValidator::clearFunctions();
+    JRunTimeDefault::setJRuntimeDefaultProxy({});
 }
 
 TEST_F(RunTimeDefaults, ASettingHasAtMostOne) {

@@ -32,7 +32,8 @@ class SETTINGSCORE_EXPORT ValidationException : public SettingsException {
   public:
     ~ValidationException() override;
 
-    /// The setting whose value was refused.
+    /// The setting whose value was refused. A new one that was not added for that reason stands in no group
+    /// any more, and tells its own name only.
     ObjectHandle getCausingObject() const { return causingObject_; }
     /// The group of that setting; empty for classes that are made without it.
     ObjectHandle getCausingObjectParent() const { return causingObjectParent_; }

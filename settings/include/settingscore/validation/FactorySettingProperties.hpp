@@ -63,7 +63,8 @@ class SETTINGSCORE_EXPORT FactorySettingProperties {
     const ErrorHandler& getErrorHandler() const noexcept { return errorHandler_; }
     void setErrorHandler(ErrorHandler handler);
 
-    /// The root of the tree that the definition belongs to; empty while it belongs to none.
+    /// The root of the tree that the definition belongs to; empty while it belongs to none. Whoever makes the
+    /// definition sets it, for Settings::createAndSetValue; the library sets it nowhere.
     boost::shared_ptr<MSettings> getRoot() const noexcept { return root_; }
     void setRoot(boost::shared_ptr<MSettings> root) noexcept;
 

@@ -121,7 +121,8 @@ class SETTINGSCORE_EXPORT JValidator : public detail::FunctionName {
     using ValProxy = boost::function<void(const std::string& packageName, const std::string& functionName,
                                           const boost::shared_ptr<const Settings>& setting,
                                           const std::string& keyName, const boost::any& value)>;
-    /// Makes Java ready, which includes setJValProxy. Returns why it could not; empty when it could.
+    /// Makes Java ready, which includes setJValProxy, and setJRuntimeDefaultProxy where it offers run-time
+    /// defaults. Returns why it could not; empty when it could.
     using Initializer = boost::function<std::u16string()>;
 
     JValidator(std::string packageName, std::string functionName) noexcept
@@ -147,6 +148,10 @@ class SETTINGSCORE_EXPORT JValidator : public detail::FunctionName {
     bool operator==(const JValidator& other) const { return FunctionName::operator==(other); }
 
   private:
+    friend class JRunTimeDefault;
+
+    static void callInitializer();
+
     static boost::recursive_mutex& mutex_;
     static ValProxy& valProxy_;           // guarded by mutex_
     static Initializer& jValInitializer_; // guarded by mutex_

@@ -101,8 +101,9 @@ class SETTINGSCORE_EXPORT JRunTimeDefault : public detail::FunctionName {
     JRunTimeDefault(std::string packageName, std::string functionName) noexcept
         : FunctionName(std::move(packageName), std::move(functionName)) {}
 
-    /// What the front end returns or throws. The catalogue error JVMNotReadyForProcessingJavaFunction while
-    /// nothing is registered.
+    /// What the front end returns or throws. While nothing is registered, the initializer of JValidator is
+    /// called, when there is one; the catalogue error JVMNotReadyForProcessingJavaFunction when nothing is
+    /// registered then either.
     boost::any operator()() const;
 
     /// Registers the function that calls Java, for its front end. Thread-safe; waits likewise.

@@ -38,12 +38,17 @@ void JValidator::invokeValidationFunction(const boost::shared_ptr<const Settings
     const boost::any value = settingscore::boostany::toAny(valueAndFlag.first, valueAndFlag.second);
     const detail::LanguageLock lock(mutex_);
     if (valProxy_.empty())
-        if (const Initializer initializer = jValInitializer_)
-            makeReady(initializer);
+        callInitializer();
     const ValProxy proxy = valProxy_;
     if (proxy.empty())
         throw VARNEK::settings::core::JVMNotReadyForProcessingJavaFunction();
     proxy(getPackageName(), getFunctionName(), setting, keyName, value);
+}
+
+void JValidator::callInitializer() {
+    const detail::LanguageLock lock(mutex_);
+    if (const Initializer initializer = jValInitializer_)
+        makeReady(initializer);
 }
 
 void JValidator::setJValProxy(ValProxy proxy) {

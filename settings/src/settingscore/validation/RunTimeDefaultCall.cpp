@@ -2,6 +2,7 @@
 
 #include "settingscore/boostany/ArrayConversion.hpp"
 #include "settingscore/exception/FunctionFailures.hpp"
+#include "settingscore/validation/FailureReason.hpp"
 #include "settingscore/validation/ValidationLog.hpp"
 
 #include <boost/variant/apply_visitor.hpp>
@@ -21,7 +22,7 @@ struct Evaluation : boost::static_visitor<Result> {
             return valueOf(function);
         } catch (const std::exception& failure) {
             VARNEK_LOG(validationLog, warning)
-                << "Run-time default throw. Reason: " << failure.what()
+                << "Run-time default throw. Reason: " << reasonOf(failure)
                 << " package=" << function.getPackageName() << " function=" << function.getFunctionName();
             throw;
         }

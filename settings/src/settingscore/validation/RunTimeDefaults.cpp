@@ -7,6 +7,7 @@
 #include "settingscore/plugin/PluginFunction.hpp"
 #include "settingscore/plugin/SettingsPlugin.hpp"
 #include "settingscore/validation/ForeignCall.hpp"
+#include "settingscore/validation/FunctionValidators.hpp"
 #include "settingscore/validation/LanguageCall.hpp"
 
 namespace settings::core {
@@ -107,6 +108,9 @@ MRunTimeDefault::RuntimeProxy MRunTimeDefault::getMRunTimeProxyFname() {
 }
 
 boost::any JRunTimeDefault::operator()() const {
+    // Without the lock: the initializer is called under that of validators, and registers functions here too.
+    if (detail::currentProxy(mutex_, runtimeDefaultProxy_).empty())
+        JValidator::callInitializer();
     const detail::LanguageLock lock(mutex_);
     const RuntimeDefaultProxy proxy = runtimeDefaultProxy_;
     if (proxy.empty())

@@ -11,7 +11,7 @@
 #include "settingscore/settings/node/FileFit.hpp"
 #include "settingscore/settings/node/SettingsAccess.hpp"
 #include "settingscore/validation/ForeignCall.hpp"
-#include "settingscore/validation/FunctionValidatorCall.hpp"
+#include "settingscore/validation/FullValidation.hpp"
 #include "settingscore/validation/ValidationRun.hpp"
 
 namespace settings::core {
@@ -32,31 +32,34 @@ class SettingCheck {
             validators_.emplace_back(config);
     }
 
-    /// Returns the value as the declarative validators would store it.
-    varnek::data::Array declaratively(varnek::data::Array value) const {
+    void declaratively(varnek::data::Array value) const {
+        requireStorable(value);
+        runValidators(validators_, {}, self_, parent_, fullName_, value);
+    }
+
+    void operator()(ShapedArray value) const {
+        requireStorable(value.first);
+        runFullValidation(
+            {validators_, {}, definition_.getValidator()}, self_, parent_, fullName_,
+            [this] { return setting_.getName(); }, value);
+    }
+
+  private:
+    void requireStorable(const varnek::data::Array& value) const {
         if (value.isVoid())
             throw exception::DefaultValidationFailedOnVoidType(self_);
         if (!settingscore::boostany::isSupportedArray(value))
             throw exception::UnsupportedType(self_, settingscore::boostany::typeName(value));
         if (!fitsIntoFile(value))
             throw exception::ValueTooLargeForFile(self_);
-        const auto fullName = [this] { return setting_.getFullName(false, "."); };
-        runValidators(validators_, {}, self_, parent_, fullName, value);
-        return value;
     }
 
-    void operator()(ShapedArray value) const {
-        value.first = declaratively(std::move(value.first));
-        const auto name = [this] { return setting_.getName(); };
-        callFunctionValidator(definition_.getValidator(), self_, parent_, name, value);
-    }
-
-  private:
     const SettingsNodeImpl& setting_;
     const boost::shared_ptr<const Settings> self_;
     boost::shared_ptr<Settings> parent_;
     const FactorySettingProperties definition_;
     std::vector<SettingValueValidator> validators_;
+    const std::function<std::string()> fullName_ = [this] { return setting_.getFullName(false, "."); };
 };
 
 /// What `check` raises; null when it raises nothing. The end of the thread passes, and what asks for it.

@@ -7,8 +7,7 @@
 #include "settingscore/settings/node/FileFit.hpp"
 #include "settingscore/settings/node/NodeLog.hpp"
 #include "settingscore/settings/settingsImpl.hpp"
-#include "settingscore/validation/FunctionValidatorCall.hpp"
-#include "settingscore/validation/ValidationRun.hpp"
+#include "settingscore/validation/FullValidation.hpp"
 
 #include <algorithm>
 
@@ -36,37 +35,20 @@ void SettingsImpl::checkStorable(const ShapedArray& value) const {
         throw exception::ValueTooLargeForFile(getThisObjectImpl());
 }
 
-namespace {
-
-/// What decides about the vector flag of an array by itself.
-struct ArrayForm {
-    explicit ArrayForm(const varnek::data::Array& array)
-        : isCharacters(array.type() == varnek::data::TypeCode::character),
-          isVector(settingscore::boostany::isVectorShape(array)) {}
-    bool operator==(const ArrayForm&) const = default;
-
-    bool isCharacters, isVector;
-};
-
-} // namespace
-
 ShapedArray SettingsImpl::accepted(ShapedArray value, const boost::shared_ptr<SettingsImpl>& parent) const {
     checkStorable(value);
     const DefinitionHandle definition = keptDefinition();
     if (definition == nullptr || !definition->hasValidators())
         return value;
-    const ArrayForm given(value.first);
     const auto self = getThisObjectImpl();
     const auto group = parent == nullptr ? nullptr : parent->getThisObject();
     const auto fullName = [&] {
         const std::string above = parent == nullptr ? std::string() : parent->getFullName(false, ".");
         return above.empty() ? name_ : above + '.' + name_;
     };
-    runValidators(definition->checks, definition->errorHandler, self, group, fullName, value.first);
-    callFunctionValidator(
-        definition->validator, self, group, [this] { return name_; }, value);
-    if (ArrayForm(value.first) != given)
-        value.second = settingscore::boostany::isVectorShape(value.first);
+    runFullValidation(
+        {definition->checks, definition->errorHandler, definition->validator}, self, group, fullName,
+        [this] { return name_; }, value);
     return value;
 }
 

@@ -8,6 +8,7 @@
 #include "settingscore/settings/node/LevelCheck.hpp"
 #include "settingscore/settings/node/NodeLog.hpp"
 #include "settingscore/settings/settingsImpl.hpp"
+#include "settingscore/validation/FailureReason.hpp"
 #include "settingscore/validation/RunTimeDefaultCall.hpp"
 
 #include <boost/make_shared.hpp>
@@ -75,16 +76,49 @@ ShapedArray SettingsImpl::read(std::string_view name, std::string_view level) co
     return {};
 }
 
+namespace {
+
+/// The settings whose run-time defaults this thread is evaluating, the innermost first.
+class Evaluating {
+  public:
+    explicit Evaluating(const SettingsImpl& setting) noexcept
+        : setting_(setting), outer_(std::exchange(innermost_, this)) {}
+    Evaluating(const Evaluating&) = delete;
+    Evaluating& operator=(const Evaluating&) = delete;
+    ~Evaluating() { innermost_ = outer_; }
+
+    static bool isAtWorkFor(const SettingsImpl& setting) noexcept {
+        const Evaluating* evaluation = innermost_;
+        while (evaluation != nullptr && &evaluation->setting_ != &setting)
+            evaluation = evaluation->outer_;
+        return evaluation != nullptr;
+    }
+
+  private:
+    static inline thread_local const Evaluating* innermost_ = nullptr;
+
+    const SettingsImpl& setting_;
+    const Evaluating* const outer_;
+};
+
+} // namespace
+
 ShapedArray SettingsImpl::evaluateRunTimeDefault() const {
     if ((indirectReads_.load(std::memory_order_relaxed) & IndirectRead::runTimeDefault) == 0)
         return {};
+    if (Evaluating::isAtWorkFor(*this)) {
+        VARNEK_LOG(nodeLog, warning) << "no run-time default for " << getFullName(false, ".")
+                                     << ": its function reads the setting itself";
+        return {};
+    }
+    const Evaluating evaluating(*this);
     try {
         const DefinitionHandle definition = keptDefinition();
         const auto value = definition == nullptr ? std::nullopt : evaluate(definition->factoryValueFcn);
         return value ? accepted(*value, parentGroup()) : ShapedArray();
     } catch (const std::exception& failure) { // a read never fails for want of a default
         VARNEK_LOG(nodeLog, warning) << "no run-time default for " << getFullName(false, ".") << ": "
-                                     << failure.what();
+                                     << reasonOf(failure);
         return {};
     }
 }
