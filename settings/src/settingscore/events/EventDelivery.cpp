@@ -20,24 +20,56 @@ EventDelivery::Place& EventDelivery::Place::operator=(Place&& other) noexcept {
         delivery_ = std::move(other.delivery_);
         event_ = std::move(other.event_);
         number_ = other.number_;
+        isComing_ = other.isComing_;
+        isHeld_ = other.isHeld_;
         isComplete_ = other.isComplete_;
         isLost_ = other.isLost_;
     }
     return *this;
 }
 
-void EventDelivery::Place::tell() noexcept {
-    const boost::shared_ptr<EventDelivery> delivery = std::move(delivery_);
-    if (delivery == nullptr)
+/// What is before it may have been left to this thread: that comes first, while its own is still held back.
+void EventDelivery::Place::arrive() noexcept {
+    if (delivery_ == nullptr || !std::exchange(isComing_, false))
         return;
-    const EventHandle event = std::move(event_);
-    if (!isComplete_)
-        delivery->complete(number_, nullptr);
+    std::unique_lock lock(delivery_->mutex_);
+    --delivery_->coming_;
+    delivery_->handOn(lock, number_);
+}
+
+void EventDelivery::Place::release() noexcept {
+    if (delivery_ == nullptr || !std::exchange(isHeld_, false))
+        return;
+    std::unique_lock lock(delivery_->mutex_);
+    if (std::exchange(isComing_, false)) { // as in arrive()
+        --delivery_->coming_;
+        delivery_->handOn(lock, number_);
+    }
+    delivery_->slots_[number_ - delivery_->first_].isHeld = false;
+}
+
+void EventDelivery::Place::callHook() noexcept {
     if (isLost_)
         logDropped(std::bad_alloc());
-    if (event != nullptr)
+    if (const EventHandle event = std::move(event_))
         notify(event);
-    delivery->handOn();
+}
+
+void EventDelivery::Place::handOn() noexcept {
+    if (const boost::shared_ptr<EventDelivery> delivery = std::move(delivery_)) {
+        std::unique_lock lock(delivery->mutex_);
+        delivery->handOn(lock, number_);
+    }
+}
+
+void EventDelivery::Place::tell() noexcept {
+    if (delivery_ == nullptr)
+        return;
+    if (!isComplete_)
+        delivery_->complete(number_, nullptr);
+    release();
+    callHook();
+    handOn();
 }
 
 // ---- the order ----
@@ -49,13 +81,17 @@ bool EventDelivery::isWanted() const noexcept {
            EventManager::instance().listenerCount() > listenersOfRoots.load(std::memory_order_relaxed);
 }
 
-EventDelivery::Place EventDelivery::reserve(const boost::shared_ptr<EventDelivery>& delivery) {
+EventDelivery::Place EventDelivery::reserve(const boost::shared_ptr<EventDelivery>& delivery,
+                                            Release release) {
     if (delivery == nullptr || !delivery->isWanted())
         return {};
     try {
         const std::lock_guard lock(delivery->mutex_);
-        delivery->slots_.push_back({.isForQueue = delivery->isQueueOn_.load(std::memory_order_relaxed)});
-        return {delivery, delivery->first_ + delivery->slots_.size() - 1};
+        const bool isHeld = release == Release::whenTold;
+        delivery->slots_.push_back(
+            {.isForQueue = delivery->isQueueOn_.load(std::memory_order_relaxed), .isHeld = isHeld});
+        delivery->coming_ += isHeld ? 1 : 0;
+        return {delivery, delivery->first_ + delivery->slots_.size() - 1, isHeld};
     } catch (const std::bad_alloc&) { // the change is made all the same
         return {};
     }
@@ -82,12 +118,18 @@ void EventDelivery::enqueue(Slot& slot) noexcept {
     }
 }
 
-void EventDelivery::handOn() noexcept {
-    std::unique_lock lock(mutex_);
+bool EventDelivery::isNextDue() const noexcept {
+    return first_ != open_ && !slots_.front().isHeld;
+}
+
+/// Stops early only while somebody has still to arrive, and so to come here.
+void EventDelivery::handOn(std::unique_lock<std::mutex>& lock, std::uint64_t own) noexcept {
     if (isHandingOn_)
         return;
     isHandingOn_ = true;
-    while (first_ != open_) {
+    for (std::size_t count = 0; isNextDue(); ++count) {
+        if (coming_ > 0 && (first_ > own || count >= mostForOthers))
+            break;
         Slot slot = std::move(slots_.front());
         slots_.pop_front();
         ++first_;
@@ -122,6 +164,56 @@ void EventDelivery::moveQueuedTo(std::queue<EventHandle>& queue) {
         return queue.swap(queue_);
     for (; !queue_.empty(); queue_.pop())
         queue.push(queue_.front());
+}
+
+// ---- told later ----
+
+namespace {
+
+thread_local LateEvents* changeBeingSaved = nullptr;
+
+} // namespace
+
+void LateEvents::add(EventDelivery::Place&& place) noexcept {
+    if (!place)
+        return;
+    try {
+        places_.push_back(std::move(place));
+    } catch (const std::bad_alloc&) {
+        place.tell();
+    }
+}
+
+void LateEvents::release() noexcept {
+    if (places_.size() > 1) // what was left comes before all of them
+        for (EventDelivery::Place& place : places_)
+            place.arrive();
+    for (EventDelivery::Place& place : places_)
+        place.release();
+}
+
+/// Step by step for all of them: nobody is to wait for a later one while the hook is told of the first.
+void LateEvents::tell() noexcept {
+    release();
+    for (EventDelivery::Place& place : places_)
+        place.callHook();
+    for (EventDelivery::Place& place : places_)
+        place.handOn();
+    places_.clear();
+}
+
+void LateEvents::tellAfterTheChange() noexcept {
+    if (changeBeingSaved == nullptr)
+        return tell();
+    for (EventDelivery::Place& place : places_)
+        changeBeingSaved->add(std::move(place));
+    places_.clear();
+}
+
+SavedFirst::SavedFirst(LateEvents& events) noexcept : outer_(std::exchange(changeBeingSaved, &events)) {}
+
+SavedFirst::~SavedFirst() {
+    changeBeingSaved = outer_;
 }
 
 } // namespace settings::core::detail

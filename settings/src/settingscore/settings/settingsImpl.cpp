@@ -190,6 +190,14 @@ void SettingsImpl::saveThisSubTree(LevelIndex level) {
     tree->saves->requestSave(topLevel, level);
 }
 
+void SettingsImpl::requestSaveOf(SettingsNodeImpl& node, LevelIndex level) noexcept {
+    try {
+        node.saveThisSubTree(level);
+    } catch (const std::exception& failure) {
+        VARNEK_LOG(nodeLog, error) << "Exception caught: " << failure.what();
+    }
+}
+
 void SettingsImpl::loadUserSettingsOncePerPrefdir() {
     const auto tree = treeContext();
     const NodePtr topLevel = getTopLevelNodeForSave();

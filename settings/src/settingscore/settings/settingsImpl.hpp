@@ -211,7 +211,11 @@ class SettingsImpl : public SettingsNodeImpl, public boost::enable_shared_from_t
     EventHandle changeEvent(const StoreOutcome& outcome, const TreeContext& tree);
     EventHandle addEvent(const NodePtr& child);
     EventHandle removeEvent(const NodePtr& child);
-    static EventDelivery::Place reserveEvent(const TreeContext* tree);
+    /// What files have brought need not be saved: its event may be told at any time.
+    enum class Origin : bool { caller, file };
+    static EventDelivery::Place reserveEvent(const TreeContext* tree, Origin origin = Origin::caller);
+    /// Asks for the save of a change that is made; what fails is logged.
+    static void requestSaveOf(SettingsNodeImpl& node, LevelIndex level) noexcept;
     void checkStorable(const ShapedArray& value) const;
     bool isAlias() const noexcept {
         return (indirectReads_.load(std::memory_order_relaxed) & IndirectRead::alias) != 0;
@@ -231,8 +235,11 @@ class SettingsImpl : public SettingsNodeImpl, public boost::enable_shared_from_t
     /// Returns the event, to be told, in a connected tree.
     EventDelivery::Place insertChild(const NodePtr& child, const TreeContext* tree);
     void checkNewName(std::string_view name) const;
-    /// After the insertion, without locks; false when the tree raises and saves nothing.
-    bool announceAdded(const NodePtr& child, const TreeContext* tree, EventDelivery::Place& place);
+    enum class Saving : bool { no, yes };
+    /// After the insertion, without locks: asks for the saves, then tells the event. Nothing in a tree that
+    /// is not connected.
+    void announceAdded(const NodePtr& child, const TreeContext* tree, EventDelivery::Place place,
+                       Saving saving);
     /// The names and validation functions of a subtree that is to stand below `parentName`. Without locks.
     void checkSubtree(const std::string& parentName, bool isTopLevel) const;
     /// A value and the form in which its setting stores it.
@@ -266,7 +273,8 @@ class SettingsImpl : public SettingsNodeImpl, public boost::enable_shared_from_t
                                             const std::vector<boost::shared_ptr<SettingsImpl>>& targets,
                                             bool collect, std::vector<ShapedArray>* accepted);
     /// False when it is not there any more.
-    bool detach(const NodePtr& child, const TreeContext* tree, EventDelivery::Place& place);
+    bool detach(const NodePtr& child, const TreeContext* tree, EventDelivery::Place& place,
+                Origin origin = Origin::caller);
     void updateDefinition(const std::function<void(NodeDefinition&)>& change);
 
     const std::string name_;  // these three are all that a read touches: one cache line

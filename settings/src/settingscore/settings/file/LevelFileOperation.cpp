@@ -207,7 +207,7 @@ void LevelFileKeeper::Operation::finish() {
 }
 
 void LevelFileKeeper::Operation::tell() {
-    events_.tell();
+    events_.tellAfterTheChange();
 }
 
 template <class Step>

@@ -23,6 +23,8 @@ class SaveRequests {
     virtual ~SaveRequests() = default;
 
     virtual void requestSave(const NodePtr& topLevelGroup, LevelIndex level) = 0;
+    /// Whether a request is only noted here, and met by another thread.
+    virtual bool areMetLater() const noexcept { return true; }
     /// The group's personal values are to be read now, unless that happened already for the current folder.
     virtual void loadUserSettings(const NodePtr& topLevelGroup) = 0;
     /// A definition has appeared in the group: values that were kept for it are to be put in place.

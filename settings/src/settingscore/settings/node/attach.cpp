@@ -97,13 +97,7 @@ void SettingsImpl::attach(const boost::shared_ptr<SettingsImpl>& child, LevelInd
             value.setting->exchange(checked, value.now, value.before);
         throw;
     }
-    if (!announceAdded(child, tree.get(), place))
-        return;
-    const LevelIndex origin = child->originLevel();
-    child->saveThisSubTree(origin);
-    for (const LevelIndex level : {LevelIndex::user, LevelIndex::installation})
-        if (level != origin && child->hasAnythingToPersist(level))
-            child->saveThisSubTree(level);
+    announceAdded(child, tree.get(), std::move(place), Saving::yes);
 }
 
 } // namespace settings::core::detail

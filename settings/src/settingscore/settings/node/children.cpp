@@ -183,20 +183,29 @@ NodePtr SettingsImpl::add(NodeSpec spec, bool isGroup, const varnek::data::Array
         disown(child);
         throw;
     }
-    if (announceAdded(child, tree.get(), place))
-        child->saveThisSubTree(level);
+    announceAdded(child, tree.get(), std::move(place), Saving::yes);
     return child;
 }
 
-bool SettingsImpl::announceAdded(const NodePtr& child, const TreeContext* tree, EventDelivery::Place& place) {
+void SettingsImpl::announceAdded(const NodePtr& child, const TreeContext* tree, EventDelivery::Place place,
+                                 Saving saving) {
     varnek::concurrency::reclaimIfDue();
     if (tree == nullptr || !tree->connected)
-        return false;
-    place.tell(); // what is kept may have to be waited for, and comes with events of its own
+        return;
+    LateEvents events;
+    events.add(std::move(place));
+    if (saving == Saving::yes) {
+        const SavedFirst first(events);
+        const LevelIndex origin = child->originLevel();
+        requestSaveOf(*child, origin);
+        for (const LevelIndex level : {LevelIndex::user, LevelIndex::installation})
+            if (level != origin && child->hasAnythingToPersist(level))
+                requestSaveOf(*child, level);
+    }
+    events.tell(); // what is kept may have to be waited for, and comes with events of its own
     const NodePtr topLevel = child->getTopLevelNodeForSave();
     if (tree->saves != nullptr && topLevel != nullptr) // unless somebody has removed it already
         tree->saves->adoptKeptValues(topLevel);
-    return true;
 }
 
 NodePtr SettingsImpl::addSetting(std::string_view name, const FactorySettingProperties& definition,
@@ -276,16 +285,23 @@ void SettingsImpl::removeNode(std::string_view name) {
         return;
     const bool hasOwnFile =
         child == topLevel && tree->saves != nullptr && child->originLevel() != LevelIndex::session;
-    constexpr LevelIndex levels[] = {LevelIndex::user, LevelIndex::installation};
-    for (const LevelIndex level : levels) // before a listener can add a group of that name again
-        if (hasOwnFile)
-            tree->saves->requestDelete(child, shared_from_this(), level);
-    if (child != topLevel && topLevel != nullptr && tree->saves != nullptr)
+    LateEvents events;
+    events.add(std::move(place));
+    {
+        const SavedFirst saving(events);
+        for (const LevelIndex level : {LevelIndex::user, LevelIndex::installation}) {
+            if (hasOwnFile)
+                tree->saves->requestDelete(child, shared_from_this(), level);
+            else if (child != topLevel && child->hasAnythingToPersist(level))
+                requestSaveOf(*this, level);
+        }
+    }
+    if (child != topLevel && topLevel != nullptr && tree->saves != nullptr) {
+        events.release(); // the rest may have to be waited for
+        const SavedFirst saving(events);
         tree->saves->forgetKeptValues(topLevel, namesBelow(topLevel, shared_from_this(), child->getName()));
-    place.tell();
-    for (const LevelIndex level : levels)
-        if (child != topLevel && child->hasAnythingToPersist(level))
-            saveThisSubTree(level);
+    }
+    events.tell();
 }
 
 EventHandle SettingsImpl::removeEvent(const NodePtr& child) {
@@ -293,12 +309,13 @@ EventHandle SettingsImpl::removeEvent(const NodePtr& child) {
                                                        publishedTypes(removeNodeEventName), getRootIndex());
 }
 
-bool SettingsImpl::detach(const NodePtr& child, const TreeContext* tree, EventDelivery::Place& place) {
+bool SettingsImpl::detach(const NodePtr& child, const TreeContext* tree, EventDelivery::Place& place,
+                          Origin origin) {
     boost::upgrade_lock<boost::shared_mutex> lock(group_->mutex);
     if (group_->children.find(child->getName()) != child) // somebody else was quicker
         return false;
     const boost::upgrade_to_unique_lock<boost::shared_mutex> unique(lock);
-    place = reserveEvent(tree);
+    place = reserveEvent(tree, origin);
     group_->children.remove(child->getName());
     child->setParent({});
     group_->aliases.forget(child->getName());
@@ -308,7 +325,7 @@ bool SettingsImpl::detach(const NodePtr& child, const TreeContext* tree, EventDe
 
 void SettingsImpl::dropChild(const NodePtr& child, LateEvents& events) {
     EventDelivery::Place place;
-    if (detach(child, treeContext().get(), place) && place)
+    if (detach(child, treeContext().get(), place, Origin::file))
         events.add(std::move(place));
     varnek::concurrency::reclaimIfDue();
 }
@@ -336,7 +353,7 @@ void SettingsImpl::adopt(const std::vector<NodePtr>& children, std::vector<Event
         const boost::unique_lock<boost::shared_mutex> lock(group_->mutex);
         checkAdoptable(children);
         for (std::size_t i = 0; places != nullptr && i < children.size(); ++i)
-            places->push_back(reserveEvent(tree.get()));
+            places->push_back(reserveEvent(tree.get(), Origin::file));
         try {
             for (const NodePtr& child : children)
                 child->setParent(shared_from_this());
@@ -390,7 +407,7 @@ NodePtr SettingsImpl::createFactorySetting(std::string_view name, const FactoryS
         } catch (const exception::ErrorAddingChildNodeOrKey&) { // somebody else was quicker
             continue;
         }
-        announceAdded(child, tree.get(), place);
+        announceAdded(child, tree.get(), std::move(place), Saving::no);
         return child;
     }
 }

@@ -85,28 +85,32 @@ std::vector<Failure> SettingsImpl::multipleValidate(std::span<const NodeValue> v
 
 namespace {
 
-/// The top-level groups that have something to save; asks for it when it goes out of scope, also when a later
-/// value of the batch fails for want of memory.
-class PendingSaves {
+/// What is still to be done when the values of a batch are stored: all that is to be saved is asked for
+/// before the first callback. Done when it goes out of scope, also when a later value fails for want of
+/// memory.
+template <class RequestSave>
+class StoredBatch {
   public:
-    PendingSaves(LevelIndex level, std::size_t most) : level_(level) { groups_.reserve(most); }
-    PendingSaves(const PendingSaves&) = delete;
-    PendingSaves& operator=(const PendingSaves&) = delete;
-    ~PendingSaves() {
-        for (const NodePtr& group : groups_)
-            try {
-                group->saveThisSubTree(level_);
-            } catch (const std::exception& failure) {
-                VARNEK_LOG(nodeLog, error) << "Exception caught: " << failure.what();
-            }
+    StoredBatch(std::size_t most, RequestSave requestSave) : requestSave_(requestSave) {
+        groups_.reserve(most);
     }
-    void add(NodePtr group) noexcept {
-        if (group != nullptr && std::find(groups_.begin(), groups_.end(), group) == groups_.end())
-            groups_.push_back(std::move(group));
+    StoredBatch(const StoredBatch&) = delete;
+    StoredBatch& operator=(const StoredBatch&) = delete;
+    ~StoredBatch() {
+        const SavedFirst saving(events_);
+        for (const NodePtr& group : groups_)
+            requestSave_(*group);
+    }
+    void add(NodePtr topLevelGroup, EventDelivery::Place event) noexcept {
+        events_.add(std::move(event));
+        if (topLevelGroup != nullptr &&
+            std::find(groups_.begin(), groups_.end(), topLevelGroup) == groups_.end())
+            groups_.push_back(std::move(topLevelGroup));
     }
 
   private:
-    const LevelIndex level_;
+    RequestSave requestSave_;
+    LateEvents events_; // told when it is destroyed, after the saves
     std::vector<NodePtr> groups_;
 };
 
@@ -124,18 +128,16 @@ std::vector<Failure> SettingsImpl::multipleSet(std::span<const NodeValue> values
     for (const auto& setting : settings)
         setting->checkLevel(level); // what may be modified depends on the tree
     {
-        PendingSaves saves(at, values.size());
+        StoredBatch batch(values.size(), [at](SettingsNodeImpl& group) { requestSaveOf(group, at); });
         for (std::size_t i = 0; i < values.size(); ++i) {
             const auto tree = settings[i]->treeContext();
             StoreOutcome outcome = settings[i]->store(at, accepted[i], tree.get());
             if (!outcome.stored || tree == nullptr || !tree->connected)
                 continue;
-            saves.add(settings[i]->getTopLevelNodeForSave());
-            if (!outcome.effectiveChanged)
-                continue;
-            VARNEK_LOG(nodeLog, info)
-                << "Modify setting: " << settings[i]->getFullName(false, ".") << " at " << level << " level.";
-            outcome.event.tell();
+            batch.add(settings[i]->getTopLevelNodeForSave(), std::move(outcome.event));
+            if (outcome.effectiveChanged)
+                VARNEK_LOG(nodeLog, info) << "Modify setting: " << settings[i]->getFullName(false, ".")
+                                          << " at " << level << " level.";
         }
     }
     varnek::concurrency::reclaimIfDue();

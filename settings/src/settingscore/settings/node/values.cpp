@@ -178,8 +178,14 @@ void SettingsImpl::setValue(std::string_view name, const Array& value, bool isVe
     multipleSet({&pair, 1}, level, false);
 }
 
-EventDelivery::Place SettingsImpl::reserveEvent(const TreeContext* tree) {
-    return tree != nullptr && tree->connected ? EventDelivery::reserve(tree->events) : EventDelivery::Place();
+EventDelivery::Place SettingsImpl::reserveEvent(const TreeContext* tree, Origin origin) {
+    if (tree == nullptr || !tree->connected)
+        return {};
+    const bool isSavedHere =
+        tree->saves != nullptr && !tree->saves->areMetLater(); // others do not wait for that
+    const bool mayWait = origin == Origin::caller && !isSavedHere;
+    return EventDelivery::reserve(tree->events, mayWait ? EventDelivery::Release::whenTold
+                                                        : EventDelivery::Release::whenComplete);
 }
 
 SettingsImpl::StoreOutcome SettingsImpl::store(LevelIndex level, const ShapedArray& value,
@@ -190,7 +196,7 @@ SettingsImpl::StoreOutcome SettingsImpl::store(LevelIndex level, const ShapedArr
     if (present == value || (onlyInPlaceOf != nullptr && present != *onlyInPlaceOf))
         return outcome;
     ShapedArray before = values_.effective();
-    outcome.event = reserveEvent(tree);
+    outcome.event = reserveEvent(tree, onlyInPlaceOf == nullptr ? Origin::caller : Origin::file);
     {
         const boost::upgrade_to_unique_lock<boost::shared_mutex> unique(lock.lock);
         values_.store(level, value);
@@ -251,9 +257,13 @@ void SettingsImpl::unset(std::string_view name, std::string_view level) {
     }
     if (!outcome.stored)
         throw exception::ValueNotDefinedForGivenLevel(setting->getThisObjectImpl(), std::string(level));
-    outcome.event.tell();
-    if (tree != nullptr && tree->connected)
-        setting->saveThisSubTree(at);
+    LateEvents events;
+    events.add(std::move(outcome.event));
+    if (tree != nullptr && tree->connected) {
+        const SavedFirst saving(events);
+        requestSaveOf(*setting, at);
+    }
+    events.tell();
     varnek::concurrency::reclaimIfDue();
 }
 
