@@ -64,7 +64,7 @@ void mergeIntoTree(const Handle& product, const Handle& input, const std::string
         const auto value = setting == nullptr ? ShapedArray() : valueFor(*setting, input, level);
         if (value.first.isVoid())
             throw;
-        throw refusedValue(failure, *setting, value, level);
+        throw refusedValue(std::current_exception(), *setting, value, level);
     }
     saving.finish();
 }
@@ -105,7 +105,7 @@ class InstallationMerge {
         } catch (const std::exception& failure) {
             if (!isAboutTheValue(failure))
                 throw;
-            throw refusedValue(failure, *setting.itself(), value, level_);
+            throw refusedValue(std::current_exception(), *setting.itself(), value, level_);
         }
     }
 

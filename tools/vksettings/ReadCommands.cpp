@@ -57,8 +57,7 @@ class Walk {
     }
     void show(const Setting& setting) {
         const bool leadsToGroup = !setting.handle->isLeafNode(); // an alias gone astray
-        const std::string level = leadsToGroup ? std::string() : effectiveLevel(setting);
-        const auto value = leadsToGroup ? ShapedArray() : shapedValue(*setting.group, setting.name);
+        const auto [value, level] = leadsToGroup ? EffectiveValue() : effectiveValue(setting);
         if (options_.json)
             objects_.push_back(described(setting.fullName(), value, level));
         else
@@ -133,8 +132,9 @@ void list(const ListOptions& options, std::ostream& out) {
 
 void get(const GetOptions& options, std::ostream& out) {
     const Setting setting = resolveSetting(options.name);
-    const ShapedArray value = shapedValue(*setting.group, setting.name, options.level);
-    const std::string level = options.level.empty() ? effectiveLevel(setting) : options.level;
+    const auto [value, level] = options.level.empty()
+                                    ? effectiveValue(setting)
+                                    : EffectiveValue{valueOn(setting, options.level), options.level};
     if (options.json) {
         out << json::write(described(setting.fullName(), value, level)) << '\n';
         return;

@@ -122,8 +122,9 @@ std::string brokenRule(const std::exception& failure, const settings::core::Sett
     if (const auto* type = dynamic_cast<const ex::DataTypeNotMatch*>(&failure))
         return "its type is " + type->getActualTypeName() + ", not " + type->getExpectedTypeName();
     const SettingExplanation explained = settings::core::explain(setting);
-    const std::string words =
-        isDeclaredRule(setting, value) ? objection(failure, explained, value) : std::string();
+    const bool isDeclared = !explained.validators.empty() &&
+                            (explained.validationFunction.empty() || isDeclaredRule(setting, value));
+    const std::string words = isDeclared ? objection(failure, explained, value) : std::string();
     if (words.empty())
         return functionWords(failure, explained);
     return explained.validators.size() > 1 ? alternatives(explained) : words;
@@ -140,7 +141,7 @@ std::string brokenRule(const std::exception_ptr& failure, const settings::core::
     }
 }
 
-RefusedValue refusedValue(const std::exception& failure, const settings::core::Settings& setting,
+RefusedValue refusedValue(const std::exception_ptr& failure, const settings::core::Settings& setting,
                           const ShapedArray& value, const std::string& level) {
     return RefusedValue(quoted(setting.getFullName()) + " cannot be " +
                         shownBriefly(value.first, value.second) + " on level " + quoted(level) + ": " +

@@ -30,7 +30,7 @@ std::string brokenRule(const std::exception_ptr& failure, const settings::core::
                        const varnek::data::Array& value);
 
 /// `"editor.tabWidth" cannot be 17 on level "user": 17 is not in the range from 1 to 16`.
-RefusedValue refusedValue(const std::exception& failure, const settings::core::Settings& setting,
+RefusedValue refusedValue(const std::exception_ptr& failure, const settings::core::Settings& setting,
                           const settingscore::boostany::ShapedArray& value, const std::string& level);
 
 /// What shown() gives, cut where it would fill the screen.

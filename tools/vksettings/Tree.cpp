@@ -1,5 +1,6 @@
 #include "Tree.hpp"
 
+#include "ForeignFailure.hpp"
 #include "Printable.hpp"
 
 #include "settingscore/FactoryFileLocation.hpp"
@@ -126,10 +127,20 @@ void store(settings::core::Settings& group, const std::string& name,
         group.set(name, array, level);
 }
 
-std::string effectiveLevel(const Setting& setting) {
+settingscore::boostany::ShapedArray valueOn(const Setting& setting, std::string_view level) {
+    return callForeign([&] { return shapedValue(*setting.group, setting.name, std::string(level)); },
+                       [&] {
+                           std::cerr << "vksettings: warning: the run-time default of \""
+                                     << printable(setting.fullName()) << "\" ends with an unknown failure\n";
+                           return settingscore::boostany::ShapedArray();
+                       });
+}
+
+/// Level by level, so that a run-time default is computed once.
+EffectiveValue effectiveValue(const Setting& setting) {
     for (const auto level : settings::core::levelsInOrder)
-        if (setting.group->isSet(setting.name, settings::core::levelName(level)))
-            return std::string(settings::core::levelName(level));
+        if (auto value = valueOn(setting, settings::core::levelName(level)); !value.first.isVoid())
+            return {std::move(value), std::string(settings::core::levelName(level))};
     return {};
 }
 

@@ -7,6 +7,7 @@
 #include <boost/shared_ptr.hpp>
 
 #include <string>
+#include <string_view>
 
 namespace vksettings {
 
@@ -47,7 +48,14 @@ settingscore::boostany::ShapedArray shapedValue(const settings::core::Settings& 
 void store(settings::core::Settings& group, const std::string& name,
            const settingscore::boostany::ShapedArray& value, const std::string& level);
 
-/// The level whose value is in effect; empty when none is set.
-std::string effectiveLevel(const Setting& setting);
+/// The value of one level. A run-time default that throws what nobody knows is none; a warning tells of it.
+settingscore::boostany::ShapedArray valueOn(const Setting& setting, std::string_view level);
+
+/// The value in effect, void when there is none, and its level, then empty.
+struct EffectiveValue {
+    settingscore::boostany::ShapedArray value;
+    std::string level;
+};
+EffectiveValue effectiveValue(const Setting& setting);
 
 } // namespace vksettings

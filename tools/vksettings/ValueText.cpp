@@ -73,15 +73,6 @@ bool isSpecialNumber(const std::string& text) {
     return text == "NaN" || text == "Inf" || text == "-Inf";
 }
 
-bool isJson(const std::string& text) {
-    try {
-        json::parse(text);
-        return true;
-    } catch (const json::ParseError&) {
-        return false;
-    }
-}
-
 json::Value parseOrExplain(const std::string& text) {
     try {
         return json::parse(text);
@@ -168,6 +159,15 @@ json::Value typedData(const Array& value, bool isVector) {
 }
 
 } // namespace
+
+bool isJson(const std::string& text) {
+    try {
+        json::parse(text);
+        return true;
+    } catch (const json::ParseError&) {
+        return false;
+    }
+}
 
 json::Value asJson(const Array& value) {
     if (value.isVoid())

@@ -34,4 +34,6 @@ bool isJsonArray(const std::string& text);
 /// Reads `text` as JSON: plain or typed. An array is a list, also of one element.
 ShapedArray parsedJson(const std::string& text);
 
+bool isJson(const std::string& text);
+
 } // namespace vksettings

@@ -1,14 +1,19 @@
 // set and unset: changes of one value, saved before the command ends.
 
 #include "Commands.hpp"
+#include "ForeignFailure.hpp"
 #include "InstallationFile.hpp"
 #include "Refusal.hpp"
 #include "SaveOutcome.hpp"
 #include "Tree.hpp"
 #include "ValueText.hpp"
 
+#include "settingscore/ValueCheck.hpp"
+#include "settingscore/exception/Exceptions.hpp"
+
 namespace vksettings {
 
+namespace ex = settings::core::exception;
 using varnek::data::TypeCode;
 
 namespace {
@@ -18,7 +23,7 @@ namespace {
 /// somebody has stored since says nothing about lists.
 ShapedArray example(const Setting& setting, const std::string& text) {
     for (const char* level : {"factory", "installation", "user"}) {
-        auto value = shapedValue(*setting.group, setting.name, level);
+        auto value = valueOn(setting, level);
         if (value.first.isVoid())
             continue;
         const auto type = value.first.type();
@@ -27,6 +32,28 @@ ShapedArray example(const Setting& setting, const std::string& text) {
         return saysNothing ? ShapedArray() : value;
     }
     return {};
+}
+
+bool isDeclaredRefusal(const Setting& setting, const ShapedArray& value) {
+    try {
+        settings::core::checkDeclaratively(*setting.itself(), value.first);
+        return false;
+    } catch (const ex::ValidationException&) {
+        return true;
+    }
+}
+
+/// What the words mean. Where texts are expected and the declared validators refuse this one, it may be JSON
+/// for something else that they take: `1` where a logical or "auto" is asked for.
+ShapedArray meant(const SetOptions& options, const Setting& setting) {
+    if (options.json)
+        return parsedJson(options.value);
+    ShapedArray value = parsed(options.value, example(setting, options.value));
+    const bool isText = value.first.type() == TypeCode::character || value.first.type() == TypeCode::string;
+    if (!isText || !isJson(options.value) || !isDeclaredRefusal(setting, value))
+        return value;
+    ShapedArray other = parsedJson(options.value);
+    return isDeclaredRefusal(setting, other) ? value : other;
 }
 
 /// Calls `change` with the group and the name of the setting there; its change is on the disk afterwards.
@@ -48,15 +75,19 @@ void saveChange(const Setting& setting, const std::string& level, Change change)
 void set(const SetOptions& options) {
     const Setting setting = resolveSetting(options.name);
     saveChange(setting, options.level, [&](settings::core::Settings& group, const std::string& name) {
-        const ShapedArray value =
-            options.json ? parsedJson(options.value) : parsed(options.value, example(setting, options.value));
-        try {
-            store(group, name, value, options.level);
-        } catch (const std::exception& failure) {
-            if (!isAboutTheValue(failure))
-                throw;
-            throw refusedValue(failure, *setting.itself(), value, options.level);
-        }
+        const ShapedArray value = meant(options, setting);
+        const auto storeIt = [&] {
+            try {
+                store(group, name, value, options.level);
+            } catch (const std::exception& failure) {
+                if (!isAboutTheValue(failure))
+                    throw;
+                throw refusedValue(std::current_exception(), *setting.itself(), value, options.level);
+            }
+        };
+        callForeign(storeIt, [&] {
+            throw refusedValue(std::current_exception(), *setting.itself(), value, options.level);
+        });
     });
 }
 

@@ -2,6 +2,7 @@
 
 #include "Commands.hpp"
 #include "Failure.hpp"
+#include "ForeignFailure.hpp"
 #include "Language.hpp"
 #include "Tree.hpp"
 
@@ -263,6 +264,14 @@ void flushOutput() {
         throw std::system_error(errno != 0 ? errno : EIO, std::generic_category(), "cannot write the output");
 }
 
+/// A function of a definition that ends its thread would end the command with 0, or leave it waiting for
+/// ever.
+[[noreturn]] void endedByFunction() {
+    std::cout.flush();
+    std::cerr << "vksettings: a function of a definition has ended its thread" << std::endl;
+    ::_exit(fileOrSystem);
+}
+
 int run(int argc, char** argv) {
     CLI::App app("Reads, changes and explains levelled settings.", "vksettings");
     app.set_version_flag("--version", VKSETTINGS_VERSION);
@@ -287,7 +296,8 @@ int run(int argc, char** argv) {
         return usage;
     }
     // A watch only prints what changes, and takes its signals while there is one thread.
-    const ExitCode code = app.got_subcommand("watch") ? job() : withLanguage(job);
+    const Job whole = [&job] { return callEndable(job, endedByFunction); };
+    const ExitCode code = app.got_subcommand("watch") ? whole() : withLanguage(whole);
     warnOfLoadProblems();
     flushOutput();
     return code;
@@ -297,12 +307,18 @@ int run(int argc, char** argv) {
 
 int main(int argc, char** argv) {
     std::signal(SIGPIPE, SIG_IGN); // a reader that has seen enough is no crash
-    try {
-        return run(argc, argv);
-    } catch (const std::exception& failure) {
-        const vksettings::Explained explained = vksettings::explainFailure(failure);
-        std::cerr << "vksettings: " << explained.message << '\n';
-        vksettings::warnOfLoadProblems(explained.message);
-        return explained.code;
-    }
+    const auto guarded = [&] {
+        try {
+            return run(argc, argv);
+        } catch (const std::exception& failure) {
+            const vksettings::Explained explained = vksettings::explainFailure(failure);
+            std::cerr << "vksettings: " << explained.message << '\n';
+            vksettings::warnOfLoadProblems(explained.message);
+            return static_cast<int>(explained.code);
+        }
+    };
+    return vksettings::callForeign(guarded, [] {
+        std::cerr << "vksettings: a function of a definition ends with an unknown failure\n";
+        return static_cast<int>(vksettings::refused);
+    });
 }

@@ -143,6 +143,34 @@ function='the validation function "C faulty'
 out "p.a = 1  (factory): $function.throwNumber\" ends with an unknown failure
 p.b = 1  (factory): $function.throwStandard\" refuses it: out of order
 checked 2 values, 2 failed" validate p
+
+# The same on other ways to such functions.
+code 1 "\"p.a\" cannot be 2 on level \"user\": $function.throwNumber\" ends with an unknown failure" set p.a 2
+code 1 "\"p.b\" cannot be 2 on level \"user\": $function.throwStandard\" refuses it: out of order" set p.b 2
+cat >p.json <<'END'
+{"groupName": "p", "settings": [
+  {"name": "ends", "value": 1, "language": "C", "packageName": "faulty", "validationFcn": "endThread"},
+  {"name": "fine", "value": 1},
+  {"name": "thrown", "language": "C", "packageName": "faulty", "runtimeDefaultFcn": "throwNumberAsDefault"}],
+ "groups": [{"groupName": "worst", "settings": [
+  {"name": "ended", "language": "C", "packageName": "faulty", "runtimeDefaultFcn": "endThreadAsDefault"}]}]}
+END
+use p.json
+warning='vksettings: warning: the run-time default of "p.thrown" ends with an unknown failure'
+out "p.ends = 1
+p.fine = 1
+$warning
+p.thrown = (not set)
+p.worst." list p
+code 1 '"p.thrown" has no value' get p.thrown
+code 0 "$warning" get p.thrown --json
+code 0 "" set p.thrown 5
+code 0 "5" get p.thrown
+for way in "set p.ends 2" "get p.worst.ended" "list -r p" "validate p"; do
+    # shellcheck disable=SC2086
+    code 3 "a function of a definition has ended its thread" $way
+done
+code 1 '"p.ends" has no value on level "user"' get p.ends --level user
 unset LD_PRELOAD
 
 finish

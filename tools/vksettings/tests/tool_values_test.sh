@@ -25,6 +25,9 @@ cat >t.json <<'END'
    "value": {"qfdata": [{"qfdata": "a", "qftype": "char"}], "qftype": "cell"}},
   {"name": "never", "visible": false},
   {"name": "small", "visible": false, "value": 1, "settingValueValidator": {"MaxValue": 5}},
+  {"name": "wrap", "visible": false, "value": "auto", "settingValueValidator": [
+    {"MustBeLogical": true, "isVector": false},
+    {"MustBeString": true, "isVector": false, "ValidStringValues": ["auto"]}]},
   {"name": "evil\u001b[2J\nt.fake", "value": 1}],
  "groups": [{"groupName": "sub", "settings": [{"name": "list", "value": [1, 2]}]}]}
 END
@@ -116,6 +119,15 @@ for name in t.one t.chars t.number t.yes t.cell t.never; do
 done
 code 0 "" set t.word $'\e[2J'
 code 0 "" set t.sub.list '[1, 2]'
+# Words that no text may be are JSON for what the validators take besides.
+for word in 1 true; do
+    code 0 "" set t.wrap $word
+    out true get t.wrap
+    code 0 "" set t.wrap auto
+    out auto get t.wrap
+done
+code 1 'cannot be 5 on level "user"' set t.wrap 5
+code 1 'cannot be off on level "user"' set t.wrap off
 
 # Nothing set is no text.
 code 1 '"t.nothing" has no value' get t.nothing

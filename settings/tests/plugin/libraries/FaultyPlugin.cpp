@@ -55,3 +55,11 @@ SETTINGS_PLUGIN_FUNCTION void alone(const Setting&, const Setting&, Array&) {
 SETTINGS_PLUGIN_FUNCTION void noDefault(Array&) {
     throw std::runtime_error("no display");
 }
+
+SETTINGS_PLUGIN_FUNCTION void throwNumberAsDefault(Array&) {
+    throw 7;
+}
+
+SETTINGS_PLUGIN_FUNCTION void endThreadAsDefault(Array&) {
+    ::pthread_exit(nullptr);
+}
