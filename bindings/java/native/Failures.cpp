@@ -118,6 +118,18 @@ ex::ObjectHandle objectOf(const std::exception& failure) {
     return nullptr;
 }
 
+/// The full name; empty without an object. One that was refused when it was to be added stands in no group
+/// any more.
+std::string objectName(const std::exception& failure) {
+    const ex::ObjectHandle object = objectOf(failure);
+    if (object == nullptr)
+        return {};
+    const auto* const refusal = dynamic_cast<const ex::ValidationException*>(&failure);
+    const ex::ObjectHandle group = refusal == nullptr ? nullptr : refusal->getCausingObjectParent();
+    const bool isAlone = group != nullptr && !object->isRoot() && object->getParent() == nullptr;
+    return (isAlone ? group->getFullName() + "." : std::string()) + object->getFullName();
+}
+
 /// What the fixed text leaves out: names of facts and the facts, by turns.
 class Details {
   public:
@@ -190,11 +202,9 @@ void raise(JNIEnv& env, Kind kind, std::string_view identifier, std::string_view
 }
 
 void raise(JNIEnv& env, const std::exception& failure) {
-    const ex::ObjectHandle object = objectOf(failure);
     const auto* const ofJava = dynamic_cast<const FromJava*>(&failure);
-    raise(env, kindOf(failure), identifierOf(failure), failure.what(),
-          object == nullptr ? std::string() : object->getFullName(), Details(failure).texts(),
-          codeOf(failure), ofJava == nullptr ? nullptr : ofJava->thrown());
+    raise(env, kindOf(failure), identifierOf(failure), failure.what(), objectName(failure),
+          Details(failure).texts(), codeOf(failure), ofJava == nullptr ? nullptr : ofJava->thrown());
 }
 
 void raiseOutOfMemory(JNIEnv& env) noexcept {

@@ -9,7 +9,9 @@
 
 #include <boost/core/demangle.hpp>
 
+#include <stdexcept>
 #include <string>
+#include <tuple>
 #include <typeinfo>
 #include <utility>
 
@@ -38,7 +40,8 @@ bool isOneOf(const Exception& failure) {
 /// The Python class; the first that fits.
 const char* className(const Exception& failure) {
     if (isOneOf<ex::NoSuchKey, ex::NoSuchNode, ex::InvalidNodePath, ex::NotAKeyName, ex::NotANodeName,
-                ex::ValueNotDefinedForGivenLevel, ex::AttemptToGetValueFromVoid>(failure))
+                ex::ValueNotDefinedForGivenLevel, ex::AttemptToGetValueFromVoid, ex::UnSupportedLevel>(
+            failure))
         return "NotFoundError";
     if (isOneOf<ex::CantModifyValuesOnReadOnlyLevel, ex::CannotChangeValueForReadOnlySetting,
                 ex::CannotAddRemoveNodeUnderReadOnlyParent, ex::AttemptedRemovalOfFactoryGroupOrSetting>(
@@ -64,6 +67,7 @@ const char* className(const Exception& failure) {
 struct Facts {
     std::string id;
     ex::ObjectHandle object;
+    ex::ObjectHandle group; // that a new setting was to stand in
     py::dict details;
     std::string cause; // of a function's failure, as the function said it
 };
@@ -118,7 +122,8 @@ Facts factsOf(const Exception& failure) {
         facts.id = name.substr(name.rfind(':') + 1);
     }
     if (const auto* value = dynamic_cast<const ex::ValidationException*>(&failure))
-        facts.object = value->getCausingObject();
+        std::tie(facts.object, facts.group) =
+            std::pair(value->getCausingObject(), value->getCausingObjectParent());
     else if (const auto* object = dynamic_cast<const ex::detail::ObjectFailure*>(&failure))
         facts.object = object->getObjectInvovled();
     else if (const auto* causing = dynamic_cast<const ex::detail::CausingObjectFailure*>(&failure))
@@ -129,11 +134,17 @@ Facts factsOf(const Exception& failure) {
     return facts;
 }
 
+/// One that was refused when it was to be added stands in no group any more.
+std::string fullNameOf(const core::Settings& object, const ex::ObjectHandle& group) {
+    const bool isAlone = group != nullptr && !object.isRoot() && object.getParent() == nullptr;
+    return (isAlone ? group->getFullName() + "." : std::string()) + object.getFullName();
+}
+
 void raise(const Exception& failure) {
     Facts facts = factsOf(failure);
     py::object setting = py::none();
     if (facts.object != nullptr)
-        setting = pythonText(withoutGil([&] { return facts.object->getFullName(); }));
+        setting = pythonText(withoutGil([&] { return fullNameOf(*facts.object, facts.group); }));
     const py::object type = py::module_::import("vksettings.errors").attr(className(failure));
     const py::object raised = callPython(type, pythonText(std::string_view(failure.what())),
                                          pythonText(std::string_view(facts.id)), setting, facts.details);
@@ -143,18 +154,32 @@ void raise(const Exception& failure) {
     PyErr_SetObject(type.ptr(), raised.ptr());
 }
 
+void raiseUnknown() {
+    const py::object type = py::module_::import("vksettings.errors").attr("FunctionError");
+    PyErr_SetObject(type.ptr(), callPython(type, "a function ends with an unknown failure", "Unknown").ptr());
+}
+
 } // namespace
 
 void registerErrors() {
     py::register_exception_translator([](std::exception_ptr failure) {
-        try {
-            std::rethrow_exception(std::move(failure));
-        } catch (const Exception& known) {
+        const auto raised = [](auto raise) {
             try {
-                raise(known);
+                raise();
             } catch (py::error_already_set& broken) {
                 broken.restore();
             }
+        };
+        try {
+            std::rethrow_exception(std::move(failure));
+        } catch (const Exception& known) {
+            raised([&] { raise(known); });
+        } catch (const std::out_of_range& empty) { // a name without a first character
+            PyErr_SetString(PyExc_ValueError, empty.what());
+        } catch (const std::exception&) {
+            throw;      // others know it
+        } catch (...) { // what a function of a plug-in may throw
+            raised([] { raiseUnknown(); });
         }
     });
 }

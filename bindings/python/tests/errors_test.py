@@ -37,7 +37,7 @@ class Errors(unittest.TestCase):
                 (self.failure(lab.set, "mode", "x"), vksettings.ValidationError,
                  "ValueIsNotOneOfTheChoicesAndNotInRange", "lab.mode"),
                 (self.failure(lab.set, "size", "big"), vksettings.ValidationError, "ValueMustBeNumeric", "lab.size"),
-                (self.failure(lab.set, "size", 9, "nowhere"), vksettings.SettingsError, "UnSupportedLevel", None),
+                (self.failure(lab.set, "size", 9, "nowhere"), vksettings.NotFoundError, "UnSupportedLevel", None),
                 (self.failure(lab.createFactorySetting, "x-y"), vksettings.SettingsError, "InvalidSettingOrGroupName",
                  None),
                 (self.failure(vksettings.root, 5), vksettings.SettingsError,
@@ -48,6 +48,13 @@ class Errors(unittest.TestCase):
                 if setting:
                     self.assertEqual(failure.setting, setting)
                 self.assertTrue(failure.text)
+
+    def test_a_new_setting_that_is_refused_is_named_with_its_group(self):
+        def refuse(setting, name, value):
+            raise ValueError("never")
+
+        failure = self.failure(self.lab["inner"].addSetting, "refused", 1, validator=refuse)
+        self.assertEqual((type(failure), failure.setting), (vksettings.ValidationError, "lab.inner.refused"))
 
     def test_bases_that_python_knows(self):
         self.assertRaises(LookupError, self.lab.get, "nix")
@@ -83,6 +90,8 @@ class Errors(unittest.TestCase):
             with self.subTest(call=call):
                 self.assertRaises((TypeError, RuntimeError), call)
         self.assertRaises(ValueError, self.lab.listen, print, "changes")
+        for create in (vksettings.createSetting, vksettings.createSettingsNode, self.lab.createFactorySetting):
+            self.assertRaises(ValueError, create, "")
         self.assertRaises(ValueError, self.lab.addSetting, "x", 1, validator="nodots")
         self.assertRaises(ValueError, vksettings.root().getValue)
 
