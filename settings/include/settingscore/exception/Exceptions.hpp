@@ -8,3 +8,4 @@
 #include "settingscore/exception/SettingsException.hpp"
 #include "settingscore/exception/TreeFailures.hpp"
 #include "settingscore/exception/ValidationFailures.hpp"
+#include "settingscore/exception/ValueTooLargeForFile.hpp"
