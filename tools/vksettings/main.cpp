@@ -229,16 +229,21 @@ std::vector<std::string> words(int argc, char** argv) {
     return all;
 }
 
+/// The names of all commands of `app`, as messages list them.
+std::string commandNames(const CLI::App& app) {
+    std::string names;
+    for (const CLI::App* each : app.get_subcommands([](const CLI::App*) { return true; }))
+        if (!each->get_name().empty())
+            names += (names.empty() ? "" : ", ") + each->get_name();
+    return names;
+}
+
 /// The commands of which the command line has none; empty when it has one.
 std::string missingCommand(const CLI::App& app) {
     const CLI::App* at = &app;
     while (!at->get_subcommands().empty())
         at = at->get_subcommands().front();
-    std::string names;
-    for (const CLI::App* each : at->get_subcommands([](const CLI::App*) { return true; }))
-        if (!each->get_name().empty())
-            names += (names.empty() ? "" : ", ") + each->get_name();
-    return names;
+    return commandNames(*at);
 }
 
 /// Refuses the first word that should name a command of `app` and does not.
@@ -253,7 +258,7 @@ void checkCommand(const CLI::App& app, const std::vector<std::string>& words, st
     });
     if (named == commands.end())
         throw WrongUsage("there is no command \"" + (at == 0 ? "" : words[at - 1] + " ") + words[at] +
-                         "\"; \"vksettings " + (at == 0 ? "" : words[at - 1] + " ") + "--help\" lists them");
+                         "\", only " + commandNames(app));
     checkCommand(**named, words, at + 1);
 }
 

@@ -107,10 +107,10 @@ code 2 "" factory check old next old
 
 # What is exported of the definitions is the factory file.
 "$tool" factory install old >/dev/null
-"$tool" export t exported --level factory >/dev/null
-out '0 breaks, 0 notes' factory check old exported
-out '0 breaks, 0 notes' factory check exported old
-verdict "upgraders are exported" "$("$tool" factory inspect exported | grep -c 'remove t.gone')" 1
+"$tool" export t exported.vksettings --level factory >/dev/null
+out '0 breaks, 0 notes' factory check old exported.vksettings
+out '0 breaks, 0 notes' factory check exported.vksettings old
+verdict "upgraders are exported" "$("$tool" factory inspect exported.vksettings | grep -c 'remove t.gone')" 1
 
 # The installation's values, by the rules of the definitions.
 "$tool" factory install old >/dev/null

@@ -14,9 +14,9 @@ namespace settings::core {
 struct SettingsProperties {
     bool visible = true;
     ReadOnlyState readOnlyState = ReadOnlyState::inherited;
-    varnek::data::Array value;
-    ValidatorVariant validator;
-    std::vector<SettingValueValidator::ConfigData> multiCheckValueValidators;
+    varnek::data::Array value{};
+    ValidatorVariant validator{};
+    std::vector<SettingValueValidator::ConfigData> multiCheckValueValidators{};
 };
 
 } // namespace settings::core

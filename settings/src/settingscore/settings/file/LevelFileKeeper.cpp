@@ -133,7 +133,9 @@ void LevelFileKeeper::requestDelete(const NodePtr& topLevelGroup, const NodePtr&
     if (levelTable[position(level)].fileSlot == 0)
         return;
     const Key key(topLevelGroup->getName(), level);
-    if (!topLevelGroup->hasAnythingToPersist(level) && !holdsMoreThanTheTree(key))
+    const LoadOutcome loaded = status(key.first, level).loaded;
+    const bool isFileKnown = loaded != LoadOutcome::notRead && loaded != LoadOutcome::absent;
+    if (!isFileKnown && !topLevelGroup->hasAnythingToPersist(level) && !holdsMoreThanTheTree(key))
         return; // there is no file
     {
         const std::lock_guard lock(mutex_);
