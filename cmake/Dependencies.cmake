@@ -13,6 +13,7 @@ if(NOT TARGET libzip::zip)
 endif()
 pkg_check_modules(SODIUM REQUIRED IMPORTED_TARGET libsodium)
 find_package(CLI11 REQUIRED)
+pkg_check_modules(LIBEDIT REQUIRED libedit)
 find_package(Gettext REQUIRED)
 
 # The service framework. Bundles that were built with one of the two cannot be loaded by the other.

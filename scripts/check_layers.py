@@ -51,6 +51,7 @@ LIBRARIES = {
     r"sodium": ["settings/plugins/keymanager/"],
     r"tbb/|oneapi/": ["settings/src/*.cpp"],
     r"CLI/": ["tools/*.cpp"],
+    r"histedit\.h": ["tools/*.cpp"],
     r"boost/thread\.hpp": [],
 }
 STANDARD = re.compile(r"[a-z_0-9]+|boost/.*")

@@ -90,6 +90,23 @@ struct PrefdirOptions {
 /// Where the personal settings are; finds, makes and fills the folder as every program does.
 void prefdir(const PrefdirOptions& options, std::ostream& out);
 
+struct MoveOptions {
+    std::string directory;
+    bool copy = false; // the personal files first
+};
+/// Uses another preferences directory from now on, as long as the process lives.
+void movePrefdir(const MoveOptions& options, std::ostream& out);
+
+struct ToolboxOptions {
+    bool load = false; // all of them first
+    bool json = false;
+};
+/// What defines the top-level groups.
+void toolboxes(const ToolboxOptions& options, std::ostream& out);
+
+/// Reads the definitions of a top-level group again, and shows what that changes.
+void reload(const std::string& group, std::ostream& out);
+
 struct UpgradeOptions {
     enum class What { dryRun, log, undo };
     What what = What::dryRun;

@@ -5,7 +5,6 @@
 #include "varnek/files/PathText.hpp"
 #include "varnek/host/Environment.hpp"
 
-#include <memory>
 #include <string>
 
 namespace vksettings {
@@ -27,13 +26,18 @@ std::unique_ptr<settings::plugin::FrontEnd> started(const std::string& name) {
 
 } // namespace
 
-ExitCode withLanguage(const std::function<ExitCode()>& work) {
-    const auto name = varnek::host::environmentVariable("VKSETTINGS_FRONTEND");
-    if (!name || name->empty())
-        return work();
-    const auto frontEnd = started(varnek::files::messageUtf8(*name));
+Language::Language() = default;
+Language::~Language() = default;
+
+ExitCode Language::run(const std::function<ExitCode()>& work) {
+    if (frontEnd_ == nullptr) {
+        const auto name = varnek::host::environmentVariable("VKSETTINGS_FRONTEND");
+        if (!name || name->empty())
+            return work();
+        frontEnd_ = started(varnek::files::messageUtf8(*name));
+    }
     ExitCode code = done;
-    frontEnd->run([&] { code = work(); });
+    frontEnd_->run([&] { code = work(); });
     return code;
 }
 

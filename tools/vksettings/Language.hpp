@@ -4,7 +4,12 @@
 #include "Commands.hpp"
 
 #include <functional>
+#include <memory>
 #include <stdexcept>
+
+namespace settings::plugin {
+class FrontEnd;
+} // namespace settings::plugin
 
 namespace vksettings {
 
@@ -14,9 +19,21 @@ class NoFrontEnd : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-/// Does the work on the thread of the language's engine when VKSETTINGS_FRONTEND names a front end
-/// ("python"), so that its functions can be called; else at once. The language ends with the work.
-/// NoFrontEnd, and what the work throws.
-ExitCode withLanguage(const std::function<ExitCode()>& work);
+/// The front end that VKSETTINGS_FRONTEND names ("python"), if it names one. It starts with the first work
+/// and ends with the object.
+class Language {
+  public:
+    Language();
+    Language(const Language&) = delete;
+    Language& operator=(const Language&) = delete;
+    ~Language();
+
+    /// Does the work on the thread of the language's engine, so that its functions can be called; without a
+    /// front end at once. NoFrontEnd, and what the work throws.
+    ExitCode run(const std::function<ExitCode()>& work);
+
+  private:
+    std::unique_ptr<settings::plugin::FrontEnd> frontEnd_;
+};
 
 } // namespace vksettings

@@ -1,6 +1,7 @@
 #include "SaveOutcome.hpp"
 
 #include "Printable.hpp"
+#include "Shell.hpp"
 
 #include "settingscore/SaveReport.hpp"
 
@@ -31,7 +32,7 @@ std::string reasonOf(const settings::core::SaveReport& report) {
 
 Saving::Saving(const settings::core::Settings& node, const std::string& level)
     : node_(node), level_(level), file_(settings::core::lastSave(node, level).file) {
-    if (level == "session")
+    if (level == "session" && !isInShell())
         throw std::invalid_argument("\"" + node.getFullName() +
                                     "\": a value of level \"session\" lives as long as its process, and "
                                     "this one ends at once");

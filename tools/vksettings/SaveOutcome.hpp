@@ -20,7 +20,7 @@ class NotSaved : public std::runtime_error {
 class Saving {
   public:
     /// The node is the setting itself, or a group of the product. UnSupportedLevel; std::invalid_argument for
-    /// "session", of which nothing would be left when this process ends.
+    /// "session" outside a shell: nothing would be left of the value when this process ends.
     Saving(const settings::core::Settings& node, const std::string& level);
 
     /// Raises NotSaved when the change is not in the file; says on standard error where a damaged file that

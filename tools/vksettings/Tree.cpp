@@ -14,6 +14,8 @@
 #include "varnek/files/PathText.hpp"
 
 #include <iostream>
+#include <set>
+#include <utility>
 
 namespace vksettings {
 
@@ -77,12 +79,16 @@ bool canBeLoaded(const Handle& group) {
 }
 
 void warnOfLoadProblems(const std::string& told) {
+    static std::set<std::pair<std::string, std::string>> before; // a session tells each of them once
+    std::set<std::pair<std::string, std::string>> now;
     for (const auto& [file, message] : settings::core::detail::getLoadProblems(DefaultRootIndex())) {
-        if (!told.empty() && told.find(message) != std::string::npos)
+        now.emplace(file, message);
+        if (before.contains({file, message}) || (!told.empty() && told.find(message) != std::string::npos))
             continue;
         std::string text = message.find(file) == std::string::npos ? file + ": " : std::string();
         std::cerr << "vksettings: warning: " << printable(text.append(message)) << '\n';
     }
+    before.swap(now);
 }
 
 Handle resolve(const std::string& fullName) {

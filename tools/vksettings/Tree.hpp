@@ -20,7 +20,7 @@ Handle root();
 bool canBeLoaded(const Handle& group);
 
 /// Reports files and toolboxes that could not be loaded on standard error, but those that `told`, what the
-/// command has said in the end, names already.
+/// command has said in the end, names already, and those of the call before.
 void warnOfLoadProblems(const std::string& told = {});
 
 /// The group or setting of that full name, an alias followed as reading does: one step. InvalidNodePath.

@@ -5,6 +5,7 @@
 #include "InstallationFile.hpp"
 #include "Refusal.hpp"
 #include "SaveOutcome.hpp"
+#include "Shell.hpp"
 #include "Tree.hpp"
 #include "ValueText.hpp"
 
@@ -63,6 +64,8 @@ void saveChange(const Setting& setting, const std::string& level, Change change)
         InstallationFile file(productOf(setting.handle));
         file.change(setting, change);
         file.save();
+        if (isInShell()) // whose tree has read the file before
+            root()->reloadFactoryFile(productOf(setting.handle)->getName());
     } else {
         const Saving saving(*setting.handle, level);
         change(*setting.group, setting.name);

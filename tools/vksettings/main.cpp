@@ -4,6 +4,7 @@
 #include "Failure.hpp"
 #include "ForeignFailure.hpp"
 #include "Language.hpp"
+#include "Shell.hpp"
 #include "Tree.hpp"
 
 #include <CLI/CLI.hpp>
@@ -30,7 +31,9 @@ using Job = std::function<ExitCode()>;
 template <class Action>
 CLI::App* command(CLI::App& app, const std::string& name, const std::string& help, Job& job, Action action) {
     CLI::App* added = app.add_subcommand(name, help);
-    added->callback([&job, action] {
+    added->callback([&job, action, added] {
+        if (!added->get_subcommands().empty())
+            return; // the one below it is meant
         if constexpr (std::is_void_v<decltype(action())>)
             job = [action] {
                 action();
@@ -48,6 +51,7 @@ void addLevel(CLI::App* to, std::string& level, const std::string& help) {
 
 void addReading(CLI::App& app, Job& job) {
     static ListOptions listing;
+    listing = {};
     auto* list = command(app, "list", "Show the settings of a group", job,
                          [] { vksettings::list(listing, std::cout); });
     list->add_option("NAME", listing.name, "Full name of a group or setting; all groups without it");
@@ -57,12 +61,14 @@ void addReading(CLI::App& app, Job& job) {
                    "Print a JSON array of objects as get does; a group has the type \"group\" and no value");
 
     static GetOptions getting;
+    getting = {};
     auto* get = command(app, "get", "Print a value", job, [] { vksettings::get(getting, std::cout); });
     get->add_option("NAME", getting.name, "Full name of a setting")->required();
     addLevel(get, getting.level, "One level; without it the value in effect");
     get->add_flag("--json", getting.json, "Print a JSON object with name, value, type, dimensions and level");
 
     static ExplainOptions explaining;
+    explaining = {};
     auto* explain = command(app, "explain", "Show what every level says and which one decides", job,
                             [] { vksettings::explain(explaining, std::cout); });
     explain->add_option("NAME", explaining.name, "Full name of a setting")->required();
@@ -71,6 +77,7 @@ void addReading(CLI::App& app, Job& job) {
 
 void addWatching(CLI::App& app, Job& job) {
     static WatchOptions watching;
+    watching = {};
     auto* watch = command(app, "watch", "Print changes as they happen, until Ctrl-C", job,
                           [] { vksettings::watch(watching, std::cout); });
     watch->add_option("NAME", watching.name, "Full name of a group or setting; everything without it");
@@ -79,6 +86,7 @@ void addWatching(CLI::App& app, Job& job) {
 
 void addWriting(CLI::App& app, Job& job) {
     static SetOptions setting;
+    setting = {};
     auto* set = command(app, "set", "Store a value", job, [] { vksettings::set(setting); });
     set->add_option("NAME", setting.name, "Full name of a setting")->required();
     set->add_option("VALUE", setting.value,
@@ -89,6 +97,8 @@ void addWriting(CLI::App& app, Job& job) {
                   "VALUE is JSON whatever the type: plain, or {\"qfdata\":...,\"qftype\":...}");
 
     static std::string name, level = "user";
+    name.clear();
+    level = "user";
     auto* unset =
         command(app, "unset", "Drop the value of one level", job, [] { vksettings::unset(name, level); });
     unset->add_option("NAME", name, "Full name of a setting")->required();
@@ -97,6 +107,7 @@ void addWriting(CLI::App& app, Job& job) {
 
 void addFiles(CLI::App& app, Job& job) {
     static ExportOptions exporting;
+    exporting = {};
     auto* out = command(app, "export", "Write the values of a level to a settings file", job, [] {
         exporting.file = exporting.names.back();
         exporting.names.pop_back();
@@ -112,6 +123,7 @@ void addFiles(CLI::App& app, Job& job) {
              "Whose values: session, user or installation; factory for a factory file with the definitions");
 
     static ImportOptions importing;
+    importing = {};
     auto* in = command(app, "import", "Read a settings file; with --merge store its values", job,
                        [] { vksettings::importSettings(importing, std::cout); });
     in->add_option("FILE", importing.file, "A settings file")->required();
@@ -119,6 +131,7 @@ void addFiles(CLI::App& app, Job& job) {
     addLevel(in, importing.level, "The level that the file's values are for");
 
     static ValidateOptions validating;
+    validating = {};
     auto* validate = command(app, "validate", "List the values that the definitions do not allow", job,
                              [] { return vksettings::validate(validating, std::cout); });
     validate->add_option("FILE|GROUP", validating.target,
@@ -127,6 +140,7 @@ void addFiles(CLI::App& app, Job& job) {
                        "Print a JSON array of objects with name, finding, level, value, type and rule");
 
     static DumpOptions dumping;
+    dumping = {};
     auto* dump = command(app, "dump", "Print any settings file as JSON", job,
                          [] { vksettings::dump(dumping, std::cout); });
     dump->add_option("FILE", dumping.file, "A settings file")->required();
@@ -135,14 +149,46 @@ void addFiles(CLI::App& app, Job& job) {
 
 void addPlaces(CLI::App& app, Job& job) {
     static PrefdirOptions place;
+    place = {};
     auto* prefdir = command(app, "prefdir", "Show where the personal settings are, and why there", job,
                             [] { vksettings::prefdir(place, std::cout); });
     prefdir->add_flag("--json", place.json, "Print a JSON object");
+
+    static MoveOptions moving;
+    moving = {};
+    auto* move = command(*prefdir, "move", "Use another preferences directory, as long as the process lives",
+                         job, [] { movePrefdir(moving, std::cout); });
+    move->add_option("DIRECTORY", moving.directory, "An absolute path; made when it is not there")
+        ->required();
+    move->add_flag("--copy", moving.copy, "Copy the personal files there first");
+
+    static ToolboxOptions listing;
+    listing = {};
+    auto* toolboxes = command(app, "toolboxes", "Show what defines the top-level groups", job,
+                              [] { vksettings::toolboxes(listing, std::cout); });
+    toolboxes->add_flag("--load", listing.load, "Load all of them first, to see what each costs");
+    toolboxes->add_flag("--json", listing.json, "Print a JSON array of objects");
+}
+
+/// What only a session has, or only a command line.
+void addSession(CLI::App& app, Job& job) {
+    if (!isInShell()) {
+        app.add_subcommand("shell", "Read commands from the terminal or a script; \"help\" lists them");
+        return;
+    }
+    static std::string group;
+    group.clear();
+    auto* reload = command(app, "reload", "Read the definitions of a group again, and show what that changes",
+                           job, [] { vksettings::reload(group, std::cout); });
+    reload->add_option("NAME", group, "A top-level group")->required();
+    app.add_subcommand("help", "Show the commands, or what follows one")->prefix_command();
+    app.add_subcommand("exit", "End the session, as Ctrl-D does");
 }
 
 void addUpgrade(CLI::App& app, Job& job) {
     using What = UpgradeOptions::What;
     static UpgradeOptions upgrading;
+    upgrading = {};
     auto* upgrade = command(app, "upgrade", "Show or undo what later releases change in personal files", job,
                             [] { return vksettings::upgrade(upgrading, std::cout); });
     upgrade->add_option("GROUP", upgrading.group, "A top-level group; --log shows all without it");
@@ -166,6 +212,7 @@ void addFactory(CLI::App& app, Job& job) {
     factory->require_subcommand(1);
 
     static BuildOptions building;
+    building = {};
     auto* build = command(*factory, "build", "Make a factory file of a definition document", job,
                           [] { factoryBuild(building, std::cout); });
     build->add_option("DOCUMENT", building.document, "JSON definition document")->required();
@@ -175,18 +222,22 @@ void addFactory(CLI::App& app, Job& job) {
 
     static std::string installed;
     static bool hidden = false;
+    installed.clear();
+    hidden = false;
     auto* install = command(*factory, "install", "Copy a factory file below the factory folder and list it",
                             job, [] { factoryInstall(installed, hidden, std::cout); });
     install->add_option("FILE", installed, "A factory file")->required();
     install->add_flag("--hidden", hidden, "The group is not shown to users");
 
     static InspectOptions inspected;
+    inspected = {};
     auto* inspect = command(*factory, "inspect", "Show what a factory file holds", job,
                             [] { factoryInspect(inspected, std::cout); });
     inspect->add_option("FILE", inspected.file, "A factory file")->required();
     inspect->add_flag("--json", inspected.json, "Print a JSON object");
 
     static CheckOptions checked;
+    checked = {};
     auto* check =
         command(*factory, "check", "Check a factory file, or what it changes for users of an older one", job,
                 [] { return factoryCheck(checked, std::cout); });
@@ -199,6 +250,7 @@ void addFactory(CLI::App& app, Job& job) {
                     "Print a JSON array of objects with finding, kind, name and message");
 
     static GSchemaOptions schemas;
+    schemas = {};
     auto* convert = command(*factory, "from-gschema", "Turn GSettings schemas into definition documents", job,
                             [] { factoryFromGSchema(schemas, std::cout); });
     convert->add_option("FILE", schemas.files, "GSettings schema files (*.gschema.xml)")->required();
@@ -213,8 +265,7 @@ bool isReaderGone() {
 
 /// The words of the command line, last first, as the parser takes them. A negative number that is to be set
 /// looks like an option: it moves behind a "--".
-std::vector<std::string> words(int argc, char** argv) {
-    std::vector<std::string> all(argv + 1, argv + argc);
+std::vector<std::string> inOrderOfParser(std::vector<std::string> all) {
     const bool isSet = !all.empty() && all.front() == "set";
     const auto negative = std::find_if(all.begin(), all.end(), [](const std::string& word) {
         return word == "--" || word == "-Inf" ||
@@ -277,53 +328,126 @@ void flushOutput() {
     ::_exit(fileOrSystem);
 }
 
-int run(int argc, char** argv) {
-    CLI::App app("Reads, changes and explains levelled settings.", "vksettings");
-    app.set_version_flag("--version", VKSETTINGS_VERSION);
-    app.require_subcommand(1);
-    app.footer("Exit codes: 0 done, 1 refused or not found, 2 wrong usage, 3 file or system error.");
-    Job job;
-    addReading(app, job);
-    addWatching(app, job);
-    addWriting(app, job);
-    addFiles(app, job);
-    addPlaces(app, job);
-    addUpgrade(app, job);
-    addFactory(app, job);
-    checkCommand(app, {argv + 1, argv + argc}, 0);
+/// A command line of the tool or of its shell, parsed from the defaults on.
+class CommandLine {
+  public:
+    CommandLine() {
+        app_.set_version_flag("--version", VKSETTINGS_VERSION);
+        app_.require_subcommand(1);
+        app_.footer("Exit codes: 0 done, 1 refused or not found, 2 wrong usage, 3 file or system error.");
+        addReading(app_, job_);
+        addWatching(app_, job_);
+        addWriting(app_, job_);
+        addFiles(app_, job_);
+        addPlaces(app_, job_);
+        addUpgrade(app_, job_);
+        addFactory(app_, job_);
+        addSession(app_, job_);
+    }
+
+    ExitCode run(const std::vector<std::string>& words, Language& language);
+    CommandWords describe() const { return describe(app_); }
+
+  private:
+    static CommandWords describe(const CLI::App& command);
+
+    CLI::App app_{"Reads, changes and explains levelled settings.", isInShell() ? "" : "vksettings"};
+    Job job_;
+};
+
+Operand operandOf(const CLI::Option& option) {
+    const std::string name = option.get_name();
+    const auto has = [&](std::string_view word) { return name.find(word) != std::string::npos; };
+    if (has("NAME") || has("GROUP"))
+        return Operand::name;
+    if (has("FILE") || has("DOCUMENT") || has("DIRECTORY") || name == "--to" || has("--output"))
+        return Operand::path;
+    return name == "--level" ? Operand::level : Operand::other;
+}
+
+CommandWords CommandLine::describe(const CLI::App& command) {
+    CommandWords described;
+    described.name = command.get_name();
+    const auto take = [&](const CLI::App& from) {
+        for (const CLI::Option* option : from.get_options()) {
+            if (option->get_positional())
+                described.operands.push_back(operandOf(*option));
+            for (const auto& [names, dashes] :
+                 {std::pair(&option->get_lnames(), "--"), std::pair(&option->get_snames(), "-")})
+                for (const std::string& name : *names)
+                    if (option->get_expected_max() == 0)
+                        described.flags.push_back(dashes + name);
+                    else
+                        described.options[dashes + name] = operandOf(*option);
+        }
+    };
+    take(command);
+    for (const CLI::App* below : command.get_subcommands([](const CLI::App*) { return true; }))
+        if (below->get_name().empty())
+            take(*below); // a group of options
+        else
+            described.commands.push_back(describe(*below));
+    return described;
+}
+
+ExitCode runShell(Language& language);
+
+ExitCode CommandLine::run(const std::vector<std::string>& words, Language& language) {
+    checkCommand(app_, words, 0);
     try {
-        app.parse(words(argc, argv));
+        app_.parse(inOrderOfParser(words));
     } catch (const CLI::ParseError& error) {
-        if (const std::string commands = missingCommand(app); error.get_exit_code() != 0 && !commands.empty())
+        if (const std::string commands = missingCommand(app_); error.get_exit_code() != 0 && !commands.empty())
             std::cerr << "one of these commands is required: " << commands << '\n';
-        else if (app.exit(error) == 0)
+        else if (app_.exit(error) == 0)
             return done;
         return usage;
     }
+    if (!isInShell() && app_.got_subcommand("shell"))
+        return runShell(language);
     // A watch only prints what changes, and takes its signals while there is one thread.
-    const Job whole = [&job] { return callEndable(job, endedByFunction); };
-    const ExitCode code = app.got_subcommand("watch") ? whole() : withLanguage(whole);
+    const Job whole = [this] { return callEndable(job_, endedByFunction); };
+    const ExitCode code = app_.got_subcommand("watch") ? whole() : language.run(whole);
     warnOfLoadProblems();
     flushOutput();
     return code;
+}
+
+/// A failure is told after `where`.
+ExitCode run(const std::vector<std::string>& words, Language& language, const std::string& where = {}) {
+    try {
+        return CommandLine().run(words, language);
+    } catch (const std::exception& failure) {
+        const Explained explained = explainFailure(failure);
+        std::cerr << "vksettings: " << where << explained.message << '\n';
+        warnOfLoadProblems(explained.message);
+        return explained.code;
+    }
+}
+
+/// "help set" is "set --help".
+std::vector<std::string> withoutHelp(std::vector<std::string> words) {
+    if (words.front() == "help") {
+        words.erase(words.begin());
+        words.emplace_back("--help");
+    }
+    return words;
+}
+
+ExitCode runShell(Language& language) {
+    return shell([&](const std::vector<std::string>& words,
+                     const std::string& where) { return run(withoutHelp(words), language, where); },
+                 [] { return CommandLine().describe(); }, language);
 }
 
 } // namespace
 
 int main(int argc, char** argv) {
     std::signal(SIGPIPE, SIG_IGN); // a reader that has seen enough is no crash
-    const auto guarded = [&] {
-        try {
-            return run(argc, argv);
-        } catch (const std::exception& failure) {
-            const vksettings::Explained explained = vksettings::explainFailure(failure);
-            std::cerr << "vksettings: " << explained.message << '\n';
-            vksettings::warnOfLoadProblems(explained.message);
-            return static_cast<int>(explained.code);
-        }
-    };
+    Language language;
+    const auto guarded = [&] { return run({argv + 1, argv + argc}, language); };
     return vksettings::callForeign(guarded, [] {
         std::cerr << "vksettings: a function of a definition ends with an unknown failure\n";
-        return static_cast<int>(vksettings::refused);
+        return vksettings::refused;
     });
 }

@@ -35,13 +35,6 @@ Array valueOf(py::handle value, const std::optional<std::string>& type) {
     return toValue(value, {type ? std::optional(elementType(*type)) : std::nullopt, std::nullopt}).array;
 }
 
-core::RunTimeDefaultVariant defaultVariant(const std::optional<std::string>& function) {
-    if (!function)
-        return {};
-    auto [package, name] = splitName(*function);
-    return core::MRunTimeDefault(std::move(package), std::move(name));
-}
-
 core::ReadOnlyState stateOf(bool readOnly) {
     return readOnly ? core::ReadOnlyState::readOnly : core::ReadOnlyState::inherited;
 }
@@ -68,6 +61,13 @@ py::object createSettingsNode(Text name, bool visible, bool readOnly, bool sync)
 }
 
 } // namespace
+
+core::RunTimeDefaultVariant defaultVariant(const std::optional<std::string>& function) {
+    if (!function)
+        return {};
+    auto [package, name] = splitName(*function);
+    return core::MRunTimeDefault(std::move(package), std::move(name));
+}
 
 core::ValidatorVariant validatorVariant(const py::object& validator) {
     if (validator.is_none())

@@ -1,5 +1,6 @@
 #include "Engine.hpp"
 
+#include "FactoryDefinitions.hpp"
 #include "FunctionCalls.hpp"
 #include "Gil.hpp"
 
@@ -13,6 +14,8 @@
 namespace settings::python {
 
 namespace {
+
+constexpr const char* hasStopped = "the engine has stopped";
 
 /// The interpreter's state of the engine's thread lives as long as the thread, and thread-local objects with
 /// it.
@@ -48,7 +51,10 @@ std::shared_ptr<EngineThread> Engine::current() const {
 
 void Engine::start() {
     startThread();
-    withoutGil(registerFunctionCalls);
+    withoutGil([] {
+        registerFunctionCalls();
+        registerDefinitionRunner();
+    });
 }
 
 void Engine::startThread() {
@@ -86,6 +92,7 @@ void Engine::stop() {
     if (thread == nullptr)
         return;
     thread->stop();
+    unregisterDefinitionRunner();
     unregisterFunctionCalls(); // which waits for a function that is running
 }
 
@@ -116,9 +123,8 @@ void Engine::waitFor(const void* owner) {
         ended_->wait(lock, [&] { return owner_ != owner; });
 }
 
-void Engine::run(const std::function<void()>& job) {
-    if (varnek::host::isLanguageEngineThread())
-        return job();
+/// False when the job is not taken.
+bool Engine::runThrough(const Post& post, const std::function<void()>& job) {
     auto done = std::make_shared<std::promise<void>>();
     auto outcome = done->get_future();
     const bool isTaken = post([&job, done] {
@@ -130,9 +136,27 @@ void Engine::run(const std::function<void()>& job) {
         }
     });
     done.reset(); // a job that is dropped breaks the promise
-    if (!isTaken)
-        throw std::runtime_error("the engine has stopped");
-    outcome.get();
+    if (isTaken)
+        outcome.get();
+    return isTaken;
+}
+
+void Engine::run(const std::function<void()>& job) {
+    if (varnek::host::isLanguageEngineThread())
+        return job();
+    if (!runThrough([this](EngineThread::Job posted) { return post(std::move(posted)); }, job))
+        throw std::runtime_error(hasStopped);
+}
+
+bool Engine::runUnlessBusy(const std::function<void()>& job) {
+    if (varnek::host::isLanguageEngineThread()) {
+        job();
+        return true;
+    }
+    const auto thread = current();
+    if (thread == nullptr)
+        throw std::runtime_error(hasStopped);
+    return runThrough([&](EngineThread::Job posted) { return thread->postWhenIdle(std::move(posted)); }, job);
 }
 
 void Engine::beforeFork() {

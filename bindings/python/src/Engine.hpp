@@ -37,6 +37,9 @@ class Engine {
     /// once. Without the interpreter lock. std::runtime_error when there is no thread, or it stops before.
     void run(const std::function<void()>& job);
 
+    /// As run(), but false, and nothing is called, when the thread is at work for somebody else.
+    bool runUnlessBusy(const std::function<void()>& job);
+
     /// Around the forking of the process, with the interpreter lock. The child gets an engine of its own.
     void beforeFork();
     void afterForkInParent();
@@ -44,6 +47,8 @@ class Engine {
 
   private:
     Engine() = default;
+    using Post = std::function<bool(EngineThread::Job)>;
+    static bool runThrough(const Post& post, const std::function<void()>& job);
     void startThread();
     std::shared_ptr<EngineThread> current() const;
     void setOwner(const void* owner);

@@ -23,6 +23,8 @@ class EngineThread {
 
     /// False, and the job is destroyed, when the thread takes no more.
     bool post(Job job);
+    /// The same, also when a job is running or waits.
+    bool postWhenIdle(Job job);
     std::thread::id id() const noexcept { return thread_.get_id(); }
 
     /// Takes no more jobs, destroys those that have not begun, and waits for the one that is running. Not to
@@ -40,6 +42,7 @@ class EngineThread {
     std::mutex mutex_;
     std::condition_variable changed_;
     std::deque<Job> jobs_;    // guarded by mutex_
+    bool isWorking_ = false;  // on a job; guarded by mutex_
     bool isStopping_ = false; // guarded by mutex_
     std::thread thread_;
 };

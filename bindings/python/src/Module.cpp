@@ -3,6 +3,7 @@
 #include "Engine.hpp"
 #include "Errors.hpp"
 #include "Events.hpp"
+#include "FactoryDefinitions.hpp"
 #include "FrontEndCapsule.hpp"
 #include "Gil.hpp"
 #include "Handle.hpp"
@@ -145,6 +146,7 @@ PYBIND11_MODULE(_core, module) {
     python::defineEvents(module);
     python::defineHandle(module);
     python::defineTrees(module);
+    python::defineFactoryDefinitions(module);
     python::defineWatch(module);
     python::defineEngine(module);
     python::Engine::instance().start();

@@ -10,16 +10,17 @@ import os as _os
 import threading as _threading
 
 from .errors import FileError, FunctionError, NotFoundError, ReadOnlyError, SettingsError, ValidationError
-from ._core import (Event, PersonalFileWatch, Settings, Subscription, createSetting, createSettingsNode, createTree,
-                    enableEventQueue, eventQueue, exportSettings, importSettings, isEngineThread, listen, loadProblems,
-                    reset, root, setEventHandler, setFolders, setTogether, waitForSaves)
+from ._core import (Event, FactoryGroup, PersonalFileWatch, Settings, Subscription, addFactorySettings, createSetting,
+                    createSettingsNode, createTree, enableEventQueue, eventQueue, exportSettings, importSettings,
+                    isEngineThread, listen, loadProblems, reset, root, setEventHandler, setFolders, setTogether,
+                    waitForSaves)
 from . import _core
 
-__all__ = ["Event", "FileError", "FunctionError", "NotFoundError", "PersonalFileWatch", "ReadOnlyError", "Settings",
-           "SettingsError", "Subscription", "ValidationError", "createSetting", "createSettingsNode", "createTree",
-           "enableEventQueue", "eventQueue", "exportSettings", "importSettings", "isEngineThread", "listen",
-           "loadProblems", "reset", "root", "run", "setEventHandler", "setFolders", "setTogether", "submit",
-           "waitForSaves"]
+__all__ = ["Event", "FactoryGroup", "FileError", "FunctionError", "NotFoundError", "PersonalFileWatch",
+           "ReadOnlyError", "Settings", "SettingsError", "Subscription", "ValidationError", "addFactorySettings",
+           "createSetting", "createSettingsNode", "createTree", "enableEventQueue", "eventQueue", "exportSettings",
+           "importSettings", "isEngineThread", "listen", "loadProblems", "reset", "root", "run", "setEventHandler",
+           "setFolders", "setTogether", "submit", "waitForSaves"]
 
 _pending = set()
 _pending_lock = _threading.Lock()

@@ -1,6 +1,7 @@
 // What happens when a process starts the library. Each case runs in a process of its own.
 
 #include "settingscore/MSettings.hpp"
+#include "settingscore/PersonalFileWatch.hpp"
 #include "settingscore/SettingsRoot.hpp"
 #include "settingscore/exception/Exceptions.hpp"
 #include "settingscore/plugin/ServiceFramework.hpp"
@@ -10,6 +11,7 @@
 #include "settingscore/startup/updatePrefdir.hpp"
 #include "support/LogLines.hpp"
 #include "support/StartedTree.hpp"
+#include "varnek/event/EventManager.hpp"
 #include "varnek/host/HostInfo.hpp"
 
 #include <gtest/gtest.h>
@@ -17,8 +19,10 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <functional>
+#include <future>
 #include <latch>
 #include <thread>
 
@@ -214,6 +218,29 @@ TEST_F(Startup, TheDirectoryMovesWithTheValues) {
         EXPECT_EQ("NoSuchKey", failureOf([&] { editor->get("mine"); }));
         EXPECT_TRUE(updatePrefdir((base / "prefs").string(), DefaultRootIndex(), false)); // without reading
         EXPECT_EQ(30.0, editor->get<double>("x"));
+    });
+}
+
+TEST_F(Startup, AWatchFollowsTheDirectory) {
+    inAProcess([this] {
+        init();
+        const Handle editor = root()->getChild("editor");
+        editor->set("x", 7.0, "user");
+        const PersonalFileWatch watch;
+        EXPECT_TRUE(updatePrefdir((base / "other").string()));
+        EXPECT_TRUE(updatePrefdir((base / "prefs").string()));
+        EXPECT_TRUE(updatePrefdir((base / "other").string()));
+        EXPECT_EQ(1.0, editor->get<double>("x"));
+        std::promise<double> heard;
+        const varnek::event::ScopedConnection connection = varnek::event::EventManager::instance().subscribe(
+            u"settings::core::SettingsValueChangeEvent",
+            [&](const varnek::event::EventHandle&) { heard.set_value(editor->get<double>("x")); });
+        // As another process replaces it.
+        std::filesystem::copy_file(base / "prefs/editor.vksettings", base / "other/written");
+        std::filesystem::rename(base / "other/written", base / "other/editor.vksettings");
+        auto value = heard.get_future();
+        ASSERT_EQ(std::future_status::ready, value.wait_for(std::chrono::seconds(20)));
+        EXPECT_EQ(7.0, value.get());
     });
 }
 

@@ -4,12 +4,14 @@
 #include "settingscore/plugin/InstallationRoot.hpp"
 #include "settingscore/plugin/PluginFolder.hpp"
 #include "settingscore/plugin/ServiceFramework.hpp"
+#include "settingscore/settings/file/FileFailureText.hpp"
 #include "settingscore/settings/root/LateSources.hpp"
 #include "settingscore/settings/root/RootLog.hpp"
 #include "varnek/bundles/BundleFolder.hpp"
 #include "varnek/files/FileError.hpp"
 
 #include <algorithm>
+#include <stdexcept>
 #include <string_view>
 
 namespace settings::core::detail {
@@ -39,6 +41,32 @@ std::filesystem::path nativeFolder(std::string_view relative) {
     return path;
 }
 
+std::string nameOf(const FactorySettings& service) {
+    return service.getToolboxGroupName();
+}
+std::string nameOf(const TopLevelFactoryFileLoader& loader) {
+    return loader.getName();
+}
+
+/// The name; std::runtime_error for none.
+template <class Entry>
+std::string requiredName(const Entry& entry) {
+    std::string name = nameOf(entry);
+    if (name.empty())
+        throw std::runtime_error("the name of the group is empty");
+    return name;
+}
+
+/// How messages call what may not know its own name.
+template <class Entry>
+std::string toolboxOf(const Entry& entry) {
+    try {
+        return "toolbox " + requiredName(entry);
+    } catch (...) {
+        return "a toolbox without a name";
+    }
+}
+
 } // namespace
 
 /// What the framework calls when services come and go. Never destroyed.
@@ -50,7 +78,7 @@ class FactorySettingsTracker::ServiceCustomizer : public ServiceTrackerCustomize
     std::shared_ptr<FactorySettings>
     AddingService(const ServiceReference<FactorySettings>& reference) override {
         auto service = context_.GetService(reference);
-        if (service == nullptr || !tracker_.enter(Service(service)))
+        if (service == nullptr || !tracker_.enterUnlessBroken(Service(service)))
             return nullptr; // not tracked
         return service;
     }
@@ -74,7 +102,7 @@ class FactorySettingsTracker::LoaderCustomizer : public ServiceTrackerCustomizer
     std::shared_ptr<TopLevelFactoryFileLoader>
     AddingService(const ServiceReference<TopLevelFactoryFileLoader>& reference) override {
         auto loader = context_.GetService(reference);
-        if (loader == nullptr || !tracker_.enter(Loader(loader)))
+        if (loader == nullptr || !tracker_.enterUnlessBroken(Loader(loader)))
             return nullptr;
         return loader;
     }
@@ -134,7 +162,26 @@ void FactorySettingsTracker::startFolders() {
 
 void FactorySettingsTracker::note(LoadProblem problem) {
     VARNEK_LOG(rootLog, error) << "Exception caught: " << problem.file << ": " << problem.message;
+    const std::lock_guard lock(mutex_);
     problems_.push_back(std::move(problem));
+}
+
+std::vector<LoadProblem> FactorySettingsTracker::problems() const {
+    const std::lock_guard lock(mutex_);
+    return problems_;
+}
+
+/// One that cannot say what it is must not reach the trees, which would fail with it.
+template <class Entry>
+bool FactorySettingsTracker::enterUnlessBroken(const Entry& entry) noexcept {
+    try {
+        return enter(entry);
+    } catch (...) {
+        std::string cause = causeOfCurrentException();
+        leave(entry);
+        note({toolboxOf(*entry), std::move(cause)});
+        return false;
+    }
 }
 
 template <class Map, class Key, class Entry>
@@ -147,8 +194,9 @@ bool FactorySettingsTracker::enterOnce(Map& map, Key key, const Entry& entry, co
 }
 
 bool FactorySettingsTracker::enter(const Service& service) {
-    const std::string group = service->getToolboxGroupName();
+    const std::string group = requiredName(*service);
     const std::string parent = service->getParentName();
+    static_cast<void>(service->isVisible()); // says so now, or never
     if (!enterOnce(services_, Name(parent, group), service, group))
         return false;
     VARNEK_LOG(rootLog, info) << "Tracker:";
@@ -159,7 +207,8 @@ bool FactorySettingsTracker::enter(const Service& service) {
 }
 
 bool FactorySettingsTracker::enter(const Loader& loader) {
-    const std::string name = loader->getName();
+    const std::string name = requiredName(*loader);
+    static_cast<void>(loader->isHidden());
     if (!enterOnce(loaders_, name, loader, name))
         return false;
     VARNEK_LOG(rootLog, info) << "Tracker:";

@@ -36,8 +36,8 @@ class FactorySettingsTracker {
     /// Whether there are any for that top-level group or groups in it.
     bool suppliesBelow(const std::string& topLevelGroup) const;
     std::vector<Loader> loaders() const;
-    /// Bundles that could not be started.
-    const std::vector<LoadProblem>& problems() const noexcept { return problems_; }
+    /// Bundles that could not be started, services and loaders that do not say what they are.
+    std::vector<LoadProblem> problems() const;
 
   private:
     class ServiceCustomizer;
@@ -51,6 +51,8 @@ class FactorySettingsTracker {
 
     template <class Map, class Key, class Entry>
     bool enterOnce(Map& map, Key key, const Entry& entry, const std::string& group);
+    template <class Entry>
+    bool enterUnlessBroken(const Entry& entry) noexcept;
     bool enter(const Service& service);
     bool enter(const Loader& loader);
     void leave(const Service& service);

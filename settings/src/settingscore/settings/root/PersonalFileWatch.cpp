@@ -2,16 +2,22 @@
 
 #include "settingscore/Settings.hpp"
 #include "settingscore/SettingsRoot.hpp"
+#include "settingscore/events/UpdatePrefdirEvent.hpp"
 #include "settingscore/settings/file/FileFailureText.hpp"
 #include "settingscore/settings/file/FileLog.hpp"
 #include "settingscore/settings/file/LevelFileKeeper.hpp"
 #include "settingscore/settings/file/SettingsFileReader.hpp"
 #include "settingscore/settings/root/RootStates.hpp"
+#include "varnek/event/EventManager.hpp"
 #include "varnek/files/FolderWatch.hpp"
 
 #include <algorithm>
+#include <filesystem>
 #include <latch>
-#include <optional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <utility>
 
 namespace settings::core {
 
@@ -50,31 +56,71 @@ void takeOver(const SettingsRootStateMgr& tree, const FolderChanges& changes) {
         tree.files->loadAddedGroups(tree.root, LevelIndex::user, true);
 }
 
+/// One folder, while the watch lives: it may become that of the personal files again.
+class FollowedFolder {
+  public:
+    FollowedFolder(const std::filesystem::path& folder, const Tree& tree)
+        : watch_(folder, [this, tree](const FolderChanges& changes) {
+              isCaughtUp_.wait();
+              takeOver(*tree, changes);
+          }) {}
+    FollowedFolder(const FollowedFolder&) = delete;
+    FollowedFolder& operator=(const FollowedFolder&) = delete;
+    ~FollowedFolder() { catchUp(); } // also when that has failed: the thread is to end
+
+    /// From now on the thread takes changes over.
+    void catchUp() noexcept {
+        if (!std::exchange(isOpen_, true))
+            isCaughtUp_.count_down();
+    }
+
+  private:
+    std::latch isCaughtUp_{1}; // one thread at a time takes over what there is at the beginning
+    bool isOpen_ = false;
+    varnek::files::FolderWatch watch_;
+};
+
 } // namespace
 
 struct PersonalFileWatch::State {
-    explicit State(const Tree& tree) {
-        const auto folder = tree->files->fileOf("any", LevelIndex::user).parent_path();
-        if (!folder.empty())
-            watch.emplace(folder, [this, tree](const FolderChanges& changes) {
-                isCaughtUp.wait();
-                takeOver(*tree, changes);
+    State(const RootIndex& index, const Tree& of) : tree(of) {
+        moves = varnek::event::EventManager::instance().subscribe(
+            u"settings::core::UpdatePrefdirEvent",
+            [this, number = index.index()](const varnek::event::EventHandle& event) {
+                const auto* move = dynamic_cast<const UpdatePrefdirEvent*>(event.get());
+                if (move != nullptr && move->getRootIndex().index() == number)
+                    follow();
             });
-        const Opening whatComesLater{isCaughtUp}; // also when this fails: the thread is to end
-        takeOver(*tree, {{}, true});              // after the watch began, so that nothing falls in between
+        try {
+            follow();
+        } catch (...) {
+            moves.disconnectAndWait();
+            throw;
+        }
+    }
+    State(const State&) = delete;
+    State& operator=(const State&) = delete;
+    ~State() { moves.disconnectAndWait(); }
+
+    void follow() {
+        const auto folder = tree->files->fileOf("any", LevelIndex::user).parent_path();
+        auto fresh = folder.empty() ? nullptr : std::make_unique<FollowedFolder>(folder, tree);
+        takeOver(*tree, {{}, true}); // after the watch began, so that nothing falls in between
+        if (fresh == nullptr)
+            return;
+        fresh->catchUp();
+        const std::lock_guard lock(mutex);
+        folders.try_emplace(folder, std::move(fresh)); // one that is there goes on
     }
 
-    struct Opening {
-        std::latch& latch;
-        ~Opening() { latch.count_down(); }
-    };
-
-    std::latch isCaughtUp{1}; // one thread at a time takes changes over
-    std::optional<varnek::files::FolderWatch> watch;
+    const Tree tree;
+    std::mutex mutex;                                                         // rank "followed folders"
+    std::map<std::filesystem::path, std::unique_ptr<FollowedFolder>> folders; // guarded by mutex
+    varnek::event::Connection moves;
 };
 
 PersonalFileWatch::PersonalFileWatch(const RootIndex& index)
-    : state_(std::make_unique<State>(requireTree(index))) {}
+    : state_(std::make_unique<State>(index, requireTree(index))) {}
 PersonalFileWatch::~PersonalFileWatch() = default;
 
 } // namespace settings::core

@@ -1,20 +1,39 @@
 #include "settingscore/settings/root/ToolboxSources.hpp"
 
+#include "settingscore/settings/file/FileFailureText.hpp"
 #include "settingscore/settings/root/RootLog.hpp"
+
+#include <stdexcept>
+#include <utility>
 
 namespace settings::core::detail {
 
-void ToolboxSources::takeLoaders(const std::vector<Loader>& loaders, const TakeGroup& take) {
-    const std::lock_guard lock(mutex_);
-    for (const Loader& loader : loaders) {
-        const std::string name = loader->getName();
-        VARNEK_LOG(rootLog, info) << "SettingsImplRoot::call the loader for " << name;
-        take(name, !loader->isHidden());
-        std::filesystem::path file = loader->getFactoryFile();
-        declared_.insert(name);
-        if (!file.empty())
-            files_[name].push_back({std::move(file), true});
+void ToolboxSources::takeLoaders(const std::vector<Loader>& loaders, const TakeGroup& take,
+                                 const Refused& refused) {
+    std::vector<std::pair<std::string, std::string>> failures; // told without the lock
+    {
+        const std::lock_guard lock(mutex_);
+        for (const Loader& loader : loaders) {
+            std::string name;
+            try {
+                name = loader->getName();
+                VARNEK_LOG(rootLog, info) << "SettingsImplRoot::call the loader for " << name;
+                const bool isVisible = !loader->isHidden();
+                std::filesystem::path file = loader->getFactoryFile();
+                if (!file.empty() && !file.is_absolute())
+                    throw std::runtime_error("the path of its factory file is not absolute: " +
+                                             file.string());
+                take(name, isVisible);
+                declared_.insert(name);
+                if (!file.empty())
+                    files_[name].push_back({std::move(file), true});
+            } catch (...) { // the others go on
+                failures.emplace_back(std::move(name), causeOfCurrentException());
+            }
+        }
     }
+    for (const auto& [name, cause] : failures)
+        refused(name, cause);
 }
 
 void ToolboxSources::addFactoryFile(const std::string& group, FactoryFile file) {

@@ -34,8 +34,12 @@ class ToolboxSources {
     /// Takes (name, whether users see it); called with mutex_ held.
     using TakeGroup = std::function<void(const std::string& group, bool isVisible)>;
 
-    /// Declares the group of each loader, in their order, and hands it to `take`.
-    void takeLoaders(const std::vector<Loader>& loaders, const TakeGroup& take);
+    /// Takes (name, cause) of a loader at fault; called without a lock.
+    using Refused = std::function<void(const std::string& group, const std::string& cause)>;
+
+    /// Declares the group of each loader, in their order, and hands it to `take`. One that throws, or whose
+    /// path is not absolute, is left out.
+    void takeLoaders(const std::vector<Loader>& loaders, const TakeGroup& take, const Refused& refused);
     /// Appends to the files of the group.
     void addFactoryFile(const std::string& group, FactoryFile file);
     /// In place of all files that the group had.

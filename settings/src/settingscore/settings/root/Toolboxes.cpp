@@ -15,7 +15,9 @@
 
 #include <boost/make_shared.hpp>
 
+#include <optional>
 #include <stdexcept>
+#include <utility>
 
 namespace settings::core::detail {
 
@@ -41,7 +43,7 @@ void Toolboxes::build(const std::filesystem::path& factoryFolder) {
         if (isVisible)
             visible.insert(group);
     };
-    sources_.takeLoaders(tracker.loaders(), take);
+    sources_.takeLoaders(tracker.loaders(), take, noteRefusal());
     if (!factoryFolder.empty()) {
         for (const FactoryFileLocation& location : readFactoryFileLocations(factoryFolder)) {
             sources_.addFactoryFile(location.toolboxGroupName, {factoryFolder / location.factoryFile});
@@ -109,11 +111,12 @@ void Toolboxes::takeServices() {
 }
 
 void Toolboxes::addLoader(const ToolboxSources::Loader& loader) {
-    bool isVisible = false;
-    const auto take = [&](const std::string&, bool visible) { isVisible = visible; };
-    sources_.takeLoaders({loader}, take);
-    const std::string name = loader->getName();
-    sources_.declare(name, isVisible);
+    std::optional<std::pair<std::string, bool>> taken;
+    const auto take = [&](const std::string& name, bool isVisible) { taken.emplace(name, isVisible); };
+    sources_.takeLoaders({loader}, take, noteRefusal());
+    if (!taken)
+        return;
+    sources_.declare(taken->first, taken->second);
     lookForSources();
 }
 
@@ -138,6 +141,13 @@ void Toolboxes::addSubgroup(const FactorySettingsTracker::Service& service) {
     const auto group = boost::dynamic_pointer_cast<SettingsImpl>(parent);
     if (group != nullptr && !group->isLeafNode())
         group->adoptWithEvents({groupOfService(service)}, events);
+}
+
+ToolboxSources::Refused Toolboxes::noteRefusal() {
+    return [this](const std::string& name, const std::string& cause) {
+        VARNEK_LOG(rootLog, error) << "Exception caught: toolbox " << name << ": " << cause;
+        problems_.set(name, {{"toolbox " + name, cause}});
+    };
 }
 
 // ---- sources ----

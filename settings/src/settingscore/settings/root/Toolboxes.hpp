@@ -76,6 +76,7 @@ class Toolboxes : public GroupLoader, public std::enable_shared_from_this<Toolbo
     /// The definitions and nothing else; none when there is no source.
     ToolboxDefinition define(const std::string& name);
     void noteFile(const std::string& name, LevelIndex level);
+    ToolboxSources::Refused noteRefusal();
 
     const boost::shared_ptr<LevelFileKeeper> files_;
     const std::shared_ptr<UserSettingsUpgrade> upgrade_;

@@ -1,0 +1,82 @@
+#include "EventLine.hpp"
+
+#include "Printable.hpp"
+#include "ValueText.hpp"
+
+#include "settingscore/events/SettingsAddNodeEvent.hpp"
+#include "settingscore/events/SettingsRemoveNodeEvent.hpp"
+#include "settingscore/events/SettingsValueChangeEvent.hpp"
+#include "json/Writer.hpp"
+
+namespace vksettings {
+
+namespace json = varnek::json;
+namespace core = settings::core;
+using varnek::data::Array;
+
+namespace {
+
+json::Value typeOf(const Array& value) {
+    return value.isVoid() ? json::Value() : json::Value(varnek::data::className(value.type()));
+}
+
+} // namespace
+
+EventLine::EventLine(const core::SettingsEvent& event, bool asJson) : asJson_(asJson) {
+    if (const auto* change = dynamic_cast<const core::SettingsValueChangeEvent*>(&event))
+        changed(*change);
+    else if (const auto* addition = dynamic_cast<const core::SettingsAddNodeEvent*>(&event))
+        added(*addition);
+    else if (const auto* removal = dynamic_cast<const core::SettingsRemoveNodeEvent*>(&event))
+        removed(*removal);
+}
+
+void EventLine::changed(const core::SettingsValueChangeEvent& event) {
+    const auto setting = event.getObj();
+    const auto group = setting->getParent();
+    name_ = setting->getFullName();
+    const Array old = event.getOldValue();
+    const Array now = group == nullptr ? Array() : group->get(setting->getName());
+    json::Object object;
+    object.set("event", "changed");
+    object.set("oldValue", asJson(old));
+    object.set("oldType", typeOf(old));
+    object.set("value", asJson(now));
+    object.set("type", typeOf(now));
+    write(std::move(object), name_ + ": " + shown(old) + " -> " + shown(now));
+}
+
+void EventLine::added(const core::SettingsAddNodeEvent& event) {
+    const auto node = event.getObj();
+    const auto parent = event.getParentObj();
+    setName(*parent, *node);
+    const Array value = node->isLeafNode() ? parent->get(node->getName()) : Array();
+    json::Object object;
+    object.set("event", "added");
+    object.set("value", asJson(value));
+    object.set("type", node->isLeafNode() ? typeOf(value) : json::Value("group"));
+    write(std::move(object),
+          "added " + name_ + (node->isLeafNode() ? " = " + shown(value) : std::string(".")));
+}
+
+void EventLine::removed(const core::SettingsRemoveNodeEvent& event) {
+    const auto node = event.getObj();
+    setName(*event.getParentObj(), *node);
+    json::Object object;
+    object.set("event", "removed");
+    object.set("type", node->isLeafNode() ? json::Value() : json::Value("group"));
+    write(std::move(object), "removed " + name_ + (node->isLeafNode() ? "" : "."));
+}
+
+/// A node that is gone does not know where it was.
+void EventLine::setName(const core::Settings& parent, const core::Settings& node) {
+    const std::string above = parent.getFullName();
+    name_ = above.empty() ? node.getName() : above + "." + node.getName();
+}
+
+void EventLine::write(json::Object object, const std::string& forPeople) {
+    object.set("name", jsonText(name_));
+    text_ = asJson_ ? json::write(json::Value(std::move(object))) : printable(forPeople);
+}
+
+} // namespace vksettings
