@@ -52,6 +52,19 @@ if(NOT EXISTS ${prefix}/bin/linux64/settings_plugins/libexample_checks.so)
 endif()
 message(STATUS "plug-in: ok")
 
+step(${CMAKE_COMMAND} -S ${SOURCE}/examples/toolboxes/service -B ${work}/toolbox -G ${GENERATOR}
+    -DCMAKE_CXX_COMPILER=${COMPILER} -DCMAKE_PREFIX_PATH=${prefix} -DCMAKE_BUILD_TYPE=Debug)
+step(${CMAKE_COMMAND} --build ${work}/toolbox)
+step(${CMAKE_COMMAND} --install ${work}/toolbox --prefix ${prefix})
+if(EXISTS ${prefix}/bin/vksettings)
+    step(${CMAKE_COMMAND} -E env SETTINGS_FACTORYDIR=${work} SETTINGS_USERDIR=${work} SETTINGS_INSTALLATIONDIR=${work}
+        ${prefix}/bin/vksettings get telemetry.buffer.samples)
+    if(NOT output STREQUAL "1024\n")
+        message(FATAL_ERROR "the example toolbox gave: ${output}")
+    endif()
+endif()
+message(STATUS "toolbox: ok")
+
 set(ENV{PKG_CONFIG_PATH} ${prefix}/${LIBDIR}/pkgconfig)
 step(pkg-config --cflags --libs settingscore)
 separate_arguments(flags UNIX_COMMAND "${output}")
