@@ -57,7 +57,11 @@ struct ToolboxBundles : testing::Test {
             ::setenv("SETTINGS_USERDIR", (base / "user").c_str(), 1);
             ::unsetenv("STARTED_BUNDLES");
             setInstallationRoot([this] { return base.path(); });
-            body();
+            try {
+                body();
+            } catch (const std::exception& failure) { // never on into the tests of the parent
+                ADD_FAILURE() << failure.what();
+            }
             std::fflush(nullptr);
             ::_exit(testing::Test::HasFailure() ? 1 : 0);
         }
