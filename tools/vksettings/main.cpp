@@ -397,7 +397,8 @@ ExitCode CommandLine::run(const std::vector<std::string>& words, Language& langu
     try {
         app_.parse(inOrderOfParser(words));
     } catch (const CLI::ParseError& error) {
-        if (const std::string commands = missingCommand(app_); error.get_exit_code() != 0 && !commands.empty())
+        if (const std::string commands = missingCommand(app_);
+            error.get_exit_code() != 0 && !commands.empty())
             std::cerr << "one of these commands is required: " << commands << '\n';
         else if (app_.exit(error) == 0)
             return done;

@@ -39,7 +39,11 @@ void inAProcess(const std::function<void()>& body) {
     const pid_t child = ::fork();
     ASSERT_GE(child, 0);
     if (child == 0) {
-        body();
+        try {
+            body();
+        } catch (const std::exception& failure) { // must not go on with the parent's tests
+            ADD_FAILURE() << failure.what();
+        }
         std::fflush(nullptr);
         ::_exit(testing::Test::HasFailure() ? 1 : 0);
     }
