@@ -85,6 +85,60 @@ TEST_F(Reloading, GivesASettingThatComesBackItsValue) {
     EXPECT_EQ(1.0, alpha->get<double>("kept"));
 }
 
+TEST_F(Reloading, FollowsTheChangesThatTheNewDefinitionsBring) {
+    const Handle root = start();
+    alpha->set("gone", 21.0, "user");
+    alpha->set("turned", 22.0, "user");
+    waitForSettingsSaves();
+    tree.define(
+        R"({"groupName": "alpha", "settings": [{"name": "kept", "value": 1}, {"name": "wide", "value": 2}],
+      "upgraders": [{"VersionLabel": "R2025a", "VersionChanges": [
+        {"Operation": "move", "Inputs": ["alpha.gone"], "Outputs": ["alpha.wide"]},
+        {"Operation": "remove", "Inputs": ["alpha.turned"]}]}]})");
+    root->reloadFactoryFile("alpha");
+    EXPECT_EQ(21.0, alpha->get<double>("wide"));
+    alpha->set("kept", 5.0, "user"); // a save must not bring the old names back
+    tree.define(first);
+    const Handle again = tree.start()->getChild("alpha");
+    EXPECT_FALSE(again->isSet("gone", "user"));
+    EXPECT_FALSE(again->isSet("turned", "user"));
+}
+
+TEST_F(Reloading, AnAliasThatLeadsElsewhereIsFollowedThere) {
+    const auto document = [](const char* to) {
+        return std::string(
+                   R"({"groupName": "alpha", "settings": [{"name": "a", "value": 1}, {"name": "b", "value": 2},
+            {"name": "c", "attributes": {"aliasName": "alpha.)") +
+               to + "\"}}]}";
+    };
+    tree.define(document("a"));
+    const Handle root = tree.start();
+    EXPECT_EQ(1.0, root->getByFullName<double>("alpha.c"));
+    tree.define(document("b"));
+    root->reloadFactoryFile("alpha");
+    EXPECT_EQ(2.0, root->getByFullName<double>("alpha.c"));
+}
+
+TEST_F(Reloading, WhatAnotherProcessHasUnsetStaysUnset) {
+    const Handle root = start();
+    alpha->set("gone", 21.0, "user");
+    alpha->set("kept", 20.0, "user");
+    waitForSettingsSaves();
+    alpha->unset("gone", "user");
+    waitForSettingsSaves();
+    const std::string withOne = bytesOf(tree.userFile("alpha"));
+    alpha->set("gone", 21.0, "user");
+    waitForSettingsSaves();
+    writeBytes(tree.userFile("alpha"), withOne); // by the other process
+    tree.define(second);
+    root->reloadFactoryFile("alpha");
+    alpha->set("kept", 30.0, "user");
+    tree.define(first);
+    const Handle again = tree.start()->getChild("alpha");
+    EXPECT_FALSE(again->isSet("gone", "user"));
+    EXPECT_EQ(30.0, again->get<double>("kept"));
+}
+
 TEST_F(Reloading, ANewDefaultIsAChangeOfTheEffectiveValue) {
     const Handle root = start();
     tree.define(second);

@@ -1,5 +1,6 @@
 // Groups that are declared and loaded when somebody needs them.
 
+#include "settingscore/SaveReport.hpp"
 #include "settingscore/events/SettingsAddNodeEvent.hpp"
 #include "settingscore/exception/Exceptions.hpp"
 #include "settingscore/plugin/ServiceFramework.hpp"
@@ -322,6 +323,45 @@ TEST_F(ToolboxLoading, LoadersDeclareGroups) {
     EXPECT_EQ("nowhere zeta(hidden) ", names(root->getChildren()));
     zeta.Unregister();
     nowhere.Unregister();
+}
+
+TEST_F(ToolboxLoading, ALateGroupWithinAGroupHasItsPersonalValues) {
+    tree.defineOne("alpha");
+    {
+        Services services;
+        services.add("inner", {}, "alpha");
+        tree.start()->getSettingsByFullName("alpha.inner")->set("x", 9.0, "user");
+    }
+    const Handle root = tree.start();
+    EXPECT_EQ(1.0, root->getByFullName<double>("alpha.x"));
+    Services services;
+    services.add("inner", {}, "alpha");
+    EXPECT_EQ(9.0, root->getByFullName<double>("alpha.inner.x"));
+}
+
+TEST_F(ToolboxLoading, AGroupThatNobodyHasNeededIsExportedAndReportedOn) {
+    tree.defineOne("alpha");
+    tree.start()->getChild("alpha")->set("x", 2.0, "user");
+    tree.start();
+    const Handle alpha = tree.start()->getChildren().front();
+    Settings::exportSettings({alpha}, varnek::files::utf16FromPath(tree.base / "out.vksettings"), "user");
+    EXPECT_TRUE(std::filesystem::exists(tree.base / "out.vksettings"));
+    EXPECT_EQ(tree.userFile("alpha").string(), lastSave(*tree.start()->getChildren().front(), "user").file);
+}
+
+TEST_F(ToolboxLoading, NothingIsAddedToAGroupThatNothingDefines) {
+    Handle gone;
+    {
+        Services services;
+        services.add("gone");
+        gone = tree.start()->getChildren().front();
+    }
+    EXPECT_TRUE(gone->getChildren().empty());
+    EXPECT_EQ("InvalidNodePath",
+              failureOf([&] { gone->addSetting("y", Array::scalar(1.0), true, false, "user"); }));
+    Services services;
+    services.add("gone");
+    EXPECT_EQ(1.0, gone->get<double>("x"));
 }
 
 } // namespace

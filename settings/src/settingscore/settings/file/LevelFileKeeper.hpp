@@ -104,14 +104,22 @@ class LevelFileKeeper : public SaveRequests, public boost::enable_shared_from_th
     /// events.
     void adoptLeftovers(const NodePtr& topLevelGroup, bool isTreeInUse = false);
 
-    /// The folder of the level has become another one: the values of each group that was read from the folder
-    /// before are exchanged for those of the new one by the next reading, and before the next save. What was
-    /// changed since the last save stays.
-    void followFolder(LevelIndex level);
+    /// The folder of the level is about to become another one: the values of each group that was read from
+    /// the folder before are exchanged for those of the new one by the next reading, and before the next
+    /// save. What was changed since the last save stays.
+    void followFolder(LevelIndex level, const std::filesystem::path& folder);
 
-    /// Puts what a group held before it was defined anew in place where the tree has a setting for it and no
-    /// value; what finds no place is kept. With events.
-    void takeUp(const NodePtr& topLevelGroup, LevelIndex level, GroupRecord values);
+    // For a group that is defined anew; the events are left in `events`.
+
+    /// What the group holds on the level and its file does not.
+    GroupRecord unsavedValues(const NodePtr& topLevelGroup, LevelIndex level) const;
+    /// loadLevel(), of a tree in use; followUpgrades() is due afterwards.
+    void reloadLevel(const NodePtr& topLevelGroup, LevelIndex level, LateEvents& events);
+    /// Puts values in place where the tree has a setting for them and no value; the others are kept.
+    void takeUp(const NodePtr& topLevelGroup, LevelIndex level, GroupRecord values, LateEvents& events);
+
+    /// What was read of a group never came into the tree: its files count as not read.
+    void forgetFilesOf(const std::string& group) noexcept;
 
     /// Saves what an upgrade has changed in the group's file, and reads again what it has written into other
     /// groups' files; loadLevel() does so itself when it tells events.

@@ -60,6 +60,26 @@ GroupRecord GroupRecord::clone() const {
     return copy;
 }
 
+void GroupRecord::removeSame(const GroupRecord& other) {
+    const auto called = [](const auto& records, const std::string& of) {
+        const auto found = std::find_if(records.begin(), records.end(),
+                                        [&](const auto& record) { return record.name == of; });
+        return found == records.end() ? nullptr : &*found;
+    };
+    std::erase_if(settings, [&](const SettingRecord& setting) {
+        const SettingRecord* const same = called(other.settings, setting.name);
+        return same != nullptr && same->value == setting.value;
+    });
+    std::erase_if(groups, [&](GroupRecord& group) {
+        const GroupRecord* const same = called(other.groups, group.name);
+        if (same == nullptr)
+            return false;
+        group.removeSame(*same);
+        group.isUserDefined = group.isUserDefined && !same->isUserDefined;
+        return group.isEmpty();
+    });
+}
+
 bool GroupRecord::remove(std::span<const std::string> path) {
     if (path.size() > 1) {
         GroupRecord* const next = find(groups, path.front());

@@ -51,6 +51,8 @@ struct GroupRecord {
     /// Takes over what `other` has and this group has not; where both have a child of one name, this one
     /// stays.
     void addMissing(GroupRecord other);
+    /// Takes out what `other` has with the same value, and groups in which nothing is left.
+    void removeSame(const GroupRecord& other);
     /// Takes out the node at `path`, the names from a child of this group on. False: there is none.
     bool remove(std::span<const std::string> path);
 };

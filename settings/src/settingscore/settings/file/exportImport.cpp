@@ -45,6 +45,7 @@ std::vector<Chain> chainsToExport(const std::vector<ConstHandle>& nodes) {
             throw exception::CannotExportStandaloneSettings(node);
     std::vector<Chain> chains;
     for (const ConstHandle& node : nodes) {
+        SettingsAccess::mutableNode(*node)->readOnlyState(); // loads a group that nobody has needed yet
         const NodePtr& top = chains.emplace_back(chainTo(SettingsAccess::mutableNode(*node))).front();
         if (top->getTopLevelNodeForSave() != top)
             throw exception::CannotExportStandaloneSettings(node); // removed this moment

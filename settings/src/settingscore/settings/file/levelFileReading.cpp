@@ -10,6 +10,7 @@
 #include "settingscore/settings/file/PersonalFileUpgrade.hpp"
 #include "settingscore/settings/file/SettingsFileReader.hpp"
 #include "settingscore/settings/file/TreeLoader.hpp"
+#include "settingscore/settings/file/TreeSnapshot.hpp"
 #include "varnek/files/FileError.hpp"
 #include "varnek/files/FileReplacement.hpp"
 #include "varnek/files/Folder.hpp"
@@ -284,8 +285,7 @@ void LevelFileKeeper::moveBase(const Key& key, const std::filesystem::path& file
     state.folder = folder;
 }
 
-void LevelFileKeeper::followFolder(LevelIndex level) {
-    const std::filesystem::path folder = folders_(level);
+void LevelFileKeeper::followFolder(LevelIndex level, const std::filesystem::path& folder) {
     const std::lock_guard lock(mutex_);
     followed_[level] = folder;
 }
@@ -336,9 +336,36 @@ void LevelFileKeeper::adoptLeftovers(const NodePtr& topLevelGroup, bool isTreeIn
     }
 }
 
-void LevelFileKeeper::takeUp(const NodePtr& topLevelGroup, LevelIndex level, GroupRecord values) {
+GroupRecord LevelFileKeeper::unsavedValues(const NodePtr& topLevelGroup, LevelIndex level) const {
+    GroupRecord values = snapshotOf(topLevelGroup, level);
+    const std::lock_guard lock(mutex_);
+    if (const auto& base = stateOf({topLevelGroup->getName(), level}).base)
+        values.removeSame(*base);
+    return values;
+}
+
+void LevelFileKeeper::reloadLevel(const NodePtr& topLevelGroup, LevelIndex level, LateEvents& events) {
     const Key key(topLevelGroup->getName(), level);
-    LateEvents events;
+    inTurn(key, [&] {
+        readForTheFolder(key, topLevelGroup, events, Telling::yes);
+        adopt(key, topLevelGroup, &events);
+    });
+}
+
+void LevelFileKeeper::forgetFilesOf(const std::string& group) noexcept {
+    const std::lock_guard lock(mutex_);
+    for (auto& [key, state] : states_)
+        if (key.first == group) {
+            state->forgetContent();
+            state->isOf.clear();
+        }
+}
+
+void LevelFileKeeper::takeUp(const NodePtr& topLevelGroup, LevelIndex level, GroupRecord values,
+                             LateEvents& events) {
+    if (values.isEmpty())
+        return;
+    const Key key(topLevelGroup->getName(), level);
     inTurn(key, [&] {
         const LoadRules rules{.level = level,
                               .isSecret = status(key.first, level).isEncrypted,

@@ -110,6 +110,8 @@ void SettingsImpl::redefine(const SettingsImpl& fresh, LateEvents* events) {
                                                   : std::make_unique<const DefinitionHandle>(definition));
         indirectReads_.store(fresh.indirectReads_.load(std::memory_order_relaxed), std::memory_order_relaxed);
     }
+    if (const auto parent = parentGroup())
+        parent->group_->aliases.forget(name_); // it may lead elsewhere now
     varnek::concurrency::reclaimIfDue();
     readOnly_.store(fresh.readOnlyState(), std::memory_order_relaxed);
     visible_.store(fresh.isVisible(), std::memory_order_relaxed);

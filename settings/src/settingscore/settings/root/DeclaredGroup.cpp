@@ -1,5 +1,7 @@
 #include "settingscore/settings/root/DeclaredGroup.hpp"
 
+#include "settingscore/Settings.hpp"
+#include "settingscore/exception/Exceptions.hpp"
 #include "settingscore/settings/root/LoadTurns.hpp"
 #include "settingscore/settings/root/RootLog.hpp"
 
@@ -33,29 +35,29 @@ boost::shared_ptr<DeclaredGroup> DeclaredGroup::make(std::string_view name, bool
     return group;
 }
 
-bool DeclaredGroup::load() {
+DeclaredGroup::Outcome DeclaredGroup::load() {
     LoadTurns& turns = LoadTurns::instance();
     while (!isLoaded()) {
         const auto loader = loader_.lock();
         if (loader == nullptr)
-            return false;
+            return Outcome::undefined;
         const LoadTurns::Outcome outcome = turns.begin(this);
         if (outcome == LoadTurns::Outcome::circular) {
             VARNEK_LOG(rootLog, warning) << "The definitions of " << getName() << " are needed to load them";
-            return false;
+            return Outcome::circular;
         }
         if (outcome == LoadTurns::Outcome::ended)
             continue;
         {
             const Turn turn{turns, this};
             if (isLoaded()) // somebody was quicker
-                return true;
+                return Outcome::loaded;
             if (!fill(*loader))
-                return false;
+                return Outcome::undefined;
         }
         loader->loaded(*this);
     }
-    return true;
+    return Outcome::loaded;
 }
 
 /// The children come last: whoever finds one of them finds everything, and can save it.
@@ -64,12 +66,13 @@ bool DeclaredGroup::fill(GroupLoader& loader) {
     const auto content = loader.load(*this);
     if (content == nullptr)
         return false;
-    redefine(*content, nullptr);
-    stage_.store(Stage::appearing, std::memory_order_release);
     try {
+        redefine(*content, nullptr);
+        stage_.store(Stage::appearing, std::memory_order_release);
         adopt(content->getChildren(), nullptr);
     } catch (...) {
         stage_.store(Stage::declared, std::memory_order_release);
+        loader.dropped(*this);
         throw;
     }
     loadTime_ = (std::chrono::steady_clock::now() - start).count();
@@ -78,22 +81,31 @@ bool DeclaredGroup::fill(GroupLoader& loader) {
 }
 
 void DeclaredGroup::requireContent() const {
+    if (isLoaded() || const_cast<DeclaredGroup*>(this)->load() != Outcome::undefined)
+        return;
+    const NodePtr parent = getParent();
+    throw exception::InvalidNodePath(
+        parent == nullptr ? boost::shared_ptr<Settings>() : parent->getThisObject(), getName());
+}
+
+/// For what only looks: a group that nothing defines is empty.
+void DeclaredGroup::loadNow() const {
     if (!isLoaded())
         const_cast<DeclaredGroup*>(this)->load();
 }
 
 bool DeclaredGroup::isSet(std::string_view name, std::string_view level) const {
-    requireContent();
+    loadNow();
     return SettingsImpl::isSet(name, level);
 }
 
 void DeclaredGroup::unset(std::string_view name, std::string_view level) {
-    requireContent();
+    loadNow();
     SettingsImpl::unset(name, level);
 }
 
 boost::optional<std::uint64_t> DeclaredGroup::getDataTypeIndex(std::string_view name) const {
-    requireContent();
+    loadNow();
     return SettingsImpl::getDataTypeIndex(name);
 }
 
@@ -103,53 +115,53 @@ ConstNodePtr DeclaredGroup::getChild(std::string_view name, bool load) const {
 
 NodePtr DeclaredGroup::getChild(std::string_view name, bool load) {
     if (load)
-        requireContent();
+        loadNow();
     return SettingsImpl::getChild(name, load);
 }
 
 std::vector<ConstNodePtr> DeclaredGroup::getChildren() const {
-    requireContent();
+    loadNow();
     return SettingsImpl::getChildren();
 }
 
 std::vector<NodePtr> DeclaredGroup::getChildren() {
-    requireContent();
+    loadNow();
     return SettingsImpl::getChildren();
 }
 
 boost::optional<std::uint32_t> DeclaredGroup::getVersionNumber() const {
-    requireContent();
+    loadNow();
     return SettingsImpl::getVersionNumber();
 }
 
 void DeclaredGroup::mergeDescendants(const ConstNodePtr& other, std::string_view level) {
-    requireContent();
+    loadNow();
     SettingsImpl::mergeDescendants(other, level);
 }
 
 ShapedArray DeclaredGroup::getAny(std::string_view name, std::string_view level) const {
-    requireContent();
+    loadNow();
     return SettingsImpl::getAny(name, level);
 }
 
 varnek::data::Array DeclaredGroup::get(std::string_view name, std::string_view level) const {
-    requireContent();
+    loadNow();
     return SettingsImpl::get(name, level);
 }
 
 void DeclaredGroup::setValue(std::string_view name, const varnek::data::Array& value, bool isVector,
                              std::string_view level) {
-    requireContent();
+    loadNow();
     SettingsImpl::setValue(name, value, isVector, level);
 }
 
 void DeclaredGroup::loadUserSettingsOncePerPrefdir() {
-    requireContent();
+    loadNow();
     SettingsImpl::loadUserSettingsOncePerPrefdir();
 }
 
 NodePtr DeclaredGroup::findSetting(std::string_view name) const {
-    requireContent();
+    loadNow();
     return SettingsImpl::findSetting(name);
 }
 
@@ -159,33 +171,33 @@ NodePtr DeclaredGroup::getTopLevelNodeForSave() {
 }
 
 ReadOnlyState DeclaredGroup::readOnlyState() const {
-    requireContent();
+    loadNow();
     return SettingsImpl::readOnlyState();
 }
 
 FactorySettingProperties DeclaredGroup::definition() const {
-    requireContent();
+    loadNow();
     return SettingsImpl::definition();
 }
 
 varnek::json::Object DeclaredGroup::attributes() const {
-    requireContent();
+    loadNow();
     return SettingsImpl::attributes();
 }
 
 void DeclaredGroup::setAttributes(varnek::json::Object attributes) {
-    requireContent();
+    loadNow();
     SettingsImpl::setAttributes(std::move(attributes));
 }
 
 void DeclaredGroup::setValidator(const ValidatorVariant& validator) {
-    requireContent();
+    loadNow();
     SettingsImpl::setValidator(validator);
 }
 
 void DeclaredGroup::writeFactoryFile(const std::u16string& file,
                                      const std::vector<UpgraderRecord>& upgraders) {
-    requireContent();
+    loadNow();
     SettingsImpl::writeFactoryFile(file, upgraders);
 }
 

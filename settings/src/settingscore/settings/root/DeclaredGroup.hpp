@@ -27,6 +27,8 @@ class GroupLoader {
     /// A group of that name with everything that is to be in it; null where there is no definition. Raises
     /// what the definitions raise.
     virtual boost::shared_ptr<SettingsImpl> load(DeclaredGroup& group) = 0;
+    /// What load() gave could not be put in place.
+    virtual void dropped(DeclaredGroup& group) noexcept = 0;
     /// The group has been filled. Raises nothing.
     virtual void loaded(DeclaredGroup& group) noexcept = 0;
 };
@@ -37,8 +39,13 @@ class DeclaredGroup : public SettingsImpl {
                                                  const std::shared_ptr<GroupLoader>& loader);
 
     bool isLoaded() const noexcept { return stage_.load(std::memory_order_acquire) == Stage::loaded; }
-    /// False when there is no definition, or the tree is gone. Blocks; raises what the loader raises.
-    bool load();
+    enum class Outcome {
+        loaded,
+        undefined, // there is no definition, or the tree is gone
+        circular,  // the group is needed to load it
+    };
+    /// Blocks; raises what the loader raises.
+    Outcome load();
     /// Of the last time that the group was filled.
     std::chrono::nanoseconds loadTime() const noexcept {
         return std::chrono::nanoseconds(loadTime_.load(std::memory_order_relaxed));
@@ -70,11 +77,13 @@ class DeclaredGroup : public SettingsImpl {
     void writeFactoryFile(const std::u16string& file, const std::vector<UpgraderRecord>& upgraders) override;
 
   protected:
+    /// InvalidNodePath for a group that nothing defines: what would be added could never be saved.
     void requireContent() const override;
 
   private:
     DeclaredGroup(std::string_view name, bool isVisible, const std::shared_ptr<GroupLoader>& loader);
     bool fill(GroupLoader& loader);
+    void loadNow() const;
 
     const std::weak_ptr<GroupLoader> loader_;
     enum class Stage : std::uint8_t { declared, appearing, loaded };

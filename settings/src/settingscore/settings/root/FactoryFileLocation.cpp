@@ -46,7 +46,9 @@ FactoryFileLocation entryOf(const json::Value& value, const std::filesystem::pat
     const json::Object* entry = value.ifObject();
     if (entry == nullptr)
         throw MalformedLocationFile(file, "every entry is an object");
-    FactoryFileLocation location{textOf(*entry, groupKey, file), textOf(*entry, fileKey, file)};
+    std::string factoryFile = textOf(*entry, fileKey, file);
+    std::replace(factoryFile.begin(), factoryFile.end(), '\\', '/'); // as on this platform
+    FactoryFileLocation location{textOf(*entry, groupKey, file), std::move(factoryFile)};
     if (const json::Value* hidden = entry->find(hiddenKey)) {
         if (hidden->kind() != json::Kind::boolean)
             throw MalformedLocationFile(file, "\"Hidden\" is true or false");

@@ -2,7 +2,6 @@
 
 #include "settingscore/exception/TreeFailures.hpp"
 #include "settingscore/settings/file/LevelFileKeeper.hpp"
-#include "settingscore/settings/file/TreeSnapshot.hpp"
 #include "settingscore/settings/root/RootLog.hpp"
 
 namespace settings::core::detail {
@@ -25,15 +24,13 @@ Redefinition::Redefinition(Group group, Group fresh, LevelFileKeeper& files)
     : group_(std::move(group)), fresh_(std::move(fresh)), files_(files) {}
 
 void Redefinition::run(LateEvents& events) {
-    std::vector<std::pair<LevelIndex, GroupRecord>> before;
-    for (const LevelIndex level : levelsOfFiles) {
-        files_.awaitSave(group_->getName(), level);
-        before.emplace_back(level, snapshotOf(group_, level));
-    }
+    std::vector<std::pair<LevelIndex, GroupRecord>> unsaved;
+    for (const LevelIndex level : levelsOfFiles)
+        unsaved.emplace_back(level, files_.unsavedValues(group_, level));
     replace(group_, fresh_, events);
-    for (auto& [level, values] : before) {
-        files_.loadLevel(group_, level);
-        files_.takeUp(group_, level, std::move(values)); // what the file does not hold yet
+    for (auto& [level, values] : unsaved) {
+        files_.reloadLevel(group_, level, events);
+        files_.takeUp(group_, level, std::move(values), events);
     }
 }
 

@@ -19,9 +19,8 @@ class Redefinition {
     /// `fresh` is a group outside every tree; it gives its nodes away.
     Redefinition(Group group, Group fresh, LevelFileKeeper& files);
 
-    /// Waits for what is still to be saved, changes the tree, and reads the group's files, through the
-    /// changes between releases. The events of the tree are left in `events`, those of the files are told.
-    /// Blocks on the disk.
+    /// Changes the tree, and reads the group's files, through the changes between releases; what is not
+    /// saved yet stays or is kept. The events are left in `events`. Blocks on the disk.
     void run(LateEvents& events);
 
   private:

@@ -81,8 +81,10 @@ NodePtr SettingsImplRoot::getChild(std::string_view name, bool load) {
     VARNEK_LOG(rootLog, debug) << "Root:getChildImpl: " << name << ". Load: " << load;
     NodePtr child = SettingsImpl::getChild(name, load);
     const auto declared = load ? boost::dynamic_pointer_cast<DeclaredGroup>(child) : nullptr;
-    if (declared != nullptr && !declared->load())
+    if (declared != nullptr && declared->load() != DeclaredGroup::Outcome::loaded)
         child = nullptr;
+    if (child == nullptr && load && toolboxes_ != nullptr)
+        toolboxes_->logMissing(std::string(name));
     VARNEK_LOG(rootLog, debug) << "Top level node " << name << (child == nullptr ? " not found" : " found");
     return child;
 }

@@ -3,6 +3,7 @@
 #include "settingscore/settings/file/FileFailureText.hpp"
 #include "settingscore/settings/root/RootLog.hpp"
 
+#include <algorithm>
 #include <stdexcept>
 #include <utility>
 
@@ -25,8 +26,11 @@ void ToolboxSources::takeLoaders(const std::vector<Loader>& loaders, const TakeG
                                              file.string());
                 take(name, isVisible);
                 declared_.insert(name);
-                if (!file.empty())
-                    files_[name].push_back({std::move(file), true});
+                auto& known = files_[name];
+                const bool isKnown = std::any_of(
+                    known.begin(), known.end(), [&](const FactoryFile& other) { return other.path == file; });
+                if (!file.empty() && !isKnown) // it may have been registered before
+                    known.push_back({std::move(file), true});
             } catch (...) { // the others go on
                 failures.emplace_back(std::move(name), causeOfCurrentException());
             }

@@ -75,9 +75,16 @@ void Toolboxes::addDummyNode(const std::string& name) {
 /// Below the root, or among those that wait for a source.
 void Toolboxes::put(const boost::shared_ptr<DeclaredGroup>& group, bool hasSource, LateEvents* events) {
     const std::string& name = group->getName();
+    const std::string source = sourceText(name);
     const std::lock_guard lock(creation_);
     const auto root = root_.lock();
-    if (root == nullptr || root->childNamed(name) != nullptr)
+    const NodePtr there = root == nullptr ? NodePtr() : root->childNamed(name);
+    if (there != nullptr && there->originLevel() != LevelIndex::factory) {
+        VARNEK_LOG(rootLog, error) << "Toolbox " << name
+                                   << " is left out: there is an added group of its name";
+        problems_.set(name, {{source, "there is an added group of that name"}});
+    }
+    if (root == nullptr || there != nullptr)
         return;
     if (!hasSource) {
         withoutSource_[name] = group;
@@ -91,7 +98,7 @@ void Toolboxes::put(const boost::shared_ptr<DeclaredGroup>& group, bool hasSourc
         withoutSource_.erase(name);
     } catch (const std::exception& failure) { // the name differs from another one by case only
         VARNEK_LOG(rootLog, error) << "Exception caught: " << failure.what();
-        problems_.set(name, {{sourceText(name), failure.what()}});
+        problems_.set(name, {{source, failure.what()}});
     }
 }
 
@@ -120,6 +127,16 @@ void Toolboxes::addLoader(const ToolboxSources::Loader& loader) {
     lookForSources();
 }
 
+void Toolboxes::logMissing(const std::string& name) const {
+    {
+        const std::lock_guard lock(creation_);
+        if (!withoutSource_.contains(name))
+            return;
+    }
+    VARNEK_LOG(rootLog, info) << "Try to load factory settings for " << name;
+    VARNEK_LOG(rootLog, warning) << "No microservice and no VARNEK code for factory settings for " << name;
+}
+
 void Toolboxes::lookForSources() {
     for (const std::string& name : sources_.declaredGroups())
         if (sourceOf(name) != ToolboxSource::none)
@@ -130,17 +147,26 @@ void Toolboxes::addSubgroup(const FactorySettingsTracker::Service& service) {
     const auto root = root_.lock();
     if (root == nullptr)
         return;
-    LateEvents events;
-    NodePtr parent = root;
-    std::string path = service->getParentName();
+    const std::string path = service->getParentName();
+    NodePtr parent = root, product;
     for (std::string_view rest = path; !rest.empty() && parent != nullptr;) {
+        parent = childCalled(nextName(rest), parent->getChildren());
         if (const auto top = boost::dynamic_pointer_cast<DeclaredGroup>(parent); top && !top->isLoaded())
             return; // it comes with its parent
-        parent = childCalled(nextName(rest), parent->getChildren());
+        product = product == nullptr ? parent : product;
     }
     const auto group = boost::dynamic_pointer_cast<SettingsImpl>(parent);
-    if (group != nullptr && !group->isLeafNode())
-        group->adoptWithEvents({groupOfService(service)}, events);
+    if (group == nullptr || group->isLeafNode() || product == nullptr)
+        return;
+    const auto added = groupOfService(service);
+    for (LoadProblem& problem :
+         addGroupsOfServices(added, path + '.' + added->getName(), FactorySettingsTracker::start()))
+        problems_.add(product->getName(), std::move(problem));
+    {
+        LateEvents events;
+        group->adoptWithEvents({added}, events);
+    }
+    files_->adoptLeftovers(product, true); // values that were kept for it
 }
 
 ToolboxSources::Refused Toolboxes::noteRefusal() {
@@ -267,6 +293,10 @@ void Toolboxes::noteFile(const std::string& name, LevelIndex level) {
         problems_.add(name, {status.file.string(), status.loadMessage});
 }
 
+void Toolboxes::dropped(DeclaredGroup& group) noexcept {
+    files_->forgetFilesOf(group.getName());
+}
+
 void Toolboxes::loaded(DeclaredGroup& group) noexcept {
     try {
         const NodePtr self = group.shared_from_this();
@@ -285,6 +315,7 @@ void Toolboxes::reload(const std::string& name, const char* operation) {
     const ToolboxSource source = sourceOf(name);
     if (source == ToolboxSource::none)
         throw exception::CantReloadFactoryFile(name);
+    VARNEK_LOG(rootLog, info) << "Try to load factory settings for " << name;
     if (source == ToolboxSource::service)
         VARNEK_LOG(rootLog, info) << "SettingsImplRoot::" << operation << ": Add service: " << name;
     const auto root = root_.lock();
@@ -292,6 +323,8 @@ void Toolboxes::reload(const std::string& name, const char* operation) {
         boost::dynamic_pointer_cast<SettingsImpl>(root == nullptr ? NodePtr() : root->childNamed(name));
     if (group == nullptr)
         return add(name, sources_.isVisible(name));
+    for (const LevelIndex level : levelsOfFiles) // the writer's listeners may wait for the turn
+        files_->awaitSave(name, level);
     LateEvents events; // told without the turn
     {
         const LoadTurn turn(group.get());

@@ -47,6 +47,8 @@ class Toolboxes : public GroupLoader, public std::enable_shared_from_this<Toolbo
     void addLoader(const ToolboxSources::Loader& loader);
     /// The same for a group in another one; nothing when that one is not loaded or not there.
     void addSubgroup(const FactorySettingsTracker::Service& service);
+    /// Says so when a group is declared and nothing defines it.
+    void logMissing(const std::string& name) const;
     /// Puts the groups that have a source by now below the root.
     void lookForSources();
 
@@ -66,6 +68,7 @@ class Toolboxes : public GroupLoader, public std::enable_shared_from_this<Toolbo
     std::optional<FactoryChanges> changesOf(const std::string& name) const;
 
     boost::shared_ptr<SettingsImpl> load(DeclaredGroup& group) override;
+    void dropped(DeclaredGroup& group) noexcept override;
     void loaded(DeclaredGroup& group) noexcept override;
 
   private:

@@ -92,11 +92,13 @@ boost::shared_ptr<SettingsRootStateMgr> TreesOnDemand::rebuild(const RootIndex& 
     waitForSettingsSaves(); // the new tree reads what the old one holds; the thread may ask for the tree
     boost::shared_ptr<SettingsRootStateMgr> before; // let go after the lock
     const BuildingHere here(index);
-    const std::lock_guard lock(building_);
+    std::unique_lock lock(building_);
     before = states.find(index.index());
     auto state = build(index, before == nullptr ? nullptr : before->root->treeContext()->events);
     states.erase(index.index()); // whoever finds nothing waits for the lock
     states.insert(index.index(), state);
+    lock.unlock();
+    state->toolboxes->takeServices(); // those that came before the tree could be found
     return state;
 }
 
@@ -104,6 +106,7 @@ bool TreesOnDemand::createEmpty(const RootIndex& index) {
     if (!index.namesTree())
         return false;
     requireInitialized(index);
+    const BuildingHere here(index);
     const std::lock_guard lock(building_);
     return RootStates::instance().insert(index.index(), emptyTree(index));
 }

@@ -30,11 +30,11 @@ using Tree = boost::shared_ptr<SettingsRootStateMgr>;
 constexpr std::string_view reloadedLast = "packages";
 
 /// The user's level finds its folder anew from here on, and files of the trees belong to that.
-void followDirectory() {
-    forgetLevelFolders();
-    for (const Tree& tree : RootStates::instance().all())
+void followDirectory(const std::u16string& directory) {
+    for (const Tree& tree : RootStates::instance().all()) // before a save can find the new folder
         if (tree->files != nullptr)
-            tree->files->followFolder(LevelIndex::user);
+            tree->files->followFolder(LevelIndex::user, varnek::files::pathFromUtf16(directory));
+    forgetLevelFolders();
 }
 
 /// With the readiness lock held. Whether the directory is the requested one now.
@@ -47,7 +47,7 @@ bool moveTo(const std::u16string& directory) {
     VARNEK_LOG(startupLog, info) << (isThere ? "Updated prefdir location successfully"
                                              : "Could not update prefdir location");
     if (isThere)
-        followDirectory();
+        followDirectory(directory);
     return isThere;
 }
 
