@@ -301,7 +301,8 @@ std::string missingCommand(const CLI::App& app) {
 void checkCommand(const CLI::App& app, const std::vector<std::string>& words, std::size_t at) {
     if (at >= words.size() || words[at].starts_with('-'))
         return;
-    const auto commands = app.get_subcommands([](const CLI::App*) { return true; });
+    const auto commands = // besides groups of options
+        app.get_subcommands([](const CLI::App* command) { return !command->get_name().empty(); });
     if (commands.empty())
         return;
     const auto named = std::find_if(commands.begin(), commands.end(), [&](const CLI::App* command) {

@@ -82,7 +82,8 @@ MadeGroup made(Text name, bool isVisible, const std::filesystem::path& file, Fil
 /// loading.
 MadeGroup onEngine(const std::function<MadeGroup()>& make) {
     MadeGroup group;
-    const auto job = [&] {
+    const auto job = [&, waiter = std::this_thread::get_id()] {
+        const core::DefinitionsForAnotherThread forOther(waiter);
         const GilLock gil;
         group = make();
     };

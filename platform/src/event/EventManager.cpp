@@ -47,16 +47,29 @@ EventManager::~EventManager() {
     table_->clear();
 }
 
-Connection EventManager::subscribe(std::vector<std::u16string> eventTypes, Listener listener) {
+namespace {
+
+void check(const std::vector<std::u16string>& eventTypes, const Listener& listener) {
     if (eventTypes.empty())
         throw std::invalid_argument("a listener needs at least one event type");
     if (!listener)
         throw std::invalid_argument("cannot subscribe an empty listener");
-    return Connection(table_->add(std::move(eventTypes), std::move(listener)));
 }
 
-std::size_t EventManager::listenerCount() const noexcept {
-    return table_->size();
+} // namespace
+
+Connection EventManager::subscribe(std::vector<std::u16string> eventTypes, Listener listener) {
+    check(eventTypes, listener);
+    return Connection(table_->add(std::move(eventTypes), std::move(listener), true));
+}
+
+Connection EventManager::observe(std::vector<std::u16string> eventTypes, Listener listener) {
+    check(eventTypes, listener);
+    return Connection(table_->add(std::move(eventTypes), std::move(listener), false));
+}
+
+bool EventManager::hasListeners() const noexcept {
+    return !table_->empty();
 }
 
 void EventManager::broadcast(const EventHandle& event) const {

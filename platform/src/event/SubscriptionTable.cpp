@@ -20,8 +20,9 @@ void report(const Event& event, const char* cause) {
 } // namespace
 
 Subscription::Subscription(std::uint64_t order, std::vector<std::u16string> types, Listener listener,
-                           std::weak_ptr<SubscriptionTable> table)
-    : order_(order), types_(std::move(types)), listener_(std::move(listener)), table_(std::move(table)) {}
+                           bool counts, std::weak_ptr<SubscriptionTable> table)
+    : order_(order), types_(std::move(types)), listener_(std::move(listener)), counts_(counts),
+      table_(std::move(table)) {}
 
 void Subscription::deliver(const EventHandle& event) noexcept {
     const concurrency::RunningCalls::Call call(calls_); // before the test: who disconnects then waits for us
@@ -36,11 +37,11 @@ void Subscription::deliver(const EventHandle& event) noexcept {
     }
 }
 
-SubscriptionHandle SubscriptionTable::add(std::vector<std::u16string> types, Listener listener) {
+SubscriptionHandle SubscriptionTable::add(std::vector<std::u16string> types, Listener listener, bool counts) {
     std::sort(types.begin(), types.end());
     types.erase(std::unique(types.begin(), types.end()), types.end());
     const auto added = std::make_shared<Subscription>(nextOrder_.fetch_add(1), std::move(types),
-                                                      std::move(listener), weak_from_this());
+                                                      std::move(listener), counts, weak_from_this());
     std::vector<List> lists; // new ones first, then those that they replace, freed after the lock
     lists.reserve(added->types().size());
     const std::lock_guard lock(mutex_);
@@ -53,12 +54,12 @@ SubscriptionHandle SubscriptionTable::add(std::vector<std::u16string> types, Lis
     }
     for (std::size_t i = 0; i < lists.size(); ++i)
         lists[i].swap(lists_.find(added->types()[i])->second);
-    size_.fetch_add(1, std::memory_order_release);
+    size_.fetch_add(counts ? 1 : 0, std::memory_order_release);
     return added;
 }
 
 void SubscriptionTable::remove(const SubscriptionHandle& subscription) noexcept {
-    size_.fetch_sub(1, std::memory_order_release);
+    size_.fetch_sub(subscription->counts() ? 1 : 0, std::memory_order_release);
     std::vector<List> replaced; // freed after the lock: listeners may be destroyed with them
     try {
         replaced.reserve(subscription->types().size());

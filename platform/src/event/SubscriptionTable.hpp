@@ -17,9 +17,10 @@ namespace varnek::event::detail {
 /// One listener with the types that it listens to. Thread-safe.
 class Subscription {
   public:
-    Subscription(std::uint64_t order, std::vector<std::u16string> types, Listener listener,
+    Subscription(std::uint64_t order, std::vector<std::u16string> types, Listener listener, bool counts,
                  std::weak_ptr<SubscriptionTable> table);
 
+    bool counts() const noexcept { return counts_; }
     std::uint64_t order() const noexcept { return order_; } // of subscribing
     const std::vector<std::u16string>& types() const noexcept { return types_; }
     bool connected() const noexcept { return connected_.load(); }
@@ -37,6 +38,7 @@ class Subscription {
     std::uint64_t order_;
     std::vector<std::u16string> types_;
     Listener listener_;
+    bool counts_;
     std::weak_ptr<SubscriptionTable> table_;
     std::atomic<bool> connected_{true};
     concurrency::RunningCalls calls_;
@@ -47,11 +49,11 @@ using SubscriptionHandle = std::shared_ptr<Subscription>;
 /// Lists are replaced, never changed, so that a broadcast goes on with the list that it found. Thread-safe.
 class SubscriptionTable : public std::enable_shared_from_this<SubscriptionTable> {
   public:
-    SubscriptionHandle add(std::vector<std::u16string> types, Listener listener);
+    /// `counts`: events are wanted for its sake.
+    SubscriptionHandle add(std::vector<std::u16string> types, Listener listener, bool counts);
     void remove(const SubscriptionHandle& subscription) noexcept;
     void clear() noexcept;
-    bool empty() const noexcept { return size() == 0; }
-    std::size_t size() const noexcept { return size_.load(std::memory_order_acquire); }
+    bool empty() const noexcept { return size_.load(std::memory_order_acquire) == 0; }
     /// Each once, in the order of subscribing.
     std::vector<SubscriptionHandle> listenersOf(const Event& event) const;
 
@@ -61,7 +63,8 @@ class SubscriptionTable : public std::enable_shared_from_this<SubscriptionTable>
     mutable std::mutex mutex_;                       // guards lists_; no foreign code runs under it
     std::unordered_map<std::u16string, List> lists_; // an empty handle is an empty list
     std::atomic<std::uint64_t> nextOrder_{0};
-    std::atomic<std::size_t> size_{0}; // subscriptions, so that a broadcast without listeners takes no lock
+    std::atomic<std::size_t> size_{
+        0}; // subscriptions that count, so that a broadcast without listeners takes no lock
 };
 
 } // namespace varnek::event::detail

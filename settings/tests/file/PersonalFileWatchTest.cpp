@@ -178,6 +178,14 @@ TEST_F(PersonalFiles, WhatTheInstallationHoldsComesWithTheGroup) {
     ASSERT_TRUE(mine);
     EXPECT_EQ(2.0, mine->get<double>("text"));
     EXPECT_EQ("added notes", next());
+    // The user's file goes, and comes back.
+    const auto file = there.file("notes");
+    const std::string bytes = bytesOf(file);
+    std::filesystem::remove(file);
+    EXPECT_EQ("removed notes", next());
+    writeBytes(file, bytes);
+    EXPECT_EQ("added notes", next());
+    EXPECT_EQ(2.0, here.root->getByFullName<double>("notes.text", "installation"));
 }
 
 /// Groups come in one after the other. Nothing of a group is told before its addition, however soon another

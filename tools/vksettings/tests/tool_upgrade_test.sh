@@ -40,7 +40,7 @@ R2024b
   move editor.margin -> editor.wrap: Failed: A group or setting named \"editor.wrap\" already exists there. (VARNEK:settings:config:GroupOrSettingNameAlreadyExists)
   remove editor.ruler: Skipped
   move editor.margin -> viewer.margin: Succeeded
-4 changes: 2 succeeded, 1 skipped, 1 failed" upgrade --dry-run editor
+4 changes: 2 succeeded, 1 skipped, 1 failed" upgrade editor --dry-run
 json=$("$tool" upgrade --dry-run editor --json)
 for member in '"group": "editor"' '"isThere": true' '"upgraderCount": 1' '"status": "Skipped"' \
     '"id": "VARNEK:settings:config:GroupOrSettingNameAlreadyExists"' '"release": "R2024b"'; do

@@ -100,10 +100,12 @@ class VARNEK_EXPORT EventManager {
                          std::move(listener));
     }
 
+    /// As subscribe(), for somebody who only looks on: no event is made for him, so that hasListeners() does
+    /// not count him, and he hears what is broadcast while others listen.
+    [[nodiscard]] Connection observe(std::vector<std::u16string> eventTypes, Listener listener);
+
     /// False when a broadcast would reach nobody whatever the event. Does not lock.
-    bool hasListeners() const noexcept { return listenerCount() != 0; }
-    /// Of all types together. Does not lock.
-    std::size_t listenerCount() const noexcept;
+    bool hasListeners() const noexcept;
 
     /// Calls the listeners of the event's types and of the qualified names of its class and base classes, in
     /// the order in which they subscribed. A listener that is disconnected meanwhile is left out, one that

@@ -21,6 +21,7 @@
 #include <filesystem>
 #include <functional>
 #include <string>
+#include <thread>
 
 namespace settings::core {
 
@@ -78,6 +79,19 @@ class SETTINGSCORE_EXPORT ClassDefFactorySettingsDefinition : public VARNEKFacto
 /// Says how files of an extension (".py") are run; an empty runner takes that back. Groups that are declared
 /// with such files appear in the trees that are there, with the event of an addition. Thread-safe.
 SETTINGSCORE_EXPORT void setFactorySettingsRunner(const std::string& extension, FactorySettingsRunner runner);
+
+/// While it lives, this thread makes definitions for another one that waits for it, so that groups which need
+/// each other are found out also across the two threads. On the stack of the working thread.
+class SETTINGSCORE_EXPORT DefinitionsForAnotherThread {
+  public:
+    explicit DefinitionsForAnotherThread(std::thread::id waiter);
+    DefinitionsForAnotherThread(const DefinitionsForAnotherThread&) = delete;
+    DefinitionsForAnotherThread& operator=(const DefinitionsForAnotherThread&) = delete;
+    ~DefinitionsForAnotherThread();
+
+  private:
+    const std::thread::id waiter_;
+};
 
 /// Gives a tree one more definition, in place of one of the same group. Listeners hear of a group that is
 /// new. SettingsLibraryNotInitialized when there is no such tree; std::invalid_argument for none.

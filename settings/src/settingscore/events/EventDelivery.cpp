@@ -74,11 +74,9 @@ void EventDelivery::Place::tell() noexcept {
 
 // ---- the order ----
 
-std::atomic<std::size_t> EventDelivery::listenersOfRoots{0};
-
 bool EventDelivery::isWanted() const noexcept {
     return isQueueOn_.load(std::memory_order_relaxed) || hasEventNotifyFunction() ||
-           EventManager::instance().listenerCount() > listenersOfRoots.load(std::memory_order_relaxed);
+           EventManager::instance().hasListeners();
 }
 
 EventDelivery::Place EventDelivery::reserve(const boost::shared_ptr<EventDelivery>& delivery,

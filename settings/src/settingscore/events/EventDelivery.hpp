@@ -92,8 +92,6 @@ class EventDelivery {
         bool isLost_ = false;
     };
 
-    /// How many listeners the roots of trees have themselves; they want no events of changes.
-    static std::atomic<std::size_t> listenersOfRoots;
     /// Events that one turn hands on, its own included, before it may stop.
     static constexpr std::size_t mostForOthers = 16;
 

@@ -448,6 +448,11 @@ NodePtr LevelFileKeeper::readAddedGroup(const Key& key, const NodePtr& root, Lat
     const std::filesystem::path file = fileOf(key.first, key.second);
     const std::lock_guard lock(mutex_);
     stateOf(key).isOf = file;
+    for (const LevelIndex level : levelsWithPersonalFiles) // a group of that name may have been there before
+        if (level != key.second) {
+            stateOf({key.first, level}).forgetContent();
+            stateOf({key.first, level}).isOf.clear();
+        }
     return group;
 }
 

@@ -1,6 +1,7 @@
 #include "settingscore/root/FactorySettingsDefinition.hpp"
 
 #include "settingscore/settings/root/LateSources.hpp"
+#include "settingscore/settings/root/LoadTurns.hpp"
 
 #include <map>
 #include <mutex>
@@ -52,6 +53,15 @@ ClassDefFactorySettingsDefinition::createFactorySettings() const {
     if (!run)
         throw std::runtime_error("no front end runs \"" + code_.file.string() + "\"");
     return run(code_);
+}
+
+DefinitionsForAnotherThread::DefinitionsForAnotherThread(std::thread::id waiter) : waiter_(waiter) {
+    if (waiter != std::this_thread::get_id())
+        detail::LoadTurns::instance().worksFor(waiter, true);
+}
+DefinitionsForAnotherThread::~DefinitionsForAnotherThread() {
+    if (waiter_ != std::this_thread::get_id())
+        detail::LoadTurns::instance().worksFor(waiter_, false);
 }
 
 void setFactorySettingsRunner(const std::string& extension, FactorySettingsRunner runner) {

@@ -14,9 +14,11 @@ bool LoadTurns::wouldWaitForItself(const void* group) const {
         const auto owner = loading_.find(group);
         if (owner == loading_.end())
             return false;
-        if (owner->second == std::this_thread::get_id())
+        const auto worker = workers_.find(owner->second);
+        const std::thread::id active = worker == workers_.end() ? owner->second : worker->second;
+        if (active == std::this_thread::get_id())
             return true;
-        const auto next = waiting_.find(owner->second);
+        const auto next = waiting_.find(active);
         if (next == waiting_.end())
             return false;
         group = next->second;
@@ -39,6 +41,14 @@ LoadTurns::Outcome LoadTurns::begin(const void* group) {
     });
     waiting_.erase(self);
     return Outcome::ended;
+}
+
+void LoadTurns::worksFor(std::thread::id waiter, bool isWaiting) {
+    const std::lock_guard lock(mutex_);
+    if (isWaiting)
+        workers_[waiter] = std::this_thread::get_id();
+    else
+        workers_.erase(waiter);
 }
 
 void LoadTurns::end(const void* group) {

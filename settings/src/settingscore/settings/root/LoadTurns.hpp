@@ -25,6 +25,10 @@ class LoadTurns {
     Outcome begin(const void* group);
     void end(const void* group);
 
+    /// From here on `waiter` waits for work on this thread that it needs for its turns; `isWaiting` false:
+    /// no more.
+    void worksFor(std::thread::id waiter, bool isWaiting);
+
   private:
     LoadTurns() = default;
     bool wouldWaitForItself(const void* group) const; // mutex_ is held
@@ -33,6 +37,7 @@ class LoadTurns {
     std::condition_variable turnEnded_;
     std::map<const void*, std::thread::id> loading_;
     std::map<std::thread::id, const void*> waiting_;
+    std::map<std::thread::id, std::thread::id> workers_; // of those that wait for work elsewhere
 };
 
 /// Has the turn of a group to the end of the scope. std::logic_error where that would wait for ever.

@@ -119,16 +119,10 @@ void SettingsImplRoot::followPrefdir() {
                                       << varnek::files::messageUtf8(levelFolder(index, LevelIndex::user));
     };
     prefdirChanges_ =
-        varnek::event::EventManager::instance().subscribe(u"settings::core::UpdatePrefdirEvent", log);
-    ++EventDelivery::listenersOfRoots;
+        varnek::event::EventManager::instance().observe({u"settings::core::UpdatePrefdirEvent"}, log);
 }
 
-SettingsImplRoot::~SettingsImplRoot() {
-    if (prefdirChanges_.connected()) {
-        prefdirChanges_.disconnect();
-        --EventDelivery::listenersOfRoots;
-    }
-}
+SettingsImplRoot::~SettingsImplRoot() = default;
 
 NodePtr SettingsImplRoot::addSetting(std::string_view, const FactorySettingProperties&,
                                      std::string_view level) {
