@@ -274,9 +274,7 @@ void LevelFileKeeper::Operation::prepareSave(const FolderTurn& folder) {
         createMissingFolder(file.parent_path()); // before it is locked
     if (!isLocked && !othersOut_)                // a save that begins anew keeps it
         othersOut_ = keepOthersOut(file, folder.isWaitedFor);
-    if (keeper_.upgrade_ != nullptr && key_.second == LevelIndex::user &&
-        !keeper_.upgrade_->finishInterrupted(file.parent_path()))
-        return end(SaveOutcome::waitingForRead);
+    finishUpgrade();
     foundStamp_ = varnek::files::FileStamp::of(file);
     // A folder that was away took nothing from the tree, and a group of this session has no file.
     const bool isToBeRead =
@@ -292,6 +290,14 @@ void LevelFileKeeper::Operation::prepareSave(const FolderTurn& folder) {
     }
     makeAccess();
     together_ = isInFolderOfPass() ? folder.together : nullptr;
+}
+
+/// Files that an upgrade has left to be replaced come first. Raises why this one has to wait.
+void LevelFileKeeper::Operation::finishUpgrade() {
+    if (keeper_.upgrade_ == nullptr || key_.second != LevelIndex::user)
+        return;
+    if (const auto why = keeper_.upgrade_->finishInterrupted(file_.parent_path(), key_.first))
+        throw std::runtime_error(*why);
 }
 
 void LevelFileKeeper::Operation::makeAccess() {
@@ -416,6 +422,7 @@ SaveOutcome LevelFileKeeper::Operation::removeFile() {
     if (!isSettingsSavingTurnedOn())
         return SaveOutcome::switchedOff;
     const auto othersOut = keepOthersOut(file_, false);
+    finishUpgrade();
     const PresentFile present = PresentFile::at(file_);
     switch (present.state) {
     case PresentFile::State::absent:

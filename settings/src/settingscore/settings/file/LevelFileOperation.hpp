@@ -53,6 +53,7 @@ class LevelFileKeeper::Operation : public FileOperation {
 
     void prepareSave(const FolderTurn& folder);
     void executeSave();
+    void finishUpgrade();
     void makeAccess();
     std::optional<std::string> makeImage();
     PresentFile presentFile(const GroupRecord& tree) const;

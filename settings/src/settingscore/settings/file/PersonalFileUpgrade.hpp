@@ -28,9 +28,10 @@ class PersonalFileUpgrade {
     virtual ~PersonalFileUpgrade() = default;
 
     /// Before a file of the folder is read or saved: replaces those that an upgrade which came to its end
-    /// before its time has left to be replaced. False: that cannot be done now, so that nothing may be saved.
-    /// Raises std::bad_alloc only.
-    virtual bool finishInterrupted(const std::filesystem::path& folder) = 0;
+    /// before its time has left to be replaced. Returns why the file of `group` must not be saved, because
+    /// its own cannot be replaced now; nothing when it may. Raises std::bad_alloc only.
+    virtual std::optional<std::string> finishInterrupted(const std::filesystem::path& folder,
+                                                         const std::string& group) = 0;
 
     /// Brings the content of a group's file up to date, its version record included. Raises std::bad_alloc
     /// only. Replaces the file, together with those of other groups, when values move there.

@@ -10,6 +10,7 @@
 #include "settingscore/settings/file/FileFault.hpp"
 #include "settingscore/settings/file/FileLog.hpp"
 #include "settingscore/settings/file/NonFactoryFileManagerImpl.hpp"
+#include "settingscore/settings/file/PendingFiles.hpp"
 #include "settingscore/settings/file/PresentFile.hpp"
 #include "settingscore/settings/file/RecordPatch.hpp"
 #include "settingscore/settings/file/SaveHook.hpp"
@@ -74,6 +75,15 @@ SettingsFileContent readForLevel(const std::filesystem::path& file, LevelIndex l
     }
 }
 
+/// Files that an upgrade has left to be replaced come first. Returns why this one must not be saved; nothing
+/// when it may.
+std::optional<std::string> finishUpgrade(const std::filesystem::path& file, LevelIndex level) {
+    const std::filesystem::path folder = file.parent_path();
+    if (level != LevelIndex::user || !hasPendingFiles(folder))
+        return std::nullopt;
+    return finishPendingFilesAlone(folder).whyHeld(groupNameOf(file));
+}
+
 /// A folder that is not there is no matter of permission.
 void requireWritableFolder(const std::filesystem::path& file, LevelIndex level,
                            const boost::shared_ptr<Settings>& object) {
@@ -110,6 +120,7 @@ std::unique_ptr<SettingsFileManagerImpl> SettingsFileManagerImpl::open(const std
                                                                        std::string_view groupName) {
     VARNEK_LOG(fileLog, info) << "Read settings file: " << file.string()
                               << " for level: " << levelName(level);
+    finishUpgrade(file, level);
     SettingsFileContent content = readForLevel(file, level, groupName);
     const LoadRules rules{
         .level = level, .isSecret = content.isEncrypted, .makeNode = [level](NodeSpec spec, bool isGroup) {
@@ -195,6 +206,8 @@ void SettingsFileManagerImpl::writeTree(const std::filesystem::path& file, const
     const varnek::files::FolderLock othersOut(file.parent_path());
     if (!othersOut.isHeld())
         VARNEK_LOG(fileLog, warning) << "saves without a lock on the folder: " << file.parent_path().string();
+    if (const auto why = finishUpgrade(file, level_))
+        throwNotWritten(file, *why);
     whileNoOtherSaveReplacesFiles([&] { mergeAndWrite(file, complete); });
 }
 

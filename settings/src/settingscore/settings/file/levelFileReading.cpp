@@ -263,7 +263,7 @@ void LevelFileKeeper::readForTheFolder(const Key& key, const NodePtr& group, Lat
         isOfAnotherFolder = !state.isOf.empty() && state.isOf != file;
     }
     if (upgrade_ != nullptr && key.second == LevelIndex::user)
-        upgrade_->finishInterrupted(file.parent_path());
+        upgrade_->finishInterrupted(file.parent_path(), key.first);
     if (isOfAnotherFolder)
         moveBase(key, file);
     const LoadOutcome outcome = read(key, group, events, isOfAnotherFolder ? Telling::yes : telling);

@@ -2,7 +2,7 @@
 /// one of them, and brought up to date themselves. Nothing is written here.
 #pragma once
 
-#include "settingscore/settings/upgrade/PendingFiles.hpp"
+#include "settingscore/settings/file/PendingFiles.hpp"
 #include "settingscore/settings/upgrade/UpgradeRun.hpp"
 
 #include <filesystem>

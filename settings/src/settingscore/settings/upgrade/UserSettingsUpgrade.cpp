@@ -11,6 +11,7 @@
 #include "settingscore/settings/upgrade/LogFileAccess.hpp"
 #include "settingscore/settings/upgrade/NameDependencyModel.hpp"
 #include "settingscore/settings/upgrade/UpgradeLog.hpp"
+#include "varnek/files/FileStamp.hpp"
 #include "varnek/files/FolderLock.hpp"
 #include "varnek/release/Release.hpp"
 
@@ -180,17 +181,32 @@ std::vector<std::string> UserSettingsUpgrade::takeWrittenGroups() {
 
 // ---- the upgrade ----
 
-bool UserSettingsUpgrade::finishInterrupted(const std::filesystem::path& folder) {
-    if (!hasPendingFiles(folder))
-        return true;
-    if (!isSettingsSavingTurnedOn())
-        return false;
-    try {
-        const auto othersOut = keepOthersOut(folder);
-        noteWritten(finishPendingFiles(folder));
-    } catch (const UpgradeInterrupted&) { // somebody is at it
-    }
-    return !hasPendingFiles(folder);
+std::optional<std::string> UserSettingsUpgrade::finishInterrupted(const std::filesystem::path& folder,
+                                                                  const std::string& group) {
+    if (!hasPendingFiles(folder) || isWithoutWaitingFor(folder, group))
+        return std::nullopt;
+    PendingOutcome outcome = finishPendingFilesAlone(folder);
+    const auto why = outcome.whyHeld(group);
+    notePending(folder, std::move(outcome));
+    return why;
+}
+
+/// Whether all that is due is what could not be replaced before, and is no concern of the group.
+bool UserSettingsUpgrade::isWithoutWaitingFor(const std::filesystem::path& folder,
+                                              const std::string& group) const {
+    const auto stamp = varnek::files::FileStamp::of(pendingFileOf(folder));
+    const std::lock_guard lock(mutex_);
+    const auto known = pending_.find(folder);
+    return known != pending_.end() && known->second.stamp == stamp && known->second.due.count(group) == 0;
+}
+
+void UserSettingsUpgrade::notePending(const std::filesystem::path& folder, PendingOutcome outcome) {
+    noteWritten(outcome.replaced);
+    const std::lock_guard lock(mutex_);
+    if (outcome.due.empty())
+        pending_.erase(folder);
+    else
+        pending_.insert_or_assign(folder, std::move(outcome));
 }
 
 Upgraded UserSettingsUpgrade::upgrade(const NodePtr& group, const std::filesystem::path& file,
@@ -243,7 +259,8 @@ Upgraded UserSettingsUpgrade::runAcrossFiles(const std::filesystem::path& file,
                                              SettingsFileContent& content) {
     const std::filesystem::path folder = file.parent_path();
     const auto othersOut = keepOthersOut(folder);
-    if (!finishInterrupted(folder))
+    finishInterrupted(folder, content.tree.name);
+    if (hasPendingFiles(folder))
         throw UpgradeInterrupted("an earlier upgrade is not finished yet");
     SettingsFileContent own = readAgain(file, content.tree.name);
     const FactoryChanges changes = changesOf(own.tree.name);
@@ -261,7 +278,7 @@ Upgraded UserSettingsUpgrade::runAcrossFiles(const std::filesystem::path& file,
     for (const auto& [group, theirs] : others.reports())
         logReleaseCompatResults(folder, group, theirs.results, targetOf(changesOf(group)));
     toBeKept(file, {});
-    noteWritten(finishPendingFiles(folder));
+    notePending(folder, finishPendingFiles(folder));
     return Upgraded::files;
 }
 

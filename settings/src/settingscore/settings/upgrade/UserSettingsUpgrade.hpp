@@ -29,7 +29,8 @@ class UserSettingsUpgrade : public PersonalFileUpgrade {
     /// Whether a personal file with this record has been through all changes of its group.
     bool isComplete(const std::string& group, const std::optional<VersionRecord>& record) const;
 
-    bool finishInterrupted(const std::filesystem::path& folder) override;
+    std::optional<std::string> finishInterrupted(const std::filesystem::path& folder,
+                                                 const std::string& group) override;
     Upgraded upgrade(const NodePtr& group, const std::filesystem::path& file,
                      SettingsFileContent& content) override;
     std::optional<VersionRecord> recordOfNewFile(const NodePtr& group,
@@ -41,6 +42,8 @@ class UserSettingsUpgrade : public PersonalFileUpgrade {
     ChangesOfGroup changesOfGroup() const;
     FactoryChanges changesOf(const std::string& group) const;
     void noteFirstLoad(const std::string& group, const std::filesystem::path& file);
+    bool isWithoutWaitingFor(const std::filesystem::path& folder, const std::string& group) const;
+    void notePending(const std::filesystem::path& folder, PendingOutcome outcome);
     void noteWritten(const std::vector<std::string>& groups);
     void noteUpgradedElsewhere();
     void toBeKept(const std::filesystem::path& file, std::optional<VersionLabel> release);
@@ -59,6 +62,7 @@ class UserSettingsUpgrade : public PersonalFileUpgrade {
     std::set<std::filesystem::path> loaded_;
     std::map<std::filesystem::path, VersionLabel> toBeKept_; // for which release, when they are replaced
     std::vector<std::string> written_;
+    std::map<std::filesystem::path, PendingOutcome> pending_; // by folder: what could not be finished
 };
 
 } // namespace settings::core::detail
