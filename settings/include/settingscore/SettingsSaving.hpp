@@ -2,7 +2,8 @@
 ///
 /// One thread of this library, "PrefdirWriter", writes the settings files; it starts with the first change.
 /// Changes of one group that follow each other closely go with one write. When the process ends by exit() or
-/// by returning from main, what is still to be written is written first.
+/// by returning from main, what is still to be written is written first, also when a listener calls exit() on
+/// that thread.
 ///
 /// The switch stops all saving in this process; it is on at first. Turning it off waits for what was changed
 /// before. While it is off, values change in memory only; files stay as they are and are not deleted either.

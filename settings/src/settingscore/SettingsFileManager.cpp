@@ -50,7 +50,8 @@ SettingsFileManager SettingsFileManager::create(const std::filesystem::path& fil
                                                 bool force, std::string_view groupName) {
     const LevelIndex at = SettingsFileManagerImpl::fileLevel(level);
     auto path = std::filesystem::absolute(file);
-    auto impl = SettingsFileManagerImpl::create(path, at, force, groupName);
+    const auto replaced = varnek::files::FileStamp::of(path);
+    auto impl = SettingsFileManagerImpl::create(path, at, force, groupName, replaced);
     return {std::move(path), std::move(impl)};
 }
 
@@ -77,7 +78,8 @@ SettingsFileManager SettingsFileManager::createOrUpdateInstallationFile(const st
     try {
         impl = SettingsFileManagerImpl::open(file, installation, false, groupName);
     } catch (const exception::FileDoesNotExist&) {
-        impl = SettingsFileManagerImpl::create(file, installation, false, groupName);
+        // It was not there then: whoever makes it from here on is not to be replaced.
+        impl = SettingsFileManagerImpl::create(file, installation, false, groupName, {});
     }
     return {std::move(file), std::move(impl)};
 }

@@ -185,7 +185,11 @@ TEST_F(PersonalFiles, WhatTheInstallationHoldsComesWithTheGroup) {
     EXPECT_EQ("removed notes", next());
     writeBytes(file, bytes);
     EXPECT_EQ("added notes", next());
-    EXPECT_EQ(2.0, here.root->getByFullName<double>("notes.text", "installation"));
+    const Handle back = here.root->getChild("notes");
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    while (!back->isSet("text", "installation") && std::chrono::steady_clock::now() < end)
+        std::this_thread::yield(); // the other level's file is read after the addition is told
+    EXPECT_EQ(2.0, back->get<double>("text", "installation"));
 }
 
 /// Groups come in one after the other. Nothing of a group is told before its addition, however soon another

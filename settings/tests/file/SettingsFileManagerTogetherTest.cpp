@@ -8,8 +8,17 @@
 #include "settingscore/settings/file/SettingsFileReader.hpp"
 #include "settingscore/settings/file/SettingsFileWriter.hpp"
 #include "varnek/files/FileStamp.hpp"
+#include "varnek/files/PathText.hpp"
 
+#include <sched.h>
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
 #include <functional>
+#include <stdexcept>
 
 namespace {
 
@@ -151,6 +160,72 @@ TEST_F(FileManager, AFileThatIsAnotherOneByNow) {
     writeBytes(file, whole);
     manager.save();
     EXPECT_EQ(2.0, SettingsFileManager::open(file, "factory").getTopLevelNode()->get<double>("only"));
+}
+
+/// One makes the file while others ask for it again and again: it comes at every moment of their asking.
+TEST_F(FileManager, AFileThatAnotherProcessMakes) {
+    constexpr int processes = 3;
+    constexpr int rounds = 30;
+    struct Shared {
+        std::atomic<int> asking, done;
+    };
+    void* const memory =
+        ::mmap(nullptr, sizeof(Shared), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+    ASSERT_NE(MAP_FAILED, memory);
+    auto& shared = *new (memory) Shared{};
+    const auto waitFor = [](const std::atomic<int>& counter, int count) {
+        for (const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(60); counter < count;
+             ::sched_yield())
+            if (std::chrono::steady_clock::now() > end)
+                throw std::runtime_error("somebody does not come along");
+    };
+    const auto takePart = [&](int number, int round) {
+        const auto asked = [&] {
+            return SettingsFileManager::createOrUpdateInstallationFile(
+                varnek::files::utf16FromPath(folder.path()), "editor");
+        };
+        auto manager = asked();
+        ++shared.asking;
+        if (number == 0)
+            waitFor(shared.asking, processes * round);
+        else
+            while (!std::filesystem::exists(file))
+                manager = asked();
+        add(*manager.getTopLevelNode(), ("s" + std::to_string(number)).c_str(), number);
+        manager.save();
+    };
+    std::vector<pid_t> children;
+    for (int number = 0; number < processes; ++number) {
+        children.push_back(::fork());
+        ASSERT_NE(-1, children.back());
+        if (children.back() != 0)
+            continue;
+        try {
+            for (int round = 1; round <= rounds; ++round) {
+                takePart(number, round);
+                ++shared.done;
+                waitFor(shared.done, (processes + 1) * round);
+            }
+        } catch (...) {
+            ::_exit(1);
+        }
+        ::_exit(0);
+    }
+    int lost = 0;
+    for (int round = 1; round <= rounds; ++round) {
+        waitFor(shared.done, (processes + 1) * round - 1);
+        const auto whole = SettingsFileManager::open(file, "installation");
+        lost += processes - static_cast<int>(whole.getTopLevelNode()->getChildren().size());
+        std::filesystem::remove(file);
+        ++shared.done;
+    }
+    EXPECT_EQ(0, lost);
+    for (const pid_t child : children) {
+        int status = 0;
+        EXPECT_EQ(child, ::waitpid(child, &status, 0));
+        EXPECT_EQ(0, status);
+    }
+    ::munmap(memory, sizeof(Shared));
 }
 
 // What cannot come together is refused: nobody's work is lost.

@@ -12,6 +12,7 @@
 #include <sys/resource.h>
 
 #include <algorithm>
+#include <iterator>
 #include <system_error>
 #include <thread>
 
@@ -108,6 +109,21 @@ void runOnFolder(const std::filesystem::path& folder, std::span<const Operation>
         guarded(*operation, [](FileOperation& each) { each.finish(); });
 }
 
+void tell(std::span<const Operation> operations) noexcept {
+    for (const Operation& operation : operations)
+        guarded(*operation, [](FileOperation& each) { each.tell(); });
+}
+
+/// At once when there is no memory to keep them.
+void tellLater(std::span<Operation> operations, std::vector<Operation>& untold) noexcept {
+    try {
+        untold.reserve(untold.size() + operations.size());
+        std::move(operations.begin(), operations.end(), std::back_inserter(untold));
+    } catch (const std::exception&) {
+        tell(operations);
+    }
+}
+
 } // namespace
 
 void PrefdirFileWriterQueue::runAlone(FileOperation& operation) noexcept {
@@ -178,42 +194,70 @@ void PrefdirFileWriterQueue::waitForTheBurst() {
     hurried_.wait_for(lock, delay_, [this] { return isHurried_ || !isRunning_; });
 }
 
+/// What a thread still has to run; a listener or a hook may end the process in the middle of it.
+struct PrefdirFileWriterQueue::Pass {
+    Pass(PrefdirFileWriterQueue& owner, Levels taken) noexcept
+        : queue(owner), levels(std::move(taken)), outer(std::exchange(innermostHere, this)) {}
+    Pass(const Pass&) = delete;
+    Pass& operator=(const Pass&) = delete;
+    ~Pass() { innermostHere = outer; }
+
+    static inline thread_local Pass* innermostHere = nullptr;
+
+    PrefdirFileWriterQueue& queue;
+    Levels levels;
+    Pass* const outer;
+};
+
+PrefdirFileWriterQueue::Levels PrefdirFileWriterQueue::takePending() noexcept {
+    const std::lock_guard lock(mutex_);
+    isWoken_ = false;
+    isHurried_ = false;
+    return std::exchange(pending_, {});
+}
+
 void PrefdirFileWriterQueue::processFileIo() noexcept {
     VARNEK_LOG(fileLog, info) << "Process the File I/O";
-    Levels levels;
-    {
-        const std::lock_guard lock(mutex_);
-        isWoken_ = false;
-        isHurried_ = false;
-        levels.swap(pending_);
-    }
+    Pass pass(*this, takePending());
+    runLevels(pass.levels, nullptr);
+}
+
+void PrefdirFileWriterQueue::runLevels(Levels& levels, Operations* untold) noexcept {
     const bool mayShare = defaultHookWrites();
     for (auto& level : levels) {
-        auto& files = level.second;
+        Files& files = level.second;
         while (!files.empty()) {
-            std::vector<Operation> operations; // on one folder, each on a file of its own
-            guarded(files.begin()->second->path(), [&] {
-                const std::filesystem::path folder = files.begin()->second->path().parent_path();
-                const auto belongs = [&](const FileOperation& operation) {
-                    return operation.path().parent_path() == folder &&
-                           (operations.empty() || operations.back()->path() != operation.path());
-                };
-                const std::size_t most = mostAtOnce();
-                operations.reserve(most);
-                while (!files.empty() && operations.size() < most && belongs(*files.begin()->second))
-                    operations.push_back(std::move(files.extract(files.begin()).mapped()));
-                const std::lock_guard lock(passMutex_);
-                runOnFolder(folder, operations, mayShare);
-            });
-            for (const Operation& operation : operations)
-                guarded(*operation, [](FileOperation& each) { each.tell(); });
-            bySeveralThreads(operations.size(), waitsAtOnce, [&](std::size_t i) { operations[i]->letGo(); });
-            if (operations.empty()) // no memory for several
+            Operations operations = runSome(files, mayShare);
+            if (operations.empty()) {
                 runAlone(*files.extract(files.begin()).mapped());
+                continue;
+            }
+            if (untold == nullptr)
+                tell(operations);
+            bySeveralThreads(operations.size(), waitsAtOnce, [&](std::size_t i) { operations[i]->letGo(); });
+            if (untold != nullptr)
+                tellLater(operations, *untold);
         }
     }
 }
 
+PrefdirFileWriterQueue::Operations PrefdirFileWriterQueue::runSome(Files& files, bool mayShare) noexcept {
+    Operations operations; // each on a file of its own
+    guarded(files.begin()->second->path(), [&] {
+        const std::filesystem::path folder = files.begin()->second->path().parent_path();
+        const auto belongs = [&](const FileOperation& operation) {
+            return operation.path().parent_path() == folder &&
+                   (operations.empty() || operations.back()->path() != operation.path());
+        };
+        const std::size_t most = mostAtOnce();
+        operations.reserve(most);
+        while (!files.empty() && operations.size() < most && belongs(*files.begin()->second))
+            operations.push_back(std::move(files.extract(files.begin()).mapped()));
+        const std::lock_guard lock(passMutex_);
+        runOnFolder(folder, operations, mayShare);
+    });
+    return operations;
+}
 void PrefdirFileWriterQueue::processWhatIsLeft() noexcept {
     {
         const std::lock_guard lock(mutex_);
@@ -221,6 +265,17 @@ void PrefdirFileWriterQueue::processWhatIsLeft() noexcept {
             return;
     }
     processFileIo();
+}
+
+/// All is written before anybody is told: a listener may end the process once more.
+void PrefdirFileWriterQueue::endHere() noexcept {
+    Operations untold;
+    for (Pass* pass = Pass::innermostHere; pass != nullptr; pass = pass->outer)
+        if (&pass->queue == this)
+            runLevels(pass->levels, &untold);
+    Pass last(*this, takePending());
+    runLevels(last.levels, &untold);
+    tell(untold);
 }
 
 // ---- waiting ----

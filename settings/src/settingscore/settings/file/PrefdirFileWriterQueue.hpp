@@ -54,6 +54,9 @@ class PrefdirFileWriterQueue {
     /// After somebody has called terminate(): waits until the thread has ended and nothing is pending. At
     /// once for the worker.
     void waitForEnd();
+    /// After terminate(), when the process ends on this thread: tries what is pending, and what the passes
+    /// leave that the thread is in the middle of. Their callers never come back to it.
+    void endHere() noexcept;
     /// Whether there is a thread to hand work to.
     bool isRunning() const noexcept { return isRunning_; }
     /// Whether the calling thread is the worker.
@@ -68,12 +71,19 @@ class PrefdirFileWriterQueue {
     /// By path and owner.
     using Files = std::map<std::pair<std::string, const void*>, std::unique_ptr<FileOperation>>;
     using Levels = std::map<std::string, Files, std::less<>>;
+    using Operations = std::vector<std::unique_ptr<FileOperation>>;
+    struct Pass;
 
     void request(std::unique_ptr<FileOperation> operation);
     void wakeUp();
     void waitForTheBurst();
     void processFileIo() noexcept;
     void processWhatIsLeft() noexcept;
+    /// Runs some of the files, on one folder; none when there is no memory for several.
+    Operations runSome(Files& files, bool mayShare) noexcept;
+    /// Runs all and tells their events, or leaves those with `untold` when there is one.
+    void runLevels(Levels& levels, Operations* untold) noexcept;
+    Levels takePending() noexcept;
     void runAlone(FileOperation& operation) noexcept;
 
     const std::chrono::milliseconds delay_;

@@ -138,9 +138,9 @@ std::unique_ptr<SettingsFileManagerImpl> SettingsFileManagerImpl::open(const std
     return manager;
 }
 
-std::unique_ptr<SettingsFileManagerImpl> SettingsFileManagerImpl::create(const std::filesystem::path& file,
-                                                                         LevelIndex level, bool forced,
-                                                                         std::string_view groupName) {
+std::unique_ptr<SettingsFileManagerImpl>
+SettingsFileManagerImpl::create(const std::filesystem::path& file, LevelIndex level, bool forced,
+                                std::string_view groupName, const varnek::files::FileStamp& replaced) {
     NodeSpec spec;
     spec.name = groupName.empty() ? groupNameOf(file) : std::string(groupName);
     if (!isAcceptableName(spec.name, {}, true))
@@ -151,7 +151,7 @@ std::unique_ptr<SettingsFileManagerImpl> SettingsFileManagerImpl::create(const s
         manager = std::make_unique<FactoryFileManagerImpl>(top, std::vector<UpgraderRecord>(), forced);
     else
         manager = std::make_unique<NonFactoryFileManagerImpl>(top, level, std::nullopt);
-    manager->isReplaced_ = varnek::files::FileStamp::of(file);
+    manager->isReplaced_ = replaced;
     return manager;
 }
 

@@ -39,9 +39,12 @@ class SettingsFileManagerImpl {
     /// `groupName`: of the group that the file has to hold; empty: any.
     static std::unique_ptr<SettingsFileManagerImpl> open(const std::filesystem::path& file, LevelIndex level,
                                                          bool forced, std::string_view groupName = {});
-    /// An empty group; a file that is there by now is replaced, one that comes or changes later is not.
-    static std::unique_ptr<SettingsFileManagerImpl>
-    create(const std::filesystem::path& file, LevelIndex level, bool forced, std::string_view groupName);
+    /// An empty group. `replaced`: the state of the file that it replaces, absent for none; a file in another
+    /// state by the time it is saved is not replaced.
+    static std::unique_ptr<SettingsFileManagerImpl> create(const std::filesystem::path& file,
+                                                           LevelIndex level, bool forced,
+                                                           std::string_view groupName,
+                                                           const varnek::files::FileStamp& replaced);
 
     NodePtr rootNode() const { return root_; }
     LevelIndex level() const noexcept { return level_; }

@@ -30,6 +30,13 @@ void endWriter() noexcept {
     }
 }
 
+/// The thread that ends the process may be the writer's, or in the middle of a pass of its own.
+void endWriterWithTheProcess() noexcept {
+    endWriter();
+    if (PrefdirFileWriterQueue* const queue = writer)
+        queue->endHere();
+}
+
 void beforeFork() {
     if (PrefdirFileWriterQueue* const queue = writer)
         queue->holdPasses();
@@ -42,7 +49,7 @@ void afterForkHere() {
 
 void start() {
     writer = new PrefdirFileWriterQueue;
-    std::atexit(endWriter);
+    std::atexit(endWriterWithTheProcess);
     ::pthread_atfork(beforeFork, afterForkHere, [] { writer = nullptr; }); // the child has no such thread
 }
 
