@@ -70,47 +70,22 @@ std::string toolboxOf(const Entry& entry) {
 } // namespace
 
 /// What the framework calls when services come and go. Never destroyed.
-class FactorySettingsTracker::ServiceCustomizer : public ServiceTrackerCustomizer<FactorySettings> {
+template <class Interface>
+class FactorySettingsTracker::Customizer : public ServiceTrackerCustomizer<Interface> {
   public:
-    ServiceCustomizer(FactorySettingsTracker& tracker, BundleContext context)
+    Customizer(FactorySettingsTracker& tracker, BundleContext context)
         : tracker_(tracker), context_(std::move(context)) {}
 
-    std::shared_ptr<FactorySettings>
-    AddingService(const ServiceReference<FactorySettings>& reference) override {
+    std::shared_ptr<Interface> AddingService(const ServiceReference<Interface>& reference) override {
         auto service = context_.GetService(reference);
-        if (service == nullptr || !tracker_.enterUnlessBroken(Service(service)))
+        if (service == nullptr || !tracker_.enterUnlessBroken(std::shared_ptr<const Interface>(service)))
             return nullptr; // not tracked
         return service;
     }
-    void ModifiedService(const ServiceReference<FactorySettings>&,
-                         const std::shared_ptr<FactorySettings>&) override {}
-    void RemovedService(const ServiceReference<FactorySettings>&,
-                        const std::shared_ptr<FactorySettings>& service) override {
-        tracker_.leave(Service(service));
-    }
-
-  private:
-    FactorySettingsTracker& tracker_;
-    BundleContext context_;
-};
-
-class FactorySettingsTracker::LoaderCustomizer : public ServiceTrackerCustomizer<TopLevelFactoryFileLoader> {
-  public:
-    LoaderCustomizer(FactorySettingsTracker& tracker, BundleContext context)
-        : tracker_(tracker), context_(std::move(context)) {}
-
-    std::shared_ptr<TopLevelFactoryFileLoader>
-    AddingService(const ServiceReference<TopLevelFactoryFileLoader>& reference) override {
-        auto loader = context_.GetService(reference);
-        if (loader == nullptr || !tracker_.enterUnlessBroken(Loader(loader)))
-            return nullptr;
-        return loader;
-    }
-    void ModifiedService(const ServiceReference<TopLevelFactoryFileLoader>&,
-                         const std::shared_ptr<TopLevelFactoryFileLoader>&) override {}
-    void RemovedService(const ServiceReference<TopLevelFactoryFileLoader>&,
-                        const std::shared_ptr<TopLevelFactoryFileLoader>& loader) override {
-        tracker_.leave(Loader(loader));
+    void ModifiedService(const ServiceReference<Interface>&, const std::shared_ptr<Interface>&) override {}
+    void RemovedService(const ServiceReference<Interface>&,
+                        const std::shared_ptr<Interface>& service) override {
+        tracker_.leave(std::shared_ptr<const Interface>(service));
     }
 
   private:
@@ -133,11 +108,11 @@ FactorySettingsTracker& FactorySettingsTracker::start() {
 void FactorySettingsTracker::track() {
     const BundleContext context = serviceContext();
     auto services = std::make_unique<ServiceTracker<FactorySettings>>(
-        context, std::make_unique<ServiceCustomizer>(*this, context).release());
+        context, std::make_unique<Customizer<FactorySettings>>(*this, context).release());
     services->Open();
     services.release();
     auto loaders = std::make_unique<ServiceTracker<TopLevelFactoryFileLoader>>(
-        context, std::make_unique<LoaderCustomizer>(*this, context).release());
+        context, std::make_unique<Customizer<TopLevelFactoryFileLoader>>(*this, context).release());
     loaders->Open();
     loaders.release();
 }

@@ -40,8 +40,8 @@ class FactorySettingsTracker {
     std::vector<LoadProblem> problems() const;
 
   private:
-    class ServiceCustomizer;
-    class LoaderCustomizer;
+    template <class Interface>
+    class Customizer;
 
     FactorySettingsTracker() = default;
     void track();

@@ -8,8 +8,6 @@ namespace settings::core::detail {
 
 namespace {
 
-constexpr LevelIndex levelsOfFiles[] = {LevelIndex::installation, LevelIndex::user};
-
 bool isOfOneKind(const NodePtr& now, const NodePtr& fresh) {
     return now->isLeafNode() == fresh->isLeafNode() && now->originLevel() == LevelIndex::factory;
 }

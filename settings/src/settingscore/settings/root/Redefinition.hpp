@@ -11,6 +11,9 @@ namespace settings::core::detail {
 
 class LevelFileKeeper;
 
+/// In the order in which they are read.
+inline constexpr LevelIndex levelsOfFiles[] = {LevelIndex::installation, LevelIndex::user};
+
 /// Confined to one thread; for one thread at a time per group.
 class Redefinition {
   public:

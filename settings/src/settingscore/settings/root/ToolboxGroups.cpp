@@ -8,21 +8,13 @@
 
 namespace settings::core {
 
-namespace {
-
-detail::Toolboxes& toolboxesOf(const detail::SettingsRootStateMgr& tree) {
-    return *tree.toolboxes;
-}
-
-} // namespace
-
 std::string_view nameOf(ToolboxSource source) noexcept {
     constexpr std::string_view names[] = {"none", "file", "service", "language"};
     return names[static_cast<std::size_t>(source)];
 }
 
 std::vector<ToolboxGroup> getToolboxGroups(const RootIndex& tree) {
-    return toolboxesOf(*detail::TreesOnDemand::instance().find(tree)).list();
+    return detail::TreesOnDemand::instance().find(tree)->toolboxes->list();
 }
 
 void addFactorySettingsDefinition(
@@ -30,8 +22,8 @@ void addFactorySettingsDefinition(
     if (definition == nullptr)
         throw std::invalid_argument("no definition");
     const auto state = detail::TreesOnDemand::instance().find(tree);
-    toolboxesOf(*state).sources().setDefinition(definition);
-    toolboxesOf(*state).lookForSources();
+    state->toolboxes->sources().setDefinition(definition);
+    state->toolboxes->lookForSources();
 }
 
 namespace detail {
@@ -42,7 +34,7 @@ void updateToolboxGroup(const RootIndex& tree, const std::string& toolboxGroupNa
     if (factoryFiles.empty() || !std::all_of(factoryFiles.begin(), factoryFiles.end(), isUsable))
         throw std::invalid_argument("the paths of factory files have to be absolute");
     const auto state = TreesOnDemand::instance().find(tree);
-    toolboxesOf(*state).useFiles(toolboxGroupName, factoryFiles, isVisible);
+    state->toolboxes->useFiles(toolboxGroupName, factoryFiles, isVisible);
 }
 
 void updateToolboxGroupWithFunctions(
@@ -50,7 +42,7 @@ void updateToolboxGroupWithFunctions(
     if (definition == nullptr)
         throw std::invalid_argument("no definition");
     const auto state = TreesOnDemand::instance().find(tree);
-    toolboxesOf(*state).useDefinition(definition);
+    state->toolboxes->useDefinition(definition);
 }
 
 std::set<std::filesystem::path> getEarlyStartupFactoryFileNames(const RootIndex& tree) {

@@ -21,12 +21,6 @@
 
 namespace settings::core::detail {
 
-namespace {
-
-constexpr LevelIndex levelsOfFiles[] = {LevelIndex::installation, LevelIndex::user};
-
-} // namespace
-
 Toolboxes::Toolboxes(boost::shared_ptr<LevelFileKeeper> files, std::shared_ptr<UserSettingsUpgrade> upgrade,
                      const boost::shared_ptr<SettingsImplRoot>& root)
     : files_(std::move(files)), upgrade_(std::move(upgrade)), root_(root) {}
