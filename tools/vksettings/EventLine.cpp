@@ -1,6 +1,7 @@
 #include "EventLine.hpp"
 
 #include "Printable.hpp"
+#include "Tree.hpp"
 #include "ValueText.hpp"
 
 #include "settingscore/events/SettingsAddNodeEvent.hpp"
@@ -20,6 +21,11 @@ json::Value typeOf(const Array& value) {
     return value.isVoid() ? json::Value() : json::Value(varnek::data::className(value.type()));
 }
 
+ShapedArray valueOf(const core::Settings& setting) {
+    const auto group = setting.getParent(); // none when it has been removed since
+    return group == nullptr ? ShapedArray() : effectiveValue({group, setting.getName(), {}}).value;
+}
+
 } // namespace
 
 EventLine::EventLine(const core::SettingsEvent& event, bool asJson) : asJson_(asJson) {
@@ -33,30 +39,32 @@ EventLine::EventLine(const core::SettingsEvent& event, bool asJson) : asJson_(as
 
 void EventLine::changed(const core::SettingsValueChangeEvent& event) {
     const auto setting = event.getObj();
-    const auto group = setting->getParent();
     name_ = setting->getFullName();
-    const Array old = event.getOldValue();
-    const Array now = group == nullptr ? Array() : group->get(setting->getName());
+    // Events do not tell a list of one element from the element: the value that follows does.
+    const ShapedArray now = valueOf(*setting);
+    const ShapedArray old(event.getOldValue(), now.second);
     json::Object object;
     object.set("event", "changed");
     object.set("oldValue", asJson(old));
-    object.set("oldType", typeOf(old));
+    object.set("oldType", typeOf(old.first));
     object.set("value", asJson(now));
-    object.set("type", typeOf(now));
-    write(std::move(object), name_ + ": " + shown(old) + " -> " + shown(now));
+    object.set("type", typeOf(now.first));
+    write(std::move(object),
+          name_ + ": " + shown(old.first, old.second) + " -> " + shown(now.first, now.second));
 }
 
 void EventLine::added(const core::SettingsAddNodeEvent& event) {
     const auto node = event.getObj();
     const auto parent = event.getParentObj();
     setName(*parent, *node);
-    const Array value = node->isLeafNode() ? parent->get(node->getName()) : Array();
+    const ShapedArray value = node->isLeafNode() ? valueOf(*node) : ShapedArray();
     json::Object object;
     object.set("event", "added");
     object.set("value", asJson(value));
-    object.set("type", node->isLeafNode() ? typeOf(value) : json::Value("group"));
+    object.set("type", node->isLeafNode() ? typeOf(value.first) : json::Value("group"));
     write(std::move(object),
-          "added " + name_ + (node->isLeafNode() ? " = " + shown(value) : std::string(".")));
+          "added " + name_ +
+              (node->isLeafNode() ? " = " + shown(value.first, value.second) : std::string(".")));
 }
 
 void EventLine::removed(const core::SettingsRemoveNodeEvent& event) {

@@ -79,9 +79,10 @@ class Findings {
 
 /// Calls `found` for a value that is refused, with the rule.
 template <class Found>
-void check(const Settings& setting, const Array& value, Found found) {
+void check(const Settings& setting, const ShapedArray& shaped, Found found) {
+    const auto& [value, isVector] = shaped;
     try {
-        settings::core::checkValue(setting, value);
+        settings::core::checkValue(setting, value, isVector);
     } catch (const abi::__forced_unwind&) { // the end of the thread, which nothing may stop
         throw;
     } catch (...) { // a validation function may throw anything
@@ -98,7 +99,8 @@ void checkFile(const Settings& from, const Handle& to, const std::string& prefix
             checkFile(*child, same, name, findings);
             continue;
         }
-        const Array value = from.get(child->getName(), "user");
+        const ShapedArray shaped = shapedValue(from, child->getName(), "user");
+        const Array& value = shaped.first;
         if (value.isVoid())
             continue;
         if (same == nullptr || !same->isLeafNode()) {
@@ -106,7 +108,7 @@ void checkFile(const Settings& from, const Handle& to, const std::string& prefix
             continue;
         }
         findings.checked(1);
-        check(*same, value, [&](const std::string& rule) { findings.failed(name, {}, value, rule); });
+        check(*same, shaped, [&](const std::string& rule) { findings.failed(name, {}, value, rule); });
     }
 }
 

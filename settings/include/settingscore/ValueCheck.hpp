@@ -24,6 +24,9 @@ class Settings;
 /// NotAKeyName for a group. Thread-safe; runs the validation function.
 SETTINGSCORE_EXPORT void checkValue(const Settings& setting, const varnek::data::Array& value);
 
+/// The same for a value that comes with its vector flag, which tells a list of one element from the element.
+SETTINGSCORE_EXPORT void checkValue(const Settings& setting, const varnek::data::Array& value, bool isVector);
+
 /// As checkValue, but without the validation function: what declarative validators and the type of the value
 /// decide.
 SETTINGSCORE_EXPORT void checkDeclaratively(const Settings& setting, const varnek::data::Array& value);

@@ -110,7 +110,8 @@ class WatchTest(unittest.TestCase):
                 (("set", "editor.tabWidth", "2"), "editor.tabWidth: 8 -> 2"),
                 (("set", "editor.rulers", "[72, 100]"), "editor.rulers: [80,110] -> [72,100]"),
                 (("set", "editor.fontSize", "20"), "editor.font.size: 12 -> 20"),
-                (("unset", "editor.rulers"), "editor.rulers: [72,100] -> [80,110]"),
+                (("set", "editor.rulers", "[72]"), "editor.rulers: [72,100] -> [72]"),
+                (("unset", "editor.rulers"), "editor.rulers: [72] -> [80,110]"),
                 (("unset", "numerics.random.seed"), "numerics.random.seed: 7 -> 18446744073709551615")):
             self.run_tool(*command)
             self.assertEqual(line, watch.next())

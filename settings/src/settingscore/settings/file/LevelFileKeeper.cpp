@@ -129,6 +129,12 @@ void LevelFileKeeper::requestSave(const NodePtr& topLevelGroup, LevelIndex level
         submit({topLevelGroup->getName(), level}, topLevelGroup);
 }
 
+/// Not any more once the writer has ended, nor in a child of a fork().
+bool LevelFileKeeper::areMetLater() const noexcept {
+    const PrefdirFileWriterQueue* const writer = writer_ == nullptr ? nullptr : writer_();
+    return writer != nullptr && writer->isRunning();
+}
+
 void LevelFileKeeper::requestDelete(const NodePtr& topLevelGroup, const NodePtr& root, LevelIndex level) {
     if (levelTable[position(level)].fileSlot == 0)
         return;

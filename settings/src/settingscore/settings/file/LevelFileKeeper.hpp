@@ -80,7 +80,7 @@ class LevelFileKeeper : public SaveRequests, public boost::enable_shared_from_th
     void setUpgrade(std::shared_ptr<PersonalFileUpgrade> upgrade) { upgrade_ = std::move(upgrade); }
 
     void requestSave(const NodePtr& topLevelGroup, LevelIndex level) override;
-    bool areMetLater() const noexcept override { return writer_ != nullptr; }
+    bool areMetLater() const noexcept override;
     void loadUserSettings(const NodePtr& topLevelGroup) override;
     void requestDelete(const NodePtr& topLevelGroup, const NodePtr& root, LevelIndex level) override;
     std::shared_ptr<void> removalOf(const NodePtr& topLevelGroup) override;

@@ -110,9 +110,13 @@ NodePtr settingBehind(const Settings& handle) {
 } // namespace
 
 void checkValue(const Settings& setting, const varnek::data::Array& value) {
+    checkValue(setting, value, settingscore::boostany::isVectorShape(value));
+}
+
+void checkValue(const Settings& setting, const varnek::data::Array& value, bool isVector) {
     const NodePtr node = settingBehind(setting);
     const SettingCheck check(*node);
-    check({value, settingscore::boostany::isVectorShape(value)});
+    check({value, isVector});
 }
 
 void checkDeclaratively(const Settings& setting, const varnek::data::Array& value) {
