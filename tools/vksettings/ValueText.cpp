@@ -58,8 +58,8 @@ json::Value withoutTypes(const json::Value& data) {
 
 /// The words people use for a logical value.
 json::Value asLogical(const json::Value& data) {
-    if (data.isInteger() && (data == json::Value(0) || data == json::Value(1)))
-        return data == json::Value(1);
+    if (data.isNumber() && (data.asDouble() == 0 || data.asDouble() == 1))
+        return data.asDouble() == 1;
     const json::Array* elements = data.ifArray();
     if (elements == nullptr)
         return data;

@@ -11,6 +11,9 @@
 
 #include "settingscore/ValueCheck.hpp"
 #include "settingscore/exception/Exceptions.hpp"
+#include "json/Value.hpp"
+
+#include <stdexcept>
 
 namespace vksettings {
 
@@ -57,6 +60,17 @@ ShapedArray meant(const SetOptions& options, const Setting& setting) {
     return isDeclaredRefusal(setting, other) ? value : other;
 }
 
+/// The same; what cannot be read is a refusal of the setting, too.
+ShapedArray readable(const SetOptions& options, const Setting& setting) {
+    try {
+        return meant(options, setting);
+    } catch (const std::invalid_argument& failure) {
+        const auto text = varnek::data::Array::text(varnek::json::Value(options.value).asUtf16());
+        throw RefusedValue("\"" + setting.fullName() + "\" cannot be " + shownBriefly(text) + " on level \"" +
+                           options.level + "\": " + failure.what());
+    }
+}
+
 /// Calls `change` with the group and the name of the setting there; its change is on the disk afterwards.
 template <class Change>
 void saveChange(const Setting& setting, const std::string& level, Change change) {
@@ -78,7 +92,7 @@ void saveChange(const Setting& setting, const std::string& level, Change change)
 void set(const SetOptions& options) {
     const Setting setting = resolveSetting(options.name);
     saveChange(setting, options.level, [&](settings::core::Settings& group, const std::string& name) {
-        const ShapedArray value = meant(options, setting);
+        const ShapedArray value = readable(options, setting);
         const auto storeIt = [&] {
             try {
                 store(group, name, value, options.level);

@@ -149,16 +149,19 @@ class EventHandler : public core::SettingsMProxyEventHandler {
             initMProxyEventHandler(instance());
     }
     void handleEvent(const SettingsEventHandle& event) override {
-        std::optional<PythonReference> callback;
-        {
-            const std::lock_guard lock(mutex_);
-            callback = callback_;
-        }
-        if (callback)
-            Engine::instance().post([callback = *callback, event] { deliver(callback, event); });
+        if (callback())
+            Engine::instance().post([event] {
+                if (const auto now = instance()->callback()) // it may have been taken away meanwhile
+                    deliver(*now, event);
+            });
     }
 
   private:
+    std::optional<PythonReference> callback() {
+        const std::lock_guard lock(mutex_);
+        return callback_;
+    }
+
     static const boost::shared_ptr<EventHandler>& instance() {
         static auto* const handler = new auto(boost::make_shared<EventHandler>()); // outlives every thread
         return *handler;

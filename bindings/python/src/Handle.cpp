@@ -181,7 +181,8 @@ void defineValues(py::class_<Handle>& handle) {
                 withoutGil([&] { core::checkValue(*setting, array); });
             },
             "name"_a, "value"_a, py::kw_only(), "type"_a = py::none(),
-            "Raises what a set of the value would raise; stores nothing.")
+            "Raises what a set would raise for the value's sake; stores nothing and does not ask whether the "
+            "setting may be changed.")
         .def(
             "getValue",
             [](const Handle& self, Text level) { return get(*groupOf(self), nameOf(self), level); },

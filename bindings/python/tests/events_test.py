@@ -138,8 +138,12 @@ class Events(unittest.TestCase):
         self.lab.set("real", 2.5, "session")
         self.lab.set("real", 3.5, "session")
         self.assertEqual([("value", "real", 1.5), ("value", "real", 2.5)], heard.wait(2))
+        gate = threading.Event()
+        vksettings.submit(gate.wait)
+        self.lab.set("real", 4.5, "session")  # for the engine, which is at work
         vksettings.setEventHandler(None)
-        self.lab.set("real", 4.5, "session")
+        gate.set()
+        self.lab.set("real", 5.5, "session")
         vksettings.run(lambda: None)  # after what the engine had to do
         self.assertEqual(2, len(heard))
         self.assertEqual({vksettings.run(threading.get_ident)}, {entry[3] for entry in heard})

@@ -47,13 +47,17 @@ detail::Descriptor openNearest(std::filesystem::path folder) {
     }
 }
 
+enum class Outcome { held, timeUp, unknown };
+
 /// There is no waiting with a time limit: asks again and again, in pauses that grow.
-bool lockUntil(int fd, Clock::time_point end) {
+Outcome lockUntil(int fd, Clock::time_point end) {
     for (std::chrono::milliseconds pause{1};; pause = std::min(2 * pause, longestPause)) {
         if (detail::uninterrupted([&] { return ::flock(fd, LOCK_EX | LOCK_NB); }) == 0)
-            return true;
-        if (errno != EWOULDBLOCK || Clock::now() + pause > end)
-            return false;
+            return Outcome::held;
+        if (errno != EWOULDBLOCK)
+            return Outcome::unknown;
+        if (Clock::now() + pause > end)
+            return Outcome::timeUp;
         std::this_thread::sleep_for(pause);
     }
 }
@@ -64,6 +68,7 @@ struct FolderLock::State {
     detail::Descriptor folder; // closing it gives the lock back
     Held held;
     bool isHeld = false;
+    bool isTimeUp = false;
     bool isOurs = false; // not that of an object further up in this thread
 };
 
@@ -79,7 +84,9 @@ FolderLock::FolderLock(const std::filesystem::path& folder, std::chrono::millise
             state_->isHeld = true;
             return;
         }
-        if (!lockUntil(opened.get(), end))
+        const Outcome outcome = lockUntil(opened.get(), end);
+        state_->isTimeUp = outcome == Outcome::timeUp;
+        if (outcome != Outcome::held)
             return;
         if (identityOf(openNearest(folder).get()) != identity && Clock::now() < end)
             continue; // the folder was made, or replaced, while this waited
@@ -104,6 +111,10 @@ FolderLock::~FolderLock() {
 
 bool FolderLock::isHeld() const noexcept {
     return state_->isHeld;
+}
+
+bool FolderLock::isTimeUp() const noexcept {
+    return state_->isTimeUp;
 }
 
 } // namespace varnek::files

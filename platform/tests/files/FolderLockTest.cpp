@@ -37,6 +37,7 @@ TEST_F(FolderLocks, KeepsOthersOutUntilTheOutermostIsGone) {
         const FolderLock outer(folder);
         EXPECT_TRUE(outer.isHeld());
         EXPECT_FALSE(isFreeForOthers(folder));
+        std::thread([&] { EXPECT_TRUE(FolderLock(folder, noPatience).isTimeUp()); }).join();
         EXPECT_TRUE(FolderLock(folder, noPatience).isHeld()); // again in this thread
         EXPECT_FALSE(isFreeForOthers(folder));
         EXPECT_TRUE(std::filesystem::is_empty(folder));

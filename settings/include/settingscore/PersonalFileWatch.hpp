@@ -14,7 +14,7 @@ namespace settings::core {
 /// process has not changed itself become those of the file, groups and settings that users added or removed
 /// come and go, all with the ordinary events. What this process saves itself brings no second event. A
 /// file that cannot be read changes nothing. It follows the preferences directory where updatePrefdir() moves
-/// it.
+/// it, and a tree that MSettings::reset() builds anew, in the folder of before.
 ///
 /// It has a thread of its own, on which listeners of these events run when nobody else is handing events on.
 /// One for each tree is enough. Failures while it runs go to the log channel

@@ -99,7 +99,8 @@ class SETTINGSCORE_EXPORT SettingsFileManager {
     /// cannot be written; ErrorSaveSettingsDueToFileIOError for a factory file; ErrorReadingSettingsData and
     /// SettingsFileNotWritten, also for a file that since it was opened has been damaged, encrypted or
     /// replaced by that of another group, has followed changes between releases (names may mean something
-    /// else in it), or got other upgraders while they were changed here: open it again.
+    /// else in it), or got other upgraders while they were changed here: open it again;
+    /// and when other processes have been saving in the folder all the time (ten seconds).
     void save();
 
   private:

@@ -282,6 +282,21 @@ TEST_F(PersonalFiles, AListenerMayEndTheWatch) {
     EXPECT_EQ("changed b to 3", next()) << "once, to the one watch that is left";
 }
 
+TEST_F(PersonalFiles, ATreeThatIsBuiltAnewIsFollowed) {
+    watch.emplace(index());
+    const FileTree anew = start();
+    auto state = boost::make_shared<detail::SettingsRootStateMgr>();
+    state->root = anew.rootNode;
+    state->files = anew.keeper;
+    listenTo(anew.root);
+    detail::RootStates::instance().erase(index().index());
+    detail::RootStates::instance().insert(index().index(), state);
+    g(there)->set("a", 7.0, "user");
+    EXPECT_EQ("changed a to 7", next());
+    EXPECT_EQ(7.0, g(anew)->get<double>("a"));
+    EXPECT_EQ(0.0, g(here)->get<double>("a"));
+}
+
 TEST_F(PersonalFiles, ATreeThatIsNotThereCannotBeFollowed) {
     EXPECT_THROW(PersonalFileWatch(RootIndex(4712, true, false)),
                  VARNEK::settings::core::SettingsLibraryNotInitialized);

@@ -179,6 +179,15 @@ TEST_F(FileManager, AFileThatAnotherProcessMakes) {
             if (std::chrono::steady_clock::now() > end)
                 throw std::runtime_error("somebody does not come along");
     };
+    const auto saveInTurn = [](SettingsFileManager& manager) {
+        for (int attempt = 0;; ++attempt)
+            try {
+                return manager.save();
+            } catch (const exception::SettingsFileNotWritten&) { // others are at it for very long
+                if (attempt == 3)
+                    throw;
+            }
+    };
     const auto takePart = [&](int number, int round) {
         const auto asked = [&] {
             return SettingsFileManager::createOrUpdateInstallationFile(
@@ -192,7 +201,7 @@ TEST_F(FileManager, AFileThatAnotherProcessMakes) {
             while (!std::filesystem::exists(file))
                 manager = asked();
         add(*manager.getTopLevelNode(), ("s" + std::to_string(number)).c_str(), number);
-        manager.save();
+        saveInTurn(manager);
     };
     std::vector<pid_t> children;
     for (int number = 0; number < processes; ++number) {

@@ -105,10 +105,13 @@ TEST_F(DefaultTree, Reset) {
     EXPECT_EQ(2.0, renewed->getByFullName<double>("queued.s")); // from its file
     EXPECT_EQ(1U, fetch().size());
     renewed->getChild("queued")->set("s", 5.0, "user");
-    EXPECT_EQ(1U, fetch().size()); // the queue is still on
-    root.reset();
-    EXPECT_FALSE(group->isConnectedToTheSettingsTree());
+    EXPECT_EQ(1U, fetch().size());                       // the queue is still on
+    EXPECT_FALSE(group->isConnectedToTheSettingsTree()); // though its root is held
     EXPECT_EQ(4.0, group->get<double>("s"));
+    group->set("s", 6.0, "user");
+    root->addGroup("late", true, false, "user");
+    EXPECT_TRUE(fetch().empty());
+    EXPECT_EQ(5.0, renewed->getByFullName<double>("queued.s"));
 }
 
 TEST_F(DefaultTree, DefinedAndSetInOneStep) {

@@ -4,6 +4,7 @@
 #include "support/LogLines.hpp"
 #include "support/TestTree.hpp"
 
+#include "settingscore/ValueCheck.hpp"
 #include "settingscore/boostany/SupportedTypes.hpp"
 #include "settingscore/events/EventNotifyFunction.hpp"
 #include "settingscore/events/SettingsEvent.hpp"
@@ -19,6 +20,7 @@
 namespace {
 
 using namespace settings::test;
+namespace core = settings::core;
 using settings::core::ReadOnlyState;
 using Lines = std::vector<std::string>;
 
@@ -68,6 +70,13 @@ TEST_F(StorePath, AValueThatNoFileCouldHoldIsRefused) {
     EXPECT_EQ(Lines{}, events.take());
     EXPECT_EQ(Lines{}, tree.requests->take());
     EXPECT_EQ(12.0, font->get<double>("size"));
+    const core::detail::FactorySettingProperties definition(
+        true, false, {}, {}, {}, false, false,
+        {core::MustBeLogical<core::MustBeVector>()}); // "true" is longer than "1"
+    TestTree::setting(font, "flags", definition);
+    const Array ones = Array::make<std::int8_t>({1, 13'500'000}, std::vector<std::int8_t>(13'500'000, 1));
+    EXPECT_EQ("ValueTooLargeForFile", failureOf([&] { font->set("flags", ones, "user"); }));
+    EXPECT_EQ("ValueTooLargeForFile", failureOf([&] { core::checkValue(*font->getChild("flags"), ones); }));
     font->set("size", control(11'000'000), "user");
     EXPECT_EQ(11'000'000U, font->get<std::u16string>("size").size());
 }

@@ -44,6 +44,11 @@ refused() { # RULE ARGUMENTS OF set...
 refused '5 is not in the range from 6 to 72' t.size 5
 refused '-1 is not at least 0' t.least -1
 refused '"On" is none of on, off' t.word On
+refused '"2" is no value of type logical: ' t.flag 2
+refused '"many" is no value of type int32' t.size many
+code 0 "" set t.flag 0.0
+verdict "a number for a logical" "$("$tool" get t.flag --json | grep -o '"value":false')" '"value":false'
+code 0 "" unset t.flag
 refused 'its length of 4 is not at most 3' t.short abcd
 refused 'its size of 1x3 is refused (numeric vector, at most 2 elements)' t.pair '[1,2,3]'
 refused 'it must be logical (logical of any shape)' t.flag --json 2

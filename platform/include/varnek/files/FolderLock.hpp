@@ -27,6 +27,8 @@ class VARNEK_EXPORT FolderLock {
 
     /// False: the time was up, or the file system knows no locks.
     bool isHeld() const noexcept;
+    /// Somebody else had it all the time.
+    bool isTimeUp() const noexcept;
 
   private:
     struct State;

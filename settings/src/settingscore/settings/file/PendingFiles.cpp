@@ -19,7 +19,6 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <stdexcept>
 
 namespace settings::core::detail {
@@ -248,16 +247,12 @@ PendingOutcome finishPendingFiles(const std::filesystem::path& folder) {
 }
 
 PendingOutcome finishPendingFilesAlone(const std::filesystem::path& folder) {
-    using Clock = std::chrono::steady_clock;
-    constexpr std::chrono::seconds patience{10};
     if (isFinishing)
         return {};
     if (!isSettingsSavingTurnedOn())
         return allStayDue(folder, "saving is switched off");
-    const auto begin = Clock::now();
-    const FolderLock othersOut(folder, patience);
-    // Where a file system knows no locks, there is no waiting either, and it goes on without.
-    if (!othersOut.isHeld() && Clock::now() - begin >= patience / 2)
+    const FolderLock othersOut(folder); // where a file system knows no locks, it goes on without
+    if (othersOut.isTimeUp())
         return allStayDue(folder, "other files of \"" + folder.string() + "\" are being saved");
     return finishPendingFiles(folder);
 }

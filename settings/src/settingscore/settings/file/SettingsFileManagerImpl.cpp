@@ -204,6 +204,8 @@ void SettingsFileManagerImpl::mergeAndWrite(const std::filesystem::path& file, c
 void SettingsFileManagerImpl::writeTree(const std::filesystem::path& file, const Completion& complete) {
     requireWritableFolder(file, level_, topHandle());
     const varnek::files::FolderLock othersOut(file.parent_path());
+    if (othersOut.isTimeUp())
+        throwNotWritten(file, "other files of \"" + file.parent_path().string() + "\" are being saved");
     if (!othersOut.isHeld())
         VARNEK_LOG(fileLog, warning) << "saves without a lock on the folder: " << file.parent_path().string();
     if (const auto why = finishUpgrade(file, level_))

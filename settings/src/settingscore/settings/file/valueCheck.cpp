@@ -35,6 +35,7 @@ class SettingCheck {
     void declaratively(varnek::data::Array value) const {
         requireStorable(value);
         runValidators(validators_, {}, self_, parent_, fullName_, value);
+        requireStorable(value);
     }
 
     void operator()(ShapedArray value) const {
@@ -42,6 +43,7 @@ class SettingCheck {
         runFullValidation(
             {validators_, {}, definition_.getValidator()}, self_, parent_, fullName_,
             [this] { return setting_.getName(); }, value);
+        requireStorable(value.first); // what validators have made of it
     }
 
   private:

@@ -49,6 +49,7 @@ ShapedArray SettingsImpl::accepted(ShapedArray value, const boost::shared_ptr<Se
     runFullValidation(
         {definition->checks, definition->errorHandler, definition->validator}, self, group, fullName,
         [this] { return name_; }, value);
+    checkStorable(value); // what validators have made of it
     return value;
 }
 

@@ -1,13 +1,13 @@
 #include "settingscore/PersonalFileWatch.hpp"
 
 #include "settingscore/Settings.hpp"
-#include "settingscore/SettingsRoot.hpp"
 #include "settingscore/events/UpdatePrefdirEvent.hpp"
 #include "settingscore/settings/file/FileFailureText.hpp"
 #include "settingscore/settings/file/FileLog.hpp"
 #include "settingscore/settings/file/LevelFileKeeper.hpp"
 #include "settingscore/settings/file/SettingsFileReader.hpp"
 #include "settingscore/settings/root/RootStates.hpp"
+#include "settingscore/settings/root/TreesOnDemand.hpp"
 #include "varnek/event/EventManager.hpp"
 #include "varnek/files/FolderWatch.hpp"
 
@@ -25,11 +25,10 @@ namespace {
 
 using namespace detail;
 using varnek::files::FolderChanges;
-using Tree = boost::shared_ptr<SettingsRootStateMgr>;
 
-Tree requireTree(const RootIndex& index) {
-    getSettingsRoot(index); // raises what there is to raise
-    return RootStates::instance().find(index.index());
+/// The tree as it is now: another one may be built in its place.
+boost::shared_ptr<SettingsRootStateMgr> treeOf(const RootIndex& index) {
+    return TreesOnDemand::instance().find(index);
 }
 
 bool concerns(const FolderChanges& changes, const NodePtr& group) {
@@ -59,10 +58,10 @@ void takeOver(const SettingsRootStateMgr& tree, const FolderChanges& changes) {
 /// One folder, while the watch lives: it may become that of the personal files again.
 class FollowedFolder {
   public:
-    FollowedFolder(const std::filesystem::path& folder, const Tree& tree)
-        : watch_(folder, [this, tree](const FolderChanges& changes) {
+    FollowedFolder(const std::filesystem::path& folder, const RootIndex& index)
+        : watch_(folder, [this, index](const FolderChanges& changes) {
               isCaughtUp_.wait();
-              takeOver(*tree, changes);
+              takeOver(*treeOf(index), changes);
           }) {}
     FollowedFolder(const FollowedFolder&) = delete;
     FollowedFolder& operator=(const FollowedFolder&) = delete;
@@ -83,12 +82,12 @@ class FollowedFolder {
 } // namespace
 
 struct PersonalFileWatch::State {
-    State(const RootIndex& index, const Tree& of) : tree(of) {
+    explicit State(const RootIndex& of) : index(of) {
+        treeOf(index); // raises what there is to raise
         moves = varnek::event::EventManager::instance().subscribe(
-            u"settings::core::UpdatePrefdirEvent",
-            [this, number = index.index()](const varnek::event::EventHandle& event) {
+            u"settings::core::UpdatePrefdirEvent", [this](const varnek::event::EventHandle& event) {
                 const auto* move = dynamic_cast<const UpdatePrefdirEvent*>(event.get());
-                if (move != nullptr && move->getRootIndex().index() == number)
+                if (move != nullptr && move->getRootIndex().index() == index.index())
                     follow();
             });
         try {
@@ -103,8 +102,9 @@ struct PersonalFileWatch::State {
     ~State() { moves.disconnectAndWait(); }
 
     void follow() {
+        const auto tree = treeOf(index);
         const auto folder = tree->files->fileOf("any", LevelIndex::user).parent_path();
-        auto fresh = folder.empty() ? nullptr : std::make_unique<FollowedFolder>(folder, tree);
+        auto fresh = folder.empty() ? nullptr : std::make_unique<FollowedFolder>(folder, index);
         takeOver(*tree, {{}, true}); // after the watch began, so that nothing falls in between
         if (fresh == nullptr)
             return;
@@ -113,14 +113,13 @@ struct PersonalFileWatch::State {
         folders.try_emplace(folder, std::move(fresh)); // one that is there goes on
     }
 
-    const Tree tree;
+    const RootIndex index;
     std::mutex mutex;                                                         // rank "followed folders"
     std::map<std::filesystem::path, std::unique_ptr<FollowedFolder>> folders; // guarded by mutex
     varnek::event::Connection moves;
 };
 
-PersonalFileWatch::PersonalFileWatch(const RootIndex& index)
-    : state_(std::make_unique<State>(index, requireTree(index))) {}
+PersonalFileWatch::PersonalFileWatch(const RootIndex& index) : state_(std::make_unique<State>(index)) {}
 PersonalFileWatch::~PersonalFileWatch() = default;
 
 } // namespace settings::core

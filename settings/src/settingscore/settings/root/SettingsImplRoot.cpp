@@ -32,10 +32,16 @@ TreeContext withEvents(TreeContext context) {
     return context;
 }
 
+/// Neither events nor saves; who is just looking for the events of the tree finds them.
+TreeContext outside(const TreeContext& context) {
+    return {.rootIndex = context.rootIndex, .events = context.events};
+}
+
 } // namespace
 
 SettingsImplRoot::SettingsImplRoot(TreeContext context)
-    : SettingsImpl(rootSpec(), true), context_(boost::make_shared<const TreeContext>(std::move(context))) {}
+    : SettingsImpl(rootSpec(), true), context_(boost::make_shared<const TreeContext>(std::move(context))),
+      outside_(boost::make_shared<const TreeContext>(outside(*context_))) {}
 
 boost::shared_ptr<SettingsImplRoot> SettingsImplRoot::make(TreeContext context) {
     VARNEK_LOG(rootLog, info) << "SettingsImplRoot::SettingsImplRoot "

@@ -9,6 +9,7 @@
 
 #include "varnek/event/EventManager.hpp"
 
+#include <atomic>
 #include <filesystem>
 #include <memory>
 #include <set>
@@ -25,6 +26,8 @@ class SettingsImplRoot : public SettingsImpl {
 
     /// Before the root is used, once.
     void setToolboxes(std::shared_ptr<Toolboxes> toolboxes) { toolboxes_ = std::move(toolboxes); }
+    /// Another root has taken its place: its groups stand outside the tree from now on. Thread-safe.
+    void leaveTree() noexcept { hasLeft_ = true; }
     /// Puts a group below the root for everything that is declared; none of them is loaded. Blocks on the
     /// disk, starts bundles. MalformedLocationFile; exception::ErrorReadingSettingsData for a location file
     /// that is there and cannot be read.
@@ -41,7 +44,9 @@ class SettingsImplRoot : public SettingsImpl {
     /// CantReloadFactoryFile.
     void reloadFactoryFile(std::string_view toolboxGroupName) override;
     void loaderAdded(std::string_view name) override;
-    boost::shared_ptr<const TreeContext> treeContext() const override { return context_; }
+    boost::shared_ptr<const TreeContext> treeContext() const override {
+        return hasLeft_ ? outside_ : context_;
+    }
     /// CanNotAddKeyToRootException, after the level check.
     NodePtr addSetting(std::string_view name, const FactorySettingProperties& definition,
                        std::string_view level) override;
@@ -62,6 +67,8 @@ class SettingsImplRoot : public SettingsImpl {
     void followPrefdir();
 
     const boost::shared_ptr<const TreeContext> context_;
+    const boost::shared_ptr<const TreeContext> outside_; // that of a root which has left its tree
+    std::atomic<bool> hasLeft_{false};
     std::shared_ptr<Toolboxes> toolboxes_; // may be null
     varnek::event::ScopedConnection prefdirChanges_;
 };

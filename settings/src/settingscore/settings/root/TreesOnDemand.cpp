@@ -95,6 +95,8 @@ boost::shared_ptr<SettingsRootStateMgr> TreesOnDemand::rebuild(const RootIndex& 
     std::unique_lock lock(building_);
     before = states.find(index.index());
     auto state = build(index, before == nullptr ? nullptr : before->root->treeContext()->events);
+    if (before != nullptr)
+        before->root->leaveTree();
     states.erase(index.index()); // whoever finds nothing waits for the lock
     states.insert(index.index(), state);
     lock.unlock();
