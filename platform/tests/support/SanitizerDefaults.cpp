@@ -1,4 +1,11 @@
-// What sanitizers are told about libraries that they do not see into.
+// What sanitizers are told about libraries that they do not see into, and about the children of tests.
+
+#include <cstdlib>
+
+#ifdef __SANITIZE_ADDRESS__
+// Children that are traced, or that end in the middle of their work, cannot be searched for leaks.
+[[maybe_unused]] static const int childrenMayLeak = ::setenv("ASAN_OPTIONS", "detect_leaks=0", 0);
+#endif
 
 // The C library guards its time zone with a lock of its own, which ThreadSanitizer does not know.
 // NOLINTBEGIN(bugprone-reserved-identifier): looked up by name

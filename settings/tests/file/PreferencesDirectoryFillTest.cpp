@@ -62,13 +62,14 @@ struct FirstFill : PrefdirHome {
 };
 
 TEST_F(FirstFill, StampedFilledAndMarkedForItsOwnerOnly) {
-    makeRelease(standard("R2024b"), {"a.vksettings", "b.vksettings", "notes.txt", "b.vksettings.damaged",
-                                     "a.vksettings.tmp", "creation.timestamp", "migratePref.txt"});
+    makeRelease(standard("R2024b"),
+                {"a.vksettings", "b.vksettings", "notes.txt", "b.vksettings.damaged", "a.vksettings.tmp",
+                 "creation.timestamp", "migratePref.txt", "upgrade.pending"});
     fs::permissions(standard("R2024b") / "a.vksettings", fs::perms(0644));
     const mode_t mask = ::umask(0);
     getPreferencesDirectoryUStr();
     ::umask(mask);
-    EXPECT_EQ(withOwnFiles({"a.vksettings", "b.vksettings"}), namesIn(standard()));
+    EXPECT_EQ(withOwnFiles({"a.vksettings", "b.vksettings", "upgrade.pending"}), namesIn(standard()));
     EXPECT_EQ(0700U, modeOf(standard()));
     for (const std::string& name : namesIn(standard()))
         EXPECT_EQ(0600U, modeOf(standard() / name)) << name;
@@ -87,7 +88,7 @@ TEST_F(FirstFill, StampedFilledAndMarkedForItsOwnerOnly) {
     EXPECT_TRUE(report.isReadable && report.isWritable && report.hasMigrationMarker);
     ASSERT_TRUE(report.fill && report.fill->source);
     EXPECT_EQ("R2025a", report.fill->createdBy);
-    EXPECT_EQ((Names{"a.vksettings", "b.vksettings"}), report.fill->source->files);
+    EXPECT_EQ((Names{"a.vksettings", "b.vksettings", "upgrade.pending"}), report.fill->source->files);
     EXPECT_EQ(Names{}, report.fill->source->skipped);
     EXPECT_EQ((Names{"R2024b", "R2025a"}), namesIn(standard().parent_path()));
 }

@@ -1,5 +1,6 @@
 // What happens to a group whose file, folder or very existence changes behind its back.
 
+#include "support/AtLine.hpp"
 #include "support/OneGroupsFile.hpp"
 
 #include "settingscore/MSettings.hpp"
@@ -100,6 +101,26 @@ TEST_F(SharedFiles, TheLastValueStaysGone) {
     EXPECT_EQ(nullptr, ours.root->getChild("mine"));
     EXPECT_FALSE(group(start({"a", "b"}))->isSet("a", "user"));
     EXPECT_EQ(Names{"g.vksettings"}, namesIn(folder / "user"));
+}
+
+/// Somebody who could not wait for the folder any longer, or on a file system without locks.
+TEST_F(SharedFiles, WhatComesWhileTheLastValueGoesStays) {
+    const Names names = {"a", "b"};
+    const FileTree ours = start(names);
+    group(ours)->set("a", 1.0, "user");
+    const std::string before = bytesOf(ours.file("g"));
+    group(start(names))->set("b", 2.0, "user");
+    const std::string theirs = bytesOf(ours.file("g"));
+    writeBytes(ours.file("g"), before);
+    {
+        const AtLine moment("settings::core::settingsFile",
+                            "Save settings file: ", [&] { writeBytes(ours.file("g"), theirs); });
+        group(ours)->unset("a", "user");
+    }
+    EXPECT_EQ(2.0, group(ours)->get<double>("b", "user"));
+    const FileTree end = start(names);
+    EXPECT_EQ(2.0, group(end)->get<double>("b", "user"));
+    EXPECT_FALSE(group(end)->isSet("a", "user"));
 }
 
 TEST_F(SharedFiles, AFolderThatIsAwaySaysNothing) {

@@ -125,6 +125,26 @@ TEST_F(UpgradePending, WhatCannotBeReadIsSetAsideAndStopsNobody) {
     }
 }
 
+/// What may be readable later is not given up.
+TEST_F(UpgradePending, WhatCannotBeReadNowHoldsEverybodyBack) {
+    useAndKill();
+    const std::filesystem::path user = folder / "user", pending = pendingFileOf(user);
+    std::filesystem::permissions(folder.path(), std::filesystem::perms::all);
+    for (const auto& entry : std::filesystem::directory_iterator(user))
+        ASSERT_EQ(0, ::chown(entry.path().c_str(), ::geteuid() == 0 ? 65534 : -1, -1));
+    ASSERT_EQ(0, ::chown(user.c_str(), ::geteuid() == 0 ? 65534 : -1, -1));
+    std::filesystem::permissions(pending, std::filesystem::perms::none);
+    asOrdinaryUser([&] {
+        const Start tree = start({h, k});
+        tree.root->getChild("k")->set("z", 7.0, "user");
+        EXPECT_EQ(SaveOutcome::failed, tree.status("k").saved);
+        EXPECT_NE(std::string::npos, tree.status("k").saveMessage.find("cannot be read"));
+    });
+    ASSERT_TRUE(isPending());
+    std::filesystem::permissions(pending, std::filesystem::perms(0600));
+    expectFinished();
+}
+
 TEST_F(UpgradePending, ADamagedFileIsKeptAsideAndReplaced) {
     useAndKill();
     writeBytes(file("h"), "damaged");

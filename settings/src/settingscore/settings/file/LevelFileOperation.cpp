@@ -119,6 +119,7 @@ void LevelFileKeeper::Operation::prepare(const FolderTurn& folder) {
     if (!hasRun_)
         return;
     attempt([&] {
+        hasWaited_ = folder.isWaitedFor;
         file_ = keeper_.fileOf(key_.first, key_.second);
         group_ = groupToSave();
         isRemoval_ = group_ == nullptr;
@@ -310,9 +311,7 @@ void LevelFileKeeper::Operation::makeAccess() {
         },
         keeper_.holdsMoreThanTheTree(key_));
     access_->onReplacing([this] {
-        isOverrun_ = varnek::files::FileStamp::of(file_) != foundStamp_;
-        if (isOverrun_)
-            throw std::runtime_error("the file has changed while it was being saved");
+        requireAsFound();
         if (image_.replacesDamaged)
             keepAside(file_);
         if (keeper_.upgrade_ != nullptr)
@@ -324,21 +323,26 @@ void LevelFileKeeper::Operation::makeAccess() {
 
 void LevelFileKeeper::Operation::executeSave() {
     VARNEK_LOG(fileLog, debug) << access_->description();
-    SaveOutcome outcome = SaveOutcome::none;
-    for (int overruns = 0; outcome == SaveOutcome::none; ++overruns)
+    for (int overruns = 0; !outcome_; ++overruns)
         try {
-            outcome = saveSettingsFile(*access_);
+            const SaveOutcome outcome = saveSettingsFile(*access_);
+            if (outcome == SaveOutcome::saved || outcome == SaveOutcome::unchanged)
+                noteSaved();
+            const bool isGone =
+                outcome == SaveOutcome::nothingToSave && group_->originLevel() != LevelIndex::session;
+            end(isGone ? removeFile() : outcome);
         } catch (...) {
             if (!std::exchange(isOverrun_, false) || overruns == mostOverruns)
                 throw;
             prepareSave({}); // takes over what has come in between
-            if (outcome_)
-                return;
         }
-    if (outcome == SaveOutcome::saved || outcome == SaveOutcome::unchanged)
-        noteSaved();
-    const bool isGone = outcome == SaveOutcome::nothingToSave && group_->originLevel() != LevelIndex::session;
-    end(isGone ? removeFile() : outcome);
+}
+
+/// Raises what makes the save begin anew.
+void LevelFileKeeper::Operation::requireAsFound() {
+    isOverrun_ = varnek::files::FileStamp::of(file_) != foundStamp_;
+    if (isOverrun_)
+        throw std::runtime_error("the file has changed while it was being saved");
 }
 
 /// What is in the file's place. It is not read again when it is the one that was read or written last and the
@@ -421,9 +425,12 @@ void LevelFileKeeper::Operation::noteSaved() {
 SaveOutcome LevelFileKeeper::Operation::removeFile() {
     if (!isSettingsSavingTurnedOn())
         return SaveOutcome::switchedOff;
-    const auto othersOut = keepOthersOut(file_, false);
+    if (!othersOut_)
+        othersOut_ = keepOthersOut(file_, hasWaited_);
     finishUpgrade();
     const PresentFile present = PresentFile::at(file_);
+    if (!isRemoval_ && present.state != PresentFile::State::absent)
+        requireAsFound(); // it may hold something now
     switch (present.state) {
     case PresentFile::State::absent:
         if (keeper_.isFolderAway(key_))

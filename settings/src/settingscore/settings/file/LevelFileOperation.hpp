@@ -53,6 +53,7 @@ class LevelFileKeeper::Operation : public FileOperation {
 
     void prepareSave(const FolderTurn& folder);
     void executeSave();
+    void requireAsFound();
     void finishUpgrade();
     void makeAccess();
     std::optional<std::string> makeImage();
@@ -78,6 +79,7 @@ class LevelFileKeeper::Operation : public FileOperation {
     varnek::files::ReplacementFolder* together_ = nullptr; // where it is written ahead
     Image image_;
     varnek::files::FileStamp foundStamp_; // of the file that is to be replaced; then of the one in its place
+    bool hasWaited_ = false;              // the pass, for other processes, in vain
     bool isOverrun_ = false;              // somebody has written that file in between
     std::optional<SaveOutcome> outcome_;  // once it is known how it ended
     std::string message_;                 // of a failure

@@ -10,13 +10,13 @@
 #include "settingscore/settings/file/PresentFile.hpp"
 #include "settingscore/settings/file/SettingsFileAccess.hpp"
 #include "settingscore/settings/file/SettingsFileReader.hpp"
+#include "settingscore/settings/prefdir/PrefdirPaths.hpp"
 #include "settingscore/settings/settingsFile.hpp"
 #include "varnek/files/FileAccess.hpp"
 #include "varnek/files/FileReplacement.hpp"
 #include "varnek/files/FolderLock.hpp"
 #include "varnek/files/PathText.hpp"
 
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <stdexcept>
@@ -60,7 +60,7 @@ struct DueFile {
 using DueFiles = std::map<std::string, DueFile>;
 
 /// opc::OpenError.
-DueFiles readDue(const std::filesystem::path& pending) {
+DueFiles readOnce(const std::filesystem::path& pending) {
     DueFiles files;
     const Package package = Package::open(pending);
     const FileSystemManager parts(package);
@@ -76,15 +76,20 @@ DueFiles readDue(const std::filesystem::path& pending) {
     return files;
 }
 
-/// Whether the fault may be one of the moment, such as too many open files.
-bool mayPass(const opc::OpenError& failure, const std::filesystem::path& pending) {
-    if (failure.kind() != opc::ErrorKind::ioFault)
-        return false;
-    const int opened = ::open(pending.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-    if (opened < 0)
-        return true;
-    ::close(opened);
-    return false;
+/// The same; a fault of the moment, such as too many open files, may be over.
+DueFiles readDue(const std::filesystem::path& pending) {
+    try {
+        return readOnce(pending);
+    } catch (const opc::OpenError& failure) {
+        if (failure.kind() != opc::ErrorKind::ioFault)
+            throw;
+    }
+    return readOnce(pending);
+}
+
+/// Whether it may be read later: what is due is not given up for that.
+bool mayPass(const opc::OpenError& failure) {
+    return failure.kind() == opc::ErrorKind::ioFault || failure.kind() == opc::ErrorKind::permission;
 }
 
 /// It is of no use to anybody, and must stop nobody.
@@ -99,6 +104,7 @@ void setPendingAside(const std::filesystem::path& pending) {
 /// All groups that are named in it, for one reason. None where it cannot be read.
 PendingOutcome allStayDue(const std::filesystem::path& folder, const std::string& why) {
     PendingOutcome outcome;
+    outcome.stamp = varnek::files::FileStamp::of(pendingFileOf(folder));
     try {
         for (const auto& [group, file] : readDue(pendingFileOf(folder)))
             outcome.due[group] = why;
@@ -192,7 +198,7 @@ std::optional<std::string> PendingOutcome::whyHeld(const std::string& group) con
 }
 
 std::filesystem::path pendingFileOf(const std::filesystem::path& folder) {
-    return folder / "upgrade.pending";
+    return folder / pendingUpgradeFile;
 }
 
 void makeDue(const std::filesystem::path& folder, const NewFiles& files) {
@@ -221,7 +227,7 @@ PendingOutcome finishPendingFiles(const std::filesystem::path& folder) {
         if (failure.kind() == opc::ErrorKind::notFound)
             return outcome; // somebody was quicker
         logCaught(failure.what(), pending);
-        if (mayPass(failure, pending))
+        if (mayPass(failure))
             outcome.whyNobody = causeOf(failure);
         else
             setPendingAside(pending);

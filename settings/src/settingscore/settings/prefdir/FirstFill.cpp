@@ -8,6 +8,7 @@
 #include "settingscore/settings/prefdir/PrefdirPaths.hpp"
 #include "varnek/files/FileAccess.hpp"
 #include "varnek/files/FileError.hpp"
+#include "varnek/files/FolderLock.hpp"
 #include "varnek/files/PathText.hpp"
 #include "varnek/host/Environment.hpp"
 #include "varnek/host/HostError.hpp"
@@ -76,13 +77,15 @@ void stamp(files::NewFolder& folder, const std::filesystem::path& directory, con
     }
 }
 
-/// Names of the settings files, links and whatever else is called like one, sorted.
+/// Names of the settings files, links and whatever else is called like one, and of those that are still to
+/// take the places of some of them; sorted.
 std::vector<std::string> namesToCopy(const FillSource& source) {
     std::error_code error;
     std::vector<std::string> names;
     for (std::filesystem::directory_iterator entry(source.directory, error), end; !error && entry != end;
          entry.increment(error))
-        if (entry->path().native().ends_with(settingsFileExtension))
+        if (entry->path().native().ends_with(settingsFileExtension) ||
+            entry->path().filename() == pendingUpgradeFile)
             names.push_back(entry->path().filename().native());
     if (error)
         throwNotReadable(source, "cannot list", error);
@@ -165,6 +168,7 @@ PreferencesDirectoryFill::Source copySettingsFiles(const FillSource& source, fil
                                                    const std::filesystem::path& directory) {
     PreferencesDirectoryFill::Source copied{
         source.release.text(), files::utf16FromPath(source.directory), {}, {}};
+    const files::FolderLock othersOut(source.directory); // so that the files belong together
     for (const std::string& name : namesToCopy(source)) {
         const auto file = source.directory / name, copy = directory / name;
         const auto content = contentToCopy(file, copy);

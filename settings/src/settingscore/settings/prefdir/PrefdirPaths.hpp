@@ -11,6 +11,8 @@ namespace settings::core::detail {
 
 inline constexpr std::string_view prefdirVariable = "VARNEK_PREFDIR";
 inline constexpr std::string_view stopsAtPreviousVariable = "DISABLE_PREFCOPY3RELEASES";
+/// Personal files that a crash has kept from being replaced; whoever uses the directory does it.
+inline constexpr std::string_view pendingUpgradeFile = "upgrade.pending";
 
 varnek::release::ReleaseLabel currentRelease();
 varnek::release::ReleaseLabel previousRelease();

@@ -97,24 +97,21 @@ FactorySettingsTracker& FactorySettingsTracker::start() {
     static auto* const tracker = [] {
         VARNEK_LOG(rootLog, info) << "Create the Microservice tracker";
         std::unique_ptr<FactorySettingsTracker> made(new FactorySettingsTracker);
-        made->track();
+        made->track<FactorySettings>();
+        made->track<TopLevelFactoryFileLoader>();
         made->startFolders();
         return made.release();
     }();
     return *tracker;
 }
 
-/// The trackers stay open to the end of the process.
+template <class Interface>
 void FactorySettingsTracker::track() {
     const BundleContext context = serviceContext();
-    auto services = std::make_unique<ServiceTracker<FactorySettings>>(
-        context, std::make_unique<Customizer<FactorySettings>>(*this, context).release());
-    services->Open();
-    services.release();
-    auto loaders = std::make_unique<ServiceTracker<TopLevelFactoryFileLoader>>(
-        context, std::make_unique<Customizer<TopLevelFactoryFileLoader>>(*this, context).release());
-    loaders->Open();
-    loaders.release();
+    auto customizer = std::make_shared<Customizer<Interface>>(*this, context);
+    auto tracker = std::make_shared<ServiceTracker<Interface>>(context, customizer.get());
+    tracker->Open();
+    open_.push_back({std::move(customizer), std::move(tracker)});
 }
 
 void FactorySettingsTracker::startFolders() {

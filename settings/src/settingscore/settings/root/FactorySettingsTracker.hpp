@@ -44,6 +44,7 @@ class FactorySettingsTracker {
     class Customizer;
 
     FactorySettingsTracker() = default;
+    template <class Interface>
     void track();
     void startFolders();
     void note(LoadProblem problem);
@@ -58,6 +59,10 @@ class FactorySettingsTracker {
     void leave(const Service& service);
     void leave(const Loader& loader);
 
+    struct OpenTracker {
+        std::shared_ptr<void> customizer, tracker;
+    };
+    std::vector<OpenTracker> open_; // to the end of the process
     mutable std::mutex mutex_;
     std::map<Name, Service> services_;
     std::map<std::string, Loader> loaders_;
