@@ -141,11 +141,16 @@ std::string brokenRule(const std::exception_ptr& failure, const settings::core::
     }
 }
 
+RefusedValue refusedValue(const std::string& fullName, const ShapedArray& value, const std::string& level,
+                          const std::string& rule) {
+    const std::string text = shownBriefly(value.first, value.second);
+    return RefusedValue(quoted(fullName) + " cannot be " + (text.empty() ? quoted(text) : text) +
+                        " on level " + quoted(level) + ": " + rule);
+}
+
 RefusedValue refusedValue(const std::exception_ptr& failure, const settings::core::Settings& setting,
                           const ShapedArray& value, const std::string& level) {
-    return RefusedValue(quoted(setting.getFullName()) + " cannot be " +
-                        shownBriefly(value.first, value.second) + " on level " + quoted(level) + ": " +
-                        brokenRule(failure, setting, value.first));
+    return refusedValue(setting.getFullName(), value, level, brokenRule(failure, setting, value.first));
 }
 
 std::string shownBriefly(const Array& value, bool isVector) {

@@ -32,6 +32,9 @@ std::string brokenRule(const std::exception_ptr& failure, const settings::core::
 /// `"editor.tabWidth" cannot be 17 on level "user": 17 is not in the range from 1 to 16`.
 RefusedValue refusedValue(const std::exception_ptr& failure, const settings::core::Settings& setting,
                           const settingscore::boostany::ShapedArray& value, const std::string& level);
+/// The same for a rule in words.
+RefusedValue refusedValue(const std::string& fullName, const settingscore::boostany::ShapedArray& value,
+                          const std::string& level, const std::string& rule);
 
 /// What shown() gives, cut where it would fill the screen.
 std::string shownBriefly(const varnek::data::Array& value, bool isVector = false);

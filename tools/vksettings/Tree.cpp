@@ -83,7 +83,8 @@ void warnOfLoadProblems(const std::string& told) {
     std::set<std::pair<std::string, std::string>> now;
     for (const auto& [file, message] : settings::core::detail::getLoadProblems(DefaultRootIndex())) {
         now.emplace(file, message);
-        if (before.contains({file, message}) || (!told.empty() && told.find(message) != std::string::npos))
+        const auto isTold = [&](const std::string& text) { return told.find(text) != std::string::npos; };
+        if (before.contains({file, message}) || isTold(message) || isTold('"' + file + '"'))
             continue;
         std::string text = message.find(file) == std::string::npos ? file + ": " : std::string();
         std::cerr << "vksettings: warning: " << printable(text.append(message)) << '\n';

@@ -66,8 +66,7 @@ ShapedArray readable(const SetOptions& options, const Setting& setting) {
         return meant(options, setting);
     } catch (const std::invalid_argument& failure) {
         const auto text = varnek::data::Array::text(varnek::json::Value(options.value).asUtf16());
-        throw RefusedValue("\"" + setting.fullName() + "\" cannot be " + shownBriefly(text) + " on level \"" +
-                           options.level + "\": " + failure.what());
+        throw refusedValue(setting.fullName(), {text, false}, options.level, failure.what());
     }
 }
 

@@ -9,6 +9,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <fcntl.h>
 #include <poll.h>
 #include <unistd.h>
 
@@ -401,8 +402,10 @@ ExitCode CommandLine::run(const std::vector<std::string>& words, Language& langu
         if (const std::string commands = missingCommand(app_);
             error.get_exit_code() != 0 && !commands.empty())
             std::cerr << "one of these commands is required: " << commands << '\n';
-        else if (app_.exit(error) == 0)
+        else if (app_.exit(error) == 0) {
+            flushOutput();
             return done;
+        }
         return usage;
     }
     if (!isInShell() && app_.got_subcommand("shell"))
@@ -442,9 +445,17 @@ ExitCode runShell(Language& language) {
                  [] { return CommandLine().describe(); }, language);
 }
 
+/// A closed one would be the next file that is opened.
+void occupyStandardDescriptors() {
+    for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+        if (::fcntl(descriptor, F_GETFD) < 0)
+            ::open("/dev/null", O_RDONLY); // the lowest that is free; writing to it is an error
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
+    occupyStandardDescriptors();
     std::signal(SIGPIPE, SIG_IGN); // a reader that has seen enough is no crash
     Language language;
     const auto guarded = [&] { return run({argv + 1, argv + argc}, language); };

@@ -189,7 +189,7 @@ class SETTINGSCORE_EXPORT Settings {
     /// Errors: ErrorExportOrImportSettingsUsingRelativePath, CannotExportSettingsRoot,
     /// CannotExportStandaloneSettings, ErrorExportMultipleNodesBelongsToDiffProducts, UnSupportedLevel,
     /// SettingsFileNotWritten (also for a file that is there and is no settings file, that of another
-    /// group, or an encrypted one);
+    /// group, or an encrypted one, and in the place of the tree's own files of the product);
     /// std::invalid_argument for no nodes at all and for an empty handle.
     static void exportSettings(const std::vector<boost::shared_ptr<const Settings>>& nodes,
                                const std::u16string& path, std::string_view level);

@@ -188,6 +188,21 @@ TEST_F(ExportImport, TheFileOfAnotherGroupIsNotReplaced) {
     EXPECT_EQ("SettingsFileNotWritten", exportTo(other));
 }
 
+/// They hold more than an export does.
+TEST_F(ExportImport, TheTreesOwnFilesAreNotReplaced) {
+    const std::filesystem::path user = tree.file("g"), linked = folder / "linked.vksettings";
+    std::filesystem::create_hard_link(user, linked);
+    const std::string before = bytesOf(user);
+    g->set("a", 5.0, "session");
+    for (const auto& file :
+         {user, linked, user.parent_path() / "." / user.filename(), tree.file("g", LevelIndex::installation)})
+        EXPECT_EQ("SettingsFileNotWritten", failureOf([&] {
+                      Settings::exportSettings({g}, varnek::files::utf16FromPath(file), "session");
+                  }))
+            << file;
+    EXPECT_EQ(before, bytesOf(user));
+}
+
 TEST_F(ExportImport, PlainNumbersThatADoubleDoesNotHoldAreRefused) {
     Settings::exportSettings({g}, path("x.vksettings"), "user");
     const auto read = [&](const std::string& value) {

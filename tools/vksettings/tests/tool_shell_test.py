@@ -134,6 +134,11 @@ class Scripts(OnePlace):
                                     "get editor.font.size --level user\n")
         self.assertEqual(["12", "21"], [line for line in printed.splitlines() if line.isdigit()])
 
+    def test_without_a_standard_input(self):
+        ended = subprocess.run(["bash", "-c", 'exec "$0" shell <&-', TOOL], env=self.place.environment, timeout=PATIENCE,
+                               capture_output=True)
+        self.assertEqual((0, b"", b""), (ended.returncode, ended.stdout, ended.stderr))
+
     def test_the_first_failure_is_the_exit_code(self):
         printed = self.place.script("get editor.nothing\nno-such-command\nget editor.font.size\nget 'open\n", code=1)
         self.assertIn("vksettings: line 1: ", printed)

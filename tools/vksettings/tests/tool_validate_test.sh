@@ -44,6 +44,7 @@ refused() { # RULE ARGUMENTS OF set...
 refused '5 is not in the range from 6 to 72' t.size 5
 refused '-1 is not at least 0' t.least -1
 refused '"On" is none of on, off' t.word On
+code 1 '"t.word" cannot be "" on level "user": "" is none of on, off' set t.word ''
 refused '"2" is no value of type logical: ' t.flag 2
 refused '"many" is no value of type int32' t.size many
 code 0 "" set t.flag 0.0

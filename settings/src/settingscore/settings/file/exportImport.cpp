@@ -4,6 +4,7 @@
 #include "settingscore/Settings.hpp"
 #include "settingscore/exception/Exceptions.hpp"
 #include "settingscore/settings/file/FileFailureText.hpp"
+#include "settingscore/settings/file/LevelFileKeeper.hpp"
 #include "settingscore/settings/file/SettingsFileReader.hpp"
 #include "settingscore/settings/file/SettingsFileWriter.hpp"
 #include "settingscore/settings/file/TreeLoader.hpp"
@@ -83,6 +84,20 @@ std::vector<UpgraderRecord> upgradersOf(const SettingsNodeImpl& product) {
     }
 }
 
+/// It holds more than an export: what the tree cannot show, and how far it has followed upgrades.
+void requireOtherThanTheTreesOwn(const SettingsNodeImpl& product, const std::filesystem::path& file) {
+    const auto tree = product.treeContext();
+    const auto* files = tree == nullptr ? nullptr : dynamic_cast<const LevelFileKeeper*>(tree->saves.get());
+    for (const LevelIndex level : {LevelIndex::user, LevelIndex::installation}) {
+        const auto own = files == nullptr ? std::filesystem::path() : files->fileOf(product.getName(), level);
+        std::error_code ignored; // one that is not there is no other's either
+        const bool isInItsPlace = file.filename() == own.filename() &&
+                                  std::filesystem::equivalent(file.parent_path(), own.parent_path(), ignored);
+        if (isInItsPlace || std::filesystem::equivalent(file, own, ignored))
+            throwNotWritten(file, "it is the file of level \"" + std::string(levelName(level)) + "\" itself");
+    }
+}
+
 /// Groups that exist for this session only never reach a file.
 bool isForThisSessionOnly(const std::vector<NodePtr>& chain) {
     return std::any_of(chain.begin(), chain.end(), [](const NodePtr& node) {
@@ -101,6 +116,7 @@ void Settings::exportSettings(const std::vector<ConstHandle>& nodes, const std::
         throw exception::ErrorExportOrImportSettingsUsingRelativePath(nodes.front(), path);
     const std::vector<Chain> chains = chainsToExport(nodes);
     const LevelIndex at = requireLevel(level, [&] { return nodes.front(); });
+    requireOtherThanTheTreesOwn(*chains.front().front(), file);
     SettingsFileContent content;
     content.tree = shellOf(chains.front().front(), at);
     if (at == LevelIndex::factory)
