@@ -124,6 +124,45 @@ TEST_F(FileWriter, APassGoesByLevelAndPath) {
               log.take("Save settings file: "));
 }
 
+/// An operation after which the next one is asked for, as by a thread that sets all the time.
+struct EndlessOperation : FileOperation {
+    EndlessOperation(PrefdirFileWriterQueue& of, std::atomic<int>& count, const std::atomic<bool>& ended)
+        : FileOperation(LevelIndex::user, "/a/file", nullptr), queue(of), runs(count), isOver(ended) {}
+    void begin() override {}
+    void prepare(const FolderTurn&) override {}
+    void write() noexcept override {}
+    void flush() noexcept override {}
+    bool execute() override {
+        ++runs;
+        if (!isOver)
+            queue.requestFileUpdate(std::make_unique<EndlessOperation>(queue, runs, isOver));
+        return false;
+    }
+    void finish() override {}
+    void tell() override {}
+    void letGo() noexcept override {}
+    PrefdirFileWriterQueue& queue;
+    std::atomic<int>& runs;
+    const std::atomic<bool>& isOver;
+};
+
+TEST(FileWriterQueue, WhoWaitsDoesNotWaitLongerEachTime) {
+    std::atomic<int> runs{0};
+    std::atomic<bool> isOver{false};
+    PrefdirFileWriterQueue queue;
+    queue.requestFileUpdate(std::make_unique<EndlessOperation>(queue, runs, isOver));
+    int fewest = 1000;
+    for (int i = 0; i < 20; ++i) {
+        const int before = runs;
+        queue.waitForAll();
+        if (i >= 10)
+            fewest = std::min(fewest, runs - before);
+    }
+    EXPECT_GE(5, fewest);
+    isOver = true;
+    queue.terminate(true);
+}
+
 TEST_F(FileWriter, AFailureIsItsOwn) {
     const Handle a = group("a");
     const Handle b = group("b");

@@ -180,10 +180,10 @@ void PrefdirFileWriterQueue::wakeUp() {
     try {
         queue_.push([this] {
             waitForTheBurst();
-            processFileIo();
+            processFileIo(Pending::woken);
         });
     } catch (const std::exception&) { // terminated, or the system has no thread or memory to give
-        processFileIo();
+        processFileIo(Pending::woken);
     }
 }
 
@@ -191,7 +191,7 @@ void PrefdirFileWriterQueue::wakeUp() {
 
 void PrefdirFileWriterQueue::waitForTheBurst() {
     std::unique_lock lock(mutex_);
-    hurried_.wait_for(lock, delay_, [this] { return isHurried_ || !isRunning_; });
+    hurried_.wait_for(lock, delay_, [this] { return isHurried_ || waiting_ > 0 || !isRunning_; });
 }
 
 /// What a thread still has to run; a listener or a hook may end the process in the middle of it.
@@ -209,16 +209,16 @@ struct PrefdirFileWriterQueue::Pass {
     Pass* const outer;
 };
 
-PrefdirFileWriterQueue::Levels PrefdirFileWriterQueue::takePending() noexcept {
+PrefdirFileWriterQueue::Levels PrefdirFileWriterQueue::takePending(Pending pending) noexcept {
     const std::lock_guard lock(mutex_);
-    isWoken_ = false;
-    isHurried_ = false;
+    if (pending == Pending::woken) // else the pass is still to come, and no other is needed
+        isWoken_ = isHurried_ = false;
     return std::exchange(pending_, {});
 }
 
-void PrefdirFileWriterQueue::processFileIo() noexcept {
+void PrefdirFileWriterQueue::processFileIo(Pending pending) noexcept {
     VARNEK_LOG(fileLog, info) << "Process the File I/O";
-    Pass pass(*this, takePending());
+    Pass pass(*this, takePending(pending));
     runLevels(pass.levels, nullptr);
 }
 
@@ -258,13 +258,14 @@ PrefdirFileWriterQueue::Operations PrefdirFileWriterQueue::runSome(Files& files,
     });
     return operations;
 }
-void PrefdirFileWriterQueue::processWhatIsLeft() noexcept {
+
+void PrefdirFileWriterQueue::processWhatIsLeft(Pending pending) noexcept {
     {
         const std::lock_guard lock(mutex_);
         if (pending_.empty())
             return;
     }
-    processFileIo();
+    processFileIo(pending);
 }
 
 /// All is written before anybody is told: a listener may end the process once more.
@@ -273,7 +274,7 @@ void PrefdirFileWriterQueue::endHere() noexcept {
     for (Pass* pass = Pass::innermostHere; pass != nullptr; pass = pass->outer)
         if (&pass->queue == this)
             runLevels(pass->levels, &untold);
-    Pass last(*this, takePending());
+    Pass last(*this, takePending(Pending::woken));
     runLevels(last.levels, &untold);
     tell(untold);
 }
@@ -295,22 +296,24 @@ void PrefdirFileWriterQueue::waitForAll() {
         return;
     {
         const std::lock_guard lock(mutex_);
-        isHurried_ = true;
+        ++waiting_;
     }
     hurried_.notify_all();
     try {
         // A pass, not a mere mark: whoever made the last request may not have pushed his yet.
-        queue_.push([this] { processWhatIsLeft(); }).wait();
+        queue_.push([this] { processWhatIsLeft(Pending::besides); }).wait();
     } catch (const std::exception&) {
         waitForEnd();
     }
+    const std::lock_guard lock(mutex_);
+    --waiting_;
 }
 
 void PrefdirFileWriterQueue::waitForEnd() {
     if (isWorker())
         return;
     queue_.waitForEnd();
-    processWhatIsLeft(); // of a request that found the queue closed in between
+    processWhatIsLeft(Pending::woken); // of a request that found the queue closed in between
 }
 
 void PrefdirFileWriterQueue::terminate(bool wait) {

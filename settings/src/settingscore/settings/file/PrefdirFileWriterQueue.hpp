@@ -77,13 +77,15 @@ class PrefdirFileWriterQueue {
     void request(std::unique_ptr<FileOperation> operation);
     void wakeUp();
     void waitForTheBurst();
-    void processFileIo() noexcept;
-    void processWhatIsLeft() noexcept;
+    /// Whether the pass is the one that `isWoken_` stands for.
+    enum class Pending { woken, besides };
+    void processFileIo(Pending pending) noexcept;
+    void processWhatIsLeft(Pending pending) noexcept;
     /// Runs some of the files, on one folder; none when there is no memory for several.
     Operations runSome(Files& files, bool mayShare) noexcept;
     /// Runs all and tells their events, or leaves those with `untold` when there is one.
     void runLevels(Levels& levels, Operations* untold) noexcept;
-    Levels takePending() noexcept;
+    Levels takePending(Pending pending) noexcept;
     void runAlone(FileOperation& operation) noexcept;
 
     const std::chrono::milliseconds delay_;
@@ -91,8 +93,9 @@ class PrefdirFileWriterQueue {
     std::mutex mutex_;
     std::condition_variable hurried_;
     Levels pending_;
-    bool isWoken_ = false;   // a pass waits in the queue
+    bool isWoken_ = false;   // a pass waits in the queue, or is about to be put there
     bool isHurried_ = false; // and is not to wait for more
+    int waiting_ = 0;        // threads for which none is to wait
     std::atomic<bool> isRunning_{true};
     OrderedWorkQueueImpl queue_; // last: its thread uses the members above
 };
