@@ -3,6 +3,7 @@
 #include "settingscore/events/SettingsAddNodeEvent.hpp"
 #include "settingscore/exception/Exceptions.hpp"
 #include "settingscore/root/ToolboxGroups.hpp"
+#include "support/AtLine.hpp"
 #include "support/LogLines.hpp"
 #include "support/StartedTree.hpp"
 
@@ -10,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <future>
 #include <stdexcept>
 
 namespace {
@@ -137,6 +139,87 @@ TEST_F(Reloading, WhatAnotherProcessHasUnsetStaysUnset) {
     const Handle again = tree.start()->getChild("alpha");
     EXPECT_FALSE(again->isSet("gone", "user"));
     EXPECT_EQ(30.0, again->get<double>("kept"));
+}
+
+/// What was added, and is defined now, keeps its values; when the definition goes, they come back.
+TEST_F(Reloading, WhatWasAddedMayBeDefinedLater) {
+    constexpr const char* without = R"({"groupName": "alpha", "settings": [{"name": "kept", "value": 1}]})";
+    constexpr const char* with = R"({"groupName": "alpha", "settings": [
+        {"name": "kept", "value": 1}, {"name": "mine", "value": 2}, {"name": "passing", "value": 2},
+        {"name": "other", "value": 2}], "groups": [{"groupName": "box", "settings": [{"name": "in", "value": 3}]}]})";
+    for (const bool isSaved : {false, true}) {
+        tree.define(without);
+        Handle root = tree.start();
+        alpha = root->getChild("alpha");
+        const auto add = [](const Handle& group, const char* name, double value, const char* level) {
+            group->addSetting(name, Array::scalar(value), true, false, level);
+        };
+        add(alpha, "mine", 10.0, "user");
+        alpha->set("mine", 11.0, "session");
+        add(alpha, "passing", 12.0, "session");
+        const Handle box = alpha->addGroup("box", true, false, "user");
+        add(box, "in", 13.0, "user");
+        add(box, "more", 14.0, "user");
+        add(box->addGroup("brief", true, false, "session"), "y", 15.0, "session");
+        add(alpha->addGroup("other", true, false, "user"), "y", 16.0, "user"); // to be a setting
+        if (isSaved)
+            waitForSettingsSaves();
+        tree.define(with);
+        root->reloadFactoryFile("alpha");
+        const auto expectValues = [&] {
+            EXPECT_EQ(10.0, alpha->get<double>("mine", "user"));
+            EXPECT_EQ(13.0, root->getByFullName<double>("alpha.box.in"));
+            EXPECT_EQ(14.0, root->getByFullName<double>("alpha.box.more"));
+        };
+        expectValues();
+        EXPECT_EQ(2.0, alpha->get<double>("mine", "factory"));
+        EXPECT_EQ(11.0, alpha->get<double>("mine"));
+        EXPECT_EQ(12.0, alpha->get<double>("passing"));
+        EXPECT_EQ(15.0, root->getByFullName<double>("alpha.box.brief.y"));
+        EXPECT_EQ(2.0, alpha->get<double>("other"));
+        if (isSaved) // by a save that knows of the definitions
+            alpha->set("kept", 20.0, "user");
+        tree.define(without);
+        root->reloadFactoryFile("alpha");
+        alpha->set("kept", 21.0, "user"); // leaves nothing out
+        tree.define(with);
+        root->reloadFactoryFile("alpha");
+        expectValues();
+        root = tree.start();
+        alpha = root->getChild("alpha");
+        expectValues();
+        tree.define(without);
+        root = tree.start();
+        alpha = root->getChild("alpha");
+        EXPECT_EQ(16.0, root->getByFullName<double>("alpha.other.y"));
+        std::filesystem::remove(tree.userFile("alpha"));
+    }
+}
+
+/// Another thread's save between the change of the definitions and the reading of the files.
+TEST_F(Reloading, ASaveInBetweenLeavesNothingOut) {
+    const Handle root = start();
+    alpha->set("gone", 21.0, "user");
+    alpha->set("kept", 22.0, "installation");
+    waitForSettingsSaves();
+    tree.define(second);
+    std::future<void> save;
+    {
+        const AtLine meanwhile("settings::core::settingsFile", "installation/alpha.vksettings", [&] {
+            save = std::async(std::launch::async, [&] {
+                alpha->set("kept", 23.0, "user");
+                waitForSettingsSaves();
+            });
+            save.wait_for(std::chrono::milliseconds(200)); // to its end, or until it waits for this
+        });
+        root->reloadFactoryFile("alpha");
+        save.wait();
+    }
+    tree.define(first);
+    root->reloadFactoryFile("alpha");
+    EXPECT_EQ(21.0, alpha->get<double>("gone"));
+    EXPECT_EQ(23.0, alpha->get<double>("kept"));
+    EXPECT_EQ(21.0, tree.start()->getByFullName<double>("alpha.gone"));
 }
 
 TEST_F(Reloading, ANewDefaultIsAChangeOfTheEffectiveValue) {

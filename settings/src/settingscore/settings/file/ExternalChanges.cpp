@@ -127,6 +127,21 @@ GroupRecord takeOverChanges(const GroupRecord& base, GroupRecord theirs, const N
     return Comparison(level, events).run(base, std::move(theirs), group);
 }
 
+void countAsDefined(GroupRecord& base, const NodePtr& group) {
+    const auto children = group->getChildren();
+    const auto isDefined = [&](const auto& record) {
+        const NodePtr node = childCalled(record.name, children);
+        return node != nullptr && node->originLevel() == LevelIndex::factory;
+    };
+    for (SettingRecord& setting : base.settings)
+        setting.isUserDefined = setting.isUserDefined && !isDefined(setting);
+    for (GroupRecord& below : base.groups) {
+        below.isUserDefined = below.isUserDefined && !isDefined(below);
+        if (const NodePtr node = childCalled(below.name, children); node != nullptr && !node->isLeafNode())
+            countAsDefined(below, node);
+    }
+}
+
 void removeKept(GroupRecord& base, const GroupRecord& kept) {
     for (const SettingRecord& setting : kept.settings)
         std::erase_if(base.settings, [&](const SettingRecord& of) { return of.name == setting.name; });

@@ -17,6 +17,10 @@ namespace settings::core::detail {
 GroupRecord takeOverChanges(const GroupRecord& base, GroupRecord theirs, const NodePtr& group,
                             LevelIndex level, LateEvents& events);
 
+/// What definitions have made in the tree was not added by a user, whatever `base` says: when it goes with
+/// them, no user has removed it.
+void countAsDefined(GroupRecord& base, const NodePtr& group);
+
 /// Takes out of `base` what was never in the tree but is kept for definitions that may still appear.
 void removeKept(GroupRecord& base, const GroupRecord& kept);
 

@@ -112,6 +112,31 @@ bool LevelFileKeeper::inTurn(const Key& key, const std::function<void()>& work) 
             return false;
         work();
     }
+    submitWhatWasLeft(key);
+    return true;
+}
+
+/// The turns are taken as a pass of the writer takes them.
+bool LevelFileKeeper::inTurns(const NodePtr& topLevelGroup, const std::function<void()>& work) {
+    const Key installation(topLevelGroup->getName(), LevelIndex::installation);
+    const Key user(topLevelGroup->getName(), LevelIndex::user);
+    bool isHad = false;
+    {
+        const Turn first(*this, installation);
+        if (!first)
+            return false;
+        if (const Turn second(*this, user); second) {
+            isHad = true;
+            work();
+        }
+    }
+    submitWhatWasLeft(installation);
+    if (isHad)
+        submitWhatWasLeft(user);
+    return isHad;
+}
+
+void LevelFileKeeper::submitWhatWasLeft(const Key& key) {
     bool isDue = false;
     {
         const std::lock_guard lock(mutex_);
@@ -119,7 +144,6 @@ bool LevelFileKeeper::inTurn(const Key& key, const std::function<void()>& work) 
     }
     if (isDue)
         submitAgain(key);
-    return true;
 }
 
 // ---- requests ----

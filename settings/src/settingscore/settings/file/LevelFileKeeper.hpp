@@ -111,6 +111,9 @@ class LevelFileKeeper : public SaveRequests, public boost::enable_shared_from_th
 
     // For a group that is defined anew; the events are left in `events`.
 
+    /// Runs `work`, which uses the three below, while nobody else works on the group's files, so that none is
+    /// saved in the middle of it. False: that may not be had inside a save, and nothing was done.
+    bool inTurns(const NodePtr& topLevelGroup, const std::function<void()>& work);
     /// What the group holds on the level and its file does not.
     GroupRecord unsavedValues(const NodePtr& topLevelGroup, LevelIndex level) const;
     /// loadLevel(), of a tree in use; followUpgrades() is due afterwards.
@@ -154,6 +157,7 @@ class LevelFileKeeper : public SaveRequests, public boost::enable_shared_from_th
     void submit(const Key& key, NodePtr group);
     void submitAgain(const Key& key);
     bool inTurn(const Key& key, const std::function<void()>& work);
+    void submitWhatWasLeft(const Key& key);
     void run(PrefdirFileWriterQueue* writer, const Key& key, bool isRemoval);
     void runHere(const Key& key);
     void noteNotRun(const Key& key);
@@ -181,7 +185,7 @@ class LevelFileKeeper : public SaveRequests, public boost::enable_shared_from_th
     /// What a reading has found; it counts once the values are in the tree.
     struct Found {
         SettingsFileContent content;
-        std::shared_ptr<const GroupRecord> base;
+        std::shared_ptr<GroupRecord> base;
         varnek::files::FileStamp stamp;
         bool isOfLaterRelease = false; // than this one knows
     };

@@ -99,7 +99,7 @@ std::optional<LevelFileKeeper::Found> LevelFileKeeper::readContent(const Key& ke
         if (content.tree.name != key.first)
             FilePlace{file, {}}.refuse(ReadError::name, "$.groupName",
                                        "the file holds the group \"" + content.tree.name + "\"");
-        auto base = std::make_shared<const GroupRecord>(content.tree.clone());
+        auto base = std::make_shared<GroupRecord>(content.tree.clone());
         return Found{std::move(content), std::move(base), stamp, false};
     } catch (const opc::OpenError& failure) {
         if (failure.kind() == opc::ErrorKind::notFound)
@@ -213,6 +213,7 @@ LoadOutcome LevelFileKeeper::read(const Key& key, const NodePtr& group, LateEven
                           .makeNode = makePlainNode,
                           .events = telling == Telling::yes ? &events : nullptr};
     GroupRecord rest = loadIntoTree(std::move(tree), group, rules);
+    countAsDefined(*found->base, group);
     remember(key, std::move(*found), std::move(rest));
     return LoadOutcome::ok;
 }
@@ -346,10 +347,8 @@ GroupRecord LevelFileKeeper::unsavedValues(const NodePtr& topLevelGroup, LevelIn
 
 void LevelFileKeeper::reloadLevel(const NodePtr& topLevelGroup, LevelIndex level, LateEvents& events) {
     const Key key(topLevelGroup->getName(), level);
-    inTurn(key, [&] {
-        readForTheFolder(key, topLevelGroup, events, Telling::yes);
-        adopt(key, topLevelGroup, &events);
-    });
+    readForTheFolder(key, topLevelGroup, events, Telling::yes);
+    adopt(key, topLevelGroup, &events);
 }
 
 void LevelFileKeeper::forgetFilesOf(const std::string& group) noexcept {
@@ -366,20 +365,18 @@ void LevelFileKeeper::takeUp(const NodePtr& topLevelGroup, LevelIndex level, Gro
     if (values.isEmpty())
         return;
     const Key key(topLevelGroup->getName(), level);
-    inTurn(key, [&] {
-        const LoadRules rules{.level = level,
-                              .isSecret = status(key.first, level).isEncrypted,
-                              .makeNode = makePlainNode,
-                              .events = &events};
-        GroupRecord rest = loadIntoTree(std::move(values), topLevelGroup, rules);
-        if (rest.isEmpty())
-            return;
-        const std::lock_guard lock(mutex_);
-        auto& leftovers = stateOf(key).leftovers;
-        GroupRecord kept = leftovers == nullptr ? GroupRecord() : leftovers->clone();
-        kept.addMissing(std::move(rest));
-        leftovers = std::make_shared<const GroupRecord>(std::move(kept));
-    });
+    const LoadRules rules{.level = level,
+                          .isSecret = status(key.first, level).isEncrypted,
+                          .makeNode = makePlainNode,
+                          .events = &events};
+    GroupRecord rest = loadIntoTree(std::move(values), topLevelGroup, rules);
+    if (rest.isEmpty())
+        return;
+    const std::lock_guard lock(mutex_);
+    auto& leftovers = stateOf(key).leftovers;
+    GroupRecord kept = leftovers == nullptr ? GroupRecord() : leftovers->clone();
+    kept.addMissing(std::move(rest));
+    leftovers = std::make_shared<const GroupRecord>(std::move(kept));
 }
 
 void LevelFileKeeper::adoptKeptValues(const NodePtr& topLevelGroup) {

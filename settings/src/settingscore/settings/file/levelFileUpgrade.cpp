@@ -21,7 +21,7 @@ std::optional<LevelFileKeeper::Found> LevelFileKeeper::readUpgraded(const Key& k
         return found;
     case Upgraded::values:
         // What others change later is compared with what the changes between releases have made of the file.
-        found->base = std::make_shared<const GroupRecord>(found->content.tree.clone());
+        found->base = std::make_shared<GroupRecord>(found->content.tree.clone());
         isToBeSaved = !found->content.isEncrypted; // that one stays as it is
         break;
     case Upgraded::files:

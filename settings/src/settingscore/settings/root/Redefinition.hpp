@@ -1,6 +1,6 @@
 /// New definitions in the place of those of a loaded group: what both have stays the same node with its
 /// values, what is gone leaves its personal values in the files, what is new takes those that were kept for
-/// it.
+/// it, and those of a node that had been added in its place.
 #pragma once
 
 #include "settingscore/events/EventDelivery.hpp"
@@ -23,10 +23,12 @@ class Redefinition {
     Redefinition(Group group, Group fresh, LevelFileKeeper& files);
 
     /// Changes the tree, and reads the group's files, through the changes between releases; what is not
-    /// saved yet stays or is kept. The events are left in `events`. Blocks on the disk.
+    /// saved yet stays or is kept. Nobody saves the group meanwhile. The events are left in `events`. Blocks
+    /// on the disk. std::logic_error inside a save that the group's files are part of.
     void run(LateEvents& events);
 
   private:
+    void runInTurns(LateEvents& events) const;
     void replace(const Group& now, const Group& fresh, LateEvents& events) const;
 
     const Group group_, fresh_;
