@@ -13,4 +13,9 @@ extern "C" [[gnu::visibility("default")]] const char* __tsan_default_suppression
 extern "C" const char* __tsan_default_suppressions() {
     return "race:tzset_internal\n";
 }
+// Children of tests start threads of their own.
+extern "C" [[gnu::visibility("default")]] const char* __tsan_default_options();
+extern "C" const char* __tsan_default_options() {
+    return "die_after_fork=0";
+}
 // NOLINTEND(bugprone-reserved-identifier)

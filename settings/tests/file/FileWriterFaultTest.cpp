@@ -1,6 +1,7 @@
 // What hooks, listeners, other trees, other processes and the end of the process do to the file-writer
 // thread.
 
+#include "support/AtLine.hpp"
 #include "support/WriterTree.hpp"
 
 #include "settingscore/SaveReport.hpp"
@@ -359,6 +360,37 @@ TEST_F(FileWriterFaults, WhatWasChangedBeforeSavingWasTurnedOffIsSaved) {
     const double saved = onDisk("g");
     turnOnSettingsSaving();
     EXPECT_EQ(1.0, saved);
+}
+
+/// Without a thread a caller may take over what another one has just asked for.
+TEST_F(FileWriterFaults, WaitsAlsoForWhatAnotherCallerSaves) {
+    const Within limit(60);
+    const SavesThroughTheHook through;
+    const Handle mine = group("mine"), theirs = group("theirs");
+    queue.terminate(true);
+    std::latch isTaking(1), isRequested(1), hasTaken(1), isAwaited(1);
+    setSaveHook([&](SettingsFileAccess& access, const std::filesystem::path& path) {
+        if (path == tree.file("mine")) {
+            hasTaken.count_down();
+            isAwaited.wait();
+            for (int i = 0; i < 1000; ++i) // so that one who does not wait gets ahead
+                std::this_thread::yield();
+        }
+        access.writeTo(path);
+    });
+    const AtLine beforeItTakes("settings::core::settingsFile", "Process the File I/O", [&] {
+        isTaking.count_down();
+        isRequested.wait();
+    });
+    std::thread other([&] { theirs->set("s", 2.0, "user"); });
+    isTaking.wait();
+    mine->set("s", 1.0, "user");
+    isRequested.count_down();
+    hasTaken.wait();
+    isAwaited.count_down();
+    queue.waitForAll();
+    EXPECT_TRUE(std::filesystem::exists(tree.file("mine")));
+    other.join();
 }
 
 // ---- the end of the process ----

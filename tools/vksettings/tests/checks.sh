@@ -38,3 +38,9 @@ finish() {
     printf '%d passed, %d failed\n' "$passed" "$failed"
     [[ $failed -eq 0 ]]
 }
+
+# LIBRARIES as LD_PRELOAD takes them; the run-time of a sanitizer has to come first.
+preloaded() {
+    { ldd "$tool" | awk '$1 ~ /^lib[a-z]+san\.so/ { print $3 }'
+      printf '%s\n' "$@"; } | paste -sd:
+}

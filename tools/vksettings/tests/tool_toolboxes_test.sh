@@ -16,8 +16,8 @@ bundle() { # LIBRARY NAME: installs a bundle with its manifest
 bundle "$example" example_telemetry
 code 0 "" factory build "$definitions/editor.json" editor.vksettings
 code 0 "" factory install editor.vksettings
-LD_PRELOAD=$(echo "$bin"/lib*.so.* | tr ' ' ':')
-export LD_PRELOAD
+LD_PRELOAD=$(preloaded "$bin"/lib*.so.*)
+export LD_PRELOAD ASAN_OPTIONS=detect_leaks=0
 
 # The example, as its page says.
 out 1024 get telemetry.buffer.samples
@@ -53,6 +53,6 @@ code 1 "cannot define anything" get faulty.x
 verdict "told once" "$("$tool" get faulty.x 2>&1 | grep -c 'cannot define anything')" 1
 code 1 'no group or setting "unsure' get unsure.x
 code 0 "toolbox faulty: cannot define anything" list --recursive
-unset LD_PRELOAD
+unset LD_PRELOAD ASAN_OPTIONS
 
 finish

@@ -143,8 +143,8 @@ cat >p.json <<'END'
   {"name": "b", "value": 1, "language": "C", "packageName": "faulty", "validationFcn": "throwStandard"}]}
 END
 use p.json
-LD_PRELOAD=$(echo "$bin"/lib*.so.* | tr ' ' ':')
-export LD_PRELOAD
+LD_PRELOAD=$(preloaded "$bin"/lib*.so.*)
+export LD_PRELOAD ASAN_OPTIONS=detect_leaks=0
 function='the validation function "C faulty'
 out "p.a = 1  (factory): $function.throwNumber\" ends with an unknown failure
 p.b = 1  (factory): $function.throwStandard\" refuses it: out of order
@@ -177,6 +177,6 @@ for way in "set p.ends 2" "get p.worst.ended" "list -r p" "validate p"; do
     code 3 "a function of a definition has ended its thread" $way
 done
 code 1 '"p.ends" has no value on level "user"' get p.ends --level user
-unset LD_PRELOAD
+unset LD_PRELOAD ASAN_OPTIONS
 
 finish

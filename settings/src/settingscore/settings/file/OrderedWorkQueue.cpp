@@ -111,6 +111,7 @@ void OrderedWorkQueueImpl::run() {
             break;
         task();
     }
+    workerId_ = std::thread::id(); // another thread may get this one's
     const std::lock_guard lock(mutex_);
     isEnded_ = true;
     ended_.notify_all();

@@ -213,13 +213,42 @@ PrefdirFileWriterQueue::Levels PrefdirFileWriterQueue::takePending(Pending pendi
     const std::lock_guard lock(mutex_);
     if (pending == Pending::woken) // else the pass is still to come, and no other is needed
         isWoken_ = isHurried_ = false;
+    if (!isWorker())
+        ++passesOfCallers_;
     return std::exchange(pending_, {});
 }
 
 void PrefdirFileWriterQueue::processFileIo(Pending pending) noexcept {
     VARNEK_LOG(fileLog, info) << "Process the File I/O";
-    Pass pass(*this, takePending(pending));
-    runLevels(pass.levels, nullptr);
+    if (isWorker()) {
+        Pass pass(*this, takePending(pending));
+        return runLevels(pass.levels, nullptr);
+    }
+    Operations untold; // others wait for what is written, not for listeners
+    {
+        Pass pass(*this, takePending(pending));
+        runLevels(pass.levels, &untold);
+    }
+    endPassOfCaller();
+    tell(untold);
+}
+
+void PrefdirFileWriterQueue::endPassOfCaller() noexcept {
+    {
+        const std::lock_guard lock(mutex_);
+        --passesOfCallers_;
+    }
+    passEnded_.notify_all();
+}
+
+/// What this thread has asked for may be in the hands of another one. From inside a pass it does not wait:
+/// the other one may be waiting for that.
+void PrefdirFileWriterQueue::waitForCallers() noexcept {
+    for (const Pass* pass = Pass::innermostHere; pass != nullptr; pass = pass->outer)
+        if (&pass->queue == this)
+            return;
+    std::unique_lock lock(mutex_);
+    passEnded_.wait(lock, [this] { return passesOfCallers_ == 0; });
 }
 
 void PrefdirFileWriterQueue::runLevels(Levels& levels, Operations* untold) noexcept {
@@ -274,8 +303,13 @@ void PrefdirFileWriterQueue::endHere() noexcept {
     for (Pass* pass = Pass::innermostHere; pass != nullptr; pass = pass->outer)
         if (&pass->queue == this)
             runLevels(pass->levels, &untold);
-    Pass last(*this, takePending(Pending::woken));
-    runLevels(last.levels, &untold);
+    {
+        Pass last(*this, takePending(Pending::woken));
+        runLevels(last.levels, &untold);
+    }
+    if (!isWorker())
+        endPassOfCaller();
+    waitForCallers();
     tell(untold);
 }
 
@@ -303,8 +337,12 @@ void PrefdirFileWriterQueue::waitForAll() {
         // A pass, not a mere mark: whoever made the last request may not have pushed his yet.
         queue_.push([this] { processWhatIsLeft(Pending::besides); }).wait();
     } catch (const std::exception&) {
-        waitForEnd();
+        if (isRunning_) // there was no memory
+            processWhatIsLeft(Pending::besides);
+        else
+            waitForEnd();
     }
+    waitForCallers();
     const std::lock_guard lock(mutex_);
     --waiting_;
 }
@@ -314,6 +352,7 @@ void PrefdirFileWriterQueue::waitForEnd() {
         return;
     queue_.waitForEnd();
     processWhatIsLeft(Pending::woken); // of a request that found the queue closed in between
+    waitForCallers();
 }
 
 void PrefdirFileWriterQueue::terminate(bool wait) {

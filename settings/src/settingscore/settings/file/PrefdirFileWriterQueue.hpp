@@ -87,15 +87,19 @@ class PrefdirFileWriterQueue {
     void runLevels(Levels& levels, Operations* untold) noexcept;
     Levels takePending(Pending pending) noexcept;
     void runAlone(FileOperation& operation) noexcept;
+    void endPassOfCaller() noexcept;
+    void waitForCallers() noexcept;
 
     const std::chrono::milliseconds delay_;
     std::recursive_mutex passMutex_;
     std::mutex mutex_;
     std::condition_variable hurried_;
+    std::condition_variable passEnded_;
     Levels pending_;
-    bool isWoken_ = false;   // a pass waits in the queue, or is about to be put there
-    bool isHurried_ = false; // and is not to wait for more
-    int waiting_ = 0;        // threads for which none is to wait
+    bool isWoken_ = false;            // a pass waits in the queue, or is about to be put there
+    bool isHurried_ = false;          // and is not to wait for more
+    int waiting_ = 0;                 // threads for which none is to wait
+    std::size_t passesOfCallers_ = 0; // that are at work, where there is no thread for them
     std::atomic<bool> isRunning_{true};
     OrderedWorkQueueImpl queue_; // last: its thread uses the members above
 };

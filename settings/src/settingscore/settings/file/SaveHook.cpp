@@ -20,6 +20,17 @@ HookState& state() {
     return *only;
 }
 
+thread_local int depth = 0; // of the lock, in this thread
+
+struct Replacing {
+    Replacing() { ++depth; }
+    Replacing(const Replacing&) = delete;
+    Replacing& operator=(const Replacing&) = delete;
+    ~Replacing() { --depth; }
+
+    const std::lock_guard<std::recursive_mutex> lock{state().mutex};
+};
+
 std::mutex routeMutex;
 std::optional<bool> throughHook;
 
@@ -33,7 +44,7 @@ SaveHook setSaveHook(SaveHook hook) {
 }
 
 void callSaveHook(SettingsFileAccess& access) {
-    const std::lock_guard lock(state().mutex);
+    const Replacing replacing;
     const auto hook = state().hook; // a hook that replaces itself goes on running
     if (hook != nullptr)
         (*hook)(access, access.filePath());
@@ -42,8 +53,12 @@ void callSaveHook(SettingsFileAccess& access) {
 }
 
 void whileNoOtherSaveReplacesFiles(const std::function<void()>& work) {
-    const std::lock_guard lock(state().mutex);
+    const Replacing replacing;
     work();
+}
+
+bool isReplacingFiles() noexcept {
+    return depth > 0;
 }
 
 bool savesGoThroughHook() {

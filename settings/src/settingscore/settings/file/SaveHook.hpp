@@ -26,6 +26,9 @@ void callSaveHook(SettingsFileAccess& access);
 /// Runs `work` under the lock.
 void whileNoOtherSaveReplacesFiles(const std::function<void()>& work);
 
+/// Whether this thread is under the lock.
+bool isReplacingFiles() noexcept;
+
 /// Whether the files of the preferences directory go through the hook: "SETTINGS_USERDIR" was empty or unset
 /// when this was asked for the first time in the process. Thread-safe.
 bool savesGoThroughHook();

@@ -2,6 +2,7 @@
 
 #include "settingscore/SettingsSaving.hpp"
 #include "settingscore/settings/file/FileLog.hpp"
+#include "settingscore/settings/file/SaveHook.hpp"
 
 #include <pthread.h>
 
@@ -37,13 +38,19 @@ void endWriterWithTheProcess() noexcept {
         queue->endHere();
 }
 
+/// A pass may be waiting for what this thread is in the middle of: then it is not held, which a child that
+/// goes on from there would not be helped by either.
+PrefdirFileWriterQueue* queueToHold() noexcept {
+    return isReplacingFiles() ? nullptr : writer.load();
+}
+
 void beforeFork() {
-    if (PrefdirFileWriterQueue* const queue = writer)
+    if (PrefdirFileWriterQueue* const queue = queueToHold())
         queue->holdPasses();
 }
 
 void afterForkHere() {
-    if (PrefdirFileWriterQueue* const queue = writer)
+    if (PrefdirFileWriterQueue* const queue = queueToHold())
         queue->releasePasses();
 }
 
