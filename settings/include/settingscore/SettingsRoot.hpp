@@ -31,7 +31,8 @@ namespace detail {
 /// with status 1.
 SETTINGSCORE_EXPORT boost::shared_ptr<Settings> getSettingsRoot(const RootIndex& index);
 
-/// What went wrong while the tree of that index was built. Thread-safe.
+/// What went wrong when the tree of that index was built, and when definitions and personal files of its
+/// groups were read last. Thread-safe.
 SETTINGSCORE_EXPORT std::vector<LoadProblem> getLoadProblems(const RootIndex& index);
 
 } // namespace detail

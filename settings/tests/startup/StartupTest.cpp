@@ -4,6 +4,7 @@
 #include "settingscore/PersonalFileWatch.hpp"
 #include "settingscore/SettingsRoot.hpp"
 #include "settingscore/exception/Exceptions.hpp"
+#include "settingscore/factoryfile/FactorySettings.hpp"
 #include "settingscore/plugin/ServiceFramework.hpp"
 #include "settingscore/prefdir/PreferencesDirectory.hpp"
 #include "settingscore/startup/Readiness.hpp"
@@ -83,6 +84,7 @@ TEST_F(Startup, BeforeItThereIsNoTree) {
         EXPECT_THROW(MSettings::createEmptySettingsFor(RootIndex(3, true, false)),
                      VARNEK::settings::core::SettingsLibraryNotInitialized);
         EXPECT_THROW(MSettings::reset(), VARNEK::settings::core::SettingsLibraryNotInitialized);
+        EXPECT_THROW(updatePrefdir("/tmp"), VARNEK::settings::core::SettingsLibraryNotInitialized);
         EXPECT_TRUE(settings::standalone::getSettingsRoot());
         init();
         EXPECT_TRUE(root());
@@ -149,6 +151,86 @@ TEST_F(Startup, ACallbackMustNotWaitForItself) {
         root();
         EXPECT_EQ(5, refused);
         EXPECT_TRUE(isSettingsTreeReady());
+    });
+}
+
+/// A toolbox that registers callbacks while it is asked what it is, and while it is loaded.
+struct WaitingToolbox : varnek::settings::FactorySettings {
+    std::string getToolboxGroupName() const override { return "waiting"; }
+    bool isVisible() const override {
+        registerCallbacks();
+        return true;
+    }
+    void createFactorySettings(varnek::settings::FactoryGroup& group) const override {
+        registerCallbacks();
+        group.addSetting("x",
+                         FactorySettingProperties(true, false, Array::scalar(3.0), {}, {}, false, false, {}));
+    }
+    std::function<void()> registerCallbacks;
+};
+
+std::shared_ptr<WaitingToolbox> registered(std::function<void()> work) {
+    auto toolbox = std::make_shared<WaitingToolbox>();
+    toolbox->registerCallbacks = std::move(work);
+    serviceContext().RegisterService<varnek::settings::FactorySettings>(
+        std::static_pointer_cast<varnek::settings::FactorySettings>(toolbox));
+    return toolbox;
+}
+
+TEST_F(Startup, AToolboxThatAsksForCallbacksMayBeNeededInOne) {
+    inAProcess([this] {
+        int called = 0, refused = 0;
+        bool isFirst = true;
+        registered([&] {
+            isPrefdirReady([&] { ++called; });
+            isSettingsTreeReady([&] { ++called; });
+            isSettingsTreeReady();
+            waitForUpdatePrefdir();
+            try {
+                updatePrefdir((base / "other").string());
+            } catch (const std::logic_error&) {
+                ++refused;
+            }
+        });
+        init();
+        isPrefdirReady([&] {
+            if (std::exchange(isFirst, false)) {
+                EXPECT_EQ(3.0, root()->getByFullName<double>("waiting.x"));
+            }
+        });
+        root();
+        EXPECT_EQ(Lines(), [] {
+            Lines messages;
+            for (const LoadProblem& problem : getLoadProblems(DefaultRootIndex()))
+                messages.push_back(problem.message);
+            return messages;
+        }());
+        EXPECT_EQ(3.0, root()->getByFullName<double>("waiting.x"));
+        EXPECT_LT(0, refused);
+        EXPECT_EQ(refused, called); // each of those for the tree, once
+    });
+}
+
+TEST_F(Startup, AThreadThatBuildsTheTreeDoesNotWaitForACallbackThatNeedsIt) {
+    inAProcess([] {
+        ::alarm(20); // the process ends where they wait for each other
+        std::latch isInCallback(1), isBuilding(1);
+        std::atomic<bool> isFirst{true};
+        registered([&] {
+            if (isFirst.exchange(false))
+                isBuilding.count_down();
+            isSettingsTreeReady([] {});
+            waitForUpdatePrefdir();
+        });
+        init();
+        isPrefdirReady([&] {
+            isInCallback.count_down();
+            isBuilding.wait();
+            EXPECT_EQ(3.0, root()->getByFullName<double>("waiting.x"));
+        });
+        std::jthread announcing([] { EXPECT_TRUE(root()); });
+        isInCallback.wait();
+        EXPECT_EQ(3.0, root()->getByFullName<double>("waiting.x"));
     });
 }
 
@@ -267,6 +349,43 @@ TEST_F(Startup, ADirectoryThatCannotBeHadLeavesTheOldOne) {
         EXPECT_EQ(10.0, root()->getByFullName<double>("editor.x"));
         // What was enabled for the change is not enabled any more.
         EXPECT_THROW(setPreferencesDirectoryUStr(u"/elsewhere"), OverridingPreferencesDirectoryNotSupported);
+    });
+}
+
+/// What stands in the place of a file says nothing of the values in the folder before.
+TEST_F(Startup, AFileThatCannotBeReadThereCostsNothingHere) {
+    inAProcess([this] {
+        init();
+        const Handle editor = root()->getChild("editor"), shell = root()->getChild("shell");
+        editor->set("x", 10.0, "user");
+        shell->set("x", 11.0, "user");
+        std::filesystem::create_directories(base / "other/shell.vksettings");
+        writeBytes(base / "other/editor.vksettings", "garbage");
+        const auto troubled = [] {
+            Lines files;
+            for (const LoadProblem& problem : getLoadProblems(DefaultRootIndex()))
+                files.push_back(std::filesystem::path(problem.file).filename());
+            return files;
+        };
+        EXPECT_EQ(Lines(), troubled());
+        for (int round = 0; round < 2; ++round) {
+            EXPECT_TRUE(updatePrefdir((base / "other").string()));
+            EXPECT_EQ(1.0, editor->get<double>("x"));
+            EXPECT_EQ(1.0, shell->get<double>("x"));
+            EXPECT_EQ((Lines{"editor.vksettings", "shell.vksettings"}), troubled());
+            EXPECT_TRUE(updatePrefdir((base / "prefs").string()));
+            EXPECT_EQ(10.0, editor->get<double>("x"));
+            EXPECT_EQ(11.0, shell->get<double>("x"));
+            EXPECT_EQ(Lines(), troubled());
+        }
+        editor->set("y", 5.0, "user"); // a save must not leave the others out
+        waitForSettingsSaves();
+        EXPECT_TRUE(updatePrefdir((base / "other").string()));
+        std::filesystem::copy_file(base / "prefs/editor.vksettings", base / "other/editor.vksettings",
+                                   std::filesystem::copy_options::overwrite_existing); // repaired
+        EXPECT_TRUE(updatePrefdir((base / "other").string()));
+        EXPECT_EQ(10.0, editor->get<double>("x"));
+        EXPECT_EQ(Lines{"shell.vksettings"}, troubled());
     });
 }
 

@@ -6,7 +6,8 @@
 /// calls it. Callbacks are called one after the other, in the order in which they were registered, on the
 /// thread that starts the library or changes the directory, with the readiness lock held; what they throw is
 /// logged. They may use settings. The functions of this header and updatePrefdir() must not be called from
-/// one: std::logic_error.
+/// one: std::logic_error. Toolboxes may use those of this header in the code that says or makes their
+/// definitions, even when a callback is what needs them: there they wait only while the directory changes.
 ///
 /// Thread-safe.
 #pragma once

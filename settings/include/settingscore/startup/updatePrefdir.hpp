@@ -19,8 +19,9 @@ namespace settings::core {
 ///
 /// Components that wait (startup/Readiness.hpp) go on afterwards, whatever came of it. False: the directory
 /// could not be made or set, and the old one stays in use. Thread-safe; blocks on the disk.
-/// Errors, with the old directory in use: RelativePreferencePathNotSupported; std::logic_error inside a
-/// readiness callback.
+/// Errors, with the old directory in use: SettingsLibraryNotInitialized before init();
+/// RelativePreferencePathNotSupported; std::logic_error inside a readiness callback, and in code that a tree
+/// or a group is made with.
 SETTINGSCORE_EXPORT bool updatePrefdir(const std::string& newPath, const RootIndex& tree = DefaultRootIndex(),
                                        bool reload = true, int mode = 0);
 

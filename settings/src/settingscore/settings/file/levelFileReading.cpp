@@ -269,10 +269,14 @@ void LevelFileKeeper::readForTheFolder(const Key& key, const NodePtr& group, Lat
         moveBase(key, file);
     const LoadOutcome outcome = read(key, group, events, isOfAnotherFolder ? Telling::yes : telling);
     const bool isKnown = outcome == LoadOutcome::ok || outcome == LoadOutcome::absent;
-    if (const auto taken = takenBefore(key); isOfAnotherFolder && taken && !isKnown)
+    const bool isDropped = isOfAnotherFolder && !isKnown;
+    if (const auto taken = takenBefore(key); isDropped && taken)
         takeOverChanges(*taken, GroupRecord(), group, key.second, events); // what the old folder held
     const std::lock_guard lock(mutex_);
-    stateOf(key).isOf = file;
+    FileState& state = stateOf(key);
+    if (isDropped)
+        state.base = std::make_shared<const GroupRecord>(); // the tree holds none of it any more
+    state.isOf = file;
 }
 
 /// What was taken from the file in the old folder is what the file in the new one is compared with.

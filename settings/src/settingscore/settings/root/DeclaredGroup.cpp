@@ -2,6 +2,7 @@
 
 #include "settingscore/Settings.hpp"
 #include "settingscore/exception/Exceptions.hpp"
+#include "settingscore/settings/root/DefinesHere.hpp"
 #include "settingscore/settings/root/LoadTurns.hpp"
 #include "settingscore/settings/root/RootLog.hpp"
 
@@ -19,6 +20,7 @@ NodeSpec specOf(std::string_view name, bool isVisible) {
 struct Turn {
     LoadTurns& turns;
     const void* group;
+    const DefinesHere definesHere{};
     ~Turn() { turns.end(group); }
 };
 

@@ -5,6 +5,7 @@
 #include "settingscore/plugin/PluginFolder.hpp"
 #include "settingscore/plugin/ServiceFramework.hpp"
 #include "settingscore/settings/file/FileFailureText.hpp"
+#include "settingscore/settings/root/DefinesHere.hpp"
 #include "settingscore/settings/root/LateSources.hpp"
 #include "settingscore/settings/root/RootLog.hpp"
 #include "varnek/bundles/BundleFolder.hpp"
@@ -146,6 +147,7 @@ std::vector<LoadProblem> FactorySettingsTracker::problems() const {
 /// One that cannot say what it is must not reach the trees, which would fail with it.
 template <class Entry>
 bool FactorySettingsTracker::enterUnlessBroken(const Entry& entry) noexcept {
+    const DefinesHere definesHere;
     try {
         return enter(entry);
     } catch (...) {

@@ -44,11 +44,14 @@ LoadTurns::Outcome LoadTurns::begin(const void* group) {
 }
 
 void LoadTurns::worksFor(std::thread::id waiter, bool isWaiting) {
-    const std::lock_guard lock(mutex_);
-    if (isWaiting)
-        workers_[waiter] = std::this_thread::get_id();
-    else
-        workers_.erase(waiter);
+    {
+        const std::lock_guard lock(mutex_);
+        if (isWaiting)
+            workers_[waiter] = std::this_thread::get_id();
+        else
+            workers_.erase(waiter);
+    }
+    isWaiting ? DefinesHere::begin() : DefinesHere::end();
 }
 
 void LoadTurns::end(const void* group) {

@@ -4,6 +4,8 @@
 /// Thread-safe. The lock of this class (rank "load turns") is not held while anything is loaded.
 #pragma once
 
+#include "settingscore/settings/root/DefinesHere.hpp"
+
 #include <condition_variable>
 #include <map>
 #include <mutex>
@@ -50,6 +52,7 @@ class LoadTurn {
 
   private:
     const void* const group_;
+    const DefinesHere definesHere_;
 };
 
 } // namespace settings::core::detail

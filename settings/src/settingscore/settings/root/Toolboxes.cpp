@@ -6,6 +6,7 @@
 #include "settingscore/settings/file/LevelFileKeeper.hpp"
 #include "settingscore/settings/file/SettingsFileReader.hpp"
 #include "settingscore/settings/node/FullNamePath.hpp"
+#include "settingscore/settings/root/DefinesHere.hpp"
 #include "settingscore/settings/root/LoadTurns.hpp"
 #include "settingscore/settings/root/Redefinition.hpp"
 #include "settingscore/settings/root/RootLog.hpp"
@@ -107,6 +108,7 @@ void Toolboxes::add(const std::string& name, bool isVisible) {
 }
 
 void Toolboxes::takeServices() {
+    const DefinesHere definesHere;
     for (const FactorySettingsTracker::Service& service : FactorySettingsTracker::start().topLevelServices())
         add(service->getToolboxGroupName(), service->isVisible());
 }
@@ -270,7 +272,7 @@ boost::shared_ptr<SettingsImpl> Toolboxes::load(DeclaredGroup& group) {
         upgrade_->setFactoryChanges(name, std::move(definition.changes));
         for (const LevelIndex level : levelsOfFiles) {
             files_->loadLevel(definition.group, level, LevelFileKeeper::Telling::no);
-            noteFile(name, level);
+            noteFile(files_->status(name, level));
         }
         return definition.group;
     } catch (...) {
@@ -281,10 +283,13 @@ boost::shared_ptr<SettingsImpl> Toolboxes::load(DeclaredGroup& group) {
     }
 }
 
-void Toolboxes::noteFile(const std::string& name, LevelIndex level) {
-    const LevelFileStatus status = files_->status(name, level);
-    if (status.loaded == LoadOutcome::damaged || status.loaded == LoadOutcome::unreadable)
-        problems_.add(name, {status.file.string(), status.loadMessage});
+void Toolboxes::noteFile(const LevelFileStatus& file) {
+    std::error_code ignored;
+    const bool isGone = symlink_status(file.file, ignored).type() == std::filesystem::file_type::not_found;
+    std::optional<LoadProblem> problem;
+    if (!isGone && (file.loaded == LoadOutcome::damaged || file.loaded == LoadOutcome::unreadable))
+        problem = LoadProblem{file.file.string(), file.loadMessage};
+    problems_.setFile(file.group, file.level, std::move(problem));
 }
 
 void Toolboxes::dropped(DeclaredGroup& group) noexcept {
@@ -330,6 +335,8 @@ void Toolboxes::reload(const std::string& name, const char* operation) {
             return;
         upgrade_->setFactoryChanges(name, std::move(fresh.changes));
         Redefinition(group, fresh.group, *files_).run(events);
+        for (const LevelIndex level : levelsOfFiles)
+            noteFile(files_->status(name, level));
     }
     events.tell();
     files_->followUpgrades(group);

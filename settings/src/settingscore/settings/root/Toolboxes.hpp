@@ -23,6 +23,7 @@
 namespace settings::core::detail {
 
 class LevelFileKeeper;
+struct LevelFileStatus;
 class SettingsImplRoot;
 class UserSettingsUpgrade;
 
@@ -61,6 +62,8 @@ class Toolboxes : public GroupLoader, public std::enable_shared_from_this<Toolbo
 
     ToolboxSources& sources() noexcept { return sources_; }
     LoadProblems& problems() noexcept { return problems_; }
+    /// What came of reading a group's file, in the place of what was noted of it before.
+    void noteFile(const LevelFileStatus& file);
     std::vector<ToolboxGroup> list() const;
 
     /// What personal files of the group go through; nothing for a group without definitions, null where they
@@ -78,7 +81,6 @@ class Toolboxes : public GroupLoader, public std::enable_shared_from_this<Toolbo
     std::string sourceText(const std::string& name) const;
     /// The definitions and nothing else; none when there is no source.
     ToolboxDefinition define(const std::string& name);
-    void noteFile(const std::string& name, LevelIndex level);
     ToolboxSources::Refused noteRefusal();
 
     const boost::shared_ptr<LevelFileKeeper> files_;

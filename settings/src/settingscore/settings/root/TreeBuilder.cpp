@@ -32,8 +32,7 @@ void loadAddedGroups(const SettingsRootStateMgr& tree) {
         files.loadLevel(group, LevelIndex::user, LevelFileKeeper::Telling::no);
     files.loadAddedGroups(tree.root, LevelIndex::user);
     for (const LevelFileStatus& status : files.allStatuses())
-        if (status.loaded == LoadOutcome::damaged || status.loaded == LoadOutcome::unreadable)
-            tree.toolboxes->problems().add(status.group, {status.file.string(), status.loadMessage});
+        tree.toolboxes->noteFile(status);
 }
 
 } // namespace

@@ -1,6 +1,8 @@
 /// What has to happen around the building of the application's tree, as a higher layer says.
 #pragma once
 
+#include <string>
+
 namespace settings::core::detail {
 
 /// Called without locks, on any thread.
@@ -14,6 +16,9 @@ class TreeStart {
     /// It can be found.
     virtual void treeIsBuilt() = 0;
 };
+
+/// SettingsLibraryNotInitialized, naming `operation`, before init().
+void requireInitialized(const std::string& operation);
 
 /// Once, before anybody asks for a tree; it stays to the end of the process. Without one nothing is asked.
 void setTreeStart(TreeStart* start);

@@ -3,6 +3,7 @@
 #include "settingscore/SettingsSaving.hpp"
 #include "settingscore/exception/Exceptions.hpp"
 #include "settingscore/settings/level/TreeFolders.hpp"
+#include "settingscore/settings/root/DefinesHere.hpp"
 #include "settingscore/settings/root/Toolboxes.hpp"
 #include "settingscore/settings/root/TreeBuilder.hpp"
 #include "settingscore/settings/root/TreeStart.hpp"
@@ -23,14 +24,12 @@ std::atomic<TreeStart*> treeStart{nullptr};
 
 thread_local bool isBuildingHere = false;
 
-[[noreturn]] void refuse(const RootIndex& index) {
-    throw VARNEK::settings::core::SettingsLibraryNotInitialized("getSettingsRoot(" +
-                                                                std::to_string(index.index()) + ")");
+std::string asking(const RootIndex& index) {
+    return "getSettingsRoot(" + std::to_string(index.index()) + ")";
 }
 
-void requireInitialized(const RootIndex& index) {
-    if (const TreeStart* start = treeStart.load(); start != nullptr && !start->isInitialized())
-        refuse(index);
+[[noreturn]] void refuse(const RootIndex& index) {
+    throw VARNEK::settings::core::SettingsLibraryNotInitialized(asking(index));
 }
 
 /// Bundles that start while the tree is built must not ask for it.
@@ -41,12 +40,18 @@ struct BuildingHere {
         isBuildingHere = true;
     }
     ~BuildingHere() { isBuildingHere = false; }
+    const DefinesHere definesHere{};
 };
 
 } // namespace
 
 void setTreeStart(TreeStart* start) {
     treeStart = start;
+}
+
+void requireInitialized(const std::string& operation) {
+    if (const TreeStart* start = treeStart.load(); start != nullptr && !start->isInitialized())
+        throw VARNEK::settings::core::SettingsLibraryNotInitialized(operation);
 }
 
 TreesOnDemand& TreesOnDemand::instance() {
@@ -60,7 +65,7 @@ boost::shared_ptr<SettingsRootStateMgr> TreesOnDemand::find(const RootIndex& ind
             return state;
     if (!isBuiltOnDemand(index))
         refuse(index);
-    requireInitialized(index);
+    requireInitialized(asking(index));
     TreeStart* const start = treeStart;
     if (start != nullptr)
         start->prepare();
@@ -87,7 +92,7 @@ boost::shared_ptr<SettingsRootStateMgr> TreesOnDemand::findOrBuild(const RootInd
 }
 
 boost::shared_ptr<SettingsRootStateMgr> TreesOnDemand::rebuild(const RootIndex& index) {
-    requireInitialized(index);
+    requireInitialized(asking(index));
     RootStates& states = RootStates::instance();
     waitForSettingsSaves(); // the new tree reads what the old one holds; the thread may ask for the tree
     boost::shared_ptr<SettingsRootStateMgr> before; // let go after the lock
@@ -107,7 +112,7 @@ boost::shared_ptr<SettingsRootStateMgr> TreesOnDemand::rebuild(const RootIndex& 
 bool TreesOnDemand::createEmpty(const RootIndex& index) {
     if (!index.namesTree())
         return false;
-    requireInitialized(index);
+    requireInitialized(asking(index));
     const BuildingHere here(index);
     const std::lock_guard lock(building_);
     return RootStates::instance().insert(index.index(), emptyTree(index));

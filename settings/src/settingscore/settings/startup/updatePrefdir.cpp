@@ -13,6 +13,8 @@
 #include "settingscore/settings/root/ChangedDefinitions.hpp"
 #include "settingscore/settings/root/DeclaredGroup.hpp"
 #include "settingscore/settings/root/RootStates.hpp"
+#include "settingscore/settings/root/Toolboxes.hpp"
+#include "settingscore/settings/root/TreeStart.hpp"
 #include "settingscore/settings/settingsPathUtil.hpp"
 #include "settingscore/settings/startup/StartupLog.hpp"
 #include "settingscore/settings/startup/UpdatePrefdirCallbacks.hpp"
@@ -75,22 +77,26 @@ void reloadPersonalValues(const SettingsRootStateMgr& tree) {
         reload(tree, packages);
     tree.files->loadAddedGroups(tree.root, LevelIndex::user, true);
     loadGroupsWithChangedDefinitions(tree);
+    for (const LevelFileStatus& file : tree.files->allStatuses())
+        if (file.level == LevelIndex::user && tree.toolboxes != nullptr)
+            tree.toolboxes->noteFile(file);
 }
 
 } // namespace
 
 bool detail::updatePrefdirImpl(const std::string& newPath, const RootIndex& tree, bool isReload, int mode) {
+    requireInitialized("updatePrefdir");
     VARNEK_LOG(startupLog, info) << "Attempting to change prefdir location";
     VARNEK_LOG(startupLog, debug) << "mode " << mode << ", reload " << isReload;
     const auto callbacks = UpdatePrefdirCallbacks::instance();
-    callbacks->lock("updatePrefdir").unlock();
+    UpdatePrefdirCallbacks::requireMayChange("updatePrefdir");
     bool isMoved = false;
     std::exception_ptr refusal;
     try {
         const auto directory =
             varnek::files::utf16FromPath(absoluteDirectory(varnek::files::utf16FromPath(newPath)));
         waitForSettingsSaves(); // what was changed so far belongs to the old directory
-        const auto lock = callbacks->lock("updatePrefdir");
+        const UpdatePrefdirCallbacks::Change change(*callbacks, "updatePrefdir");
         isMoved = moveTo(directory);
     } catch (...) {
         VARNEK_LOG(startupLog, warning) << "Could not update prefdir location";
