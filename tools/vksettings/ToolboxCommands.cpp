@@ -12,6 +12,7 @@
 #include <array>
 #include <chrono>
 #include <cstdio>
+#include <stdexcept>
 
 namespace vksettings {
 
@@ -99,6 +100,10 @@ void reload(const std::string& group, std::ostream& out) {
     const Handle tree = root();
     const PrintedChanges changes(out);
     tree->reloadFactoryFile(group);
+    const Handle read = tree->getChild(group); // nobody may have needed it before: what is wrong shows now
+    if (read == nullptr)
+        throw std::runtime_error("the definitions of \"" + group + "\" make no group of that name");
+    read->getChildren();
 }
 
 } // namespace vksettings

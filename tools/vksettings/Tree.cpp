@@ -84,7 +84,8 @@ void warnOfLoadProblems(const std::string& told) {
     for (const auto& [file, message] : settings::core::detail::getLoadProblems(DefaultRootIndex())) {
         now.emplace(file, message);
         const auto isTold = [&](const std::string& text) { return told.find(text) != std::string::npos; };
-        if (before.contains({file, message}) || isTold(message) || isTold('"' + file + '"'))
+        const bool isSame = !told.empty() && message.find(told) != std::string::npos;
+        if (before.contains({file, message}) || isSame || isTold(message) || isTold('"' + file + '"'))
             continue;
         std::string text = message.find(file) == std::string::npos ? file + ": " : std::string();
         std::cerr << "vksettings: warning: " << printable(text.append(message)) << '\n';

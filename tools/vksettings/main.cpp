@@ -347,7 +347,7 @@ class CommandLine {
         addSession(app_, job_);
     }
 
-    ExitCode run(const std::vector<std::string>& words, Language& language);
+    ExitCode run(const std::vector<std::string>& words, Language& language, const std::string& where);
     CommandWords describe() const { return describe(app_); }
 
   private:
@@ -394,11 +394,14 @@ CommandWords CommandLine::describe(const CLI::App& command) {
 
 ExitCode runShell(Language& language);
 
-ExitCode CommandLine::run(const std::vector<std::string>& words, Language& language) {
+ExitCode CommandLine::run(const std::vector<std::string>& words, Language& language,
+                          const std::string& where) {
     checkCommand(app_, words, 0);
     try {
         app_.parse(inOrderOfParser(words));
     } catch (const CLI::ParseError& error) {
+        if (error.get_exit_code() != 0 && !where.empty())
+            std::cerr << "vksettings: " << where;
         if (const std::string commands = missingCommand(app_);
             error.get_exit_code() != 0 && !commands.empty())
             std::cerr << "one of these commands is required: " << commands << '\n';
@@ -421,7 +424,7 @@ ExitCode CommandLine::run(const std::vector<std::string>& words, Language& langu
 /// A failure is told after `where`.
 ExitCode run(const std::vector<std::string>& words, Language& language, const std::string& where = {}) {
     try {
-        return CommandLine().run(words, language);
+        return CommandLine().run(words, language, where);
     } catch (const std::exception& failure) {
         const Explained explained = explainFailure(failure);
         std::cerr << "vksettings: " << where << explained.message << '\n';
@@ -432,7 +435,7 @@ ExitCode run(const std::vector<std::string>& words, Language& language, const st
 
 /// "help set" is "set --help".
 std::vector<std::string> withoutHelp(std::vector<std::string> words) {
-    if (words.front() == "help") {
+    if (!words.empty() && words.front() == "help") {
         words.erase(words.begin());
         words.emplace_back("--help");
     }
@@ -458,7 +461,7 @@ int main(int argc, char** argv) {
     occupyStandardDescriptors();
     std::signal(SIGPIPE, SIG_IGN); // a reader that has seen enough is no crash
     Language language;
-    const auto guarded = [&] { return run({argv + 1, argv + argc}, language); };
+    const auto guarded = [&] { return run(withoutHelp({argv + 1, argv + argc}), language); };
     return vksettings::callForeign(guarded, [] {
         std::cerr << "vksettings: a function of a definition ends with an unknown failure\n";
         return vksettings::refused;

@@ -3,8 +3,10 @@
 
 Usage: definitions_test.py FOLDER_OF_THE_EXAMPLE
 """
+import os
 import pathlib
 import shutil
+import subprocess
 import sys
 import threading
 import unittest
@@ -50,6 +52,18 @@ def failure_of(name):
 
 
 class Files(unittest.TestCase):
+    def test_the_page_of_the_example(self):
+        page = (EXAMPLE / "README.md").read_text()
+        commands = "\n".join(line[4:] for line in page.splitlines() if line.startswith("    "))
+        path = f"{pathlib.Path(support.TOOL).parent}:{os.environ['PATH']}"
+        done = subprocess.run(["sh", "-c", commands], cwd=EXAMPLE, env={**os.environ, "PATH": path, "TMPDIR": str(PLACE.folder)},
+                              capture_output=True, text=True, timeout=support.PATIENCE, check=False)
+        self.assertIn("survey  language", done.stdout)
+        self.assertIn("survey.grid.x", done.stdout)
+        # The last command is refused, and nothing else.
+        self.assertEqual((1, 1), (done.returncode, len(done.stderr.splitlines())), done.stderr)
+        self.assertIn("positive", done.stderr)
+
     def test_the_example(self):
         survey = ROOT["survey"]
         self.assertEqual((4, "draft", 0.5), (survey["pages"], survey["mode"], survey.find("grid.y").getValue()))

@@ -81,8 +81,9 @@ TEST_F(Reloading, GivesASettingThatComesBackItsValue) {
     tree.define(second);
     root->reloadFactoryFile("alpha");
     tree.define(first);
-    RecordedEvents events;
+    LogLines log("settings::core::upgrade");
     root->reloadFactoryFile("alpha");
+    EXPECT_EQ("Handle upgraders for alpha", log.lines.at(0));
     EXPECT_EQ(21.0, alpha->get<double>("gone"));
     EXPECT_EQ(1.0, alpha->get<double>("kept"));
 }
@@ -234,6 +235,11 @@ TEST_F(Reloading, ANewDefaultIsAChangeOfTheEffectiveValue) {
 TEST_F(Reloading, ChangesNothingWhenTheDefinitionsCannotBeRead) {
     const Handle root = start();
     alpha->set("gone", 21.0, "session");
+    waitForSettingsSaves();
+    writeBytes(tree.userFile("alpha"), "no package either");
+    root->reloadFactoryFile("alpha");
+    ASSERT_EQ(1U, problemsOf(*tree.state).size()); // of the personal file
+    EXPECT_EQ(tree.userFile("alpha").string(), problemsOf(*tree.state)[0].file);
     EXPECT_EQ("CantReloadFactoryFile", failureOf([&] { root->reloadFactoryFile("unknown"); }));
     writeBytes(tree.base / "factory/varnek/settings/factoryFiles/alpha.vksettings", "no package");
     RecordedEvents events;
@@ -247,7 +253,9 @@ TEST_F(Reloading, AGroupThatNobodyHasNeededIsReadWhenItIs) {
     const Handle root = tree.start();
     tree.define(second);
     RecordedEvents events;
+    LogLines log("settings::core::settingsImplRoot");
     root->reloadFactoryFile("alpha");
+    EXPECT_EQ(Lines(), log.lines);
     EXPECT_EQ(Lines(), events.take());
     EXPECT_FALSE(getToolboxGroups(tree.index).front().isLoaded);
     EXPECT_EQ(10.0, root->getByFullName<double>("alpha.kept"));
@@ -389,7 +397,13 @@ TEST_F(LanguageDefinitions, FunctionsReplaceADefinition) {
         }
         double value;
     };
-    const Handle root = tree.start();
+    tree.define(R"({"groupName": "made", "settings": [{"name": "x", "value": 3}]})");
+    Handle root = tree.start();
+    EXPECT_EQ(3.0, root->getByFullName<double>("made.x"));
+    EXPECT_THROW(detail::updateToolboxGroupWithFunctions(tree.index, boost::make_shared<Made>(1.0)),
+                 std::invalid_argument); // it would have no effect
+    std::filesystem::remove_all(tree.base / "factory");
+    root = tree.start();
     addFactorySettingsDefinition(tree.index, boost::make_shared<Made>(1.0));
     const Handle group = root->getChild("made");
     EXPECT_EQ(1.0, group->get<double>("x"));

@@ -267,6 +267,67 @@ TEST_F(ToolboxLoading, ServicesSupplyGroupsWithinGroups) {
     EXPECT_EQ(Lines{"added alpha.later to alpha"}, events.take());
 }
 
+TEST_F(ToolboxLoading, AGroupThatComesWhileItsParentIsLoadedIsThere) {
+    Services services;
+    tree.defineOne("alpha");
+    services.add(
+        "inner",
+        [&](FactoryGroup& group) {
+            group.addSetting("x", valued(1.0));
+            if (services.registrations.size() == 1) { // those of the group have been looked up
+                services.add("late", {}, "alpha");
+                services.add("deep", {}, "alpha.late");
+                services.add(
+                    "broken", [](FactoryGroup&) { throw std::runtime_error("no"); }, "alpha");
+            }
+        },
+        "alpha");
+    const Handle root = tree.start();
+    EXPECT_EQ(1.0, root->getByFullName<double>("alpha.inner.x"));
+    EXPECT_EQ(1.0, root->getByFullName<double>("alpha.late.x"));
+    EXPECT_EQ(1.0, root->getByFullName<double>("alpha.late.deep.x"));
+    const auto problems = problemsOf(*tree.state);
+    ASSERT_EQ(1U, problems.size());
+    EXPECT_EQ("alpha.broken", problems[0].file);
+    root->reloadFactoryFile("alpha");
+    EXPECT_EQ(1.0, root->getByFullName<double>("alpha.late.deep.x"));
+}
+
+/// As the header has it.
+TEST_F(ToolboxLoading, TheExampleOfTheHeader) {
+    using namespace varnek::settings;
+    class EditorSettings : public FactorySettings {
+        std::string getToolboxGroupName() const override { return "editor"; }
+        void createFactorySettings(FactoryGroup& editor) const override {
+            const auto size = varnek::data::Array::scalar(12.0);
+            editor.addGroup("font").addSetting("size", {true, false, size, {}, {}, false, false, {}});
+        }
+    };
+    auto context = serviceContext();
+    auto registration = context.RegisterService<FactorySettings>(std::make_shared<EditorSettings>());
+    EXPECT_EQ(12.0, tree.start()->getByFullName<double>("editor.font.size"));
+    registration.Unregister();
+}
+
+TEST_F(ToolboxLoading, FilesWaitUntilAServiceIsGone) {
+    Services services;
+    services.add("alpha");
+    const Handle root = tree.start();
+    EXPECT_EQ(1.0, root->getByFullName<double>("alpha.x"));
+    tree.defineOne("alpha", 2); // a file to be had
+    const auto file = tree.base / "factory/varnek/settings/factoryFiles/alpha.vksettings";
+    LogLines log("settings::core::settingsImplRoot");
+    detail::updateToolboxGroup(tree.index, "alpha", {file});
+    EXPECT_EQ((Lines{"Toolbox alpha: its service stays in force over the files",
+                     "SettingsImplRoot::updateToolboxGroup: Add service: alpha"}),
+              Lines(log.lines.begin(), log.lines.begin() + 2));
+    EXPECT_EQ(1.0, root->getByFullName<double>("alpha.x"));
+    services.registrations.back().Unregister();
+    services.registrations.clear();
+    root->reloadFactoryFile("alpha");
+    EXPECT_EQ(2.0, root->getByFullName<double>("alpha.x"));
+}
+
 TEST_F(ToolboxLoading, FunctionsOfTheProcessMayCheckTheValuesOfAService) {
     Services services;
     services.add("checked", [](FactoryGroup& group) {

@@ -234,6 +234,46 @@ TEST_F(Startup, AThreadThatBuildsTheTreeDoesNotWaitForACallbackThatNeedsIt) {
     });
 }
 
+struct LateLoader : varnek::settings::TopLevelFactoryFileLoader {
+    LateLoader(std::string group, std::filesystem::path path, std::function<void()> work = {})
+        : name(std::move(group)), file(std::move(path)), whenAsked(std::move(work)) {}
+    std::string getName() const override { return name; }
+    bool isHidden() const override {
+        if (whenAsked)
+            whenAsked();
+        return false;
+    }
+    std::filesystem::path getFactoryFile() const override { return file; }
+    const std::string name;
+    const std::filesystem::path file;
+    const std::function<void()> whenAsked;
+};
+
+TEST_F(Startup, SourcesThatComeWhileTheTreeIsBuiltReachIt) {
+    inAProcess([this] {
+        const auto add = [](const std::shared_ptr<LateLoader>& loader) {
+            serviceContext().RegisterService<varnek::settings::TopLevelFactoryFileLoader>(
+                std::static_pointer_cast<varnek::settings::TopLevelFactoryFileLoader>(loader));
+        };
+        std::filesystem::rename(base / "shell.vksettings", base / "first.vksettings");
+        std::filesystem::remove_all(base / "factory"); // nothing but what the loaders bring
+        int asked = 0;
+        add(std::make_shared<LateLoader>("editor", base / "editor.vksettings", [&] {
+            if (++asked == 2) // by the building of the tree
+                add(std::make_shared<LateLoader>("packages", base / "packages.vksettings"));
+            if (asked == 3) // by that of the next one
+                add(std::make_shared<LateLoader>("shell", base / "first.vksettings"));
+        }));
+        init();
+        EXPECT_EQ(1.0, root()->getByFullName<double>("editor.x"));
+        EXPECT_EQ(1.0, root()->getByFullName<double>("packages.x"));
+        EXPECT_FALSE(root()->getChild("shell"));
+        MSettings::reset();
+        EXPECT_EQ(1.0, root()->getByFullName<double>("packages.x"));
+        EXPECT_EQ(1.0, root()->getByFullName<double>("shell.x"));
+    });
+}
+
 struct ThisHost : varnek::host::HostInfo {
     explicit ThisHost(bool session) : session_(session) {}
     bool isSession() const override { return session_; }

@@ -171,9 +171,26 @@ class Scripts(OnePlace):
         self.assertIn("\neditor.font.size: 12 -> 15\n15\n6\n", printed)
         self.assertIn('line 7: ', printed)
 
+    def test_reload_tells_what_is_wrong_with_a_group_that_nobody_has_needed(self):
+        installed = next((self.place.folder / "factory").rglob("editor.vksettings"))
+        good = installed.read_bytes()
+        installed.write_bytes(b"no package")
+        try:
+            printed = self.place.script("reload editor\n", code=3)
+            self.assertEqual(1, printed.count("too short"), printed)
+            installed.unlink()
+            self.place.script("reload editor\n", code=3)
+        finally:
+            installed.write_bytes(good)
+        self.assertEqual("12\n", self.place.script("reload editor\nget editor.font.size\n"))
+
     def test_help_and_what_only_a_shell_has(self):
         self.assertIn("reload", self.place.script("help\n"))
         self.assertIn("VALUE", self.place.script("help set\n"))
+        self.assertEqual(self.place.run("--help"), self.place.run("help"))
+        self.assertEqual(self.place.run("set", "--help"), self.place.run("help", "set"))
+        printed = self.place.script("get\nset editor.font.size --leve user\nfactory\n", code=2)
+        self.assertEqual(["line 1", "line 2", "line 3"], re.findall("^vksettings: (line .): ", printed, re.M))
         self.place.run("reload", "editor", code=2)
         self.place.script("shell\n", code=2)
 

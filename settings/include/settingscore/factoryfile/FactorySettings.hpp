@@ -1,13 +1,15 @@
 /// How a toolbox supplies its settings from code: services of the service framework, registered by a bundle
 /// below the folder "factory_settings" of the installation, or by the application itself.
 ///
-///     class EditorSettings : public varnek::settings::FactorySettings {
+///     using namespace varnek::settings;
+///     class EditorSettings : public FactorySettings {
 ///         std::string getToolboxGroupName() const override { return "editor"; }
-///         void createFactorySettings(FactoryGroup& group) const override {
-///             group.addGroup("font").addSetting("size", {true, false, Array::scalar(12.0)});
+///         void createFactorySettings(FactoryGroup& editor) const override {
+///             const auto size = varnek::data::Array::scalar(12.0);
+///             editor.addGroup("font").addSetting("size", {true, false, size, {}, {}, false, false, {}});
 ///         }
 ///     };
-///     context.RegisterService<varnek::settings::FactorySettings>(std::make_shared<EditorSettings>());
+///     context.RegisterService<FactorySettings>(std::make_shared<EditorSettings>());
 ///
 /// The operations are called on any thread, also on several at once. Those of a loader are called with the
 /// tree's lock of locations held and must not use settings; the others without locks.

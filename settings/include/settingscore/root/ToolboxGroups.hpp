@@ -48,12 +48,13 @@ namespace detail {
 // there is no such tree; what reading the definitions raises. Thread-safe; block on the disk and in the code
 // that makes definitions.
 
-/// Its factory files are these from now on, absolute paths. std::invalid_argument for none and for relative
-/// ones.
+/// Its factory files are these from now on, absolute paths; a service that is registered for the group stays
+/// in force over them, and is asked again. std::invalid_argument for none and for relative ones.
 SETTINGSCORE_EXPORT void updateToolboxGroup(const RootIndex& tree, const std::string& toolboxGroupName,
                                             const std::vector<std::filesystem::path>& factoryFiles,
                                             bool isVisible = true);
-/// Its definitions come from this code from now on.
+/// Its definitions come from this code from now on, unless a service is registered for the group.
+/// std::invalid_argument for a group that factory files define.
 SETTINGSCORE_EXPORT void
 updateToolboxGroupWithFunctions(const RootIndex& tree,
                                 const boost::shared_ptr<const VARNEKFactorySettingsDefinition>& definition);

@@ -161,8 +161,10 @@ bool FactorySettingsTracker::enterUnlessBroken(const Entry& entry) noexcept {
 template <class Map, class Key, class Entry>
 bool FactorySettingsTracker::enterOnce(Map& map, Key key, const Entry& entry, const std::string& group) {
     const std::lock_guard lock(mutex_);
-    if (map.try_emplace(std::move(key), entry).second)
+    if (map.try_emplace(std::move(key), Arrived<Entry>{entry, arrivals_ + 1}).second) {
+        ++arrivals_;
         return true;
+    }
     VARNEK_LOG(rootLog, warning) << "Toolbox " << group << " is already registered";
     return false;
 }
@@ -193,18 +195,18 @@ bool FactorySettingsTracker::enter(const Loader& loader) {
 
 void FactorySettingsTracker::leave(const Service& service) {
     const std::lock_guard lock(mutex_); // the caller holds the service, too
-    std::erase_if(services_, [&](const auto& entry) { return entry.second == service; });
+    std::erase_if(services_, [&](const auto& known) { return known.second.entry == service; });
 }
 
 void FactorySettingsTracker::leave(const Loader& loader) {
     const std::lock_guard lock(mutex_);
-    std::erase_if(loaders_, [&](const auto& entry) { return entry.second == loader; });
+    std::erase_if(loaders_, [&](const auto& known) { return known.second.entry == loader; });
 }
 
 FactorySettingsTracker::Service FactorySettingsTracker::find(const std::string& group) const {
     const std::lock_guard lock(mutex_);
     const auto found = services_.find(Name({}, group));
-    return found == services_.end() ? nullptr : found->second;
+    return found == services_.end() ? nullptr : found->second.entry;
 }
 
 std::vector<FactorySettingsTracker::Service> FactorySettingsTracker::topLevelServices() const {
@@ -217,7 +219,7 @@ FactorySettingsTracker::servicesBelow(const std::string& parent) const {
     const std::lock_guard lock(mutex_);
     for (const auto& [name, service] : services_)
         if (name.first == parent)
-            services.push_back(service);
+            services.push_back(service.entry);
     return services;
 }
 
@@ -233,7 +235,32 @@ std::vector<FactorySettingsTracker::Loader> FactorySettingsTracker::loaders() co
     std::vector<Loader> loaders;
     const std::lock_guard lock(mutex_);
     for (const auto& [name, loader] : loaders_)
-        loaders.push_back(loader);
+        loaders.push_back(loader.entry);
+    return loaders;
+}
+
+std::uint64_t FactorySettingsTracker::arrivals() const {
+    const std::lock_guard lock(mutex_);
+    return arrivals_;
+}
+
+std::vector<FactorySettingsTracker::Service>
+FactorySettingsTracker::servicesSince(std::uint64_t arrivals) const {
+    std::vector<Service> services;
+    const std::lock_guard lock(mutex_);
+    for (const auto& [name, service] : services_)
+        if (service.number > arrivals)
+            services.push_back(service.entry);
+    return services;
+}
+
+std::vector<FactorySettingsTracker::Loader>
+FactorySettingsTracker::loadersSince(std::uint64_t arrivals) const {
+    std::vector<Loader> loaders;
+    const std::lock_guard lock(mutex_);
+    for (const auto& [name, loader] : loaders_)
+        if (loader.number > arrivals)
+            loaders.push_back(loader.entry);
     return loaders;
 }
 

@@ -8,6 +8,7 @@
 #include "settingscore/SettingsRoot.hpp"
 #include "settingscore/factoryfile/FactorySettings.hpp"
 
+#include <cstdint>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -36,6 +37,13 @@ class FactorySettingsTracker {
     /// Whether there are any for that top-level group or groups in it.
     bool suppliesBelow(const std::string& topLevelGroup) const;
     std::vector<Loader> loaders() const;
+
+    /// How many services and loaders have come so far.
+    std::uint64_t arrivals() const;
+    /// Those that came when so many had come, a group's before those of the groups in it.
+    std::vector<Service> servicesSince(std::uint64_t arrivals) const;
+    std::vector<Loader> loadersSince(std::uint64_t arrivals) const;
+
     /// Bundles that could not be started, services and loaders that do not say what they are.
     std::vector<LoadProblem> problems() const;
 
@@ -49,6 +57,11 @@ class FactorySettingsTracker {
     void startFolders();
     void note(LoadProblem problem);
     using Name = std::pair<std::string, std::string>; // of the group above, and of the group
+    template <class Entry>
+    struct Arrived {
+        Entry entry;
+        std::uint64_t number; // of those that have come
+    };
 
     template <class Map, class Key, class Entry>
     bool enterOnce(Map& map, Key key, const Entry& entry, const std::string& group);
@@ -64,8 +77,9 @@ class FactorySettingsTracker {
     };
     std::vector<OpenTracker> open_; // to the end of the process
     mutable std::mutex mutex_;
-    std::map<Name, Service> services_;
-    std::map<std::string, Loader> loaders_;
+    std::map<Name, Arrived<Service>> services_;
+    std::map<std::string, Arrived<Loader>> loaders_;
+    std::uint64_t arrivals_ = 0;
     std::vector<LoadProblem> problems_;
 };
 

@@ -5,13 +5,12 @@
 #include "settingscore/settings/file/FileFailureText.hpp"
 #include "settingscore/settings/file/LevelFileKeeper.hpp"
 #include "settingscore/settings/file/SettingsFileReader.hpp"
-#include "settingscore/settings/node/FullNamePath.hpp"
-#include "settingscore/settings/root/DefinesHere.hpp"
 #include "settingscore/settings/root/LoadTurns.hpp"
 #include "settingscore/settings/root/Redefinition.hpp"
 #include "settingscore/settings/root/RootLog.hpp"
 #include "settingscore/settings/root/SettingsImplRoot.hpp"
 #include "settingscore/settings/root/SettingsInfo.hpp"
+#include "settingscore/settings/upgrade/UpgradeLog.hpp"
 #include "settingscore/settings/upgrade/UserSettingsUpgrade.hpp"
 
 #include <boost/make_shared.hpp>
@@ -31,6 +30,7 @@ Toolboxes::~Toolboxes() = default;
 
 void Toolboxes::build(const std::filesystem::path& factoryFolder) {
     FactorySettingsTracker& tracker = FactorySettingsTracker::start();
+    builtAt_ = tracker.arrivals();
     for (const LoadProblem& problem : tracker.problems())
         problems_.add("", problem);
     std::set<std::string> visible;
@@ -107,22 +107,6 @@ void Toolboxes::add(const std::string& name, bool isVisible) {
     enter(name, isVisible, &events);
 }
 
-void Toolboxes::takeServices() {
-    const DefinesHere definesHere;
-    for (const FactorySettingsTracker::Service& service : FactorySettingsTracker::start().topLevelServices())
-        add(service->getToolboxGroupName(), service->isVisible());
-}
-
-void Toolboxes::addLoader(const ToolboxSources::Loader& loader) {
-    std::optional<std::pair<std::string, bool>> taken;
-    const auto take = [&](const std::string& name, bool isVisible) { taken.emplace(name, isVisible); };
-    sources_.takeLoaders({loader}, take, noteRefusal());
-    if (!taken)
-        return;
-    sources_.declare(taken->first, taken->second);
-    lookForSources();
-}
-
 void Toolboxes::logMissing(const std::string& name) const {
     {
         const std::lock_guard lock(creation_);
@@ -131,38 +115,6 @@ void Toolboxes::logMissing(const std::string& name) const {
     }
     VARNEK_LOG(rootLog, info) << "Try to load factory settings for " << name;
     VARNEK_LOG(rootLog, warning) << "No microservice and no VARNEK code for factory settings for " << name;
-}
-
-void Toolboxes::lookForSources() {
-    for (const std::string& name : sources_.declaredGroups())
-        if (sourceOf(name) != ToolboxSource::none)
-            add(name, sources_.isVisible(name));
-}
-
-void Toolboxes::addSubgroup(const FactorySettingsTracker::Service& service) {
-    const auto root = root_.lock();
-    if (root == nullptr)
-        return;
-    const std::string path = service->getParentName();
-    NodePtr parent = root, product;
-    for (std::string_view rest = path; !rest.empty() && parent != nullptr;) {
-        parent = childCalled(nextName(rest), parent->getChildren());
-        if (const auto top = boost::dynamic_pointer_cast<DeclaredGroup>(parent); top && !top->isLoaded())
-            return; // it comes with its parent
-        product = product == nullptr ? parent : product;
-    }
-    const auto group = boost::dynamic_pointer_cast<SettingsImpl>(parent);
-    if (group == nullptr || group->isLeafNode() || product == nullptr)
-        return;
-    const auto added = groupOfService(service);
-    for (LoadProblem& problem :
-         addGroupsOfServices(added, path + '.' + added->getName(), FactorySettingsTracker::start()))
-        problems_.add(product->getName(), std::move(problem));
-    {
-        LateEvents events;
-        group->adoptWithEvents({added}, events);
-    }
-    files_->adoptLeftovers(product, true); // values that were kept for it
 }
 
 ToolboxSources::Refused Toolboxes::noteRefusal() {
@@ -240,6 +192,10 @@ std::optional<FactoryChanges> Toolboxes::changesOf(const std::string& name) cons
 
 ToolboxDefinition Toolboxes::define(const std::string& name) {
     FactorySettingsTracker& tracker = FactorySettingsTracker::start();
+    {
+        const std::lock_guard lock(creation_);
+        definedAt_[name] = tracker.arrivals();
+    }
     ToolboxDefinition definition;
     const bool isVisible = sources_.isVisible(name);
     if (const auto service = tracker.find(name))
@@ -303,6 +259,7 @@ void Toolboxes::loaded(DeclaredGroup& group) noexcept {
         for (const LevelIndex level : levelsOfFiles)
             if (files_->mayHaveChanged(group.getName(), level)) // while the group was being loaded
                 files_->loadLevel(self, level);
+        takeSubgroups(group.getName());
     } catch (...) {
         VARNEK_LOG(rootLog, error) << "Exception caught: " << causeOfCurrentException();
     }
@@ -314,7 +271,6 @@ void Toolboxes::reload(const std::string& name, const char* operation) {
     const ToolboxSource source = sourceOf(name);
     if (source == ToolboxSource::none)
         throw exception::CantReloadFactoryFile(name);
-    VARNEK_LOG(rootLog, info) << "Try to load factory settings for " << name;
     if (source == ToolboxSource::service)
         VARNEK_LOG(rootLog, info) << "SettingsImplRoot::" << operation << ": Add service: " << name;
     const auto root = root_.lock();
@@ -330,9 +286,11 @@ void Toolboxes::reload(const std::string& name, const char* operation) {
         if (const auto declared = boost::dynamic_pointer_cast<DeclaredGroup>(group);
             declared != nullptr && !declared->isLoaded())
             return; // read when somebody needs it
+        VARNEK_LOG(rootLog, info) << "Try to load factory settings for " << name;
         ToolboxDefinition fresh = define(name);
         if (!fresh)
             return;
+        VARNEK_LOG(upgradeLog, info) << "Handle upgraders for " << name;
         upgrade_->setFactoryChanges(name, std::move(fresh.changes));
         Redefinition(group, fresh.group, *files_).run(events);
         for (const LevelIndex level : levelsOfFiles)
@@ -340,6 +298,7 @@ void Toolboxes::reload(const std::string& name, const char* operation) {
     }
     events.tell();
     files_->followUpgrades(group);
+    takeSubgroups(name);
 }
 
 void Toolboxes::useFiles(const std::string& name, const std::vector<std::filesystem::path>& files,
@@ -350,11 +309,16 @@ void Toolboxes::useFiles(const std::string& name, const std::vector<std::filesys
     definitionOfFiles(name, entries, isVisible); // raises what there is to raise
     sources_.setFactoryFiles(name, std::move(entries));
     sources_.declare(name, isVisible);
+    if (sourceOf(name) == ToolboxSource::service)
+        VARNEK_LOG(rootLog, warning) << "Toolbox " << name << ": its service stays in force over the files";
     reload(name, "updateToolboxGroup");
 }
 
 void Toolboxes::useDefinition(const ToolboxSources::Definition& definition) {
     const std::string& name = definition->getToolboxGroupName();
+    if (sourceOf(name) == ToolboxSource::file)
+        throw std::invalid_argument("factory files define the group \"" + name +
+                                    "\", and updateToolboxGroup replaces them");
     const ToolboxSources::Definition before = sources_.definition(name);
     sources_.setDefinition(definition);
     try {

@@ -38,7 +38,7 @@ class Toolboxes : public GroupLoader, public std::enable_shared_from_this<Toolbo
     void build(const std::filesystem::path& factoryFolder);
     /// Has build() been through? A tree that was made empty takes no groups from services.
     bool isBuilt() const noexcept { return isBuilt_.load(std::memory_order_acquire); }
-    /// Once more what services supply: some may have come before the tree could be found.
+    /// The services and loaders that came since build() began, before the tree could be found.
     void takeServices();
 
     /// A placeholder for a declared group: below the root, or kept until it has a source.
@@ -46,17 +46,20 @@ class Toolboxes : public GroupLoader, public std::enable_shared_from_this<Toolbo
     /// A source of a top-level group has appeared. Listeners hear of a group that is new.
     void add(const std::string& name, bool isVisible);
     void addLoader(const ToolboxSources::Loader& loader);
-    /// The same for a group in another one; nothing when that one is not loaded or not there.
+    /// The same for a group in another one; nothing when that one is not loaded or not there, or has it
+    /// already.
     void addSubgroup(const FactorySettingsTracker::Service& service);
     /// Says so when a group is declared and nothing defines it.
     void logMissing(const std::string& name) const;
     /// Puts the groups that have a source by now below the root.
     void lookForSources();
 
-    /// Reads the definitions anew, for the log as part of `operation`. CantReloadFactoryFile when there are
-    /// none; what reading them raises, and then nothing has changed.
+    /// Reads the definitions anew, for the log as part of `operation`; those of a group that nobody has
+    /// needed are read when somebody needs it. CantReloadFactoryFile when there are none; what reading them
+    /// raises, and then nothing has changed.
     void reload(const std::string& name, const char* operation);
-    /// Other factory files for a group, or other code; back to those before when they cannot be read.
+    /// Other factory files for a group, or other code; back to those before when they cannot be read. A
+    /// service stays in force over both; std::invalid_argument for code in the place of files.
     void useFiles(const std::string& name, const std::vector<std::filesystem::path>& files, bool isVisible);
     void useDefinition(const ToolboxSources::Definition& definition);
 
@@ -81,6 +84,8 @@ class Toolboxes : public GroupLoader, public std::enable_shared_from_this<Toolbo
     std::string sourceText(const std::string& name) const;
     /// The definitions and nothing else; none when there is no source.
     ToolboxDefinition define(const std::string& name);
+    /// The services for groups in that one that came since it was defined.
+    void takeSubgroups(const std::string& name);
     ToolboxSources::Refused noteRefusal();
 
     const boost::shared_ptr<LevelFileKeeper> files_;
@@ -89,8 +94,11 @@ class Toolboxes : public GroupLoader, public std::enable_shared_from_this<Toolbo
     ToolboxSources sources_;
     LoadProblems problems_;
     std::atomic<bool> isBuilt_{false};
+    std::uint64_t builtAt_ = 0; // arrivals of the tracker then; as before build() or after it
     mutable std::mutex creation_;
-    std::map<std::string, boost::shared_ptr<DeclaredGroup>> withoutSource_; // guarded by creation_
+    // Guarded by creation_.
+    std::map<std::string, boost::shared_ptr<DeclaredGroup>> withoutSource_;
+    std::map<std::string, std::uint64_t> definedAt_; // arrivals of the tracker then
 };
 
 } // namespace settings::core::detail

@@ -1,0 +1,92 @@
+// Sources that come to a tree that is there already, or is being built.
+
+#include "settingscore/settings/file/FileFailureText.hpp"
+#include "settingscore/settings/file/LevelFileKeeper.hpp"
+#include "settingscore/settings/node/FullNamePath.hpp"
+#include "settingscore/settings/root/DefinesHere.hpp"
+#include "settingscore/settings/root/RootLog.hpp"
+#include "settingscore/settings/root/SettingsImplRoot.hpp"
+#include "settingscore/settings/root/Toolboxes.hpp"
+
+#include <optional>
+#include <utility>
+
+namespace settings::core::detail {
+
+void Toolboxes::takeServices() {
+    const DefinesHere definesHere;
+    const FactorySettingsTracker& tracker = FactorySettingsTracker::start();
+    for (const FactorySettingsTracker::Service& service : tracker.servicesSince(builtAt_))
+        if (service->getParentName().empty())
+            add(service->getToolboxGroupName(), service->isVisible());
+        else
+            addSubgroup(service);
+    for (const FactorySettingsTracker::Loader& loader : tracker.loadersSince(builtAt_))
+        addLoader(loader);
+}
+
+void Toolboxes::addLoader(const ToolboxSources::Loader& loader) {
+    std::optional<std::pair<std::string, bool>> taken;
+    const auto take = [&](const std::string& name, bool isVisible) { taken.emplace(name, isVisible); };
+    sources_.takeLoaders({loader}, take, noteRefusal());
+    if (!taken)
+        return;
+    sources_.declare(taken->first, taken->second);
+    lookForSources();
+}
+
+void Toolboxes::lookForSources() {
+    for (const std::string& name : sources_.declaredGroups())
+        if (sourceOf(name) != ToolboxSource::none)
+            add(name, sources_.isVisible(name));
+}
+
+void Toolboxes::addSubgroup(const FactorySettingsTracker::Service& service) {
+    const auto root = root_.lock();
+    if (root == nullptr)
+        return;
+    const std::string path = service->getParentName();
+    NodePtr parent = root, product;
+    for (std::string_view rest = path; !rest.empty() && parent != nullptr;) {
+        parent = childCalled(nextName(rest), parent->getChildren());
+        if (const auto top = boost::dynamic_pointer_cast<DeclaredGroup>(parent); top && !top->isLoaded())
+            return; // it comes with its parent
+        product = product == nullptr ? parent : product;
+    }
+    const auto group = boost::dynamic_pointer_cast<SettingsImpl>(parent);
+    if (group == nullptr || group->isLeafNode() || product == nullptr)
+        return;
+    const std::string name = service->getToolboxGroupName();
+    if (childCalled(name, group->getChildren()) != nullptr)
+        return;
+    try {
+        const auto added = groupOfService(service);
+        for (LoadProblem& problem :
+             addGroupsOfServices(added, path + '.' + name, FactorySettingsTracker::start()))
+            problems_.add(product->getName(), std::move(problem));
+        LateEvents events;
+        group->adoptWithEvents({added}, events);
+    } catch (...) {
+        std::string cause = causeOfCurrentException();
+        if (childCalled(name, group->getChildren()) != nullptr) // another thread was quicker
+            return;
+        VARNEK_LOG(rootLog, error) << "Exception caught: " << path << '.' << name << ": " << cause;
+        problems_.add(product->getName(), {path + '.' + name, std::move(cause)});
+        return;
+    }
+    files_->adoptLeftovers(product, true); // values that were kept for it
+}
+
+void Toolboxes::takeSubgroups(const std::string& name) {
+    std::uint64_t definedAt = 0;
+    {
+        const std::lock_guard lock(creation_);
+        definedAt = definedAt_[name];
+    }
+    for (const auto& service : FactorySettingsTracker::start().servicesSince(definedAt))
+        if (const std::string parent = service->getParentName();
+            parent == name || parent.starts_with(name + '.'))
+            addSubgroup(service);
+}
+
+} // namespace settings::core::detail
