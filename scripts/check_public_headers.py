@@ -13,7 +13,7 @@ import tempfile
 
 INCLUDE_FOLDERS = ["settings/include", "platform/include", "platform/include/microservices"]
 FLAGS = ["-std=c++20", "-Wall", "-Wextra", "-Wpedantic", "-Wshadow", "-Werror", "-fsyntax-only"]
-FOREIGN = re.compile(r"/boost/(thread\.hpp|json|log|locale|dll)|/(fmt|tbb|oneapi|CLI|glib|gtest|rapidcheck)/"
+FOREIGN = re.compile(r"/boost/(thread\.hpp|json|log|locale|dll)|/(fmt|tbb|oneapi|CLI|glib|gtest|rapidcheck|capnp|kj)/"
                      r"|/(zip|zipconf|pugixml|pugiconfig|sodium)\.h")
 
 

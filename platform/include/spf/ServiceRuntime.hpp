@@ -21,6 +21,7 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 namespace varnek::spf {
 
@@ -88,6 +89,15 @@ class VARNEK_EXPORT ServiceRuntime {
     /// RemoteError of kind refused in a child of fork(); host::HostError; std::system_error when the system
     /// has no means to watch the endpoint folder.
     void discover(cppmicroservices::BundleContext context);
+
+    /// A process that stands in the endpoint folder, but cannot be called, and why: `refused` when it has too
+    /// many clients or belongs to another user, `timedOut` when it does not answer, ...
+    struct UnusableProcess {
+        std::string process; ///< its processName()
+        RemoteError failure;
+    };
+    /// As the last attempts to connect left it; nothing before discover(). They go on.
+    std::vector<UnusableProcess> unusableProcesses() const;
 
     /// Tells this process from others: "spf.process" of its publications. Not the process id, which begins
     /// it.

@@ -1,0 +1,215 @@
+#include "spf/ClientConnection.hpp"
+
+#include "spf/Engine.hpp"
+#include "spf/Journal.hpp"
+#include "spf/Limits.hpp"
+#include "spf/Messages.hpp"
+
+#include <capnp/message.h>
+
+namespace varnek::spf {
+namespace {
+
+/// Larger replies are decoded by a worker, so that others need not wait for them.
+constexpr std::size_t decodedHereBytes = 256 * 1024;
+constexpr WorkerPool::Lane decodingLane = 0;
+
+constexpr capnp::MessageSize roomFor(std::size_t words) {
+    return {words + 16, 1};
+}
+
+wire::Endpoint::Client endpointOf(capnp::RpcSystem<capnp::rpc::twoparty::VatId>& rpc) {
+    capnp::MallocMessageBuilder message(4);
+    auto server = message.initRoot<capnp::rpc::twoparty::VatId>();
+    server.setSide(capnp::rpc::twoparty::Side::SERVER);
+    return rpc.bootstrap(server).castAs<wire::Endpoint>();
+}
+
+RemoteErrorKind kindOf(const kj::Exception& failure) {
+    switch (failure.getType()) {
+    case kj::Exception::Type::DISCONNECTED:
+        return RemoteErrorKind::disconnected;
+    case kj::Exception::Type::OVERLOADED:
+        return RemoteErrorKind::refused;
+    default:
+        return RemoteErrorKind::malformed;
+    }
+}
+
+} // namespace
+
+class ClientConnection::FollowerServer final : public wire::Follower::Server {
+  public:
+    explicit FollowerServer(ClientConnection& connection) : connection_(connection) {}
+
+    kj::Promise<void> offer(OfferContext context) override {
+        const auto params = context.getParams();
+        connection_.offered(params.getPublication(), params.getService());
+        return kj::READY_NOW;
+    }
+    kj::Promise<void> withdraw(WithdrawContext context) override {
+        connection_.withdrawn(context.getParams().getPublication());
+        return kj::READY_NOW;
+    }
+
+  private:
+    ClientConnection& connection_;
+};
+
+class ClientConnection::ListenerServer final : public wire::Listener::Server {
+  public:
+    ListenerServer(ClientConnection& connection, std::shared_ptr<ListenerState> state)
+        : connection_(connection), state_(std::move(state)) {}
+
+    kj::Promise<void> announce(AnnounceContext context) override {
+        auto taken = connection_.announced(state_, context.getParams().getAnnouncement());
+        context.releaseParams();
+        return taken;
+    }
+
+  private:
+    ClientConnection& connection_;
+    const std::shared_ptr<ListenerState> state_;
+};
+
+ClientConnection::ClientConnection(Engine& engine, std::shared_ptr<RemoteProcess> process, Line line)
+    : engine_(engine), process_(std::move(process)), line_(std::move(line)),
+      messages_(*line_.stream, limits::replyBytes + envelopeBytes,
+                [this](const kj::Exception* fault) {
+                    drop(fault != nullptr ? fault->getDescription().cStr() : nullptr);
+                }),
+      network_(messages_, 0, capnp::rpc::twoparty::Side::CLIENT, networkOptions()),
+      rpc_(capnp::makeRpcClient(network_)), endpoint_(endpointOf(rpc_)), tasks_(*this) {
+    tasks_.add(network_.onDisconnect().then([this] { drop(nullptr); }));
+    auto request = endpoint_.followRequest();
+    request.setFollower(kj::heap<FollowerServer>(*this));
+    tasks_.add(request.send().ignoreResult());
+}
+
+ClientConnection::~ClientConnection() {
+    process_->isOpen = false;
+    while (!publications_.empty())
+        withdrawn(publications_.begin()->first);
+}
+
+void ClientConnection::drop(const char* why) {
+    note(why != nullptr ? log::Severity::warning : log::Severity::info, "The connection to process ",
+         process_->id, " has ended", why != nullptr ? ": " : "", why != nullptr ? why : "");
+    engine_.client.drop(process_->name, process_->connection);
+}
+
+void ClientConnection::taskFailed(kj::Exception&& failure) {
+    note(log::Severity::debug, "Process ", process_->id, ": ", failure.getDescription().cStr());
+}
+
+void ClientConnection::offered(std::uint64_t number, kj::ArrayPtr<const kj::byte> service) {
+    try {
+        const Message message = decodeMessage(asWords(service));
+        if (publications_.contains(number) || publications_.size() >= limits::callsOfConnection)
+            throw RemoteError(RemoteErrorKind::malformed, "One service too many");
+        std::map<std::string, std::string> properties;
+        for (const Value& property : message.values.at(1).asList())
+            properties.emplace(property.asList().at(0).asText(), property.asList().at(1).asText());
+        auto entered =
+            serviceProperties(message.name, process_->name, properties, message.values.at(0).asText());
+        const auto publication = std::make_shared<RemotePublication>(process_, number, message.name);
+        const Discovery::Key key(process_->connection, number);
+        engine_.core.services.post([&discovery = engine_.core.discovery, key, entered = std::move(entered),
+                                    service = std::make_shared<RegisteredService>(publication)] {
+            discovery.enter(key, entered, service);
+        });
+        publications_.emplace(number, publication);
+    } catch (const std::exception& fault) {
+        note(log::Severity::warning, "Cannot use a service of process ", process_->id, ": ", fault.what());
+    }
+}
+
+void ClientConnection::withdrawn(std::uint64_t number) {
+    const auto gone = publications_.extract(number);
+    if (gone.empty())
+        return;
+    gone.mapped()->isOffered = false;
+    try {
+        engine_.core.services.post(
+            [&discovery = engine_.core.discovery, key = Discovery::Key(process_->connection, number)] {
+                discovery.leave(key);
+            });
+    } catch (const std::exception& failure) {
+        note(log::Severity::error, "Exception caught: ", failure.what());
+    }
+}
+
+void ClientConnection::call(std::uint64_t publication, const Words& request,
+                            std::shared_ptr<PendingCall> call, std::chrono::steady_clock::time_point end) {
+    const auto left = end - std::chrono::steady_clock::now();
+    if (left <= left.zero())
+        return call->fail(RemoteErrorKind::timedOut, "No time was left for it");
+    const auto found = publications_.find(publication);
+    if (found == publications_.end())
+        return call->fail(RemoteErrorKind::disconnected, "The service is not published any more");
+    if (network_.getCurrentQueueSize() + request.bytes() > limits::unsentBytes)
+        return call->fail(RemoteErrorKind::refused, "Too much waits for the other process");
+    auto message = endpoint_.callRequest(roomFor(request.count()));
+    message.setPublication(publication);
+    message.setRequest(request.asBytes());
+    auto answered = message.send().then(
+        [this, call](capnp::Response<wire::Endpoint::CallResults>&& response) {
+            deliver(response.getReply(), call);
+        },
+        [call](kj::Exception&& failure) { call->fail(kindOf(failure), failure.getDescription().cStr()); });
+    const auto nanoseconds = std::chrono::duration_cast<std::chrono::nanoseconds>(left).count();
+    auto late = engine_.timer.afterDelay(nanoseconds * kj::NANOSECONDS).then([call] {
+        call->fail(RemoteErrorKind::timedOut, "No answer came in time");
+    });
+    tasks_.add(answered.exclusiveJoin(kj::mv(late)));
+}
+
+void ClientConnection::deliver(kj::ArrayPtr<const kj::byte> reply, const std::shared_ptr<PendingCall>& call) {
+    if (reply.size() > limits::replyBytes)
+        return call->fail(RemoteErrorKind::tooLarge, "The reply is too large");
+    if (reply.size() <= decodedHereBytes)
+        return call->settleWith([&] { return decodeReply(asWords(reply)); });
+    try {
+        engine_.core.workers.submit(decodingLane, [call, words = std::make_shared<const Words>(reply)] {
+            call->settleWith([&] { return decodeReply(words->all()); });
+        });
+    } catch (...) {
+        call->fail(std::current_exception());
+    }
+}
+
+void ClientConnection::listen(std::uint64_t publication, const std::string& topic,
+                              std::shared_ptr<ListenerState> state, std::uint64_t number) {
+    auto request = endpoint_.listenRequest();
+    request.setPublication(publication);
+    request.setTopic({reinterpret_cast<const kj::byte*>(topic.data()), topic.size()});
+    request.setListener(kj::heap<ListenerServer>(*this, std::move(state)));
+    auto promise = request.send();
+    wire::Subscription::Client subscription = promise.getSubscription();
+    auto begun = promise.ignoreResult().eagerlyEvaluate(
+        [this](kj::Exception&& failure) { taskFailed(kj::mv(failure)); });
+    listening_.emplace(number, Listening{kj::mv(begun), kj::mv(subscription)});
+}
+
+kj::Promise<void> ClientConnection::announced(const std::shared_ptr<ListenerState>& state,
+                                              kj::ArrayPtr<const kj::byte> bytes) {
+    const std::uint64_t number = engine_.core.newNumber();
+    auto taken = kj::newPromiseAndFulfiller<void>();
+    announcements_.emplace(number, kj::mv(taken.fulfiller));
+    engine_.core.announcements.post([&loop = engine_.core.loop, connection = process_->connection, number,
+                                     state, words = std::make_shared<const Words>(bytes)] {
+        const auto told = kj::defer([&] {
+            loop.post([connection, number](Engine& engine) { engine.client.taken(connection, number); });
+        });
+        state->call(decodeMessage(words->all()).values);
+    });
+    return kj::mv(taken.promise);
+}
+
+void ClientConnection::taken(std::uint64_t announcement) {
+    auto waiting = announcements_.extract(announcement);
+    if (!waiting.empty())
+        waiting.mapped()->fulfill();
+}
+
+} // namespace varnek::spf

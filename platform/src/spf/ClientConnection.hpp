@@ -1,0 +1,74 @@
+// The connection to one process that publishes services.
+#pragma once
+
+#include "spf/Descriptors.hpp"
+#include "spf/LimitedStream.hpp"
+#include "spf/PendingCall.hpp"
+#include "spf/RemoteInvokable.hpp"
+#include "spf/Words.hpp"
+
+#include <capnp/rpc-twoparty.h>
+#include <kj/async-io.h>
+#include <kj/timer.h>
+#include <spf/Remote.capnp.h>
+
+#include <chrono>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
+
+namespace varnek::spf {
+
+class Engine;
+
+/// Confined to the thread of the event loop. The destructor withdraws all services and fails all calls.
+class ClientConnection final : private kj::TaskSet::ErrorHandler {
+  public:
+    /// Of a socket whose greeting has been read.
+    ClientConnection(Engine& engine, std::shared_ptr<RemoteProcess> process, Line line);
+    ClientConnection(const ClientConnection&) = delete;
+    ClientConnection& operator=(const ClientConnection&) = delete;
+    ~ClientConnection();
+
+    const RemoteProcess& process() const { return *process_; }
+
+    void call(std::uint64_t publication, const Words& request, std::shared_ptr<PendingCall> call,
+              std::chrono::steady_clock::time_point end);
+    void listen(std::uint64_t publication, const std::string& topic, std::shared_ptr<ListenerState> state,
+                std::uint64_t number);
+    void endListening(std::uint64_t number) { listening_.erase(number); }
+    /// A listener has been called.
+    void taken(std::uint64_t announcement);
+
+  private:
+    class FollowerServer;
+    class ListenerServer;
+    struct Listening {
+        kj::Promise<void> begun;
+        wire::Subscription::Client subscription;
+    };
+
+    void offered(std::uint64_t number, kj::ArrayPtr<const kj::byte> service);
+    void withdrawn(std::uint64_t number);
+    kj::Promise<void> announced(const std::shared_ptr<ListenerState>& state,
+                                kj::ArrayPtr<const kj::byte> bytes);
+    void deliver(kj::ArrayPtr<const kj::byte> reply, const std::shared_ptr<PendingCall>& call);
+    void drop(const char* why);
+    void taskFailed(kj::Exception&& failure) override;
+
+    Engine& engine_;
+    const std::shared_ptr<RemoteProcess> process_;
+    std::map<std::uint64_t, std::shared_ptr<RemotePublication>> publications_;
+    std::map<std::uint64_t, kj::Own<kj::PromiseFulfiller<void>>>
+        announcements_; // that listeners have not taken
+    Line line_;
+    LimitedStream messages_;
+    capnp::TwoPartyVatNetwork network_;
+    capnp::RpcSystem<capnp::rpc::twoparty::VatId> rpc_;
+    wire::Endpoint::Client endpoint_;
+    std::map<std::uint64_t, Listening> listening_;
+    kj::TaskSet tasks_;
+};
+
+} // namespace varnek::spf

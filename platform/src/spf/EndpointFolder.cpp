@@ -1,0 +1,234 @@
+#include "spf/EndpointFolder.hpp"
+
+#include "varnek/files/FileError.hpp"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/file.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <set>
+
+namespace varnek::spf {
+namespace {
+
+using files::FileError;
+using files::FileErrorKind;
+
+constexpr std::string_view socketEnding = ".socket";
+constexpr std::string_view newEnding = ".new"; // a socket that does not listen yet
+constexpr std::string_view lockEnding = ".lock";
+constexpr int backlog = 128;
+
+/// Repeats a call while it is interrupted.
+template <class Call>
+int uninterrupted(Call call) noexcept {
+    int result = 0;
+    do
+        result = call();
+    while (result == -1 && errno == EINTR);
+    return result;
+}
+
+Descriptor openAt(int folder, const char* path, int flags) noexcept {
+    return Descriptor(uninterrupted([&] { return ::openat(folder, path, flags | O_CLOEXEC); }));
+}
+
+std::string with(const std::string& name, std::string_view ending) {
+    return name + std::string(ending);
+}
+
+[[noreturn]] void fail(const char* operation, const std::filesystem::path& path, FileErrorKind kind,
+                       int error) {
+    throw FileError(kind, operation, path, error);
+}
+
+/// Paths that do not fit are reached through the open folder.
+sockaddr_un addressOf(int folder, const std::filesystem::path& path, const std::string& entry) {
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::string name = (path / entry).native();
+    if (name.size() >= sizeof address.sun_path)
+        name = "/proc/self/fd/" + std::to_string(folder) + '/' + entry;
+    if (name.size() >= sizeof address.sun_path)
+        throw FileError(FileErrorKind::invalidName, "connect to", path / entry, ENAMETOOLONG);
+    std::memcpy(address.sun_path, name.c_str(), name.size() + 1);
+    return address;
+}
+
+const sockaddr* plain(const sockaddr_un& address) {
+    return reinterpret_cast<const sockaddr*>(&address);
+}
+
+/// Whether the open file still has the name.
+bool isNamed(int file, int folder, const char* name) noexcept {
+    struct stat opened, named;
+    return ::fstat(file, &opened) == 0 && ::fstatat(folder, name, &named, AT_SYMLINK_NOFOLLOW) == 0 &&
+           opened.st_dev == named.st_dev && opened.st_ino == named.st_ino;
+}
+
+bool tryLock(int file) noexcept {
+    return uninterrupted([&] { return ::flock(file, LOCK_EX | LOCK_NB); }) == 0;
+}
+
+void removeFiles(int folder, const std::string& name) noexcept {
+    // The lock goes last: as long as it is there, nobody else takes the name for free.
+    for (const std::string_view ending : {socketEnding, newEnding, lockEnding})
+        ::unlinkat(folder, with(name, ending).c_str(), 0);
+}
+
+template <class Take>
+void forEachEntry(int folder, Take take) {
+    const int copy = ::openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    DIR* const entries = copy >= 0 ? ::fdopendir(copy) : nullptr;
+    if (entries == nullptr) {
+        if (copy >= 0)
+            ::close(copy);
+        return;
+    }
+    const std::unique_ptr<DIR, int (*)(DIR*)> closing(entries, ::closedir);
+    while (const dirent* entry = ::readdir(entries))
+        take(std::string_view(entry->d_name));
+}
+
+std::string withoutEnding(std::string_view entry, std::string_view ending) {
+    if (entry.size() <= ending.size() || !entry.ends_with(ending) || entry.starts_with('.'))
+        return {};
+    return std::string(entry.substr(0, entry.size() - ending.size()));
+}
+
+} // namespace
+
+/// Not open when there is no folder.
+Descriptor EndpointFolder::open() const {
+    Descriptor folder = openAt(AT_FDCWD, folder_.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW);
+    if (!folder) {
+        if (errno == ENOENT)
+            return folder;
+        const bool isOther = errno == ENOTDIR || errno == ELOOP;
+        fail("use folder", folder_, isOther ? FileErrorKind::notFolder : FileErrorKind::openFailed, errno);
+    }
+    struct stat status;
+    if (::fstat(folder.get(), &status) != 0)
+        fail("use folder", folder_, FileErrorKind::openFailed, errno);
+    if (status.st_uid != ::geteuid())
+        throw FileError(FileErrorKind::permission, "use folder", folder_, 0, "it belongs to another user");
+    if ((status.st_mode & 0077) != 0)
+        throw FileError(FileErrorKind::permission, "use folder", folder_, 0, "it is open to other users");
+    return folder;
+}
+
+std::vector<std::string> EndpointFolder::names() const {
+    std::vector<std::string> names;
+    if (const Descriptor folder = open())
+        forEachEntry(folder.get(), [&](std::string_view entry) {
+            if (std::string name = withoutEnding(entry, socketEnding); !name.empty())
+                names.push_back(std::move(name));
+        });
+    return names;
+}
+
+bool EndpointFolder::has(const std::string& name) const noexcept {
+    struct stat status;
+    return ::lstat((folder_ / with(name, socketEnding)).c_str(), &status) == 0;
+}
+
+int EndpointFolder::connect(int socket, const std::string& name) const {
+    const Descriptor folder = open();
+    if (!folder)
+        return ENOENT;
+    const sockaddr_un address = addressOf(folder.get(), folder_, with(name, socketEnding));
+    const int result = uninterrupted([&] { return ::connect(socket, plain(address), sizeof address); });
+    return result == 0 || errno == EISCONN ? 0 : errno;
+}
+
+bool EndpointFolder::removeStale(const std::string& name) const {
+    const Descriptor folder = open();
+    if (!folder)
+        return true;
+    const std::string lockName = with(name, lockEnding);
+    const auto lock = openAt(folder.get(), lockName.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK);
+    if (!lock && errno != ENOENT) // where there is none, nobody owns the name
+        return false;
+    if (lock && (!tryLock(lock.get()) || !isNamed(lock.get(), folder.get(), lockName.c_str())))
+        return false;
+    removeFiles(folder.get(), name);
+    return true;
+}
+
+void EndpointFolder::removeStale() const {
+    std::set<std::string> names;
+    if (const Descriptor folder = open())
+        forEachEntry(folder.get(), [&](std::string_view entry) {
+            if (std::string name = withoutEnding(entry, lockEnding); !name.empty())
+                names.insert(std::move(name));
+        });
+    for (const std::string& name : names)
+        removeStale(name);
+}
+
+std::unique_ptr<Endpoint> EndpointFolder::create(const std::string& name) const {
+    if (::mkdir(folder_.c_str(), 0700) == 0)
+        ::chmod(folder_.c_str(), 0700); // a strange umask may have taken our own access away
+    const Descriptor folder = open();
+    if (!folder)
+        fail("create folder", folder_, FileErrorKind::cannotCreateFolder, ENOENT);
+    std::unique_ptr<Endpoint> endpoint(new Endpoint(folder_, name));
+    endpoint->lock();
+    endpoint->listen(folder.get(), name);
+    return endpoint;
+}
+
+void Endpoint::lock() {
+    // Somebody who cleans up may take a new file for a stale one before it is locked.
+    constexpr int attempts = 100;
+    for (int attempt = 0; attempt < attempts; ++attempt) {
+        lock_ = GuardedDescriptor::open([this] {
+            return ::open(lockFile_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+        });
+        if (!lock_ && errno != EEXIST)
+            fail("create file", lockFile_, FileErrorKind::openFailed, errno);
+        if (lock_ && tryLock(lock_.get()) && isNamed(lock_.get(), AT_FDCWD, lockFile_.c_str()))
+            return;
+        ::poll(nullptr, 0, 1);
+    }
+    lock_ = {};
+    fail("create file", lockFile_, FileErrorKind::openFailed, EEXIST);
+}
+
+void Endpoint::listen(int folder, const std::string& name) {
+    const std::string newName = with(name, newEnding);
+    const sockaddr_un address = addressOf(folder, folder_, newName);
+    listener_ = GuardedDescriptor::open(
+        [] { return ::socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0); });
+    if (!listener_)
+        fail("create socket", socket_, FileErrorKind::openFailed, errno);
+    ::unlinkat(folder, newName.c_str(), 0);
+    ::fchmod(listener_.get(), 0600); // of the file that bind() makes
+    if (::bind(listener_.get(), plain(address), sizeof address) != 0 ||
+        ::fchmodat(folder, newName.c_str(), 0600, 0) != 0 || ::listen(listener_.get(), backlog) != 0)
+        fail("create socket", socket_, FileErrorKind::openFailed, errno);
+    if (::renameat(folder, newName.c_str(), folder, with(name, socketEnding).c_str()) != 0)
+        fail("create socket", socket_, FileErrorKind::renameFailed, errno);
+}
+
+bool Endpoint::isInPlace() const noexcept {
+    struct stat status;
+    return ::lstat(socket_.c_str(), &status) == 0 && isNamed(lock_.get(), AT_FDCWD, lockFile_.c_str());
+}
+
+Endpoint::~Endpoint() {
+    if (!lock_ || isForkChild() || !isNamed(lock_.get(), AT_FDCWD, lockFile_.c_str()))
+        return;
+    ::unlink(socket_.c_str());
+    ::unlink(std::filesystem::path(socket_).replace_extension(newEnding).c_str());
+    ::unlink(lockFile_.c_str());
+}
+
+} // namespace varnek::spf

@@ -1,0 +1,92 @@
+#include "spf/RemoteInvokable.hpp"
+
+#include "spf/Core.hpp"
+#include "spf/Descriptors.hpp"
+#include "spf/Engine.hpp"
+#include "spf/Messages.hpp"
+#include "spf/PendingCall.hpp"
+
+#include <algorithm>
+
+namespace varnek::spf {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr std::chrono::milliseconds longestLimit = std::chrono::hours(24 * 365); // no clock overflows
+
+std::string label(const RemotePublication& publication, const std::string& method) {
+    return "Call of \"" + method + "\" of the service \"" + publication.name + "\" of process " +
+           std::to_string(publication.process->id);
+}
+
+} // namespace
+
+void ListenerState::call(const Value::List& announcement) {
+    const concurrency::RunningCalls::Call running(calls_);
+    std::shared_ptr<const Invokable::Listener> listener;
+    {
+        const std::lock_guard lock(mutex_);
+        listener = listener_;
+    }
+    if (listener != nullptr)
+        (*listener)(announcement);
+}
+
+void ListenerState::end() noexcept {
+    std::shared_ptr<const Invokable::Listener> gone; // destroyed without the lock
+    {
+        const std::lock_guard lock(mutex_);
+        gone.swap(listener_);
+    }
+    calls_.wait();
+}
+
+std::future<Value> RemoteInvokable::invoke(const std::string& method, Value::List arguments,
+                                           std::chrono::milliseconds limit) {
+    const auto end = Clock::now() + std::min(limit, longestLimit);
+    const auto call = std::make_shared<PendingCall>(label(*publication_, method));
+    auto future = call->future();
+    if (isForkChild()) {
+        call->fail(RemoteErrorKind::refused,
+                   "The child of a fork() cannot use the connections of its parent");
+        return future;
+    }
+    try {
+        Words request = encodeMessage(method, arguments, limits::requestBytes);
+        const RemoteProcess& process = *publication_->process;
+        process.core.loop.post([connection = process.connection, publication = publication_->number, call,
+                                end, words = std::move(request)](Engine& engine) {
+            engine.client.call(connection, publication, words, call, end);
+        });
+    } catch (const RemoteError& error) {
+        call->fail(error.kind(), error.what());
+    }
+    return future;
+}
+
+Subscription RemoteInvokable::listen(const std::string& topic, Listener listener) {
+    if (isForkChild())
+        return {};
+    Core& core = publication_->process->core;
+    const std::uint64_t number = core.newNumber();
+    const auto state = std::make_shared<ListenerState>(std::move(listener));
+    const std::uint64_t connection = publication_->process->connection;
+    Subscription subscription([&core, state, connection, number] {
+        if (isForkChild())
+            return;
+        state->end();
+        core.loop.post(
+            [connection, number](Engine& engine) { engine.client.endListening(connection, number); });
+    });
+    core.loop.post([connection, publication = publication_->number, topic, state, number](Engine& engine) {
+        engine.client.listen(connection, publication, topic, state, number);
+    });
+    return subscription;
+}
+
+std::shared_ptr<Invokable> RegisteredService::invokable() const {
+    return publication_->isAlive() ? std::make_shared<RemoteInvokable>(publication_) : nullptr;
+}
+
+} // namespace varnek::spf

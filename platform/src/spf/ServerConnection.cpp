@@ -1,0 +1,217 @@
+#include "spf/ServerConnection.hpp"
+
+#include "spf/Engine.hpp"
+#include "spf/Journal.hpp"
+#include "spf/Limits.hpp"
+#include "spf/Messages.hpp"
+#include "spf/PublicationState.hpp"
+
+#include <atomic>
+#include <stdexcept>
+
+namespace varnek::spf {
+namespace {
+
+/// Of calls that have no answer yet. Beyond that, nothing more is read.
+constexpr std::size_t unansweredBytes = 16 * limits::requestBytes;
+
+constexpr capnp::MessageSize roomFor(std::size_t words) {
+    return {words + 16, 1};
+}
+
+void setReply(capnp::CallContext<wire::Endpoint::CallParams, wire::Endpoint::CallResults>& context,
+              const Words& reply) {
+    context.getResults(roomFor(reply.count())).setReply(reply.asBytes());
+}
+
+} // namespace
+
+class ServerConnection::EndpointServer final : public wire::Endpoint::Server {
+  public:
+    explicit EndpointServer(ServerConnection& connection) : connection_(connection) {}
+
+    kj::Promise<void> follow(FollowContext context) override {
+        connection_.follow(context.getParams().getFollower());
+        return kj::READY_NOW;
+    }
+    kj::Promise<void> call(CallContext context) override { return connection_.call(context); }
+    kj::Promise<void> listen(ListenContext context) override {
+        context.getResults().setSubscription(connection_.listen(context.getParams()));
+        return kj::READY_NOW;
+    }
+
+  private:
+    ServerConnection& connection_;
+};
+
+class ServerConnection::SubscriptionServer final : public wire::Subscription::Server {
+  public:
+    SubscriptionServer(ServerConnection& connection, std::uint64_t number)
+        : connection_(connection), number_(number) {}
+    ~SubscriptionServer() { connection_.endSubscription(number_); }
+
+  private:
+    ServerConnection& connection_;
+    const std::uint64_t number_;
+};
+
+ServerConnection::ServerConnection(Engine& engine, std::uint64_t number, GuardedDescriptor socket,
+                                   pid_t process)
+    : engine_(engine), number_(number), process_(process),
+      line_(*engine.io.lowLevelProvider, std::move(socket)),
+      messages_(*line_.stream, limits::requestBytes + envelopeBytes,
+                [this](const kj::Exception* fault) {
+                    drop(fault != nullptr ? fault->getDescription().cStr() : nullptr);
+                }),
+      network_(messages_, 0, capnp::rpc::twoparty::Side::SERVER, networkOptions()),
+      rpc_(capnp::makeRpcServer(network_, kj::heap<EndpointServer>(*this))), tasks_(*this) {
+    rpc_.setFlowLimit(unansweredBytes / sizeof(capnp::word));
+    tasks_.add(network_.onDisconnect().then([this] { drop(nullptr); }));
+}
+
+ServerConnection::~ServerConnection() {
+    engine_.core.workers.clear(number_);
+}
+
+void ServerConnection::drop(const char* why) {
+    if (why != nullptr)
+        note(log::Severity::warning, "Close the connection of process ", process_, ": ", why);
+    engine_.server.drop(number_);
+}
+
+void ServerConnection::taskFailed(kj::Exception&& failure) {
+    note(log::Severity::debug, "Process ", process_, ": ", failure.getDescription().cStr());
+}
+
+void ServerConnection::follow(wire::Follower::Client follower) {
+    follower_ = kj::mv(follower);
+    for (const auto& [number, published] : engine_.server.publications())
+        offer(number, published.service);
+}
+
+void ServerConnection::offer(std::uint64_t publication, const Words& service) {
+    KJ_IF_MAYBE (follower, follower_) {
+        auto request = follower->offerRequest(roomFor(service.count()));
+        request.setPublication(publication);
+        request.setService(service.asBytes());
+        tasks_.add(request.send().ignoreResult());
+    }
+}
+
+void ServerConnection::withdraw(std::uint64_t publication) {
+    KJ_IF_MAYBE (follower, follower_) {
+        auto request = follower->withdrawRequest();
+        request.setPublication(publication);
+        tasks_.add(request.send().ignoreResult());
+    }
+}
+
+kj::Promise<void> ServerConnection::call(AnswerContext context) {
+    try {
+        const auto params = context.getParams();
+        const auto& publications = engine_.server.publications();
+        const auto published = publications.find(params.getPublication());
+        const auto request = params.getRequest();
+        if (request.size() > limits::requestBytes)
+            throw RemoteError(RemoteErrorKind::tooLarge, "The request is too large");
+        if (published == publications.end())
+            throw RemoteError(RemoteErrorKind::disconnected, "The service is not published any more");
+        if (calls_.size() >= limits::callsOfConnection)
+            throw RemoteError(RemoteErrorKind::refused, "Too many calls that have no answer yet");
+        return carryOut(context, published->second.state, Words(request));
+    } catch (const RemoteError& error) {
+        setReply(context, encodeError(error));
+        return kj::READY_NOW;
+    }
+}
+
+kj::Promise<void> ServerConnection::carryOut(AnswerContext context,
+                                             std::shared_ptr<PublicationState> publication, Words request) {
+    const std::uint64_t number = engine_.core.newNumber();
+    const auto isOver = std::make_shared<std::atomic<bool>>(false);
+    auto job = [&loop = engine_.core.loop, connection = number_, number, isOver, publication,
+                words = std::make_shared<const Words>(std::move(request))] {
+        if (*isOver)
+            return;
+        try {
+            loop.post([connection, number, reply = publication->answer(*words)](Engine& engine) mutable {
+                engine.server.reply(connection, number, std::move(reply));
+            });
+        } catch (const std::bad_alloc&) {
+            loop.post([connection](Engine& engine) { engine.server.drop(connection); });
+        }
+    };
+    try {
+        engine_.core.workers.submit(number_, std::move(job));
+    } catch (const std::system_error& failure) {
+        throw RemoteError(RemoteErrorKind::refused, failure.what());
+    }
+    auto answer = kj::newPromiseAndFulfiller<Words>();
+    calls_.emplace(number, Waiting{kj::mv(answer.fulfiller)});
+    context.releaseParams();
+    context.allowCancellation();
+    return answer.promise.then([context](Words&& reply) mutable { setReply(context, reply); })
+        .attach(kj::defer([this, number, isOver] {
+            answeredBytes_ -= calls_.extract(number).mapped().bytes;
+            *isOver = true;
+        }));
+}
+
+void ServerConnection::reply(std::uint64_t call, Words reply) {
+    const auto found = calls_.find(call);
+    if (found == calls_.end())
+        return;
+    if (network_.getCurrentQueueSize() + answeredBytes_ + reply.bytes() > limits::unsentBytes)
+        return drop("it does not take its replies");
+    found->second.bytes = reply.bytes();
+    answeredBytes_ += reply.bytes();
+    found->second.answer->fulfill(std::move(reply));
+}
+
+wire::Subscription::Client ServerConnection::listen(wire::Endpoint::ListenParams::Reader params) {
+    KJ_REQUIRE(subscriptions_.size() < limits::callsOfConnection, "too many subscriptions");
+    const auto& publications = engine_.server.publications();
+    const auto published = publications.find(params.getPublication());
+    const auto topic = params.getTopic();
+    const std::uint64_t number = engine_.core.newNumber();
+    if (published != publications.end()) {
+        subscriptions_.emplace(
+            number, Subscribed{published->second.state,
+                               std::string(reinterpret_cast<const char*>(topic.begin()), topic.size()),
+                               params.getListener()});
+        ++published->second.state->listeners;
+    }
+    return kj::heap<SubscriptionServer>(*this, number);
+}
+
+void ServerConnection::endSubscription(std::uint64_t subscription) {
+    const auto ended = subscriptions_.extract(subscription);
+    if (!ended.empty())
+        --ended.mapped().publication->listeners;
+}
+
+void ServerConnection::announce(std::uint64_t publication, const std::string& topic,
+                                const Words& announcement) {
+    for (auto& [number, subscribed] : subscriptions_)
+        if (subscribed.publication->number == publication && subscribed.topic == topic)
+            tell(number, subscribed, announcement);
+}
+
+void ServerConnection::tell(std::uint64_t number, Subscribed& subscribed, const Words& announcement) {
+    const std::size_t bytes = announcement.bytes();
+    if (subscribed.untaken >= limits::announcements ||
+        subscribed.untakenBytes + bytes > limits::announcementBytes)
+        return drop("it does not take its announcements");
+    ++subscribed.untaken;
+    subscribed.untakenBytes += bytes;
+    auto request = subscribed.listener.announceRequest(roomFor(announcement.count()));
+    request.setAnnouncement(announcement.asBytes());
+    tasks_.add(request.send().ignoreResult().then([this, number, bytes] {
+        if (const auto found = subscriptions_.find(number); found != subscriptions_.end()) {
+            --found->second.untaken;
+            found->second.untakenBytes -= bytes;
+        }
+    }));
+}
+
+} // namespace varnek::spf

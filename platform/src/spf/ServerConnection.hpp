@@ -1,0 +1,77 @@
+// One client of this process.
+#pragma once
+
+#include "spf/Descriptors.hpp"
+#include "spf/LimitedStream.hpp"
+#include "spf/Words.hpp"
+
+#include <capnp/rpc-twoparty.h>
+#include <kj/async-io.h>
+#include <spf/Remote.capnp.h>
+
+#include <sys/types.h>
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
+
+namespace varnek::spf {
+
+class Engine;
+class PublicationState;
+
+/// Confined to the thread of the event loop.
+class ServerConnection final : private kj::TaskSet::ErrorHandler {
+  public:
+    ServerConnection(Engine& engine, std::uint64_t number, GuardedDescriptor socket, pid_t process);
+    ServerConnection(const ServerConnection&) = delete;
+    ServerConnection& operator=(const ServerConnection&) = delete;
+    ~ServerConnection();
+
+    void offer(std::uint64_t publication, const Words& service);
+    void withdraw(std::uint64_t publication);
+    void announce(std::uint64_t publication, const std::string& topic, const Words& announcement);
+    void reply(std::uint64_t call, Words reply);
+
+  private:
+    using AnswerContext = capnp::CallContext<wire::Endpoint::CallParams, wire::Endpoint::CallResults>;
+    class EndpointServer;
+    class SubscriptionServer;
+    struct Waiting {
+        kj::Own<kj::PromiseFulfiller<Words>> answer;
+        std::size_t bytes = 0; // of the answer, from when it is there
+    };
+    struct Subscribed {
+        std::shared_ptr<PublicationState> publication;
+        std::string topic;
+        wire::Listener::Client listener;
+        std::size_t untaken = 0; // announcements that were not answered
+        std::size_t untakenBytes = 0;
+    };
+
+    void follow(wire::Follower::Client follower);
+    kj::Promise<void> call(AnswerContext context);
+    kj::Promise<void> carryOut(AnswerContext context, std::shared_ptr<PublicationState> publication,
+                               Words request);
+    wire::Subscription::Client listen(wire::Endpoint::ListenParams::Reader params);
+    void endSubscription(std::uint64_t subscription);
+    void tell(std::uint64_t number, Subscribed& subscribed, const Words& announcement);
+    void drop(const char* why);
+    void taskFailed(kj::Exception&& failure) override;
+
+    Engine& engine_;
+    const std::uint64_t number_;
+    const pid_t process_;
+    std::map<std::uint64_t, Waiting> calls_; // that have no answer yet
+    std::size_t answeredBytes_ = 0;          // of replies that are not in the network's queue yet
+    std::map<std::uint64_t, Subscribed> subscriptions_;
+    kj::Maybe<wire::Follower::Client> follower_;
+    Line line_;
+    LimitedStream messages_;
+    capnp::TwoPartyVatNetwork network_;
+    capnp::RpcSystem<capnp::rpc::twoparty::VatId> rpc_;
+    kj::TaskSet tasks_;
+};
+
+} // namespace varnek::spf
