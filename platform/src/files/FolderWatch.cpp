@@ -32,6 +32,8 @@ log::Channel watchLog("varnek::files::FolderWatch");
 constexpr std::uint32_t fileEvents = IN_CLOSE_WRITE | IN_MOVED_TO | IN_MOVED_FROM | IN_DELETE;
 constexpr std::uint32_t selfEvents = IN_DELETE_SELF | IN_MOVE_SELF | IN_ONLYDIR;
 constexpr std::uint32_t pathEvents = IN_CREATE | IN_MOVED_TO | IN_ATTRIB; // on the way to a missing folder
+// Above a folder that is watched: a folder that is in use somewhere does not tell that it is removed.
+constexpr std::uint32_t parentEvents = IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO | IN_ONLYDIR;
 constexpr int mostLooks = 16;           // a folder that is there may still not be watchable
 constexpr int retryMilliseconds = 1000; // while nothing at all can be watched
 
@@ -75,6 +77,7 @@ struct FolderWatch::State {
     /// between two looks.
     void arm() {
         isOnFolder = false;
+        endParentWatch();
         int looks = 0;
         for (std::filesystem::path at = folder;;) {
             const bool isIt = at == folder;
@@ -83,6 +86,8 @@ struct FolderWatch::State {
             if (added >= 0) {
                 replaceWatch(added);
                 isOnFolder = isIt;
+                if (isIt && !watchParent(added))
+                    continue; // another folder is in its place, or none
                 if (isIt || !isReachable(below) || ++looks == mostLooks)
                     return;
                 at = folder; // it, or more of the way to it, is there by now
@@ -96,6 +101,23 @@ struct FolderWatch::State {
             below = at;
             at = at.parent_path();
         }
+    }
+
+    /// Watches the place of the folder, too; false when it has left that meanwhile. Where nobody may watch it
+    /// must do without.
+    bool watchParent(int folderWatch) {
+        if (folder == folder.parent_path())
+            return true;
+        parentWatch = ::inotify_add_watch(events.get(), folder.parent_path().c_str(), parentEvents);
+        const int now = ::inotify_add_watch(events.get(), folder.c_str(), selfEvents | fileEvents);
+        if (now == folderWatch)
+            return true;
+        endParentWatch();
+        return false;
+    }
+    void endParentWatch() {
+        if (parentWatch >= 0)
+            ::inotify_rm_watch(events.get(), std::exchange(parentWatch, -1));
     }
 
     bool isReachable(const std::filesystem::path& path) const {
@@ -146,6 +168,8 @@ struct FolderWatch::State {
                 at += sizeof event + event.len;
                 if ((event.mask & IN_Q_OVERFLOW) != 0)
                     isEverything = isLost = true;
+                else if (event.wd == parentWatch)
+                    isLost = isLost || (event.len != 0 && folder.filename() == name);
                 else if (event.wd != watch)
                     continue; // of a folder that was watched before
                 else if (!isOnFolder || (event.mask & (IN_DELETE_SELF | IN_MOVE_SELF | IN_IGNORED)) != 0)
@@ -168,6 +192,7 @@ struct FolderWatch::State {
     detail::Descriptor events;
     std::filesystem::path below; // the first part of the way that is missing
     int watch = -1;
+    int parentWatch = -1;
     bool isOnFolder = false;
     const pid_t process = ::getpid(); // a child of fork() has no such thread
     std::thread thread;

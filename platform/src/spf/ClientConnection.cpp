@@ -40,35 +40,35 @@ RemoteErrorKind kindOf(const kj::Exception& failure) {
 
 class ClientConnection::FollowerServer final : public wire::Follower::Server {
   public:
-    explicit FollowerServer(ClientConnection& connection) : connection_(connection) {}
+    explicit FollowerServer(Link<ClientConnection> connection) : connection_(std::move(connection)) {}
 
     kj::Promise<void> offer(OfferContext context) override {
         const auto params = context.getParams();
-        connection_.offered(params.getPublication(), params.getService());
+        (*connection_).offered(params.getPublication(), params.getService());
         return kj::READY_NOW;
     }
     kj::Promise<void> withdraw(WithdrawContext context) override {
-        connection_.withdrawn(context.getParams().getPublication());
+        (*connection_).withdrawn(context.getParams().getPublication());
         return kj::READY_NOW;
     }
 
   private:
-    ClientConnection& connection_;
+    const Link<ClientConnection> connection_;
 };
 
 class ClientConnection::ListenerServer final : public wire::Listener::Server {
   public:
-    ListenerServer(ClientConnection& connection, std::shared_ptr<ListenerState> state)
-        : connection_(connection), state_(std::move(state)) {}
+    ListenerServer(Link<ClientConnection> connection, std::shared_ptr<ListenerState> state)
+        : connection_(std::move(connection)), state_(std::move(state)) {}
 
     kj::Promise<void> announce(AnnounceContext context) override {
-        auto taken = connection_.announced(state_, context.getParams().getAnnouncement());
+        auto taken = (*connection_).announced(state_, context.getParams().getAnnouncement());
         context.releaseParams();
         return taken;
     }
 
   private:
-    ClientConnection& connection_;
+    const Link<ClientConnection> connection_;
     const std::shared_ptr<ListenerState> state_;
 };
 
@@ -82,11 +82,12 @@ ClientConnection::ClientConnection(Engine& engine, std::shared_ptr<RemoteProcess
       rpc_(capnp::makeRpcClient(network_)), endpoint_(endpointOf(rpc_)), tasks_(*this) {
     tasks_.add(network_.onDisconnect().then([this] { drop(nullptr); }));
     auto request = endpoint_.followRequest();
-    request.setFollower(kj::heap<FollowerServer>(*this));
+    request.setFollower(kj::heap<FollowerServer>(link_));
     tasks_.add(request.send().ignoreResult());
 }
 
 ClientConnection::~ClientConnection() {
+    link_.cut();
     process_->isOpen = false;
     while (!publications_.empty())
         withdrawn(publications_.begin()->first);
@@ -183,7 +184,7 @@ void ClientConnection::listen(std::uint64_t publication, const std::string& topi
     auto request = endpoint_.listenRequest();
     request.setPublication(publication);
     request.setTopic({reinterpret_cast<const kj::byte*>(topic.data()), topic.size()});
-    request.setListener(kj::heap<ListenerServer>(*this, std::move(state)));
+    request.setListener(kj::heap<ListenerServer>(link_, std::move(state)));
     auto promise = request.send();
     wire::Subscription::Client subscription = promise.getSubscription();
     auto begun = promise.ignoreResult().eagerlyEvaluate(

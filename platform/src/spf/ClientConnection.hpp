@@ -3,6 +3,7 @@
 
 #include "spf/Descriptors.hpp"
 #include "spf/LimitedStream.hpp"
+#include "spf/Link.hpp"
 #include "spf/PendingCall.hpp"
 #include "spf/RemoteInvokable.hpp"
 #include "spf/Words.hpp"
@@ -59,6 +60,7 @@ class ClientConnection final : private kj::TaskSet::ErrorHandler {
 
     Engine& engine_;
     const std::shared_ptr<RemoteProcess> process_;
+    Link<ClientConnection> link_{*this};
     std::map<std::uint64_t, std::shared_ptr<RemotePublication>> publications_;
     std::map<std::uint64_t, kj::Own<kj::PromiseFulfiller<void>>>
         announcements_; // that listeners have not taken

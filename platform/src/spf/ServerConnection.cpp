@@ -28,30 +28,33 @@ void setReply(capnp::CallContext<wire::Endpoint::CallParams, wire::Endpoint::Cal
 
 class ServerConnection::EndpointServer final : public wire::Endpoint::Server {
   public:
-    explicit EndpointServer(ServerConnection& connection) : connection_(connection) {}
+    explicit EndpointServer(Link<ServerConnection> connection) : connection_(std::move(connection)) {}
 
     kj::Promise<void> follow(FollowContext context) override {
-        connection_.follow(context.getParams().getFollower());
+        (*connection_).follow(context.getParams().getFollower());
         return kj::READY_NOW;
     }
-    kj::Promise<void> call(CallContext context) override { return connection_.call(context); }
+    kj::Promise<void> call(CallContext context) override { return (*connection_).call(context); }
     kj::Promise<void> listen(ListenContext context) override {
-        context.getResults().setSubscription(connection_.listen(context.getParams()));
+        context.getResults().setSubscription((*connection_).listen(context.getParams()));
         return kj::READY_NOW;
     }
 
   private:
-    ServerConnection& connection_;
+    const Link<ServerConnection> connection_;
 };
 
 class ServerConnection::SubscriptionServer final : public wire::Subscription::Server {
   public:
-    SubscriptionServer(ServerConnection& connection, std::uint64_t number)
-        : connection_(connection), number_(number) {}
-    ~SubscriptionServer() { connection_.endSubscription(number_); }
+    SubscriptionServer(Link<ServerConnection> connection, std::uint64_t number)
+        : connection_(std::move(connection)), number_(number) {}
+    ~SubscriptionServer() {
+        if (ServerConnection* const connection = connection_.get())
+            connection->endSubscription(number_);
+    }
 
   private:
-    ServerConnection& connection_;
+    const Link<ServerConnection> connection_;
     const std::uint64_t number_;
 };
 
@@ -64,12 +67,15 @@ ServerConnection::ServerConnection(Engine& engine, std::uint64_t number, Guarded
                     drop(fault != nullptr ? fault->getDescription().cStr() : nullptr);
                 }),
       network_(messages_, 0, capnp::rpc::twoparty::Side::SERVER, networkOptions()),
-      rpc_(capnp::makeRpcServer(network_, kj::heap<EndpointServer>(*this))), tasks_(*this) {
+      rpc_(capnp::makeRpcServer(network_, kj::heap<EndpointServer>(link_))), tasks_(*this) {
     rpc_.setFlowLimit(unansweredBytes / sizeof(capnp::word));
     tasks_.add(network_.onDisconnect().then([this] { drop(nullptr); }));
 }
 
 ServerConnection::~ServerConnection() {
+    link_.cut();
+    while (!subscriptions_.empty())
+        endSubscription(subscriptions_.begin()->first);
     engine_.core.workers.clear(number_);
 }
 
@@ -151,8 +157,9 @@ kj::Promise<void> ServerConnection::carryOut(AnswerContext context,
     context.releaseParams();
     context.allowCancellation();
     return answer.promise.then([context](Words&& reply) mutable { setReply(context, reply); })
-        .attach(kj::defer([this, number, isOver] {
-            answeredBytes_ -= calls_.extract(number).mapped().bytes;
+        .attach(kj::defer([link = link_, number, isOver] {
+            if (ServerConnection* const connection = link.get())
+                connection->answeredBytes_ -= connection->calls_.extract(number).mapped().bytes;
             *isOver = true;
         }));
 }
@@ -181,7 +188,7 @@ wire::Subscription::Client ServerConnection::listen(wire::Endpoint::ListenParams
                                params.getListener()});
         ++published->second.state->listeners;
     }
-    return kj::heap<SubscriptionServer>(*this, number);
+    return kj::heap<SubscriptionServer>(link_, number);
 }
 
 void ServerConnection::endSubscription(std::uint64_t subscription) {

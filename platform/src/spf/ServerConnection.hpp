@@ -3,6 +3,7 @@
 
 #include "spf/Descriptors.hpp"
 #include "spf/LimitedStream.hpp"
+#include "spf/Link.hpp"
 #include "spf/Words.hpp"
 
 #include <capnp/rpc-twoparty.h>
@@ -63,6 +64,7 @@ class ServerConnection final : private kj::TaskSet::ErrorHandler {
     Engine& engine_;
     const std::uint64_t number_;
     const pid_t process_;
+    Link<ServerConnection> link_{*this};
     std::map<std::uint64_t, Waiting> calls_; // that have no answer yet
     std::size_t answeredBytes_ = 0;          // of replies that are not in the network's queue yet
     std::map<std::uint64_t, Subscribed> subscriptions_;

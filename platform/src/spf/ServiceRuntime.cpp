@@ -74,10 +74,10 @@ std::map<std::string, std::string> allProperties(const SPFConfiguration& configu
 
 Words encodeService(const std::string& serviceName, const std::map<std::string, std::string>& properties,
                     const std::string& description) {
-    Value::List list{description};
+    Value::List pairs;
     for (const auto& [name, value] : properties)
-        list.push_back(Value::List{name, value});
-    return encodeMessage(serviceName, list, limits::requestBytes);
+        pairs.push_back(Value::List{name, value});
+    return encodeMessage(serviceName, {description, std::move(pairs)}, limits::requestBytes);
 }
 
 /// The provider is offered from the constructor on.

@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -122,6 +123,33 @@ TEST(FolderWatch, FollowsAFolderThatComesAndGoes) {
     putContent(folder / "four", "1");
     ASSERT_TRUE(told.file("four"));
     EXPECT_FALSE(told.names().contains("stray"));
+}
+
+/// The system does not tell that a folder is removed as long as somebody uses it.
+TEST(FolderWatch, FollowsAFolderThatIsRemovedWhileItIsInUse) {
+    const TemporaryFolder base;
+    const fs::path folder = base / "folder";
+    fs::create_directory(folder);
+    Told told;
+    const FolderWatch watch(folder, told.listener());
+    const int inUse = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    for (int round = 0; round < 3; ++round) {
+        fs::remove(folder);
+        ASSERT_TRUE(told.everything()) << "removed";
+        fs::create_directory(folder);
+        ASSERT_TRUE(told.everything()) << "made again";
+        putContent(folder / "file", "1");
+        ASSERT_TRUE(told.file("file"));
+        fs::remove(folder / "file");
+        ASSERT_TRUE(told.file("file"));
+    }
+    fs::rename(folder, base / "away");
+    ASSERT_TRUE(told.everything()) << "renamed";
+    putContent(base / "unrelated", "1");
+    fs::create_directory(folder);
+    ASSERT_TRUE(told.everything()) << "made again";
+    EXPECT_EQ(std::set<std::string>{}, told.names());
+    ::close(inUse);
 }
 
 TEST(FolderWatch, AFileInPlaceOfTheFolderIsNoFolder) {
