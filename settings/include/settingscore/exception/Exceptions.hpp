@@ -4,6 +4,7 @@
 #include "settingscore/exception/CatalogueFailures.hpp"
 #include "settingscore/exception/FileFailures.hpp"
 #include "settingscore/exception/FunctionFailures.hpp"
+#include "settingscore/exception/RemoteCallFailed.hpp"
 #include "settingscore/exception/RemoteFailures.hpp"
 #include "settingscore/exception/SettingsException.hpp"
 #include "settingscore/exception/TreeFailures.hpp"
