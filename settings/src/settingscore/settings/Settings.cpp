@@ -66,11 +66,10 @@ void Settings::setValue(std::string_view name, const Array& value, bool isVector
 void Settings::requireChild(std::string_view name) const {
     if (impl_->isLeafNode()) {
         const NodePtr parent = impl_->getParent();
-        throw exception::NotANodeName((parent == nullptr ? impl_ : parent)->getThisObjectImpl(),
-                                      impl_->getName());
+        throw exception::NotANodeName(wrapImpl(parent == nullptr ? impl_ : parent), impl_->getName());
     }
     if (impl_->getChild(name, true) == nullptr)
-        throw exception::NoSuchKey(impl_->getThisObjectImpl(), std::string(name));
+        throw exception::NoSuchKey(wrapImpl(impl_), std::string(name));
 }
 
 void Settings::setAny(std::string_view name, const boost::any& value, std::string_view level) {
@@ -149,7 +148,7 @@ boost::shared_ptr<Settings> Settings::getSettingsByFullName(std::string_view ful
     VARNEK_LOG(detail::nodeLog, debug) << "getSettingsByFullName: " << fullName;
     const NodePtr found = fullName.empty() ? NodePtr() : detail::walk(impl_, fullName);
     if (found == nullptr)
-        throw exception::InvalidNodePath(impl_->getThisObjectImpl(), std::string(fullName));
+        throw exception::InvalidNodePath(wrapImpl(impl_), std::string(fullName));
     return wrapImpl(found);
 }
 

@@ -42,7 +42,7 @@ T readTyped(const SettingsNodeImpl& group, std::string_view name, std::string_vi
             return convert<T>(from == levelCount ? Array() : slots->values[from]);
         }
     }
-    return convert<T>(group.get(name, level));
+    return convert<T>(group.getAny(name, level).first); // a node of another process refuses
 }
 
 /// The group that the full name's last name stands in, walking without reference counts; null where that
@@ -74,7 +74,7 @@ T Settings::getByFullName(std::string_view fullName, std::string_view level) con
         return readTyped<T>(*impl_, fullName, level);
     const auto group = detail::walk(impl_, fullName.substr(0, dot));
     if (group == nullptr)
-        throw exception::InvalidNodePath(impl_->getThisObjectImpl(), std::string(fullName));
+        throw exception::InvalidNodePath(wrapImpl(impl_), std::string(fullName));
     return readTyped<T>(*group, fullName.substr(dot + 1), level);
 }
 

@@ -265,9 +265,9 @@ void SettingsImpl::removeNode(std::string_view name) {
     const NodePtr child = group_->children.find(name);
     if (child == nullptr)
         throw exception::NoSuchNode(getThisObjectImpl(), std::string(name));
-    checkStructureMayChange(child->getThisObjectImpl(), false);
+    checkStructureMayChange(child->getThisObject(), false);
     if (!mayBeRemoved(*child))
-        throw exception::AttemptedRemovalOfFactoryGroupOrSetting(child->getThisObjectImpl(),
+        throw exception::AttemptedRemovalOfFactoryGroupOrSetting(child->getThisObject(),
                                                                  std::string(levelName(LevelIndex::factory)),
                                                                  modifiableLevelNames(getRootIndex()));
     const auto tree = treeContext();

@@ -81,7 +81,11 @@ std::vector<Failure> SettingsImpl::checkValues(std::span<const NodeValue> values
 }
 
 std::vector<Failure> SettingsImpl::multipleValidate(std::span<const NodeValue> values, bool collect) const {
-    return checkValues(values, storeTargets(values), collect, nullptr);
+    const auto settings = storeTargets(values);
+    for (std::size_t i = 0; i < values.size(); ++i)
+        if (settings[i] == nullptr) // of another process, which refuses
+            values[i].first->multipleValidate(values.subspan(i, 1), collect);
+    return checkValues(values, settings, collect, nullptr);
 }
 
 namespace {
@@ -121,6 +125,9 @@ std::vector<Failure> SettingsImpl::multipleSet(std::span<const NodeValue> values
                                                bool collect) {
     const LevelIndex at = checkLevel(level);
     const auto settings = storeTargets(values); // once: what was checked is what is stored in
+    for (std::size_t i = 0; i < values.size(); ++i)
+        if (settings[i] == nullptr) // of another process, which refuses
+            values[i].first->multipleSet(values.subspan(i, 1), level, collect);
     std::vector<ShapedArray> accepted;
     accepted.reserve(values.size());
     std::vector<Failure> failures = checkValues(values, settings, collect, &accepted);

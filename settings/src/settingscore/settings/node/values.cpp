@@ -236,9 +236,13 @@ std::vector<std::u16string> SettingsImpl::publishedTypes(std::string_view eventC
 
 void SettingsImpl::unset(std::string_view name, std::string_view level) {
     const LevelIndex at = checkLevel(level);
-    const auto setting = boost::dynamic_pointer_cast<SettingsImpl>(findSetting(name)->unwrap());
-    if (setting == nullptr)
+    const NodePtr found = findSetting(name);
+    const auto setting = boost::dynamic_pointer_cast<SettingsImpl>(found->unwrap());
+    if (setting == nullptr) { // of another process
+        if (const NodePtr group = found->getParent())
+            return group->unset(found->getName(), level);
         throw exception::NoSuchKey(getThisObjectImpl(), std::string(name));
+    }
     if (setting->isReadOnly())
         throw exception::CannotChangeValueForReadOnlySetting(setting->getThisObjectImpl());
     const auto tree = setting->treeContext();

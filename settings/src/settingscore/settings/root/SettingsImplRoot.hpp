@@ -12,7 +12,12 @@
 #include <atomic>
 #include <filesystem>
 #include <memory>
+#include <mutex>
 #include <set>
+
+namespace varnek::spf {
+class SPFConfiguration;
+}
 
 namespace settings::core::detail {
 
@@ -36,6 +41,16 @@ class SettingsImplRoot : public SettingsImpl {
     std::set<std::filesystem::path> getEarlyStartupFactoryFileNames() const;
     /// The top-level group of that name as it is, or empty.
     NodePtr childNamed(std::string_view name) const;
+
+    // Groups of other processes and those that this one publishes (spf).
+
+    /// How this tree's groups are published: known to whoever publishes them. Null before the first.
+    std::shared_ptr<const varnek::spf::SPFConfiguration> serviceConfiguration() const;
+    void setServiceConfiguration(std::shared_ptr<const varnek::spf::SPFConfiguration> configuration);
+    /// Takes a top-level group out and puts another one below the root, in one step; either may be empty.
+    /// Both have one name. The events are left in `events`. False, and nothing changed, when `before` does
+    /// not stand there any more. ErrorAddingTopLevelNode, InvalidSettingOrGroupName.
+    bool exchangeGroup(const NodePtr& before, const NodePtr& after, bool needsSync, LateEvents& events);
 
     bool isRoot() const override { return true; }
     /// A group that is declared is loaded first when `load` says so; empty when nothing defines it.
@@ -71,6 +86,8 @@ class SettingsImplRoot : public SettingsImpl {
     std::atomic<bool> hasLeft_{false};
     std::shared_ptr<Toolboxes> toolboxes_; // may be null
     varnek::event::ScopedConnection prefdirChanges_;
+    mutable std::mutex configurationMutex_; // rank "service configuration"
+    std::shared_ptr<const varnek::spf::SPFConfiguration> configuration_;
 };
 
 } // namespace settings::core::detail

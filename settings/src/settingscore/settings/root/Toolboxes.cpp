@@ -79,6 +79,11 @@ void Toolboxes::put(const boost::shared_ptr<DeclaredGroup>& group, bool hasSourc
                                    << " is left out: there is an added group of its name";
         problems_.set(name, {{source, "there is an added group of that name"}});
     }
+    if (const auto behind = replaced_.find(name); root != nullptr && hasSource && behind != replaced_.end()) {
+        if (behind->second == nullptr)
+            behind->second = group; // until the other process ends
+        return;
+    }
     if (root == nullptr || there != nullptr)
         return;
     if (!hasSource) {
@@ -148,7 +153,6 @@ std::vector<ToolboxGroup> Toolboxes::list() const {
     std::set<std::string> names;
     for (std::string& name : sources_.declaredGroups())
         names.insert(std::move(name));
-    const auto root = root_.lock();
     std::vector<ToolboxGroup> groups;
     for (const std::string& name : names) {
         ToolboxGroup group;
@@ -160,8 +164,7 @@ std::vector<ToolboxGroup> Toolboxes::list() const {
                 group.files.push_back(file.path);
         else if (const auto definition = sources_.definition(name); group.source != ToolboxSource::service)
             group.files = definition == nullptr ? group.files : std::vector{definition->getFile()};
-        const NodePtr node = root == nullptr ? NodePtr() : root->childNamed(name);
-        if (const auto declared = boost::dynamic_pointer_cast<DeclaredGroup>(node)) {
+        if (const auto declared = boost::dynamic_pointer_cast<DeclaredGroup>(localGroup(name))) {
             group.isLoaded = declared->isLoaded();
             group.isVisible = declared->isVisible();
             group.loadTime = declared->loadTime();
@@ -273,9 +276,7 @@ void Toolboxes::reload(const std::string& name, const char* operation) {
         throw exception::CantReloadFactoryFile(name);
     if (source == ToolboxSource::service)
         VARNEK_LOG(rootLog, info) << "SettingsImplRoot::" << operation << ": Add service: " << name;
-    const auto root = root_.lock();
-    const auto group =
-        boost::dynamic_pointer_cast<SettingsImpl>(root == nullptr ? NodePtr() : root->childNamed(name));
+    const auto group = boost::dynamic_pointer_cast<SettingsImpl>(localGroup(name));
     if (group == nullptr)
         return add(name, sources_.isVisible(name));
     for (const LevelIndex level : levelsOfFiles) // the writer's listeners may wait for the turn

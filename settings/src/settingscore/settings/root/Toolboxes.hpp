@@ -1,8 +1,9 @@
 /// The toolbox groups of one tree: declared while the tree is built, loaded when they are needed, defined
 /// anew when their definitions change.
 ///
-/// Thread-safe. Two locks: creation_ (rank "top-level node creation") while a group is put below the root,
-/// and that of ToolboxSources. Loaders, services, files and listeners are called without either.
+/// Thread-safe. Two locks: creation_ ("TopLevelNodeServiceCreation", rank "top-level node creation") while a
+/// group is put below the root or taken away, and that of ToolboxSources. Loaders, services, files and
+/// listeners are called without either.
 #pragma once
 
 #include "settingscore/root/ToolboxGroups.hpp"
@@ -63,6 +64,21 @@ class Toolboxes : public GroupLoader, public std::enable_shared_from_this<Toolbo
     void useFiles(const std::string& name, const std::vector<std::filesystem::path>& files, bool isVisible);
     void useDefinition(const ToolboxSources::Definition& definition);
 
+    /// The group of this process of that name, also where one of another process stands in its place; empty
+    /// when there is none.
+    NodePtr localGroup(const std::string& name) const;
+    /// Puts the node of a group of another process below the root, in the place of the group of this process
+    /// of that name, which is kept. Does not take what the saves of that group wait for.
+    /// ErrorAddingTopLevelNode for a name that differs from another one by case only.
+    void attachRemote(const NodePtr& remote, LateEvents& events);
+    /// Takes it out again; what it replaced is back, and is returned. Nothing for a node that is not there.
+    NodePtr detachRemote(const NodePtr& remote, LateEvents& events);
+    /// The personal file of a group that is about to be replaced holds what was changed. Blocks on the disk.
+    void awaitSaves(const std::string& name);
+    /// What has changed in the files while the group was away, and what was changed in it, come together.
+    /// Blocks on the disk.
+    void isBack(const NodePtr& group);
+
     ToolboxSources& sources() noexcept { return sources_; }
     LoadProblems& problems() noexcept { return problems_; }
     /// What came of reading a group's file, in the place of what was noted of it before.
@@ -99,6 +115,8 @@ class Toolboxes : public GroupLoader, public std::enable_shared_from_this<Toolbo
     // Guarded by creation_.
     std::map<std::string, boost::shared_ptr<DeclaredGroup>> withoutSource_;
     std::map<std::string, std::uint64_t> definedAt_; // arrivals of the tracker then
+    /// The groups of this process, perhaps none, behind those of other processes.
+    std::map<std::string, NodePtr> replaced_;
 };
 
 } // namespace settings::core::detail

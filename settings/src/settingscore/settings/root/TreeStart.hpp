@@ -15,6 +15,8 @@ class TreeStart {
     virtual void prepare() = 0;
     /// It can be found.
     virtual void treeIsBuilt() = 0;
+    /// Another tree stands in its place.
+    virtual void treeIsReplaced() = 0;
 };
 
 /// SettingsLibraryNotInitialized, naming `operation`, before init().

@@ -106,6 +106,8 @@ boost::shared_ptr<SettingsRootStateMgr> TreesOnDemand::rebuild(const RootIndex& 
     states.insert(index.index(), state);
     lock.unlock();
     state->toolboxes->takeServices(); // those that came before the tree could be found
+    if (TreeStart* const start = treeStart; start != nullptr && index.index() == DefaultRootIndex().index())
+        start->treeIsReplaced();
     return state;
 }
 

@@ -1,10 +1,12 @@
 #include "settingscore/startup/init.hpp"
 
 #include "settingscore/settings/level/LevelFolders.hpp"
+#include "settingscore/settings/root/RootStates.hpp"
 #include "settingscore/settings/root/TreeStart.hpp"
 #include "settingscore/settings/startup/HostInfoTracker.hpp"
 #include "settingscore/settings/startup/StartupLog.hpp"
 #include "settingscore/settings/startup/UpdatePrefdirCallbacks.hpp"
+#include "settingscore/spf/TopLevelNodeClientTracker.hpp"
 
 #include <atomic>
 
@@ -26,10 +28,20 @@ class Start : public detail::TreeStart {
         if (!isPrefdirAnnounced_.exchange(true))
             detail::UpdatePrefdirCallbacks::instance()->prefdirIsReady();
     }
-    void treeIsBuilt() override { detail::UpdatePrefdirCallbacks::instance()->settingsTreeIsReady(); }
+    void treeIsBuilt() override {
+        followRemoteGroups();
+        detail::UpdatePrefdirCallbacks::instance()->settingsTreeIsReady();
+    }
+    void treeIsReplaced() override { followRemoteGroups(); }
     void initialize() { isInitialized_.store(true, std::memory_order_release); }
 
   private:
+    /// Groups of other processes stand below the root that there is.
+    static void followRemoteGroups() {
+        if (const auto tree = detail::RootStates::instance().find(DefaultRootIndex().index()))
+            spf::TopLevelNodeClientTracker::follow(tree);
+    }
+
     std::atomic<bool> isInitialized_{false};
     std::atomic<bool> isPrefdirAnnounced_{false};
 };

@@ -54,6 +54,8 @@ bool moveTo(const std::u16string& directory) {
 }
 
 void reload(const SettingsRootStateMgr& tree, const NodePtr& group) {
+    if (tree.toolboxes->localGroup(group->getName()) != group)
+        return; // of another process
     if (const auto declared = boost::dynamic_pointer_cast<DeclaredGroup>(group);
         declared != nullptr && !declared->isLoaded())
         return; // what it needs is read when somebody needs it

@@ -1,0 +1,133 @@
+#include "settingscore/spf/RemoteGroup.hpp"
+
+#include "settingscore/Settings.hpp"
+#include "settingscore/events/EventDelivery.hpp"
+#include "settingscore/events/EventTypes.hpp"
+#include "settingscore/events/SettingsValueChangeEvent.hpp"
+#include "settingscore/exception/Exceptions.hpp"
+#include "settingscore/settings/node/SettingsAccess.hpp"
+#include "settingscore/spf/SettingsRemoteImpl.hpp"
+#include "settingscore/spf/SpfLog.hpp"
+
+#include <boost/make_shared.hpp>
+
+namespace settings::spf {
+
+using core::detail::NodePtr;
+using core::exception::RemoteCallFailed;
+using varnek::spf::ProviderFailure;
+using varnek::spf::RemoteError;
+
+namespace {
+
+/// Those of this process's nodes have another first half.
+std::uint64_t nextSerial() {
+    static std::atomic<std::uint64_t> last{0};
+    return ++last;
+}
+
+} // namespace
+
+RemoteGroup::RemoteGroup(std::string name, std::shared_ptr<varnek::spf::Invokable> invokable,
+                         const NodePtr& root)
+    : name_(std::move(name)), invokable_(std::move(invokable)), root_(root) {}
+
+std::shared_ptr<RemoteGroup>
+RemoteGroup::make(std::string name, std::shared_ptr<varnek::spf::Invokable> invokable, const NodePtr& root) {
+    return std::shared_ptr<RemoteGroup>(new RemoteGroup(std::move(name), std::move(invokable), root));
+}
+
+RemoteGroup::RemoteNode RemoteGroup::makeTopLevelNode() {
+    const auto node =
+        boost::make_shared<SettingsRemoteImpl>(shared_from_this(), nullptr, name_, nextSerial());
+    topLevelNode_ = node;
+    return node;
+}
+
+RemoteGroup::RemoteNode RemoteGroup::childOf(const RemoteNode& parent, const std::string& name) {
+    Path path = parent->path();
+    path.push_back(name);
+    const std::lock_guard lock(mutex_);
+    Known& known = nodes_[std::move(path)];
+    RemoteNode node = known.node.lock();
+    if (node != nullptr)
+        return node;
+    if (known.serial == 0)
+        known.serial = nextSerial();
+    node = boost::make_shared<SettingsRemoteImpl>(shared_from_this(), parent, name, known.serial);
+    known.node = node;
+    return node;
+}
+
+RemoteGroup::RemoteNode RemoteGroup::nodeAt(const Path& path) {
+    RemoteNode node = topLevelNode();
+    for (const std::string& name : path)
+        node = node == nullptr ? node : childOf(node, name);
+    return node;
+}
+
+// ---- calls ----
+
+Value RemoteGroup::call(const char* method, const std::string& node, Value::List arguments) {
+    const auto failed = [&](RemoteCallFailed::Fault fault, const char* cause) {
+        VARNEK_LOG(spfLog, info) << "remote call " << method << " of " << node << " failed: " << cause;
+        return RemoteCallFailed(fault, node, method, cause);
+    };
+    try {
+        Value::List logged;
+        if (spfLog.enabled(varnek::log::Severity::debug))
+            logged = arguments;
+        Value result = invokable_->invoke(method, std::move(arguments)).get();
+        VARNEK_LOG(spfLog, debug) << varnek::spf::Call{method, result, std::move(logged)}.toString();
+        return result;
+    } catch (const ProviderFailure& failure) {
+        raiseAsItsType(failure, *this);
+        throw failed(RemoteCallFailed::Fault::provider, failure.what());
+    } catch (const RemoteError& error) {
+        throw failed(static_cast<RemoteCallFailed::Fault>(error.kind()), error.what());
+    }
+}
+
+/// Failures of this process do not cross from here.
+Value RemoteGroup::toValue(const core::exception::ObjectHandle&) const {
+    return {};
+}
+
+boost::shared_ptr<core::Settings> RemoteGroup::toHandle(const Value& value) const {
+    if (value.isNothing())
+        return {};
+    if (value == rootHandle())
+        return core::detail::SettingsAccess::wrap(root());
+    return core::detail::SettingsAccess::wrap(const_cast<RemoteGroup*>(this)->nodeAt(toPath(value)));
+}
+
+// ---- announcements ----
+
+void RemoteGroup::listen() {
+    announcements_ =
+        invokable_->listen(valueChangeTopic, [weak = weak_from_this()](const Value::List& announcement) {
+            if (const auto self = weak.lock())
+                self->valueChanged(announcement);
+        });
+}
+
+void RemoteGroup::valueChanged(const Value::List& announcement) {
+    using namespace core::detail;
+    const NodePtr root = this->root();
+    const auto tree = root == nullptr ? nullptr : root->treeContext();
+    if (tree == nullptr || !isAttached())
+        return;
+    EventDelivery::Place place = EventDelivery::reserve(tree->events);
+    const RemoteNode node = place ? nodeAt(toPath(at(announcement, 0))) : RemoteNode();
+    if (node == nullptr)
+        return;
+    place.complete([&] {
+        const auto id = node->identity();
+        return boost::make_shared<core::SettingsValueChangeEvent>(
+            node->getThisObject(),
+            std::vector{eventType(valueChangeEventName, id), eventType(settingsEventName, id)},
+            tree->rootIndex, at(announcement, 1).asArray());
+    });
+}
+
+} // namespace settings::spf

@@ -1,0 +1,82 @@
+/// One top-level group of another process: the way to it, and the nodes that stand for its groups and
+/// settings here.
+///
+/// Nodes are made when somebody asks for them and live as long as somebody holds them; each path has one node
+/// at a time, and its identity stays. Thread-safe. mutex_ (rank "remote nodes") guards the table of nodes and
+/// is not held during calls.
+#pragma once
+
+#include "settingscore/settings/node/SettingsNodeImpl.hpp"
+#include "settingscore/spf/FailureCoding.hpp"
+#include "settingscore/spf/RemoteMethods.hpp"
+#include "spf/Invokable.hpp"
+
+#include <boost/weak_ptr.hpp>
+
+#include <atomic>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+
+namespace settings::spf {
+
+class SettingsRemoteImpl;
+
+class RemoteGroup : public std::enable_shared_from_this<RemoteGroup>, private HandleCoding {
+  public:
+    using RemoteNode = boost::shared_ptr<SettingsRemoteImpl>;
+
+    /// `root`: below which the group is to stand.
+    static std::shared_ptr<RemoteGroup> make(std::string name,
+                                             std::shared_ptr<varnek::spf::Invokable> invokable,
+                                             const core::detail::NodePtr& root);
+
+    const std::string& name() const noexcept { return name_; }
+    core::detail::NodePtr root() const { return root_.lock(); }
+    /// Once. It is owned by whoever holds it: the root, while the group is attached.
+    RemoteNode makeTopLevelNode();
+    /// Null when nobody holds it.
+    RemoteNode topLevelNode() const { return topLevelNode_.lock(); }
+    /// That of `name` below `parent`.
+    RemoteNode childOf(const RemoteNode& parent, const std::string& name);
+    /// The node of a path, empty for the top-level node; null when that one is gone.
+    RemoteNode nodeAt(const Path& path);
+
+    /// Asks the other process and waits. What it raises comes as its own type with this process's handles;
+    /// RemoteCallFailed for everything else.
+    Value call(const char* method, const std::string& node, Value::List arguments);
+
+    /// From here on the values that the other process announces become events of the tree, while the group is
+    /// attached.
+    void listen();
+    void setAttached(bool attached) noexcept { isAttached_ = attached; }
+    bool isAttached() const noexcept { return isAttached_; }
+    /// Ends the listening: waits for listeners that are at work on other threads. Once, without locks.
+    void stopListening() { announcements_ = {}; }
+
+  private:
+    RemoteGroup(std::string name, std::shared_ptr<varnek::spf::Invokable> invokable,
+                const core::detail::NodePtr& root);
+
+    /// What is kept of a path for the life of the group.
+    struct Known {
+        std::uint64_t serial = 0;
+        boost::weak_ptr<SettingsRemoteImpl> node;
+    };
+
+    Value toValue(const core::exception::ObjectHandle& handle) const override;
+    boost::shared_ptr<core::Settings> toHandle(const Value& value) const override;
+    void valueChanged(const Value::List& announcement);
+
+    const std::string name_;
+    const std::shared_ptr<varnek::spf::Invokable> invokable_;
+    const boost::weak_ptr<core::detail::SettingsNodeImpl> root_;
+    boost::weak_ptr<SettingsRemoteImpl> topLevelNode_; // set once, by makeTopLevelNode()
+    std::atomic<bool> isAttached_{false};
+    std::mutex mutex_;
+    std::map<Path, Known> nodes_; // guarded by mutex_
+    varnek::spf::Subscription announcements_;
+};
+
+} // namespace settings::spf

@@ -1,0 +1,130 @@
+// The public functions: groups of the application's tree, shared with other processes.
+
+#include "settingscore/Settings.hpp"
+#include "settingscore/SettingsRoot.hpp"
+#include "settingscore/exception/Exceptions.hpp"
+#include "settingscore/plugin/ServiceFramework.hpp"
+#include "settingscore/settings/node/SettingsAccess.hpp"
+#include "settingscore/settings/root/Toolboxes.hpp"
+#include "settingscore/settings/root/TreesOnDemand.hpp"
+#include "settingscore/spf/PublishedGroups.hpp"
+#include "settingscore/spf/RemoteGroups.hpp"
+#include "settingscore/spf/SettingsRemoteImpl.hpp"
+#include "settingscore/spf/TopLevelNodeClientTracker.hpp"
+#include "spf/ServiceRuntime.hpp"
+
+#include <algorithm>
+#include <filesystem>
+#include <system_error>
+
+namespace settings::core {
+
+using spf::PublishedGroups;
+using spf::TopLevelNodeClientTracker;
+
+void publishTopLevelGroups(const std::vector<std::string>& names, std::chrono::milliseconds limit) {
+    const auto tree = detail::TreesOnDemand::instance().find(DefaultRootIndex());
+    for (const std::string& name : names) {
+        const detail::NodePtr group = tree->toolboxes->localGroup(name);
+        const bool isReplaced = group != nullptr && group->getParent() == nullptr;
+        if (group == nullptr || (!isReplaced && tree->root->getChild(name, true) == nullptr))
+            throw exception::NoSuchNode(tree->root->getThisObject(), name);
+    }
+    std::vector<std::string> published;
+    try {
+        for (const std::string& name : names)
+            if (PublishedGroups::instance().publish(*tree->root, name, limit))
+                published.push_back(name);
+    } catch (...) {
+        withdrawTopLevelGroups(published);
+        throw;
+    }
+}
+
+void withdrawTopLevelGroups(const std::vector<std::string>& names) {
+    for (const std::string& name : names)
+        PublishedGroups::instance().withdraw(name);
+}
+
+std::vector<std::string> getPublishedTopLevelGroups() {
+    return PublishedGroups::instance().names();
+}
+
+void attachRemoteGroups() {
+    varnek::spf::ServiceRuntime::instance().discover(serviceContext());
+}
+
+std::vector<RemotePublisher> getRemotePublishers() {
+    std::vector<RemotePublisher> publishers;
+    if (const TopLevelNodeClientTracker* tracker = TopLevelNodeClientTracker::instance())
+        for (auto& [group, process, isAttached] : tracker->publishers())
+            publishers.push_back({group, process, isAttached});
+    return publishers;
+}
+
+namespace {
+
+using Publishers = std::vector<TopLevelNodeClientTracker::Publisher>;
+
+/// Those that can be found at the moment, this one left out; some may publish nothing of ours.
+std::vector<std::string> processesThere() {
+    std::vector<std::string> processes;
+    std::error_code ignored;
+    const auto& self = varnek::spf::ServiceRuntime::instance().processName();
+    for (const auto& entry :
+         std::filesystem::directory_iterator(varnek::spf::ServiceRuntime::endpointFolder(), ignored))
+        if (entry.is_socket(ignored) && entry.path().stem() != self)
+            processes.push_back(entry.path().stem().string());
+    return processes;
+}
+
+bool areKnown(const std::vector<std::string>& processes, const Publishers& publishers) {
+    return std::all_of(processes.begin(), processes.end(), [&](const std::string& process) {
+        return std::any_of(publishers.begin(), publishers.end(),
+                           [&](const auto& each) { return each.process == process; });
+    });
+}
+
+bool isAttached(const std::string& group, const Publishers& publishers) {
+    return std::any_of(publishers.begin(), publishers.end(), [&](const auto& each) {
+        return each.isAttached && (group.empty() || each.group == group);
+    });
+}
+
+/// Everything that the processes publish which are there now.
+bool awaitAll(const TopLevelNodeClientTracker& tracker, std::chrono::milliseconds limit) {
+    constexpr std::chrono::milliseconds quiet{50}; // the groups of one process come one after the other
+    const auto processes = processesThere();
+    tracker.waitFor([&](const Publishers& publishers) { return areKnown(processes, publishers); },
+                    processes.empty() ? std::chrono::milliseconds(0) : limit);
+    std::size_t known = 0;
+    do
+        known = tracker.publishers().size();
+    while (known > 0 &&
+           tracker.waitFor([&](const Publishers& publishers) { return publishers.size() != known; }, quiet));
+    return isAttached({}, tracker.publishers());
+}
+
+} // namespace
+
+bool awaitRemoteGroups(const std::vector<std::string>& names, std::chrono::milliseconds limit) {
+    detail::TreesOnDemand::instance().find(DefaultRootIndex()); // they stand in it
+    const TopLevelNodeClientTracker* tracker = TopLevelNodeClientTracker::instance();
+    if (tracker == nullptr)
+        return false;
+    if (names.empty())
+        return awaitAll(*tracker, limit);
+    return tracker->waitFor(
+        [&](const Publishers& publishers) {
+            return std::all_of(names.begin(), names.end(),
+                               [&](const std::string& name) { return isAttached(name, publishers); });
+        },
+        limit);
+}
+
+bool isRemote(const Settings& node) {
+    return dynamic_cast<const spf::SettingsRemoteImpl*>(
+               detail::SettingsAccess::mutableNode(node)->unwrap().get()) != nullptr;
+}
+
+} // namespace settings::core

@@ -1,0 +1,291 @@
+// What only a node of another process does: it refuses, tells of changes, and fails when nobody answers.
+
+#include "remote/SharedPlace.hpp"
+
+#include "settingscore/events/SettingsValueChangeEvent.hpp"
+#include "settingscore/exception/Exceptions.hpp"
+#include "settingscore/settings/node/SettingsAccess.hpp"
+#include "settingscore/spf/RemoteMethods.hpp"
+#include "settingscore/spf/SettingsRemoteImpl.hpp"
+#include "support/Definitions.hpp"
+#include "support/LogLines.hpp"
+
+#include <boost/any.hpp>
+
+#include <algorithm>
+#include <mutex>
+
+namespace {
+
+using namespace settings::core;
+using namespace settings::test;
+using settings::core::detail::SettingsAccess;
+using settings::core::exception::RemoteCallFailed;
+
+struct RemoteNode : SharedPlace {
+    /// The process that publishes "editor", with these steps, and a client of it.
+    void withProvider(OtherProcess::Steps steps,
+                      const std::function<void(OtherProcess&, const Handle&)>& expectations) const {
+        OtherProcess provider(publisher("provider"), std::move(steps));
+        inAnotherProcess([&] {
+            start("client");
+            ASSERT_EQ("", provider.started());
+            expectations(provider, attached());
+        });
+    }
+};
+
+/// The class and the text of what an operation raises.
+std::string refusal(const std::function<void()>& operation) {
+    try {
+        operation();
+    } catch (const std::exception& failure) {
+        return classOf(failure) + ": " + failure.what();
+    }
+    return "nothing";
+}
+
+TEST_F(RemoteNode, RefusesEverythingElseInItsOwnWords) {
+    withProvider({}, [](OtherProcess&, const Handle& editor) {
+        const auto node = SettingsAccess::mutableNode(*editor);
+        const Handle font = editor->getChild("font");
+        const auto setting = SettingsAccess::mutableNode(*editor->getChild("size"));
+        const auto definition = definitionOf(Array::scalar(1.0));
+        const std::string loading =
+            "Loading user settings remotely (via remote node editor) is not supported "
+            "yet.";
+        const std::string connection =
+            "Cannot check connection to the setting tree of editor via remote node on another Host.";
+        const std::pair<std::function<void()>, std::string> table[] = {
+            {[&] { editor->addSetting("new", Array::scalar(1.0), true, false, "user"); },
+             "AddingSettingRemotelyIsNotSupported: Adding setting remotely (via remote node editor) is not "
+             "supported yet."},
+            {[&] { editor->addGroup("new", true, false, "user"); },
+             "AddingSettingsGroupRemotelyIsNotSupported: Adding settings group remotely (via remote node "
+             "editor) is not supported yet."},
+            {[&] { editor->isConnectedToTheSettingsTree(); },
+             "ConnectionToSettingsTreeCannotBeCheckedRemotely: " + connection},
+            {[&] { editor->getDataTypeIndex("size"); },
+             "DataTypeIndexCannotBeRetrievedRemotely: Cannot retrieve the data type index via remote node "
+             "editor on another Host."},
+            {[&] { node->registerFactoryFile(u"f.vksettings", u"/r", {}, false, "g"); },
+             "FactoryFileCannotBeRegisteredRemotely: Cannot register the factory file f.vksettings in "
+             "resources folder /r via the remote node editor; local node must be used for registration."},
+            {[&] { editor->reloadFactoryFile("g"); },
+             "FactoryFileCannotBeReloadedRemotely: Cannot reload the factory file g via the remote node "
+             "editor; local node must be used for reloading."},
+            {[&] { node->writeFactoryFile(u"f", {}); }, "FactoryFileCannotBeWrittenRemotely: Cannot write "
+                                                        "the factory file f via the remote node editor; "
+                                                        "local node must be used for writing factory files."},
+            {[&] { editor->getRootIndex(); },
+             "GetRootIndexShouldNotBeCalledRemotely: SettingsNodeImpl::getRootIndex should not be called "
+             "remotely (via remote node editor)."},
+            {[&] { node->getThisObjectImpl(); }, "GetThisObjectImplCannotBeCalledRemotely: " + connection},
+            {[&] { editor->getVersionNumber(); },
+             "GettingVersionNumberRemotelyNotSupported: Getting version number remotely (via remote node "
+             "editor) is not supported yet."},
+            {[&] { node->loaderAdded("g"); }, "LoaderAddedCannotBeCalledRemotely: The "
+                                              "SettingsNodeImpl::loaderAdded cannot be called on remote "
+                                              "node editor"},
+            {[&] { editor->mergeDescendants(standaloneGroup("editor"), "user"); },
+             "MergeDescendantsShouldNotBeCalledRemotely: SettingsNodeImpl::mergeDescendants should not be "
+             "called remotely (via remote node editor)."},
+            {[&] { editor->set("size", Array::scalar(1.0), "user"); },
+             "MultipleSetShouldNotBeCalledRemotely: " + loading},
+            {[&] { editor->set<double>("size", 1.0, "user"); },
+             "MultipleSetShouldNotBeCalledRemotely: " + loading},
+            {[&] { editor->setAny("size", boost::any(1.0), "user"); },
+             "MultipleSetShouldNotBeCalledRemotely: " + loading},
+            {[&] {
+                 Settings::setTogether({{editor, Array::scalar(1.0)}}, "user", true);
+             },
+             "MultipleSetShouldNotBeCalledRemotely: " + loading},
+            {[&] {
+                 SettingsAccess::multipleValidate({{editor, {}}}, true);
+             },
+             "MultipleValidateShouldNotBeCalledRemotely: " + loading},
+            {[&] { node->setParent(setting); },
+             "SettingParentRemotelyNotSupported: Remotely assigning a new parent node to a given node "
+             "(editor) is not supported."},
+            {[&] { setting->setParent({}); },
+             "SettingParentRemotelyNotSupported: Remotely assigning a new parent node to a given node (size) "
+             "is not supported."},
+            {[&] { setting->setValidator({}); },
+             "SettingValidatorRemotelyNotSupported: Setting validator remotely (via remote node size) is not "
+             "supported yet."},
+            {[&] { font->get<std::u16string>("family"); },
+             "SettingValueCanBeRetrievedRemotelyOnlyViaGetMDArray: Cannot remotely retrieve value for "
+             "setting "
+             "family on the settings tree path editor.font.  Remote setting value retrieval may be performed "
+             "only via GetMdArray."},
+            {[&] { root()->getByFullName<double>("editor.size"); },
+             "SettingValueCanBeRetrievedRemotelyOnlyViaGetMDArray: Cannot remotely retrieve value for "
+             "setting "
+             "size on the settings tree path editor.  Remote setting value retrieval may be performed only "
+             "via GetMdArray."},
+            {[&] { editor->getAny("size"); },
+             "SettingValueCanBeRetrievedRemotelyOnlyViaGetMDArray: Cannot remotely retrieve value for "
+             "setting "
+             "size on the settings tree path editor.  Remote setting value retrieval may be performed only "
+             "via GetMdArray."},
+            {[&] { node->createFactorySetting("k", definition, false); },
+             "SettingsCannotBeConstructedRemotely: Cannot construct setting k via the remote node for "
+             "editor; "
+             "local node must be used for construction of settings."},
+            {[&] { setting->validate(); },
+             "ValidatingSettingValuesRemotelyNotSupported: Remotely validating setting values for a given "
+             "node (size) is not supported."},
+            // what the other process serves is not refused here
+            {[&] { node->loadUserSettingsOncePerPrefdir(); }, "nothing"},
+            {[&] { node->setSyncWithVCOSTree(true); }, "nothing"},
+            // of this process's own operations
+            {[&] { root()->removeNode("editor"); },
+             "AttemptedRemovalOfFactoryGroupOrSetting: Failed to update settings. This update requires full "
+             "write permissions."},
+            {[&] { root()->addGroup("Editor", true, false, "user"); },
+             "ErrorAddingTopLevelNode: The product name has already existed. Product name cannot only vary "
+             "by "
+             "case."},
+            {[&] {
+                 Settings::setTogether({{root()->getChild("shell")->getChild("x"), Array::scalar(1.0)},
+                                        {editor->getChild("size"), Array::scalar(1.0)}},
+                                       "user", true);
+             },
+             "MultipleSetShouldNotBeCalledRemotely: Loading user settings remotely (via remote node size) is "
+             "not supported yet."},
+        };
+        for (const auto& [operation, expected] : table)
+            EXPECT_EQ(expected, refusal(operation));
+        EXPECT_TRUE(node->needsSyncWithVCOSTree());
+        EXPECT_EQ(Array::scalar(7.0),
+                  root()->getChild("shell")->get("x")); // nothing of a mixed batch is stored
+        EXPECT_EQ("editor",
+                  dynamic_cast<const settings::spf::SettingsRemoteImpl&>(*SettingsAccess::node(*font))
+                      .getParentFullName());
+    });
+}
+
+TEST_F(RemoteNode, CallsCanBeRead) {
+    withProvider({}, [](OtherProcess&, const Handle& editor) {
+        LogLines log("settings::core::spf");
+        editor->getChild("font")->get("family", "factory");
+        ASSERT_EQ(2U, log.lines.size());
+        EXPECT_EQ(R"({"arguments":[[],"font"],"name":"callGetChild","return":[6]})", log.lines[0]);
+        EXPECT_NE(std::string::npos, log.lines[1].find(R"("name":"getSettingMDArray")")) << log.lines[1];
+        EXPECT_NE(std::string::npos, log.lines[1].find(R"("arguments":[["font"],"family","factory"])"));
+    });
+}
+
+// One call for the names of a group answers what its children are, once.
+TEST_F(RemoteNode, BrowsingTakesOneCallForAGroup) {
+    withProvider({{"hide",
+                   [] {
+                       root()->getChild("editor")->removeNode("new");
+                       return std::string();
+                   }},
+                  {"add",
+                   [] {
+                       root()->getChild("editor")->addGroup("new", true, false, "session");
+                       return std::string();
+                   }}},
+                 [](OtherProcess& provider, const Handle& editor) {
+                     ASSERT_EQ("", provider.run("add"));
+                     LogLines log("settings::core::spf");
+                     const auto children = editor->getChildren();
+                     int leaves = 0;
+                     for (const Handle& child : children)
+                         leaves += child->isLeafNode() && (child->isVisible() || !child->isReadOnly());
+                     EXPECT_EQ(7, leaves);
+                     EXPECT_EQ(1U, log.lines.size());
+                     // asked again, it is asked there
+                     const auto added =
+                         std::find_if(children.begin(), children.end(),
+                                      [](const Handle& child) { return child->getName() == "new"; });
+                     ASSERT_NE(children.end(), added);
+                     ASSERT_EQ("", provider.run("hide"));
+                     EXPECT_EQ("ParentSettingsGroupNotFound: Settings group editor.new for a remote settings "
+                               "call couldn't be found.",
+                               refusal([&] { (*added)->isLeafNode(); }));
+                 });
+}
+
+TEST_F(RemoteNode, TellsOfChangedValues) {
+    const auto set = [](double value) {
+        return [value] {
+            root()->getChild("editor")->set("size", value, "session");
+            root()->getChild("editor")->getChild("font")->set("family", std::u16string(u"serif"), "session");
+            root()->getChild("shell")->set("x", value, "session"); // is not published
+            return std::string();
+        };
+    };
+    withProvider({{"13", set(13)}, {"14", set(14)}}, [](OtherProcess& provider, const Handle& editor) {
+        std::mutex mutex;
+        std::vector<std::string> lines;
+        const auto take = [&](const varnek::event::EventHandle& event) {
+            const auto* change = dynamic_cast<const SettingsValueChangeEvent*>(event.get());
+            if (change == nullptr)
+                return;
+            const auto setting = change->getObj();
+            const std::lock_guard lock(mutex);
+            lines.push_back(setting->getFullName() + (isRemote(*setting) ? " remote " : " ") +
+                            std::to_string(change->getOldValue().numberOfElements()) + " " +
+                            std::to_string(change->getRootIndex().index()) + " " +
+                            std::to_string(setting->getParent()->get(setting->getName()).numberOfElements()));
+        };
+        const auto count = [&] {
+            const std::lock_guard lock(mutex);
+            return lines.size();
+        };
+        auto& manager = varnek::event::EventManager::instance();
+        {
+            const varnek::event::ScopedConnection one =
+                manager.subscribe(editor->getChild("size")->getListenerValueChangeEventType(), take);
+            ASSERT_EQ("", provider.run("13"));
+            waitUntil([&] { return count() == 1; });
+        }
+        const varnek::event::ScopedConnection all = manager.subscribe(u"settings::core::SettingsEvent", take);
+        ASSERT_EQ("", provider.run("14"));
+        waitUntil([&] { return count() == 2; });
+        const std::lock_guard lock(mutex);
+        EXPECT_EQ((std::vector<std::string>{"editor.size remote 1 0 1", "editor.size remote 1 0 1"}), lines);
+    });
+}
+
+TEST_F(RemoteNode, FailsInWordsWhenTheOtherProcessIsGone) {
+    withProvider({}, [](OtherProcess& provider, const Handle& editor) {
+        const Handle font = editor->getChild("font");
+        provider.kill();
+        waitUntil([] { return !isRemote(*root()->getChild("editor")); });
+        for (const auto& operation : std::vector<std::function<void()>>{
+                 [&] { font->get("family"); }, [&] { editor->getChildren(); }, [&] { editor->getChild("x"); },
+                 [&] { font->unset("family", "user"); }, [&] { font->removeNode("family"); },
+                 [&] { font->isVisible(); }})
+            try {
+                operation();
+                ADD_FAILURE();
+            } catch (const RemoteCallFailed& failure) {
+                EXPECT_EQ(RemoteCallFailed::Fault::disconnected, failure.getFault()) << failure.what();
+                EXPECT_TRUE(failure.getNode().starts_with("editor"));
+            }
+        EXPECT_EQ("editor.font", font->getFullName());
+        EXPECT_EQ(nullptr, editor->getParent());
+    });
+}
+
+TEST_F(RemoteNode, AStoppedProcessDoesNotHoldItsCallersForEver) {
+    if (std::getenv("VKSETTINGS_SOAK") == nullptr)
+        GTEST_SKIP() << "takes as long as a call may take; part of the soak";
+    withProvider({}, [](OtherProcess& provider, const Handle& editor) {
+        provider.stop();
+        try {
+            editor->get("size");
+            ADD_FAILURE();
+        } catch (const RemoteCallFailed& failure) {
+            EXPECT_EQ(RemoteCallFailed::Fault::timedOut, failure.getFault());
+        }
+        provider.goOn();
+        EXPECT_EQ(Array::scalar(12.0), editor->get("size"));
+    });
+}
+
+} // namespace
