@@ -22,6 +22,7 @@ struct ListOptions {
     std::string name; // empty: the root
     bool recursive = false;
     bool hidden = false;
+    bool remote = false; // what other processes publish
     bool json = false;
 };
 void list(const ListOptions& options, std::ostream& out);
@@ -29,6 +30,7 @@ void list(const ListOptions& options, std::ostream& out);
 struct GetOptions {
     std::string name;
     std::string level; // empty: the effective value
+    bool remote = false;
     bool json = false;
 };
 void get(const GetOptions& options, std::ostream& out);
@@ -41,7 +43,12 @@ struct SetOptions {
 };
 void set(const SetOptions& options);
 
-void unset(const std::string& name, const std::string& level);
+struct UnsetOptions {
+    std::string name;
+    std::string level = "user";
+    bool remote = false;
+};
+void unset(const UnsetOptions& options);
 
 struct ExplainOptions {
     std::string name;
@@ -77,12 +84,20 @@ struct ValidateOptions {
 ExitCode validate(const ValidateOptions& options, std::ostream& out);
 
 struct WatchOptions {
-    std::string name; // full name of a group or setting; empty: everything
+    std::string name;    // full name of a group or setting; empty: everything
+    bool remote = false; // in the groups of other processes, which may come and go
     bool json = false;
 };
 /// Writes a line for every change, those of other processes included, until SIGINT or SIGTERM comes, the
 /// output fails, or nobody reads it any more. To be called while the process has one thread.
 void watch(const WatchOptions& options, std::ostream& out);
+
+struct ServeOptions {
+    std::vector<std::string> groups;
+    bool json = false;
+};
+/// Publishes top-level groups until SIGINT or SIGTERM comes. To be called while the process has one thread.
+void serve(const ServeOptions& options, std::ostream& out);
 
 struct PrefdirOptions {
     bool json = false;

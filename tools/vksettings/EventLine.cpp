@@ -7,6 +7,7 @@
 #include "settingscore/events/SettingsAddNodeEvent.hpp"
 #include "settingscore/events/SettingsRemoveNodeEvent.hpp"
 #include "settingscore/events/SettingsValueChangeEvent.hpp"
+#include "settingscore/spf/RemoteGroups.hpp"
 #include "json/Writer.hpp"
 
 namespace vksettings {
@@ -23,12 +24,16 @@ json::Value typeOf(const Array& value) {
 
 ShapedArray valueOf(const core::Settings& setting) {
     const auto group = setting.getParent(); // none when it has been removed since
-    return group == nullptr ? ShapedArray() : effectiveValue({group, setting.getName(), {}}).value;
+    if (group == nullptr)
+        return {};
+    return core::isRemote(setting) ? shapedValue(*group, setting.getName()) // one call
+                                   : effectiveValue({group, setting.getName(), {}}).value;
 }
 
 } // namespace
 
-EventLine::EventLine(const core::SettingsEvent& event, bool asJson) : asJson_(asJson) {
+EventLine::EventLine(const core::SettingsEvent& event, bool asJson)
+    : asJson_(asJson), isRemote_(core::isRemote(*event.getObj())) {
     if (const auto* change = dynamic_cast<const core::SettingsValueChangeEvent*>(&event))
         changed(*change);
     else if (const auto* addition = dynamic_cast<const core::SettingsAddNodeEvent*>(&event))
@@ -57,6 +62,8 @@ void EventLine::added(const core::SettingsAddNodeEvent& event) {
     const auto node = event.getObj();
     const auto parent = event.getParentObj();
     setName(*parent, *node);
+    if (isRemote_)
+        return cameOrWent("attached");
     const ShapedArray value = node->isLeafNode() ? valueOf(*node) : ShapedArray();
     json::Object object;
     object.set("event", "added");
@@ -67,9 +74,19 @@ void EventLine::added(const core::SettingsAddNodeEvent& event) {
               (node->isLeafNode() ? " = " + shown(value.first, value.second) : std::string(".")));
 }
 
+/// A group of another process, which may not answer any more.
+void EventLine::cameOrWent(const char* how) {
+    json::Object object;
+    object.set("event", how);
+    object.set("type", "group");
+    write(std::move(object), how + (" " + name_) + ".");
+}
+
 void EventLine::removed(const core::SettingsRemoveNodeEvent& event) {
     const auto node = event.getObj();
     setName(*event.getParentObj(), *node);
+    if (isRemote_)
+        return cameOrWent("detached");
     json::Object object;
     object.set("event", "removed");
     object.set("type", node->isLeafNode() ? json::Value() : json::Value("group"));

@@ -22,6 +22,10 @@ class EventLine {
 
     /// Empty for events that are no concern of users.
     const std::string& text() const { return text_; }
+    /// Of the node that the event is about.
+    const std::string& name() const { return name_; }
+    /// Whether it is one of another process.
+    bool isRemote() const { return isRemote_; }
     /// Whether the event is about the node of that full name or what is below it; every event is about "".
     bool isAbout(const std::string& fullName) const {
         return fullName.empty() || name_ == fullName || name_.starts_with(fullName + ".");
@@ -31,10 +35,12 @@ class EventLine {
     void changed(const settings::core::SettingsValueChangeEvent& event);
     void added(const settings::core::SettingsAddNodeEvent& event);
     void removed(const settings::core::SettingsRemoveNodeEvent& event);
+    void cameOrWent(const char* how);
     void setName(const settings::core::Settings& parent, const settings::core::Settings& node);
     void write(varnek::json::Object object, const std::string& forPeople);
 
     const bool asJson_;
+    const bool isRemote_;
     std::string name_;
     std::string text_;
 };

@@ -136,6 +136,11 @@ void describeTreeFailures(Sentences& sentences) {
                                                                           " and " +
                                                                           quoted(utf8(f.getProduct2Name()));
                                                                })
+        .on<ex::NoSuchNode>(refused,
+                            [](const auto& f) {
+                                return "there is no group " + quoted(f.getInputName()) + " " +
+                                       below(f.getObjectInvovled());
+                            })
         .on<ex::ProductNodeAlreadyExisted>(refused, [](const auto& f) {
             return "there is a product " + quoted(utf8(f.getExistingName())) + " already; " +
                    quoted(utf8(f.getInputName())) + " may not differ from it by case only";
@@ -190,6 +195,7 @@ void describeFileFailures(Sentences& sentences) {
         .on<ex::ErrorReadingSettingsData>(fileOrSystem, [](const auto& f) { return utf8(f.getDetail()); })
         .on<ex::SettingsFileNotWritten>(
             fileOrSystem, [](const auto& f) { return aboutFile(f.getFilePath(), utf8(f.getCause())); })
+        .on<ex::RemoteCallFailed>(fileOrSystem)
         .on<settings::core::MalformedLocationFile>(fileOrSystem)
         .on<opc::PackageError>(fileOrSystem)
         .on<varnek::files::FileError>(fileOrSystem)

@@ -2,6 +2,7 @@
 
 #include "Commands.hpp"
 #include "Printable.hpp"
+#include "Remote.hpp"
 #include "Tree.hpp"
 #include "ValueText.hpp"
 
@@ -39,14 +40,14 @@ class Walk {
   public:
     Walk(const ListOptions& options, std::ostream& out) : options_(options), out_(out) {}
 
-    void visit(const Handle& group) {
-        for (const Handle& child : group->getChildren()) {
+    void visit(const Handle& group, const std::vector<Handle>& children) {
+        for (const Handle& child : children) {
             if (!child->isVisible() && !options_.hidden)
                 continue;
             if (child->isLeafNode())
                 show({group, child->getName(), group->getChild(child->getName())});
-            else if (options_.recursive && (!group->isRoot() || canBeLoaded(child)))
-                visit(child);
+            else if (options_.recursive && (group->getParent() != nullptr || canBeLoaded(child)))
+                visit(child, child->getChildren());
             else if (options_.recursive)
                 continue; // whoever asked is warned
             else if (!options_.json)
@@ -122,15 +123,21 @@ void writeLine(std::ostream& out, const char* label, const std::string& text) {
 
 void list(const ListOptions& options, std::ostream& out) {
     Walk walk(options, out);
-    const Handle start = options.name.empty() ? root() : resolve(options.name);
-    if (start->isLeafNode())
+    if (options.remote)
+        attachRemote(options.name);
+    if (options.name.empty()) {
+        walk.visit(root(), options.remote ? remoteGroups() : root()->getChildren());
+    } else if (const Handle start = resolve(options.name); start->isLeafNode()) {
         walk.show(resolveSetting(options.name));
-    else
-        walk.visit(start);
+    } else {
+        walk.visit(start, start->getChildren());
+    }
     walk.finish();
 }
 
 void get(const GetOptions& options, std::ostream& out) {
+    if (options.remote)
+        attachRemote(options.name);
     const Setting setting = resolveSetting(options.name);
     const auto [value, level] = options.level.empty()
                                     ? effectiveValue(setting)

@@ -10,6 +10,7 @@
 #include "settingscore/level/LevelIndex.hpp"
 #include "settingscore/level/SettingsLevelManager.hpp"
 #include "settingscore/prefdir/PreferencesDirectory.hpp"
+#include "settingscore/spf/RemoteGroups.hpp"
 #include "settingscore/startup/init.hpp"
 #include "varnek/files/PathText.hpp"
 
@@ -119,7 +120,9 @@ settingscore::boostany::ShapedArray shapedValue(const settings::core::Settings& 
                                                 const std::string& name, const std::string& level) {
     using namespace settingscore::boostany;
     auto value = group.get(name, level);
-    const bool isVector = isVectorShape(value) || toArray(group.getAny(name, level)).second;
+    // Of another process there is the array and nothing else.
+    const bool isVector = isVectorShape(value) ||
+                          (!settings::core::isRemote(group) && toArray(group.getAny(name, level)).second);
     return {std::move(value), isVector};
 }
 

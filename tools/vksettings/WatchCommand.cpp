@@ -2,20 +2,13 @@
 
 #include "Changes.hpp"
 #include "Commands.hpp"
-#include "Descriptor.hpp"
+#include "Ending.hpp"
 #include "Tree.hpp"
 
 #include "settingscore/PersonalFileWatch.hpp"
+#include "settingscore/spf/RemoteGroups.hpp"
 
-#include <poll.h>
-#include <sys/eventfd.h>
-#include <sys/signalfd.h>
-#include <unistd.h>
-
-#include <array>
-#include <cerrno>
-#include <csignal>
-#include <cstdint>
+#include <functional>
 
 namespace vksettings {
 
@@ -23,64 +16,54 @@ namespace core = settings::core;
 
 namespace {
 
-/// Made before any other thread, so that the signals reach no other one.
-class Ending {
-  public:
-    Ending()
-        : signals_(::signalfd(-1, block(), SFD_CLOEXEC), "signalfd"),
-          request_(::eventfd(0, EFD_CLOEXEC), "eventfd") {}
-
-    /// From any thread.
-    void request() const {
-        const std::uint64_t one = 1;
-        [[maybe_unused]] const auto written = ::write(request_.get(), &one, sizeof one);
-    }
-    /// Returns on Ctrl-C and SIGTERM, when it is requested, and when nobody reads the output any more.
-    void wait() const {
-        std::array<pollfd, 3> waits{
-            {{signals_.get(), POLLIN, 0}, {request_.get(), POLLIN, 0}, {STDOUT_FILENO, 0, 0}}};
-        while (::poll(waits.data(), waits.size(), -1) < 0 && errno == EINTR) {
-        }
-    }
-
-  private:
-    const sigset_t* block() {
-        sigemptyset(&mask_);
-        sigaddset(&mask_, SIGINT);
-        sigaddset(&mask_, SIGTERM);
-        ::pthread_sigmask(SIG_BLOCK, &mask_, nullptr);
-        return &mask_;
-    }
-
-    sigset_t mask_{};
-    const Descriptor signals_;
-    const Descriptor request_;
-};
-
-} // namespace
-
-void watch(const WatchOptions& options, std::ostream& out) {
-    const Ending ending;
-    const std::string name = options.name.empty() ? std::string() : resolve(options.name)->getFullName();
-    for (const Handle& group : root()->getChildren())
-        if (name.empty())
-            canBeLoaded(group); // nobody can tell what changes in a group that nobody has read
-    warnOfLoadProblems();
+/// Hands the lines that are wanted to the output until the user has seen enough.
+void print(const WatchOptions& options, std::ostream& out, const Ending& ending,
+           const std::function<bool(const EventLine&)>& isWanted,
+           const std::function<void()>& whileListening) {
     const PrintingChanges printing;
     Changes changes(
         [&](const EventLine& line) {
-            if (!line.isAbout(name))
+            if (!isWanted(line))
                 return;
             out << line.text() << '\n' << std::flush;
             if (!out)
                 ending.request();
         },
         options.json);
-    {
-        const core::PersonalFileWatch files;
-        ending.wait();
-    }
+    whileListening();
     changes.end();
+}
+
+/// The group itself may come and go as well.
+void watchRemote(const WatchOptions& options, std::ostream& out, const Ending& ending) {
+    root();
+    warnOfLoadProblems();
+    const auto isWanted = [&](const EventLine& line) {
+        return line.isRemote() && (line.isAbout(options.name) || options.name.starts_with(line.name() + "."));
+    };
+    print(options, out, ending, isWanted, [&] {
+        core::attachRemoteGroups();
+        ending.wait(Ending::Output::watched);
+    });
+}
+
+} // namespace
+
+void watch(const WatchOptions& options, std::ostream& out) {
+    const Ending ending;
+    if (options.remote)
+        return watchRemote(options, out, ending);
+    const std::string name = options.name.empty() ? std::string() : resolve(options.name)->getFullName();
+    for (const Handle& group : root()->getChildren())
+        if (name.empty())
+            canBeLoaded(group); // nobody can tell what changes in a group that nobody has read
+    warnOfLoadProblems();
+    print(
+        options, out, ending, [&](const EventLine& line) { return line.isAbout(name); },
+        [&] {
+            const core::PersonalFileWatch files;
+            ending.wait(Ending::Output::watched);
+        });
 }
 
 } // namespace vksettings

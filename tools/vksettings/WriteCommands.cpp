@@ -4,6 +4,7 @@
 #include "ForeignFailure.hpp"
 #include "InstallationFile.hpp"
 #include "Refusal.hpp"
+#include "Remote.hpp"
 #include "SaveOutcome.hpp"
 #include "Shell.hpp"
 #include "Tree.hpp"
@@ -107,12 +108,14 @@ void set(const SetOptions& options) {
     });
 }
 
-void unset(const std::string& name, const std::string& level) {
-    const Setting setting = resolveSetting(name);
-    if (level == "session") // says that there is none
-        return setting.group->unset(setting.name, level);
-    saveChange(setting, level, [&](settings::core::Settings& group, const std::string& settingName) {
-        group.unset(settingName, level);
+void unset(const UnsetOptions& options) {
+    if (options.remote)
+        attachRemote(options.name);
+    const Setting setting = resolveSetting(options.name);
+    if (options.remote || options.level == "session") // another process saves it; says that there is none
+        return setting.group->unset(setting.name, options.level);
+    saveChange(setting, options.level, [&](settings::core::Settings& group, const std::string& name) {
+        group.unset(name, options.level);
     });
 }
 

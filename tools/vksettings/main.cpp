@@ -58,6 +58,7 @@ void addReading(CLI::App& app, Job& job) {
     list->add_option("NAME", listing.name, "Full name of a group or setting; all groups without it");
     list->add_flag("-r,--recursive", listing.recursive, "Groups within groups as well");
     list->add_flag("-a,--all", listing.hidden, "Hidden groups and settings as well");
+    list->add_flag("--remote", listing.remote, "Of the groups that other processes publish");
     list->add_flag("--json", listing.json,
                    "Print a JSON array of objects as get does; a group has the type \"group\" and no value");
 
@@ -66,6 +67,7 @@ void addReading(CLI::App& app, Job& job) {
     auto* get = command(app, "get", "Print a value", job, [] { vksettings::get(getting, std::cout); });
     get->add_option("NAME", getting.name, "Full name of a setting")->required();
     addLevel(get, getting.level, "One level; without it the value in effect");
+    get->add_flag("--remote", getting.remote, "From the process that publishes the group");
     get->add_flag("--json", getting.json, "Print a JSON object with name, value, type, dimensions and level");
 
     static ExplainOptions explaining;
@@ -82,7 +84,16 @@ void addWatching(CLI::App& app, Job& job) {
     auto* watch = command(app, "watch", "Print changes as they happen, until Ctrl-C", job,
                           [] { vksettings::watch(watching, std::cout); });
     watch->add_option("NAME", watching.name, "Full name of a group or setting; everything without it");
+    watch->add_flag("--remote", watching.remote,
+                    "Changes in the groups that other processes publish, and of these groups themselves");
     watch->add_flag("--json", watching.json, "Print one JSON object per line");
+
+    static ServeOptions serving;
+    serving = {};
+    auto* serve = command(app, "serve", "Let other processes use top-level groups, until Ctrl-C", job,
+                          [] { vksettings::serve(serving, std::cout); });
+    serve->add_option("GROUP", serving.groups, "Top-level groups")->required();
+    serve->add_flag("--json", serving.json, "Print a JSON object when the groups can be found");
 }
 
 void addWriting(CLI::App& app, Job& job) {
@@ -97,13 +108,13 @@ void addWriting(CLI::App& app, Job& job) {
     set->add_flag("--json", setting.json,
                   "VALUE is JSON whatever the type: plain, or {\"qfdata\":...,\"qftype\":...}");
 
-    static std::string name, level = "user";
-    name.clear();
-    level = "user";
+    static UnsetOptions unsetting;
+    unsetting = {};
     auto* unset =
-        command(app, "unset", "Drop the value of one level", job, [] { vksettings::unset(name, level); });
-    unset->add_option("NAME", name, "Full name of a setting")->required();
-    addLevel(unset, level, "Which one");
+        command(app, "unset", "Drop the value of one level", job, [] { vksettings::unset(unsetting); });
+    unset->add_option("NAME", unsetting.name, "Full name of a setting")->required();
+    addLevel(unset, unsetting.level, "Which one");
+    unset->add_flag("--remote", unsetting.remote, "In the process that publishes the group");
 }
 
 void addFiles(CLI::App& app, Job& job) {
@@ -413,9 +424,10 @@ ExitCode CommandLine::run(const std::vector<std::string>& words, Language& langu
     }
     if (!isInShell() && app_.got_subcommand("shell"))
         return runShell(language);
-    // A watch only prints what changes, and takes its signals while there is one thread.
+    // These take their signals while there is one thread.
+    const bool isWaiting = app_.got_subcommand("watch") || app_.got_subcommand("serve");
     const Job whole = [this] { return callEndable(job_, endedByFunction); };
-    const ExitCode code = app_.got_subcommand("watch") ? whole() : language.run(whole);
+    const ExitCode code = isWaiting ? whole() : language.run(whole);
     warnOfLoadProblems();
     flushOutput();
     return code;
