@@ -142,7 +142,7 @@ TEST_F(Reloading, WhatAnotherProcessHasUnsetStaysUnset) {
     EXPECT_EQ(30.0, again->get<double>("kept"));
 }
 
-/// What was added, and is defined now, keeps its values; when the definition goes, they come back.
+/// What was added, and is defined now, keeps its values; when the definition goes, the file keeps them.
 TEST_F(Reloading, WhatWasAddedMayBeDefinedLater) {
     constexpr const char* without = R"({"groupName": "alpha", "settings": [{"name": "kept", "value": 1}]})";
     constexpr const char* with = R"({"groupName": "alpha", "settings": [

@@ -248,6 +248,25 @@ TEST_F(ToolboxLoading, AServiceThatComesLateReachesTheTreeWithOneEvent) {
     EXPECT_EQ(1.0, other.root()->getByFullName<double>("late.x"));
 }
 
+TEST_F(ToolboxLoading, ASecondServiceOfAGroupTakesThePlaceOfTheFirst) {
+    Services services;
+    const auto valuing = [](double value) {
+        return [value](FactoryGroup& group) { group.addSetting("x", valued(value)); };
+    };
+    for (const double value : {1.0, 2.0, 3.0})
+        services.add("alpha", valuing(value));
+    const Handle root = tree.start();
+    EXPECT_EQ(1.0, root->getByFullName<double>("alpha.x"));
+    const auto expectAfter = [&](std::size_t leaving, double value) {
+        services.registrations[leaving].Unregister();
+        root->reloadFactoryFile("alpha");
+        EXPECT_EQ(value, root->getByFullName<double>("alpha.x"));
+    };
+    expectAfter(1, 1.0);
+    expectAfter(0, 3.0);
+    services.registrations.erase(services.registrations.begin(), services.registrations.begin() + 2);
+}
+
 TEST_F(ToolboxLoading, ServicesSupplyGroupsWithinGroups) {
     Services services;
     tree.defineOne("alpha");

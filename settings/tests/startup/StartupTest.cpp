@@ -12,6 +12,7 @@
 #include "settingscore/startup/updatePrefdir.hpp"
 #include "support/LogLines.hpp"
 #include "support/StartedTree.hpp"
+#include "support/Waiting.hpp"
 #include "varnek/event/EventManager.hpp"
 #include "varnek/host/HostInfo.hpp"
 
@@ -355,8 +356,10 @@ TEST_F(Startup, AWatchFollowsTheDirectory) {
         const PersonalFileWatch watch;
         EXPECT_TRUE(updatePrefdir((base / "other").string()));
         EXPECT_TRUE(updatePrefdir((base / "prefs").string()));
+        writeBytes(base / "other/editor.vksettings", "garbage");
         EXPECT_TRUE(updatePrefdir((base / "other").string()));
         EXPECT_EQ(1.0, editor->get<double>("x"));
+        EXPECT_EQ(1U, getLoadProblems(DefaultRootIndex()).size());
         std::promise<double> heard;
         const varnek::event::ScopedConnection connection = varnek::event::EventManager::instance().subscribe(
             u"settings::core::SettingsValueChangeEvent",
@@ -367,6 +370,7 @@ TEST_F(Startup, AWatchFollowsTheDirectory) {
         auto value = heard.get_future();
         ASSERT_EQ(std::future_status::ready, value.wait_for(std::chrono::seconds(20)));
         EXPECT_EQ(7.0, value.get());
+        waitUntil([] { return getLoadProblems(DefaultRootIndex()).empty(); });
     });
 }
 

@@ -25,7 +25,7 @@
 
 namespace varnek::settings {
 
-/// The definitions of one group. One service for each group: of two, the first stays.
+/// The definitions of one group. One service for each group: of two, the first stays until it leaves.
 class SETTINGSCORE_EXPORT FactorySettings {
   public:
     virtual ~FactorySettings();

@@ -149,7 +149,8 @@ template <class Entry>
 bool FactorySettingsTracker::enterUnlessBroken(const Entry& entry) noexcept {
     const DefinesHere definesHere;
     try {
-        return enter(entry);
+        enter(entry);
+        return true;
     } catch (...) {
         std::string cause = causeOfCurrentException();
         leave(entry);
@@ -158,55 +159,66 @@ bool FactorySettingsTracker::enterUnlessBroken(const Entry& entry) noexcept {
     }
 }
 
-template <class Map, class Key, class Entry>
-bool FactorySettingsTracker::enterOnce(Map& map, Key key, const Entry& entry, const std::string& group) {
+template <class Key, class Entry>
+bool FactorySettingsTracker::enterOnce(Known<Key, Entry>& known, const Key& key, const Entry& entry,
+                                       const std::string& group) {
     const std::lock_guard lock(mutex_);
-    if (map.try_emplace(std::move(key), Arrived<Entry>{entry, arrivals_ + 1}).second) {
+    if (known.inForce.try_emplace(key, Arrived<Entry>{entry, arrivals_ + 1}).second) {
         ++arrivals_;
         return true;
     }
     VARNEK_LOG(rootLog, warning) << "Toolbox " << group << " is already registered";
+    known.waiting.emplace(key, entry);
     return false;
 }
 
-bool FactorySettingsTracker::enter(const Service& service) {
+/// The next of its name takes its place.
+template <class Key, class Entry>
+void FactorySettingsTracker::leave(Known<Key, Entry>& known, const Entry& entry) noexcept {
+    Entry next;
+    {
+        const std::lock_guard lock(mutex_); // the caller holds the entry, too
+        std::erase_if(known.waiting, [&](const auto& other) { return other.second == entry; });
+        const auto left = std::find_if(known.inForce.begin(), known.inForce.end(),
+                                       [&](const auto& other) { return other.second.entry == entry; });
+        if (left == known.inForce.end())
+            return;
+        if (const auto waiting = known.waiting.find(left->first); waiting != known.waiting.end()) {
+            next = std::move(waiting->second);
+            known.waiting.erase(waiting);
+        }
+        known.inForce.erase(left);
+    }
+    if (next != nullptr)
+        enterUnlessBroken(next);
+}
+
+void FactorySettingsTracker::enter(const Service& service) {
     const std::string group = requiredName(*service);
     const std::string parent = service->getParentName();
     static_cast<void>(service->isVisible()); // says so now, or never
     if (!enterOnce(services_, Name(parent, group), service, group))
-        return false;
+        return;
     VARNEK_LOG(rootLog, info) << "Tracker:";
     if (!parent.empty())
         VARNEK_LOG(rootLog, info) << "Subgroup Factory File Microservice for " << parent << " : " << group;
     addToAllTrees(service);
-    return true;
 }
 
-bool FactorySettingsTracker::enter(const Loader& loader) {
+void FactorySettingsTracker::enter(const Loader& loader) {
     const std::string name = requiredName(*loader);
     static_cast<void>(loader->isHidden());
     if (!enterOnce(loaders_, name, loader, name))
-        return false;
+        return;
     VARNEK_LOG(rootLog, info) << "Tracker:";
     VARNEK_LOG(rootLog, info) << "Top level Factory File Loader: " << name;
     addLoaderToAllTrees(loader);
-    return true;
-}
-
-void FactorySettingsTracker::leave(const Service& service) {
-    const std::lock_guard lock(mutex_); // the caller holds the service, too
-    std::erase_if(services_, [&](const auto& known) { return known.second.entry == service; });
-}
-
-void FactorySettingsTracker::leave(const Loader& loader) {
-    const std::lock_guard lock(mutex_);
-    std::erase_if(loaders_, [&](const auto& known) { return known.second.entry == loader; });
 }
 
 FactorySettingsTracker::Service FactorySettingsTracker::find(const std::string& group) const {
     const std::lock_guard lock(mutex_);
-    const auto found = services_.find(Name({}, group));
-    return found == services_.end() ? nullptr : found->second.entry;
+    const auto found = services_.inForce.find(Name({}, group));
+    return found == services_.inForce.end() ? nullptr : found->second.entry;
 }
 
 std::vector<FactorySettingsTracker::Service> FactorySettingsTracker::topLevelServices() const {
@@ -217,7 +229,7 @@ std::vector<FactorySettingsTracker::Service>
 FactorySettingsTracker::servicesBelow(const std::string& parent) const {
     std::vector<Service> services;
     const std::lock_guard lock(mutex_);
-    for (const auto& [name, service] : services_)
+    for (const auto& [name, service] : services_.inForce)
         if (name.first == parent)
             services.push_back(service.entry);
     return services;
@@ -225,7 +237,7 @@ FactorySettingsTracker::servicesBelow(const std::string& parent) const {
 
 bool FactorySettingsTracker::suppliesBelow(const std::string& topLevelGroup) const {
     const std::lock_guard lock(mutex_);
-    return std::any_of(services_.begin(), services_.end(), [&](const auto& entry) {
+    return std::any_of(services_.inForce.begin(), services_.inForce.end(), [&](const auto& entry) {
         const std::string& parent = entry.first.first;
         return parent == topLevelGroup || parent.starts_with(topLevelGroup + '.');
     });
@@ -234,7 +246,7 @@ bool FactorySettingsTracker::suppliesBelow(const std::string& topLevelGroup) con
 std::vector<FactorySettingsTracker::Loader> FactorySettingsTracker::loaders() const {
     std::vector<Loader> loaders;
     const std::lock_guard lock(mutex_);
-    for (const auto& [name, loader] : loaders_)
+    for (const auto& [name, loader] : loaders_.inForce)
         loaders.push_back(loader.entry);
     return loaders;
 }
@@ -248,7 +260,7 @@ std::vector<FactorySettingsTracker::Service>
 FactorySettingsTracker::servicesSince(std::uint64_t arrivals) const {
     std::vector<Service> services;
     const std::lock_guard lock(mutex_);
-    for (const auto& [name, service] : services_)
+    for (const auto& [name, service] : services_.inForce)
         if (service.number > arrivals)
             services.push_back(service.entry);
     return services;
@@ -258,7 +270,7 @@ std::vector<FactorySettingsTracker::Loader>
 FactorySettingsTracker::loadersSince(std::uint64_t arrivals) const {
     std::vector<Loader> loaders;
     const std::lock_guard lock(mutex_);
-    for (const auto& [name, loader] : loaders_)
+    for (const auto& [name, loader] : loaders_.inForce)
         if (loader.number > arrivals)
             loaders.push_back(loader.entry);
     return loaders;

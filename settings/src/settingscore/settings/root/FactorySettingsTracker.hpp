@@ -63,22 +63,30 @@ class FactorySettingsTracker {
         std::uint64_t number; // of those that have come
     };
 
-    template <class Map, class Key, class Entry>
-    bool enterOnce(Map& map, Key key, const Entry& entry, const std::string& group);
+    template <class Key, class Entry>
+    struct Known {
+        std::map<Key, Arrived<Entry>> inForce{};
+        std::multimap<Key, Entry> waiting{}; // for the one of its name to leave
+    };
+
+    template <class Key, class Entry>
+    bool enterOnce(Known<Key, Entry>& known, const Key& key, const Entry& entry, const std::string& group);
+    template <class Key, class Entry>
+    void leave(Known<Key, Entry>& known, const Entry& entry) noexcept;
     template <class Entry>
     bool enterUnlessBroken(const Entry& entry) noexcept;
-    bool enter(const Service& service);
-    bool enter(const Loader& loader);
-    void leave(const Service& service);
-    void leave(const Loader& loader);
+    void enter(const Service& service);
+    void enter(const Loader& loader);
+    void leave(const Service& service) noexcept { leave(services_, service); }
+    void leave(const Loader& loader) noexcept { leave(loaders_, loader); }
 
     struct OpenTracker {
         std::shared_ptr<void> customizer, tracker;
     };
     std::vector<OpenTracker> open_; // to the end of the process
     mutable std::mutex mutex_;
-    std::map<Name, Arrived<Service>> services_;
-    std::map<std::string, Arrived<Loader>> loaders_;
+    Known<Name, Service> services_;
+    Known<std::string, Loader> loaders_;
     std::uint64_t arrivals_ = 0;
     std::vector<LoadProblem> problems_;
 };

@@ -7,6 +7,7 @@
 #include "settingscore/settings/file/LevelFileKeeper.hpp"
 #include "settingscore/settings/file/SettingsFileReader.hpp"
 #include "settingscore/settings/root/RootStates.hpp"
+#include "settingscore/settings/root/Toolboxes.hpp"
 #include "settingscore/settings/root/TreesOnDemand.hpp"
 #include "varnek/event/EventManager.hpp"
 #include "varnek/files/FolderWatch.hpp"
@@ -43,6 +44,8 @@ void takeOver(const SettingsRootStateMgr& tree, const FolderChanges& changes) {
             continue;
         try {
             tree.files->loadLevel(group, LevelIndex::user);
+            if (tree.toolboxes != nullptr)
+                tree.toolboxes->noteFile(tree.files->status(group->getName(), LevelIndex::user));
         } catch (...) { // the other files are read all the same
             VARNEK_LOG(fileLog, error) << "Exception caught: " << causeOfCurrentException();
         }
