@@ -11,8 +11,15 @@ namespace core = settings::core;
 
 namespace {
 
-/// For processes that are there: they answer at once unless the machine is busy.
+/// Processes answer at once unless the machine is busy.
+constexpr std::chrono::milliseconds usual{200};
 constexpr std::chrono::seconds patience{2};
+
+/// True as soon as it is there; false when all processes that are there have told what they publish.
+bool comes(const std::string& group) {
+    return core::awaitRemoteGroups({group}, usual) ||
+           (core::awaitRemoteGroups({}, patience) && core::awaitRemoteGroups({group}, {}));
+}
 
 } // namespace
 
@@ -20,7 +27,7 @@ void attachRemote(const std::string& fullName) {
     root();
     core::attachRemoteGroups();
     const std::string group = fullName.substr(0, fullName.find('.'));
-    if (core::awaitRemoteGroups(group.empty() ? std::vector<std::string>() : std::vector{group}, patience))
+    if (group.empty() ? core::awaitRemoteGroups({}, patience) : comes(group))
         return;
     throw std::invalid_argument(group.empty() ? "no process publishes groups; \"vksettings serve\" does"
                                               : "no process publishes the group \"" + group + "\"");
