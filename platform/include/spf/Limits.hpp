@@ -18,8 +18,8 @@ inline constexpr std::size_t callsOfConnection = 1024; ///< that have no answer 
 inline constexpr std::size_t sharedWorkers = 32;
 
 /// What a client may leave untaken before its connection is closed.
-inline constexpr std::size_t announcements = 1024; ///< of one subscription
-inline constexpr std::size_t announcementBytes = 16 * requestBytes;
+inline constexpr std::size_t announcementBytes = 16 * requestBytes;       ///< of one connection
+inline constexpr std::size_t announcementLeast = 256;                     ///< what the smallest one counts
 inline constexpr std::size_t unsentBytes = 2 * replyBytes + requestBytes; ///< of one connection
 
 inline constexpr std::chrono::milliseconds call = std::chrono::seconds(25);

@@ -96,7 +96,8 @@ class VARNEK_EXPORT ServiceRuntime {
         std::string process; ///< its processName()
         RemoteError failure;
     };
-    /// As the last attempts to connect left it; nothing before discover(). They go on.
+    /// As the last attempts to connect left it; nothing before discover(). They go on. RemoteError of kind
+    /// refused in a child of fork(), disconnected while the process exits.
     std::vector<UnusableProcess> unusableProcesses() const;
 
     /// Tells this process from others: "spf.process" of its publications. Not the process id, which begins

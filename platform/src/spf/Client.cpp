@@ -80,8 +80,11 @@ void Client::tryToConnect(const std::string& name, std::uint64_t number) {
         Found* const found = find(name, number);
         if (found == nullptr)
             return;
-        found->failure = errorOf(failure);
-        note(log::Severity::warning, "Cannot connect to \"", name, "\": ", found->failure->what());
+        const RemoteError error = errorOf(failure);
+        const bool isNew = !found->failure || found->failure->kind() != error.kind();
+        note(isNew ? log::Severity::warning : log::Severity::debug, "Cannot connect to \"", name,
+             "\": ", error.what());
+        found->failure = error;
         tryAgain(name, number);
     }));
 }

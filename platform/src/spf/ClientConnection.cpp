@@ -94,6 +94,8 @@ ClientConnection::~ClientConnection() {
 }
 
 void ClientConnection::drop(const char* why) {
+    if (std::exchange(isDropped_, true))
+        return;
     note(why != nullptr ? log::Severity::warning : log::Severity::info, "The connection to process ",
          process_->id, " has ended", why != nullptr ? ": " : "", why != nullptr ? why : "");
     engine_.client.drop(process_->name, process_->connection);
@@ -148,6 +150,8 @@ void ClientConnection::call(std::uint64_t publication, const Words& request,
     const auto found = publications_.find(publication);
     if (found == publications_.end())
         return call->fail(RemoteErrorKind::disconnected, "The service is not published any more");
+    if (calls_ >= limits::callsOfConnection)
+        return call->fail(RemoteErrorKind::refused, "Too many calls have no answer yet");
     if (network_.getCurrentQueueSize() + request.bytes() > limits::unsentBytes)
         return call->fail(RemoteErrorKind::refused, "Too much waits for the other process");
     auto message = endpoint_.callRequest(roomFor(request.count()));
@@ -162,7 +166,8 @@ void ClientConnection::call(std::uint64_t publication, const Words& request,
     auto late = engine_.timer.afterDelay(nanoseconds * kj::NANOSECONDS).then([call] {
         call->fail(RemoteErrorKind::timedOut, "No answer came in time");
     });
-    tasks_.add(answered.exclusiveJoin(kj::mv(late)));
+    ++calls_;
+    tasks_.add(answered.exclusiveJoin(kj::mv(late)).attach(kj::defer([this] { --calls_; })));
 }
 
 void ClientConnection::deliver(kj::ArrayPtr<const kj::byte> reply, const std::shared_ptr<PendingCall>& call) {

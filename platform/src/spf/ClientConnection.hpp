@@ -61,6 +61,8 @@ class ClientConnection final : private kj::TaskSet::ErrorHandler {
     Engine& engine_;
     const std::shared_ptr<RemoteProcess> process_;
     Link<ClientConnection> link_{*this};
+    bool isDropped_ = false;
+    std::size_t calls_ = 0; // that have no answer yet
     std::map<std::uint64_t, std::shared_ptr<RemotePublication>> publications_;
     std::map<std::uint64_t, kj::Own<kj::PromiseFulfiller<void>>>
         announcements_; // that listeners have not taken

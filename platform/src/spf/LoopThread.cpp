@@ -15,6 +15,8 @@
 namespace varnek::spf {
 namespace {
 
+constexpr int tasksAtOnce = 64;
+
 /// What the library of the event loop would print, and nothing about where in the code it was.
 class QuietCallback : public kj::ExceptionCallback {
   public:
@@ -126,22 +128,37 @@ void LoopThread::serve(Core& core, std::promise<void>& started) {
         return;
     }
     started.set_value();
-    while (runTasks(*engine))
-        observer->whenBecomesReadable().wait(io->waitScope);
+    std::deque<Task> tasks;
+    while (takeTasks(tasks)) {
+        if (!tasks.empty())
+            runTasks(tasks, *engine);
+        if (tasks.empty())
+            observer->whenBecomesReadable().wait(io->waitScope);
+        else
+            engine->timer.afterDelay(0 * kj::NANOSECONDS).wait(io->waitScope); // others have their turn
+    }
 }
 
 /// False when the loop is to end.
-bool LoopThread::runTasks(Engine& engine) {
+bool LoopThread::takeTasks(std::deque<Task>& tasks) {
     eventfd_t ignored;
     ::eventfd_read(wake_.get(), &ignored); // whoever posts after this wakes the loop again
-    std::vector<Task> tasks;
+    std::vector<Task> fresh;
     {
         const std::lock_guard lock(mutex_);
         if (isEnding_)
             return false;
-        tasks.swap(tasks_);
+        fresh.swap(tasks_);
     }
-    for (Task& task : tasks) {
+    for (Task& task : fresh)
+        tasks.push_back(kj::mv(task));
+    return true;
+}
+
+void LoopThread::runTasks(std::deque<Task>& tasks, Engine& engine) {
+    for (int count = 0; count < tasksAtOnce && !tasks.empty(); ++count) {
+        Task task = kj::mv(tasks.front());
+        tasks.pop_front();
         try {
             task(engine);
         } catch (const kj::Exception& failure) {
@@ -152,7 +169,6 @@ bool LoopThread::runTasks(Engine& engine) {
             note(log::Severity::error, "Exception caught: Unknown");
         }
     }
-    return true;
 }
 
 } // namespace varnek::spf

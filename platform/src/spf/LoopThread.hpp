@@ -6,6 +6,7 @@
 #include <kj/async-io.h>
 #include <kj/function.h>
 
+#include <deque>
 #include <future>
 #include <mutex>
 #include <thread>
@@ -36,7 +37,8 @@ class LoopThread {
   private:
     void run(Core& core, std::promise<void>& started);
     void serve(Core& core, std::promise<void>& started);
-    bool runTasks(Engine& engine);
+    bool takeTasks(std::deque<Task>& tasks);
+    static void runTasks(std::deque<Task>& tasks, Engine& engine);
 
     std::thread thread_;
     std::mutex mutex_; // guards tasks_ and isEnding_

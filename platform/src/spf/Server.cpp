@@ -38,7 +38,8 @@ void Server::withdraw(std::uint64_t publication) {
         connection->withdraw(publication);
 }
 
-void Server::announce(std::uint64_t publication, const std::string& topic, const Words& announcement) {
+void Server::announce(std::uint64_t publication, const std::string& topic,
+                      const std::shared_ptr<const Words>& announcement) {
     for (const auto& [ignored, connection] : connections_)
         connection->announce(publication, topic, announcement);
 }

@@ -36,7 +36,8 @@ class Server final : private kj::TaskSet::ErrorHandler {
     /// Throws files::FileError when there can be no endpoint.
     void publish(std::shared_ptr<PublicationState> state, Words service);
     void withdraw(std::uint64_t publication);
-    void announce(std::uint64_t publication, const std::string& topic, const Words& announcement);
+    void announce(std::uint64_t publication, const std::string& topic,
+                  const std::shared_ptr<const Words>& announcement);
     /// What came of a call; nobody may be waiting for it any more.
     void reply(std::uint64_t connection, std::uint64_t call, Words reply);
     /// Makes the endpoint anew where somebody has removed it.

@@ -6,14 +6,23 @@
 #include "spf/Messages.hpp"
 #include "spf/PublicationState.hpp"
 
+#include <algorithm>
 #include <atomic>
-#include <stdexcept>
+#include <new>
+#include <system_error>
+#include <utility>
 
 namespace varnek::spf {
 namespace {
 
 /// Of calls that have no answer yet. Beyond that, nothing more is read.
 constexpr std::size_t unansweredBytes = 16 * limits::requestBytes;
+
+constexpr std::size_t announcementsAtOnce = 256;
+
+std::size_t countedBytes(const Words& announcement) {
+    return std::max(announcement.bytes(), limits::announcementLeast);
+}
 
 constexpr capnp::MessageSize roomFor(std::size_t words) {
     return {words + 16, 1};
@@ -80,6 +89,8 @@ ServerConnection::~ServerConnection() {
 }
 
 void ServerConnection::drop(const char* why) {
+    if (std::exchange(isDropped_, true))
+        return;
     if (why != nullptr)
         note(log::Severity::warning, "Close the connection of process ", process_, ": ", why);
     engine_.server.drop(number_);
@@ -198,27 +209,44 @@ void ServerConnection::endSubscription(std::uint64_t subscription) {
 }
 
 void ServerConnection::announce(std::uint64_t publication, const std::string& topic,
-                                const Words& announcement) {
-    for (auto& [number, subscribed] : subscriptions_)
-        if (subscribed.publication->number == publication && subscribed.topic == topic)
-            tell(number, subscribed, announcement);
+                                const std::shared_ptr<const Words>& announcement) {
+    for (const auto& [number, subscribed] : subscriptions_) {
+        if (isDropped_ || subscribed.publication->number != publication || subscribed.topic != topic)
+            continue;
+        untakenBytes_ += countedBytes(*announcement);
+        if (untakenBytes_ > limits::announcementBytes)
+            return drop("it does not take its announcements");
+        announcements_.push_back({number, announcement});
+    }
+    tell();
 }
 
-void ServerConnection::tell(std::uint64_t number, Subscribed& subscribed, const Words& announcement) {
-    const std::size_t bytes = announcement.bytes();
-    if (subscribed.untaken >= limits::announcements ||
-        subscribed.untakenBytes + bytes > limits::announcementBytes)
-        return drop("it does not take its announcements");
-    ++subscribed.untaken;
-    subscribed.untakenBytes += bytes;
-    auto request = subscribed.listener.announceRequest(roomFor(announcement.count()));
-    request.setAnnouncement(announcement.asBytes());
-    tasks_.add(request.send().ignoreResult().then([this, number, bytes] {
-        if (const auto found = subscriptions_.find(number); found != subscriptions_.end()) {
-            --found->second.untaken;
-            found->second.untakenBytes -= bytes;
+/// A few at a time: what is handed to the network waits in a chain, which must not grow long.
+void ServerConnection::tell() {
+    while (untaken_ < announcementsAtOnce && !announcements_.empty()) {
+        const Announcement next = std::move(announcements_.front());
+        announcements_.pop_front();
+        const std::size_t bytes = countedBytes(*next.words);
+        const auto subscribed = subscriptions_.find(next.subscription);
+        if (subscribed == subscriptions_.end()) {
+            untakenBytes_ -= bytes;
+            continue;
         }
-    }));
+        auto request = subscribed->second.listener.announceRequest(roomFor(next.words->count()));
+        request.setAnnouncement(next.words->asBytes());
+        ++untaken_;
+        tasks_.add(request.send().ignoreResult().then([this, bytes] { taken(bytes); },
+                                                      [this, bytes](kj::Exception&& failure) {
+                                                          taskFailed(kj::mv(failure));
+                                                          taken(bytes);
+                                                      }));
+    }
+}
+
+void ServerConnection::taken(std::size_t bytes) {
+    --untaken_;
+    untakenBytes_ -= bytes;
+    tell();
 }
 
 } // namespace varnek::spf

@@ -13,6 +13,7 @@
 #include <sys/types.h>
 
 #include <cstdint>
+#include <deque>
 #include <map>
 #include <memory>
 #include <string>
@@ -32,7 +33,8 @@ class ServerConnection final : private kj::TaskSet::ErrorHandler {
 
     void offer(std::uint64_t publication, const Words& service);
     void withdraw(std::uint64_t publication);
-    void announce(std::uint64_t publication, const std::string& topic, const Words& announcement);
+    void announce(std::uint64_t publication, const std::string& topic,
+                  const std::shared_ptr<const Words>& announcement);
     void reply(std::uint64_t call, Words reply);
 
   private:
@@ -47,8 +49,10 @@ class ServerConnection final : private kj::TaskSet::ErrorHandler {
         std::shared_ptr<PublicationState> publication;
         std::string topic;
         wire::Listener::Client listener;
-        std::size_t untaken = 0; // announcements that were not answered
-        std::size_t untakenBytes = 0;
+    };
+    struct Announcement {
+        std::uint64_t subscription;
+        std::shared_ptr<const Words> words;
     };
 
     void follow(wire::Follower::Client follower);
@@ -57,7 +61,8 @@ class ServerConnection final : private kj::TaskSet::ErrorHandler {
                                Words request);
     wire::Subscription::Client listen(wire::Endpoint::ListenParams::Reader params);
     void endSubscription(std::uint64_t subscription);
-    void tell(std::uint64_t number, Subscribed& subscribed, const Words& announcement);
+    void tell();
+    void taken(std::size_t bytes);
     void drop(const char* why);
     void taskFailed(kj::Exception&& failure) override;
 
@@ -65,9 +70,13 @@ class ServerConnection final : private kj::TaskSet::ErrorHandler {
     const std::uint64_t number_;
     const pid_t process_;
     Link<ServerConnection> link_{*this};
+    bool isDropped_ = false;
     std::map<std::uint64_t, Waiting> calls_; // that have no answer yet
     std::size_t answeredBytes_ = 0;          // of replies that are not in the network's queue yet
     std::map<std::uint64_t, Subscribed> subscriptions_;
+    std::deque<Announcement> announcements_; // that were not sent
+    std::size_t untaken_ = 0;                // that were sent and not answered
+    std::size_t untakenBytes_ = 0;           // of both
     kj::Maybe<wire::Follower::Client> follower_;
     Line line_;
     LimitedStream messages_;

@@ -122,10 +122,10 @@ class PublicationImpl final : public Publication {
     void announce(const std::string& topic, Value::List announcement) override {
         if (isForkChild() || state_->listeners == 0)
             return;
-        core_.loop.post([number = state_->number, topic,
-                         words = encodeMessage(topic, announcement, limits::requestBytes)](Engine& engine) {
-            engine.server.announce(number, topic, words);
-        });
+        core_.loop.post(
+            [number = state_->number, topic,
+             words = std::make_shared<const Words>(encodeMessage(topic, announcement, limits::requestBytes))](
+                Engine& engine) { engine.server.announce(number, topic, words); });
     }
 
   private:
@@ -162,6 +162,7 @@ class ServiceRuntime::Impl {
     }
 
     Core core;
+    std::atomic<bool> isDiscovering{false};
 
   private:
     /// At the end of the process, on any thread but that of the event loop.
@@ -232,10 +233,13 @@ void ServiceRuntime::discover(cppmicroservices::BundleContext context) {
         engine.watchFolder();
         engine.client.discover();
     }).get();
+    impl_->isDiscovering = true;
 }
 
 std::vector<ServiceRuntime::UnusableProcess> ServiceRuntime::unusableProcesses() const {
-    impl_->start();
+    refuseForkChild();
+    if (!impl_->isDiscovering)
+        return {};
     return onLoop(impl_->core.loop, [](Engine& engine) { return engine.client.unusable(); }).get();
 }
 

@@ -2,6 +2,7 @@
 #include "spf/PeerProcess.hpp"
 
 #include <condition_variable>
+#include <map>
 #include <mutex>
 
 namespace varnek::spf::test {
@@ -107,6 +108,20 @@ TEST_F(RemoteCalls, SlowCallsHoldUpNobody) {
         EXPECT_EQ("value", outcome(std::move(call)));
 }
 
+/// Many calls and announcements at once, and the end of all of them.
+TEST_F(RemoteCalls, BurstsAreBounded) {
+    const auto remote = published("burst");
+    std::map<std::string, std::size_t> ends;
+    std::vector<std::future<Value>> calls;
+    for (std::size_t i = 0; i < 20 * limits::callsOfConnection; ++i)
+        calls.push_back(remote->invoke("block", {}, patience));
+    peer.kill(SIGKILL);
+    for (auto& call : calls)
+        ++ends[outcome(std::move(call))];
+    EXPECT_EQ(calls.size(), ends["refused"] + ends["disconnected"]);
+    EXPECT_LE(limits::callsOfConnection, ends["disconnected"]);
+}
+
 TEST_F(RemoteCalls, EndWithTheirTime) {
     const auto remote = published("stopped");
     EXPECT_EQ("timedOut", outcome(remote->invoke("block", {}, 20ms)));
@@ -210,15 +225,15 @@ TEST_F(RemoteCalls, AnnouncementsComeInOrderUntilTheSubscriptionEnds) {
     auto subscription = remote->listen("topic", heard.listener());
     const auto other = remote->listen("another", others.listener());
     EXPECT_EQ("value", outcome(remote->invoke("echo", {}))); // so the provider knows of the listeners
-    EXPECT_EQ("ok", peer.ask("announce teller topic 500"));
-    ASSERT_TRUE(heard.reaches(500));
-    for (std::int64_t i = 0; i < 500; ++i)
+    EXPECT_EQ("ok", peer.ask("announce teller topic 5000"));
+    ASSERT_TRUE(heard.reaches(5000));
+    for (std::int64_t i = 0; i < 5000; ++i)
         ASSERT_EQ(i, heard.numbers[static_cast<std::size_t>(i)]);
     subscription = Subscription();
     EXPECT_EQ("ok", peer.ask("announce teller topic 10"));
     EXPECT_EQ("ok", peer.ask("announce teller another 1"));
     ASSERT_TRUE(others.reaches(1));
-    EXPECT_EQ(500u, heard.numbers.size());
+    EXPECT_EQ(5000u, heard.numbers.size());
 }
 
 /// It is told nothing more: its connection is closed, and the service comes anew.
@@ -229,7 +244,8 @@ TEST_F(RemoteCalls, AListenerThatStaysBehindIsCutOff) {
     const auto subscription =
         remote->listen("topic", [&](const Value::List&) { const std::lock_guard wait(gate); });
     EXPECT_EQ("value", outcome(remote->invoke("echo", {})));
-    EXPECT_EQ("ok", peer.ask("announce flood topic " + std::to_string(limits::announcements + 1)));
+    EXPECT_EQ("ok", peer.ask("announce flood topic " +
+                             std::to_string(limits::announcementBytes / limits::announcementLeast + 1)));
     EXPECT_TRUE(comesTrue([&] { return !remote->isAlive(); }));
     const auto again = find("flood");
     ASSERT_NE(nullptr, again);
