@@ -299,6 +299,52 @@ TEST_F(Attach, AServiceWithoutTheNameOfAGroupIsLeftAlone) {
     });
 }
 
+struct NobodyThere : varnek::spf::RemoteService {
+    std::shared_ptr<varnek::spf::Invokable> invokable() const override { return nullptr; }
+};
+
+TEST_F(Attach, TheTrackerIsMadeOnceAndTakesWhatCanBeCalled) {
+    inAnotherProcess([&] {
+        start("client");
+        SharingLog log;
+        root();
+        MSettings::reset();
+        EXPECT_EQ(Lines{"Create the remote top-level nodes tracker"}, log.among({"Create the remote"}));
+        const auto offer = [&] {
+            cppmicroservices::ServiceProperties properties;
+            properties[varnek::spf::property::serviceName] = std::string(spf::publisherId);
+            properties[varnek::spf::property::process] = std::string("another one");
+            properties[std::string(varnek::spf::property::serviceProperty) + spf::groupProperty] =
+                std::string("editor");
+            serviceContext().RegisterService<varnek::spf::RemoteService>(std::make_shared<NobodyThere>(),
+                                                                         properties);
+        };
+        offer();
+        EXPECT_EQ(Lines{"Exception caught: Missing invokable: editor"}, log.among({"Exception"}));
+        EXPECT_TRUE(getRemotePublishers().empty());
+        EXPECT_FALSE(isRemoteNow());
+    });
+}
+
+TEST_F(Attach, ANameThatDiffersByCaseOnlyIsLeftAlone) {
+    const auto addTop = [](const char* name) { root()->addGroup(name, true, false, "session"); };
+    OtherProcess provider(publisher("provider", {"notes", "editor"}, [&] { addTop("notes"); }), steps());
+    inAnotherProcess([&] {
+        start("client");
+        addTop("Notes");
+        ASSERT_EQ("", provider.started());
+        SharingLog log;
+        attached("editor");
+        waitUntil([] { return getRemotePublishers().size() == 2; });
+        EXPECT_EQ(
+            Lines{"Exception caught: The product name has already existed. Product name cannot only vary "
+                  "by case."},
+            log.among({"Exception"}));
+        EXPECT_EQ(nullptr, root()->getChild("notes"));
+        EXPECT_FALSE(isRemote(*root()->getChild("Notes")));
+    });
+}
+
 TEST_F(Attach, AProcessThatServesNothingOrTellsNothing) {
     OtherProcess odd(publishing(*this, {{"toplevelnode", "editor"}}), {});
     inAnotherProcess([&] {
