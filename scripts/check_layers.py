@@ -58,6 +58,8 @@ LIBRARIES = {
 STANDARD = re.compile(r"[a-z_0-9]+|boost/.*")
 SYSTEM = re.compile(r"((sys|linux|netinet|arpa)/)?[a-z_0-9]+\.h|cxxabi\.h")
 PEERS_ALLOWED = ("benchmarks/", "bindings/")
+# Who may see the service-provider framework.
+REMOTE_CALLERS = ("platform/include/spf/", "platform/src/spf/", SRC + "spf/", "benchmarks/")
 
 
 def room_of(path):
@@ -81,6 +83,8 @@ def fault_of_own(path, name, room, top):
         return f"leads to {target}, which has no row in {pathlib.Path(__file__).name}"
     if room[1] in OUTSIDE and theirs != room and "/src/" in target:
         return f"is hidden ({target}): only exported headers may be used here"
+    if target.startswith("platform/include/spf/") and not path.startswith(REMOTE_CALLERS):
+        return "may be included below " + " ".join(REMOTE_CALLERS) + " only"
     if theirs[0] < room[0] or theirs == room:
         return None
     return f"leads to room '{theirs[1]}' (row {theirs[0]:g}), not below room '{room[1]}' (row {room[0]:g})"

@@ -9,11 +9,14 @@
 #include "settingscore/spf/SettingsRemoteImpl.hpp"
 #include "support/Definitions.hpp"
 #include "support/LogLines.hpp"
+#include "json/Parser.hpp"
 
 #include <boost/any.hpp>
 
 #include <algorithm>
+#include <atomic>
 #include <mutex>
+#include <utility>
 
 namespace {
 
@@ -176,6 +179,66 @@ TEST_F(RemoteNode, CallsCanBeRead) {
     });
 }
 
+TEST_F(RemoteNode, ServesFourteenOperationsByTheirNames) {
+    const auto prepare = [] {
+        root()->getChild("editor")->addGroup("mine", true, false, "session");
+        root()->getChild("editor")->set("size", 1.0, "session");
+        return std::string();
+    };
+    withProvider({{"prepare", prepare}}, [](OtherProcess& provider, const Handle& editor) {
+        ASSERT_EQ("", provider.run("prepare"));
+        LogLines log("settings::core::spf");
+        const auto node = SettingsAccess::mutableNode(*editor);
+        editor->getChild("font");
+        EXPECT_EQ(9U, node->getChildren().size());
+        EXPECT_EQ(9U, std::as_const(*node).getChildren().size());
+        dynamic_cast<const settings::spf::SettingsRemoteImpl&>(*node).getParentFullName();
+        editor->get("size");
+        editor->unset("size", "session");
+        editor->removeNode("mine");
+        node->setSyncWithVCOSTree(false);
+        EXPECT_FALSE(node->needsSyncWithVCOSTree());
+        node->loadUserSettingsOncePerPrefdir();
+        EXPECT_FALSE(editor->isRoot() || editor->isReadOnly() || editor->isLeafNode());
+        EXPECT_TRUE(editor->isVisible());
+        std::string names;
+        for (const std::string& line : log.lines)
+            names += std::string(varnek::json::parseObject(line).find("name")->asString()) + " ";
+        EXPECT_EQ(
+            "callGetChild getChildrenNames getChildrenNamesConst getParentFullName getSettingMDArray unset "
+            "removeNode setSyncWithVCOSTree needsSyncWithVCOSTree loadUserSettingsOncePerPrefdir isRoot "
+            "isReadOnly isLeafNode isVisible ",
+            names);
+    });
+}
+
+// An alias of a group of this process leads to whoever has the group at the moment.
+TEST_F(RemoteNode, AnAliasOfThisProcessLeadsThere) {
+    const auto set = [] {
+        root()->getChild("editor")->set("size", 30.0, "session");
+        return std::string();
+    };
+    withProvider({{"set", set}}, [](OtherProcess& provider, const Handle&) {
+        const Handle shell = root()->getChild("shell");
+        ASSERT_EQ("", provider.run("set"));
+        EXPECT_TRUE(isRemote(*shell->getChild("far")));
+        EXPECT_EQ(Array::scalar(30.0), shell->get("far"));
+        EXPECT_EQ(Array::scalar(12.0), shell->get("far", "factory"));
+        EXPECT_TRUE(shell->isSet("far", "session"));
+        const std::string refused =
+            "MultipleSetShouldNotBeCalledRemotely: Loading user settings remotely (via "
+            "remote node size) is not supported yet.";
+        EXPECT_EQ(refused, refusal([&] { shell->set("far", Array::scalar(1.0), "session"); }));
+        EXPECT_EQ(refused, refusal([&] { shell->set<double>("far", 1.0, "session"); }));
+        shell->unset("far", "session");
+        EXPECT_EQ(Array::scalar(12.0), shell->get("far"));
+        provider.kill();
+        waitUntil([] { return !isRemote(*root()->getChild("editor")); });
+        shell->set("far", Array::scalar(5.0), "session");
+        EXPECT_EQ(Array::scalar(5.0), root()->getChild("editor")->get("size"));
+    });
+}
+
 // One call for the names of a group answers what its children are, once.
 TEST_F(RemoteNode, BrowsingTakesOneCallForAGroup) {
     withProvider({{"hide",
@@ -240,8 +303,13 @@ TEST_F(RemoteNode, TellsOfChangedValues) {
         {
             const varnek::event::ScopedConnection one =
                 manager.subscribe(editor->getChild("size")->getListenerValueChangeEventType(), take);
+            std::atomic<bool> isFamilyTold{false};
+            const varnek::event::ScopedConnection other = manager.subscribe(
+                editor->getSettingsByFullName("font.family")->getListenerValueChangeEventType(),
+                [&](const varnek::event::EventHandle&) { isFamilyTold = true; });
             ASSERT_EQ("", provider.run("13"));
-            waitUntil([&] { return count() == 1; });
+            waitUntil([&] { return count() == 1 && isFamilyTold; });
+            other.disconnectAndWait();
         }
         const varnek::event::ScopedConnection all = manager.subscribe(u"settings::core::SettingsEvent", take);
         ASSERT_EQ("", provider.run("14"));

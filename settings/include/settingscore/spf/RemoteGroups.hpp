@@ -50,10 +50,10 @@ SETTINGSCORE_EXPORT void withdrawTopLevelGroups(const std::vector<std::string>& 
 /// The names of the groups that this process publishes.
 SETTINGSCORE_EXPORT std::vector<std::string> getPublishedTopLevelGroups();
 
-/// Attaches what other processes publish, now and from now on, to the end of the process; may be called
-/// before the tree is built. Does not wait: groups come a little later (awaitRemoteGroups). Calling it again
-/// does nothing. std::runtime_error when there is no place to look for other processes or no means to watch
-/// it.
+/// Attaches what other processes publish, now and from now on, to the end of the process; may be called before
+/// the tree is built. Does not wait: groups come a little later (awaitRemoteGroups). Calling it again does
+/// nothing. Errors: varnek::host::HostError when there is no place to look for other processes,
+/// std::system_error when there are no means to watch it, std::runtime_error in the child of a fork().
 SETTINGSCORE_EXPORT void attachRemoteGroups();
 
 /// A process that publishes a group.
