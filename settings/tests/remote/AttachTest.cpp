@@ -210,13 +210,16 @@ TEST_F(Attach, APublicationThatComesAgain) {
         start("client");
         ASSERT_EQ("", provider.started());
         const Handle editor = attached();
-        for (int round = 0; round < times(200, 3); ++round) {
+        std::vector<std::size_t> held;
+        for (int round = 0; round < times(200, 5); ++round) {
             ASSERT_EQ("", provider.run("withdraw"));
             waitUntil([] { return !isRemoteNow(); });
             ASSERT_EQ("", provider.run("publish"));
             waitUntil([] { return isRemoteNow(); });
             EXPECT_EQ(Array::scalar(12.0), size());
+            held.push_back(namesIn("/proc/self/fd").size() + namesIn("/proc/self/task").size());
         }
+        EXPECT_EQ(held[1], held.back()); // neither files nor threads
         EXPECT_THROW(editor->get("size"), exception::RemoteCallFailed);
     });
 }
@@ -426,28 +429,31 @@ TEST_F(Attach, LookUpsFindAGroupAtAnyMoment) {
 
 // A process that dies in the middle of calls costs its callers an error each.
 TEST_F(Attach, AProcessThatDiesDuringCalls) {
-    for (int round = 0; round < times(1000, 3); ++round) {
+    const auto call = [] {
+        const Handle editor = root()->getChild("editor");
+        try {
+            for (;;)
+                if (editor->get("size") != Array::scalar(12.0))
+                    return std::string("another value");
+        } catch (const exception::RemoteCallFailed& failure) {
+            if (failure.getFault() != exception::RemoteCallFailed::Fault::disconnected)
+                return std::string(failure.what());
+        }
+        waitUntil([] { return !isRemoteNow(); });
+        return std::string(isRemoteNow() ? "still there" : "");
+    };
+    const auto attach = [this] { return attached() == nullptr || !isRemoteNow() ? "not attached" : ""; };
+    OtherProcess client([this] { start("client"); }, {{"attach", attach}, {"call", call}});
+    ASSERT_EQ("", client.started());
+    for (int round = 0; round < times(1000, 3) && !HasFailure(); ++round) {
         OtherProcess provider(publisher("provider"), steps());
-        inAnotherProcess([&] {
-            start("client");
-            ASSERT_EQ("", provider.started());
-            const Handle editor = attached();
-            std::thread killer([&] {
-                for (int i = 0; i < round * 37 % 1000; ++i)
-                    std::this_thread::yield();
-                provider.kill();
-            });
-            try {
-                for (;;)
-                    EXPECT_EQ(Array::scalar(12.0), editor->get("size"));
-            } catch (const exception::RemoteCallFailed& failure) {
-                EXPECT_EQ(exception::RemoteCallFailed::Fault::disconnected, failure.getFault());
-            }
-            killer.join();
-            waitUntil([] { return !isRemoteNow(); });
-        });
-        if (HasFailure())
-            break;
+        ASSERT_EQ("", provider.started());
+        ASSERT_EQ("", client.run("attach"));
+        client.begin("call");
+        for (int i = 0; i < round * 37 % 1000; ++i)
+            std::this_thread::yield();
+        provider.kill();
+        EXPECT_EQ("", client.result());
     }
 }
 

@@ -107,8 +107,12 @@ std::string OtherProcess::started() {
     return readLine();
 }
 
-std::string OtherProcess::run(const std::string& step) {
+void OtherProcess::begin(const std::string& step) const {
     writeLine(commands_, step);
+}
+
+std::string OtherProcess::run(const std::string& step) {
+    begin(step);
     return readLine();
 }
 

@@ -27,6 +27,9 @@ class OtherProcess {
     std::string started();
     /// Has the step done, and waits; its result, "!" and the text of what it raised, or "(gone)".
     std::string run(const std::string& step);
+    /// The same in two parts, with other things in between.
+    void begin(const std::string& step) const;
+    std::string result() { return readLine(); }
     /// Ends it without a chance to clean up.
     void kill();
     void stop() const;
