@@ -35,7 +35,8 @@ struct SharedPlace : testing::Test {
                    {"name": "elsewhere", "attributes": {"aliasName": "shell.x"}}],
                    "groups": [{"groupName": "font", "readonly": true,
                                "settings": [{"name": "family", "value": "mono"}]}]})");
-        define(R"({"groupName": "shell", "settings": [{"name": "x", "value": 7}]})");
+        define(R"({"groupName": "shell", "settings": [{"name": "x", "value": 7},
+                   {"name": "far", "attributes": {"aliasName": "editor.size"}}]})");
     }
 
     void define(const std::string& document) const {

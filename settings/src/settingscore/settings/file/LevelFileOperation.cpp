@@ -9,6 +9,7 @@
 #include "settingscore/settings/file/SettingsFileWriter.hpp"
 #include "settingscore/settings/file/TreeSnapshot.hpp"
 #include "settingscore/settings/settingsFile.hpp"
+#include "settingscore/settings/settingsImpl.hpp"
 #include "varnek/files/FileAccess.hpp"
 #include "varnek/files/FileStamp.hpp"
 #include "varnek/files/Folder.hpp"
@@ -242,7 +243,9 @@ NodePtr LevelFileKeeper::Operation::groupToSave() {
         state.forgetKept();
     }
     const NodePtr again = root == nullptr ? NodePtr() : root->getChild(key_.first, false);
-    return again != nullptr && again->originLevel() != LevelIndex::session ? again : NodePtr();
+    const bool isOfThisProcess =
+        again != nullptr && boost::dynamic_pointer_cast<SettingsImpl>(again->unwrap()) != nullptr;
+    return isOfThisProcess && again->originLevel() != LevelIndex::session ? again : NodePtr();
 }
 
 bool LevelFileKeeper::Operation::refuseEncrypted() {

@@ -4,6 +4,7 @@
 #include "settingscore/boostany/ArrayConversion.hpp"
 #include "settingscore/exception/Exceptions.hpp"
 #include "settingscore/exception/ValueTooLargeForFile.hpp"
+#include "settingscore/settings/node/AliasDestination.hpp"
 #include "settingscore/settings/node/FileFit.hpp"
 #include "settingscore/settings/node/NodeLog.hpp"
 #include "settingscore/settings/settingsImpl.hpp"
@@ -80,11 +81,22 @@ std::vector<Failure> SettingsImpl::checkValues(std::span<const NodeValue> values
     return failures;
 }
 
+namespace {
+
+/// The node of another process that a node of a batch stands for, which refuses by itself; empty for one of
+/// this process.
+NodePtr foreignNode(const NodePtr& node) {
+    NodePtr target = behindAlias(node);
+    return boost::dynamic_pointer_cast<SettingsImpl>(target->unwrap()) == nullptr ? target : NodePtr();
+}
+
+} // namespace
+
 std::vector<Failure> SettingsImpl::multipleValidate(std::span<const NodeValue> values, bool collect) const {
     const auto settings = storeTargets(values);
     for (std::size_t i = 0; i < values.size(); ++i)
-        if (settings[i] == nullptr) // of another process, which refuses
-            values[i].first->multipleValidate(values.subspan(i, 1), collect);
+        if (const NodePtr foreign = settings[i] == nullptr ? foreignNode(values[i].first) : NodePtr())
+            foreign->multipleValidate(values.subspan(i, 1), collect);
     return checkValues(values, settings, collect, nullptr);
 }
 
@@ -126,8 +138,8 @@ std::vector<Failure> SettingsImpl::multipleSet(std::span<const NodeValue> values
     const LevelIndex at = checkLevel(level);
     const auto settings = storeTargets(values); // once: what was checked is what is stored in
     for (std::size_t i = 0; i < values.size(); ++i)
-        if (settings[i] == nullptr) // of another process, which refuses
-            values[i].first->multipleSet(values.subspan(i, 1), level, collect);
+        if (const NodePtr foreign = settings[i] == nullptr ? foreignNode(values[i].first) : NodePtr())
+            foreign->multipleSet(values.subspan(i, 1), level, collect);
     std::vector<ShapedArray> accepted;
     accepted.reserve(values.size());
     std::vector<Failure> failures = checkValues(values, settings, collect, &accepted);

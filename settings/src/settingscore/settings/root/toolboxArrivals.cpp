@@ -48,7 +48,8 @@ void Toolboxes::addSubgroup(const FactorySettingsTracker::Service& service) {
     const std::string path = service->getParentName();
     NodePtr parent = root, product;
     for (std::string_view rest = path; !rest.empty() && parent != nullptr;) {
-        parent = childCalled(nextName(rest), parent->getChildren());
+        const std::string step(nextName(rest));
+        parent = parent == root ? localGroup(step) : childCalled(step, parent->getChildren());
         if (const auto top = boost::dynamic_pointer_cast<DeclaredGroup>(parent); top && !top->isLoaded())
             return; // it comes with its parent
         product = product == nullptr ? parent : product;
