@@ -1,89 +1,20 @@
 // Groups of other processes come and go below the root of this one.
 
 #include "remote/SharedPlace.hpp"
+#include "remote/SharingLog.hpp"
 
 #include "settingscore/MSettings.hpp"
 #include "settingscore/SettingsSaving.hpp"
 #include "settingscore/exception/Exceptions.hpp"
-#include "settingscore/plugin/ServiceFramework.hpp"
-#include "settingscore/settings/node/SettingsAccess.hpp"
-#include "settingscore/settings/root/RootStates.hpp"
-#include "settingscore/spf/SpfSettingsServiceProvider.hpp"
-#include "settingscore/spf/TopLevelNodeClientTracker.hpp"
-#include "spf/ServiceRuntime.hpp"
-#include "support/LogLines.hpp"
 #include "varnek/files/PathText.hpp"
-#include "varnek/log/Channel.hpp"
 
-#include <algorithm>
 #include <atomic>
-#include <mutex>
 #include <thread>
 
 namespace {
 
 using namespace settings::core;
 using namespace settings::test;
-namespace spf = settings::spf;
-using Lines = std::vector<std::string>;
-
-std::string step(const std::function<void()>& work) {
-    work();
-    return "";
-}
-
-const OtherProcess::Steps& steps() {
-    static const OtherProcess::Steps all = {
-        {"withdraw", [] { return step([] {
-                              withdrawTopLevelGroups({"editor", "no such group"});
-                          }); }},
-        {"publish", [] { return step([] { publishTopLevelGroups({"editor"}); }); }},
-        {"size 50",
-         [] { return step([] { SharedPlace::root()->getChild("editor")->set("size", 50.0, "session"); }); }},
-    };
-    return all;
-}
-
-Array size() {
-    return SharedPlace::root()->getChild("editor")->get("size");
-}
-
-bool isRemoteNow() {
-    return isRemote(*SharedPlace::root()->getChild("editor"));
-}
-
-/// What the two channels of attaching say, from any thread.
-class SharingLog {
-  public:
-    SharingLog() {
-        for (const char* channel : channels)
-            varnek::log::setLevel(channel, varnek::log::Severity::info);
-        varnek::log::setSink([this](std::string_view from, varnek::log::Severity, std::string_view text) {
-            const std::lock_guard lock(mutex_);
-            if (from == channels[0] || from == channels[1])
-                lines_.emplace_back(text);
-        });
-    }
-    SharingLog(const SharingLog&) = delete;
-    SharingLog& operator=(const SharingLog&) = delete;
-    ~SharingLog() { varnek::log::setSink({}); }
-
-    /// The lines that begin with one of these.
-    Lines among(const Lines& beginnings) const {
-        const std::lock_guard lock(mutex_);
-        Lines found;
-        for (const std::string& line : lines_)
-            if (std::any_of(beginnings.begin(), beginnings.end(),
-                            [&](const std::string& beginning) { return line.starts_with(beginning); }))
-                found.push_back(line);
-        return found;
-    }
-
-  private:
-    static constexpr const char* channels[] = {"settings::core::spf", "settings::core::settingsImplRoot"};
-    mutable std::mutex mutex_;
-    Lines lines_;
-};
 
 struct Attach : SharedPlace {};
 
@@ -178,32 +109,6 @@ TEST_F(Attach, TheFirstOfTwoPublishersStaysAndTheSecondTakesOver) {
     });
 }
 
-TEST_F(Attach, AProcessDoesNotAttachWhatItPublishesItself) {
-    OtherProcess other(publisher("other"), steps());
-    inAnotherProcess([&] {
-        start("client");
-        SharingLog log;
-        publishTopLevelGroups({"editor", "shell"});
-        EXPECT_EQ((Lines{"Successfully registered SPF service editor",
-                         "Successfully registered SPF service shell"}),
-                  log.among({"Successfully"}));
-        EXPECT_EQ((Lines{"editor", "shell"}), getPublishedTopLevelGroups());
-        attachRemoteGroups();
-        ASSERT_EQ("", other.started());
-        ASSERT_EQ("", other.run("size 50"));
-        waitUntil([] { return getRemotePublishers().size() == 1; });
-        EXPECT_FALSE(getRemotePublishers()[0].isAttached);
-        EXPECT_FALSE(isRemoteNow());
-        withdrawTopLevelGroups({"editor"});
-        waitUntil([] { return isRemoteNow(); });
-        EXPECT_EQ(Array::scalar(50.0), size());
-        publishTopLevelGroups({"editor"}); // its own group, while the other one stays
-        EXPECT_TRUE(isRemoteNow());
-        EXPECT_EQ((Lines{"editor", "shell"}), getPublishedTopLevelGroups());
-        withdrawTopLevelGroups(getPublishedTopLevelGroups());
-    });
-}
-
 TEST_F(Attach, APublicationThatComesAgain) {
     OtherProcess provider(publisher("provider"), steps());
     inAnotherProcess([&] {
@@ -221,154 +126,6 @@ TEST_F(Attach, APublicationThatComesAgain) {
         }
         EXPECT_EQ(held[1], held.back()); // neither files nor threads
         EXPECT_THROW(editor->get("size"), exception::RemoteCallFailed);
-    });
-}
-
-TEST_F(Attach, PublishingFailsInWords) {
-    inAnotherProcess([&] {
-        start("client");
-        const auto failing = [](const Lines& groups, std::chrono::milliseconds limit) {
-            try {
-                publishTopLevelGroups(groups, limit);
-            } catch (const std::exception& failure) {
-                return classOf(failure) + ": " + failure.what();
-            }
-            return std::string("nothing");
-        };
-        SharingLog log;
-        EXPECT_EQ("NoSuchNode: The sub Settings node does not exist.",
-                  failing({"editor", "nothing"}, std::chrono::seconds(5)));
-        EXPECT_TRUE(getPublishedTopLevelGroups().empty());
-        EXPECT_EQ("ServicePublishTimeout: Timeout publishing services",
-                  failing({"editor"}, std::chrono::milliseconds(0)));
-        EXPECT_EQ(Lines{"Failed to register service editor"}, log.among({"Failed"}));
-        EXPECT_TRUE(getPublishedTopLevelGroups().empty());
-    });
-    inAnotherProcess([&] {
-        start("client");
-        ::setenv("XDG_RUNTIME_DIR", (base / "blocked").c_str(), 1);
-        std::filesystem::create_directory(base / "blocked");
-        std::filesystem::permissions(base / "blocked", std::filesystem::perms::owner_all);
-        writeBytes(base / "blocked/varnek-spf", "in the way");
-        SharingLog log;
-        try {
-            publishTopLevelGroups({"shell", "editor"});
-            ADD_FAILURE();
-        } catch (const exception::SettingsException& failure) {
-            EXPECT_TRUE(std::string(failure.what()).starts_with("Failed to publish service: "))
-                << failure.what();
-        }
-        EXPECT_EQ(Lines{"Failed to register service shell"}, log.among({"Failed"}));
-    });
-}
-
-/// A service that is none of ours, or is broken.
-struct SilentProvider : varnek::spf::ServiceProvider {
-    varnek::spf::Value invoke(const std::string& method, const varnek::spf::Value::List&) override {
-        throw varnek::spf::RemoteError(varnek::spf::RemoteErrorKind::unknownMethod, method);
-    }
-};
-
-std::function<void()> publishing(const SharedPlace& place,
-                                 const std::map<std::string, std::string>& properties) {
-    return [&place, properties] {
-        place.start("provider");
-        varnek::spf::ServiceDescription description;
-        description.name = "odd";
-        description.serviceProperties = properties;
-        static std::vector<std::unique_ptr<varnek::spf::Publication>> publications;
-        publications.push_back(varnek::spf::ServiceRuntime::instance().publish(
-            serviceContext(),
-            varnek::spf::SPFConfiguration::Builder()
-                .addServicePublisher("rpcservicepublisher", {"localServiceOnly"})
-                .build(),
-            spf::publisherId, description, std::make_shared<SilentProvider>()));
-    };
-}
-
-TEST_F(Attach, AServiceWithoutTheNameOfAGroupIsLeftAlone) {
-    OtherProcess odd(publishing(*this, {{"another", "property"}}), {});
-    OtherProcess provider(publisher("provider"), steps());
-    inAnotherProcess([&] {
-        start("client");
-        root();
-        SharingLog log;
-        ASSERT_EQ("", odd.started());
-        ASSERT_EQ("", provider.started());
-        attached();
-        waitUntil([&] { return !log.among({"Exception caught"}).empty(); });
-        EXPECT_EQ(Lines{"Exception caught: Missing property: spf.serviceproperty.toplevelnode"},
-                  log.among({"Exception caught"}));
-    });
-}
-
-struct NobodyThere : varnek::spf::RemoteService {
-    std::shared_ptr<varnek::spf::Invokable> invokable() const override { return nullptr; }
-};
-
-TEST_F(Attach, TheTrackerIsMadeOnceAndTakesWhatCanBeCalled) {
-    inAnotherProcess([&] {
-        start("client");
-        SharingLog log;
-        root();
-        MSettings::reset();
-        EXPECT_EQ(Lines{"Create the remote top-level nodes tracker"}, log.among({"Create the remote"}));
-        const auto offer = [&] {
-            cppmicroservices::ServiceProperties properties;
-            properties[varnek::spf::property::serviceName] = std::string(spf::publisherId);
-            properties[varnek::spf::property::process] = std::string("another one");
-            properties[std::string(varnek::spf::property::serviceProperty) + spf::groupProperty] =
-                std::string("editor");
-            serviceContext().RegisterService<varnek::spf::RemoteService>(std::make_shared<NobodyThere>(),
-                                                                         properties);
-        };
-        offer();
-        EXPECT_EQ(Lines{"Exception caught: Missing invokable: editor"}, log.among({"Exception"}));
-        EXPECT_TRUE(getRemotePublishers().empty());
-        EXPECT_FALSE(isRemoteNow());
-    });
-}
-
-TEST_F(Attach, ANameThatDiffersByCaseOnlyIsLeftAlone) {
-    const auto addTop = [](const char* name) { root()->addGroup(name, true, false, "session"); };
-    OtherProcess provider(publisher("provider", {"notes", "editor"}, [&] { addTop("notes"); }), steps());
-    inAnotherProcess([&] {
-        start("client");
-        addTop("Notes");
-        ASSERT_EQ("", provider.started());
-        SharingLog log;
-        attached("editor");
-        waitUntil([] { return getRemotePublishers().size() == 2; });
-        EXPECT_EQ(
-            Lines{"Exception caught: The product name has already existed. Product name cannot only vary "
-                  "by case."},
-            log.among({"Exception"}));
-        EXPECT_EQ(nullptr, root()->getChild("notes"));
-        EXPECT_FALSE(isRemote(*root()->getChild("Notes")));
-    });
-}
-
-TEST_F(Attach, AProcessThatServesNothingOrTellsNothing) {
-    OtherProcess odd(publishing(*this, {{"toplevelnode", "editor"}}), {});
-    inAnotherProcess([&] {
-        start("client");
-        ASSERT_EQ("", odd.started());
-        const Handle editor = attached();
-        const auto failing = [](const std::function<void()>& operation) {
-            try {
-                operation();
-            } catch (const std::exception& failure) {
-                return classOf(failure);
-            }
-            return std::string("nothing");
-        };
-        const auto node = detail::SettingsAccess::mutableNode(*editor);
-        EXPECT_EQ("RemoteCallFailed", failing([&] { editor->get("size"); }));
-        EXPECT_EQ("LoadingUserSettingsRemotelyIsNotSupported",
-                  failing([&] { node->loadUserSettingsOncePerPrefdir(); }));
-        EXPECT_EQ("RemoteNodesDoNotSynchronizeWithVCOSTree", failing([&] { node->needsSyncWithVCOSTree(); }));
-        EXPECT_EQ("RemoteNodesDoNotSynchronizeWithVCOSTree",
-                  failing([&] { node->setSyncWithVCOSTree(true); }));
     });
 }
 

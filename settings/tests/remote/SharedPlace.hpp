@@ -76,4 +76,31 @@ struct SharedPlace : testing::Test {
     TempFolder base;
 };
 
+// ---- what tests ask the processes for ----
+
+inline std::string step(const std::function<void()>& work) {
+    work();
+    return "";
+}
+
+inline const OtherProcess::Steps& steps() {
+    static const OtherProcess::Steps all = {
+        {"withdraw", [] { return step([] {
+                              core::withdrawTopLevelGroups({"editor", "no such group"});
+                          }); }},
+        {"publish", [] { return step([] { core::publishTopLevelGroups({"editor"}); }); }},
+        {"size 50",
+         [] { return step([] { SharedPlace::root()->getChild("editor")->set("size", 50.0, "session"); }); }},
+    };
+    return all;
+}
+
+inline Array size() {
+    return SharedPlace::root()->getChild("editor")->get("size");
+}
+
+inline bool isRemoteNow() {
+    return core::isRemote(*SharedPlace::root()->getChild("editor"));
+}
+
 } // namespace settings::test
