@@ -59,6 +59,8 @@ class Run {
 int main(int argc, char** argv) {
     if (argc > 1 && std::string_view(argv[1]) == "--start")
         return runStart(argc, argv);
+    if (argc > 1 && std::string_view(argv[1]) == "--serve")
+        return runServer(argc, argv);
     const Options options = optionsOf(argc, argv);
     const Folders folders;
     const Handle root = buildTree(folders);
@@ -74,6 +76,8 @@ int main(int argc, char** argv) {
     run.add(userLevelRows(root));
     settings::core::turnOnSettingsSaving();
     run.add(saveRows(root, folders.base));
+    if (run.wants("another process"))
+        run.add(remoteRows(root, folders.base));
     if (run.wants("start"))
         run.add(startResults(folders.base));
     const std::string text = report(run.results());

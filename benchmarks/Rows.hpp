@@ -23,6 +23,11 @@ std::vector<Row> validationRows();
 /// Saving, below `folder`. To be run last: it turns saving on again.
 std::vector<Row> saveRows(const Handle& root, const std::filesystem::path& folder);
 
+/// Reading and browsing a group of another process. Such processes have their sockets below `folder`.
+std::vector<Row> remoteRows(const Handle& root, const std::filesystem::path& folder);
+/// One such process: settings_bench --serve CONTESTANT FOLDER
+int runServer(int argc, char** argv);
+
 /// What one process needs from the beginning of its work on.
 struct StartFigures {
     double start = 0;     ///< ns until a setting can be asked for
