@@ -6,6 +6,7 @@
 #include "spf/Messages.hpp"
 
 #include <capnp/message.h>
+#include <kj/time.h>
 
 namespace varnek::spf {
 namespace {
@@ -163,9 +164,9 @@ void ClientConnection::call(std::uint64_t publication, const Words& request,
         },
         [call](kj::Exception&& failure) { call->fail(kindOf(failure), failure.getDescription().cStr()); });
     const auto nanoseconds = std::chrono::duration_cast<std::chrono::nanoseconds>(left).count();
-    auto late = engine_.timer.afterDelay(nanoseconds * kj::NANOSECONDS).then([call] {
-        call->fail(RemoteErrorKind::timedOut, "No answer came in time");
-    });
+    // The timer's own idea of the present is that of the loop's last look at its descriptors.
+    auto late = engine_.timer.atTime(kj::systemPreciseMonotonicClock().now() + nanoseconds * kj::NANOSECONDS)
+                    .then([call] { call->fail(RemoteErrorKind::timedOut, "No answer came in time"); });
     ++calls_;
     tasks_.add(answered.exclusiveJoin(kj::mv(late)).attach(kj::defer([this] { --calls_; })));
 }

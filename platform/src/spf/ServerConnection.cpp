@@ -85,6 +85,7 @@ ServerConnection::~ServerConnection() {
     link_.cut();
     while (!subscriptions_.empty())
         endSubscription(subscriptions_.begin()->first);
+    follower_ = nullptr; // before the system that it belongs to
     engine_.core.workers.clear(number_);
 }
 

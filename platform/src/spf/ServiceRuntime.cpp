@@ -88,7 +88,11 @@ class PublicationImpl final : public Publication {
         : core_(core), state_(std::move(state)) {
         auto published =
             onLoop(core.loop, [state = state_, words = std::move(service)](Engine& engine) mutable {
-                engine.watchFolder();
+                try {
+                    engine.watchFolder();
+                } catch (const std::system_error& failure) { // an endpoint that is removed stays away
+                    note(log::Severity::warning, "Cannot watch the endpoints: ", failure.what());
+                }
                 engine.server.publish(state, std::move(words));
             });
         // A limit without any time is over already.
@@ -157,7 +161,7 @@ class ServiceRuntime::Impl {
             core.folder = endpointFolder();
             watchForks();
             core.loop.start(core);
-            std::atexit([] { instance().impl_->end(); });
+            std::atexit(endWithTheProcess);
         });
     }
 
@@ -165,6 +169,8 @@ class ServiceRuntime::Impl {
     std::atomic<bool> isDiscovering{false};
 
   private:
+    static void endWithTheProcess() { instance().impl_->end(); }
+
     /// At the end of the process, on any thread but that of the event loop.
     void end() {
         if (isForkChild())

@@ -129,7 +129,7 @@ TEST_F(RemoteCalls, EndWithTheirTime) {
     peer.kill(SIGSTOP);
     const auto begin = std::chrono::steady_clock::now();
     EXPECT_EQ("timedOut", outcome(remote->invoke("echo", {}, 100ms)));
-    EXPECT_LE(100ms, std::chrono::steady_clock::now() - begin + 1ms); // the clock of the loop is coarse
+    EXPECT_LE(100ms, std::chrono::steady_clock::now() - begin);
     EXPECT_TRUE(remote->isAlive());
     peer.kill(SIGCONT);
     EXPECT_EQ("value", outcome(remote->invoke("echo", {}, patience)));
