@@ -1,9 +1,9 @@
 // The remote store on Cap'n Proto and nothing else: both ends on the thread of their event loop.
 
-#include "Bare.capnp.h"
 #include "RemoteStores.hpp"
 #include "Workload.hpp"
 
+#include <Bare.capnp.h>
 #include <capnp/ez-rpc.h>
 
 #include <vector>

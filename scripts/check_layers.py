@@ -48,7 +48,7 @@ LIBRARIES = {
     r"boost/locale(?!/encoding_utf\.hpp)|fmt/": ["platform/src/catalogue/"],
     r"boost/log/": ["platform/src/log/"],
     r"boost/dll": ["platform/src/modules/"],
-    r"capnp/|kj/|.*\.capnp\.h": ["platform/src/spf/"],
+    r"capnp/|kj/|.*\.capnp\.h": ["platform/src/spf/", "benchmarks/"],
     r"sodium": ["settings/plugins/keymanager/"],
     r"tbb/|oneapi/": ["settings/src/*.cpp"],
     r"CLI/": ["tools/*.cpp"],
