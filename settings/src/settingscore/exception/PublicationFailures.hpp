@@ -1,4 +1,5 @@
-/// Failures of publishing groups to other processes and of reaching theirs. They do not leave the library.
+/// Failures of publishing groups to other processes and of reaching theirs. Outside of the library they are
+/// caught as SettingsException.
 #pragma once
 
 #include "settingscore/exception/FailureShapes.hpp"
