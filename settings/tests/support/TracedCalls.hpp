@@ -14,6 +14,13 @@ namespace settings::test {
 /// What a traced process asks for with access(2), so that the calls in between can be told.
 constexpr auto beginMarker = "/settings-test-begin", endMarker = "/settings-test-end";
 
+/// A sanitizer makes calls of its own, which must not fail.
+#ifdef __SANITIZE_ADDRESS__
+constexpr bool callsAreOurs = false;
+#else
+constexpr bool callsAreOurs = true;
+#endif
+
 struct TracedCall {
     std::string name;
     int number = 0; // among the calls of that name in the whole process
