@@ -301,8 +301,11 @@ void PrefdirFileWriterQueue::processWhatIsLeft(Pending pending) noexcept {
 void PrefdirFileWriterQueue::endHere() noexcept {
     Operations untold;
     for (Pass* pass = Pass::innermostHere; pass != nullptr; pass = pass->outer)
-        if (&pass->queue == this)
+        if (&pass->queue == this) {
             runLevels(pass->levels, &untold);
+            if (!isWorker()) // nobody comes back to it
+                endPassOfCaller();
+        }
     {
         Pass last(*this, takePending(Pending::woken));
         runLevels(last.levels, &untold);

@@ -147,9 +147,16 @@ std::vector<LoadProblem> FactorySettingsTracker::problems() const {
 /// One that cannot say what it is must not reach the trees, which would fail with it.
 template <class Entry>
 bool FactorySettingsTracker::enterUnlessBroken(const Entry& entry) noexcept {
-    const DefinesHere definesHere;
+    return unlessBroken(entry, [&] {
+        if (enter(entry))
+            addToTrees(entry);
+    });
+}
+
+template <class Entry, class Step>
+bool FactorySettingsTracker::unlessBroken(const Entry& entry, const Step& step) noexcept {
     try {
-        enter(entry);
+        step();
         return true;
     } catch (...) {
         std::string cause = causeOfCurrentException();
@@ -172,7 +179,7 @@ bool FactorySettingsTracker::enterOnce(Known<Key, Entry>& known, const Key& key,
     return false;
 }
 
-/// The next of its name takes its place.
+/// The next of its name takes its place at once: it may leave, too, while its code runs.
 template <class Key, class Entry>
 void FactorySettingsTracker::leave(Known<Key, Entry>& known, const Entry& entry) noexcept {
     Entry next;
@@ -184,34 +191,47 @@ void FactorySettingsTracker::leave(Known<Key, Entry>& known, const Entry& entry)
         if (left == known.inForce.end())
             return;
         if (const auto waiting = known.waiting.find(left->first); waiting != known.waiting.end()) {
-            next = std::move(waiting->second);
+            next = waiting->second;
+            left->second = {next, ++arrivals_};
             known.waiting.erase(waiting);
+        } else {
+            known.inForce.erase(left);
         }
-        known.inForce.erase(left);
     }
     if (next != nullptr)
-        enterUnlessBroken(next);
+        unlessBroken(next, [&] { addToTrees(next); });
 }
 
-void FactorySettingsTracker::enter(const Service& service) {
+bool FactorySettingsTracker::enter(const Service& service) {
+    const DefinesHere definesHere;
     const std::string group = requiredName(*service);
-    const std::string parent = service->getParentName();
     static_cast<void>(service->isVisible()); // says so now, or never
-    if (!enterOnce(services_, Name(parent, group), service, group))
-        return;
+    return enterOnce(services_, Name(service->getParentName(), group), service, group);
+}
+
+bool FactorySettingsTracker::enter(const Loader& loader) {
+    const DefinesHere definesHere;
+    const std::string name = requiredName(*loader);
+    static_cast<void>(loader->isHidden());
+    return enterOnce(loaders_, name, loader, name);
+}
+
+void FactorySettingsTracker::addToTrees(const Service& service) {
+    std::string group, parent;
+    {
+        const DefinesHere definesHere;
+        group = requiredName(*service);
+        parent = service->getParentName();
+    }
     VARNEK_LOG(rootLog, info) << "Tracker:";
     if (!parent.empty())
         VARNEK_LOG(rootLog, info) << "Subgroup Factory File Microservice for " << parent << " : " << group;
     addToAllTrees(service);
 }
 
-void FactorySettingsTracker::enter(const Loader& loader) {
-    const std::string name = requiredName(*loader);
-    static_cast<void>(loader->isHidden());
-    if (!enterOnce(loaders_, name, loader, name))
-        return;
+void FactorySettingsTracker::addToTrees(const Loader& loader) {
     VARNEK_LOG(rootLog, info) << "Tracker:";
-    VARNEK_LOG(rootLog, info) << "Top level Factory File Loader: " << name;
+    VARNEK_LOG(rootLog, info) << "Top level Factory File Loader: " << requiredName(*loader);
     addLoaderToAllTrees(loader);
 }
 

@@ -75,8 +75,12 @@ class FactorySettingsTracker {
     void leave(Known<Key, Entry>& known, const Entry& entry) noexcept;
     template <class Entry>
     bool enterUnlessBroken(const Entry& entry) noexcept;
-    void enter(const Service& service);
-    void enter(const Loader& loader);
+    template <class Entry, class Step>
+    bool unlessBroken(const Entry& entry, const Step& step) noexcept;
+    bool enter(const Service& service); // false: it waits for another one of its name
+    bool enter(const Loader& loader);
+    static void addToTrees(const Service& service);
+    static void addToTrees(const Loader& loader);
     void leave(const Service& service) noexcept { leave(services_, service); }
     void leave(const Loader& loader) noexcept { leave(loaders_, loader); }
 

@@ -1,18 +1,12 @@
 #include "settingscore/PersonalFileWatch.hpp"
 
-#include "settingscore/Settings.hpp"
 #include "settingscore/events/UpdatePrefdirEvent.hpp"
-#include "settingscore/settings/file/FileFailureText.hpp"
-#include "settingscore/settings/file/FileLog.hpp"
 #include "settingscore/settings/file/LevelFileKeeper.hpp"
-#include "settingscore/settings/file/SettingsFileReader.hpp"
-#include "settingscore/settings/root/RootStates.hpp"
-#include "settingscore/settings/root/Toolboxes.hpp"
+#include "settingscore/settings/root/PersonalFiles.hpp"
 #include "settingscore/settings/root/TreesOnDemand.hpp"
 #include "varnek/event/EventManager.hpp"
 #include "varnek/files/FolderWatch.hpp"
 
-#include <algorithm>
 #include <filesystem>
 #include <latch>
 #include <map>
@@ -32,39 +26,13 @@ boost::shared_ptr<SettingsRootStateMgr> treeOf(const RootIndex& index) {
     return TreesOnDemand::instance().find(index);
 }
 
-bool concerns(const FolderChanges& changes, const NodePtr& group) {
-    return changes.isEverything ||
-           std::binary_search(changes.names.begin(), changes.names.end(), fileNameOf(group->getName()));
-}
-
-void takeOver(const SettingsRootStateMgr& tree, const FolderChanges& changes) {
-    const std::vector<NodePtr> groups = tree.root->getChildren();
-    for (const NodePtr& group : groups) {
-        if (!concerns(changes, group) || !tree.files->mayHaveChanged(group->getName(), LevelIndex::user))
-            continue;
-        try {
-            tree.files->loadLevel(group, LevelIndex::user);
-            if (tree.toolboxes != nullptr)
-                tree.toolboxes->noteFile(tree.files->status(group->getName(), LevelIndex::user));
-        } catch (...) { // the other files are read all the same
-            VARNEK_LOG(fileLog, error) << "Exception caught: " << causeOfCurrentException();
-        }
-    }
-    const auto isOfNoGroup = [&](const std::string& name) {
-        return name.ends_with(Settings::settingsExtension) &&
-               tree.root->getChild(groupNameOf(name), false) == nullptr;
-    };
-    if (changes.isEverything || std::any_of(changes.names.begin(), changes.names.end(), isOfNoGroup))
-        tree.files->loadAddedGroups(tree.root, LevelIndex::user, true);
-}
-
 /// One folder, while the watch lives: it may become that of the personal files again.
 class FollowedFolder {
   public:
     FollowedFolder(const std::filesystem::path& folder, const RootIndex& index)
         : watch_(folder, [this, index](const FolderChanges& changes) {
               isCaughtUp_.wait();
-              takeOver(*treeOf(index), changes);
+              takeOverPersonalFiles(*treeOf(index), changes);
           }) {}
     FollowedFolder(const FollowedFolder&) = delete;
     FollowedFolder& operator=(const FollowedFolder&) = delete;
@@ -108,7 +76,7 @@ struct PersonalFileWatch::State {
         const auto tree = treeOf(index);
         const auto folder = tree->files->fileOf("any", LevelIndex::user).parent_path();
         auto fresh = folder.empty() ? nullptr : std::make_unique<FollowedFolder>(folder, index);
-        takeOver(*tree, {{}, true}); // after the watch began, so that nothing falls in between
+        takeOverPersonalFiles(*tree, {{}, true}); // after the watch began, so that nothing falls in between
         if (fresh == nullptr)
             return;
         fresh->catchUp();

@@ -1,6 +1,8 @@
 #include "settingscore/SettingsRoot.hpp"
 
 #include "settingscore/Settings.hpp"
+#include "settingscore/settings/file/LevelFileKeeper.hpp"
+#include "settingscore/settings/root/Toolboxes.hpp"
 #include "settingscore/settings/root/TreeBuilder.hpp"
 #include "settingscore/settings/root/TreesOnDemand.hpp"
 
@@ -12,7 +14,13 @@ boost::shared_ptr<Settings> getSettingsRoot(const RootIndex& index) {
 
 std::vector<LoadProblem> getLoadProblems(const RootIndex& index) {
     const auto tree = index.namesTree() ? RootStates::instance().find(index.index()) : nullptr;
-    return tree == nullptr ? std::vector<LoadProblem>() : problemsOf(*tree);
+    if (tree == nullptr)
+        return {};
+    if (tree->toolboxes != nullptr)
+        for (const LevelFileStatus& file : tree->files->allStatuses())
+            if (file.loaded == LoadOutcome::ok) // a save has replaced it, perhaps
+                tree->toolboxes->noteFile(file);
+    return problemsOf(*tree);
 }
 
 } // namespace settings::core::detail

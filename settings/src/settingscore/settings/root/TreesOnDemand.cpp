@@ -4,6 +4,7 @@
 #include "settingscore/exception/Exceptions.hpp"
 #include "settingscore/settings/level/TreeFolders.hpp"
 #include "settingscore/settings/root/DefinesHere.hpp"
+#include "settingscore/settings/root/PersonalFiles.hpp"
 #include "settingscore/settings/root/Toolboxes.hpp"
 #include "settingscore/settings/root/TreeBuilder.hpp"
 #include "settingscore/settings/root/TreeStart.hpp"
@@ -105,7 +106,8 @@ boost::shared_ptr<SettingsRootStateMgr> TreesOnDemand::rebuild(const RootIndex& 
     states.erase(index.index()); // whoever finds nothing waits for the lock
     states.insert(index.index(), state);
     lock.unlock();
-    state->toolboxes->takeServices(); // those that came before the tree could be found
+    takeOverPersonalFiles(*state, {{}, true}); // what came while the old tree was the one to be found
+    state->toolboxes->takeServices();          // those that came before the tree could be found
     if (TreeStart* const start = treeStart; start != nullptr && index.index() == DefaultRootIndex().index())
         start->treeIsReplaced();
     return state;

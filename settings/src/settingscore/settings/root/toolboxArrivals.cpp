@@ -14,7 +14,6 @@
 namespace settings::core::detail {
 
 void Toolboxes::takeServices() {
-    const DefinesHere definesHere;
     const FactorySettingsTracker& tracker = FactorySettingsTracker::start();
     for (const FactorySettingsTracker::Service& service : tracker.servicesSince(builtAt_))
         if (service->getParentName().empty())
@@ -61,10 +60,14 @@ void Toolboxes::addSubgroup(const FactorySettingsTracker::Service& service) {
     if (childCalled(name, group->getChildren()) != nullptr)
         return;
     try {
-        const auto added = groupOfService(service);
-        for (LoadProblem& problem :
-             addGroupsOfServices(added, path + '.' + name, FactorySettingsTracker::start()))
-            problems_.add(product->getName(), std::move(problem));
+        const auto added = [&] {
+            const DefinesHere definesHere;
+            const auto made = groupOfService(service);
+            for (LoadProblem& problem :
+                 addGroupsOfServices(made, path + '.' + name, FactorySettingsTracker::start()))
+                problems_.add(product->getName(), std::move(problem));
+            return made;
+        }();
         LateEvents events;
         group->adoptWithEvents({added}, events);
     } catch (...) {
