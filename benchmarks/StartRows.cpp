@@ -215,6 +215,7 @@ std::vector<Result> startResults(const std::filesystem::path& folder) {
         row("memory per setting at 100,000: bytes", "<= 320", large, &StartFigures::bytesPerSetting),
         row("500 toolboxes of 200 settings: start", "", many, &StartFigures::start),
         row("the same: first read after start", "", many, &StartFigures::firstRead),
+        row("the same: memory per setting: bytes", "", many, &StartFigures::bytesPerSetting),
         row("the same: all read, per toolbox", "", many, &StartFigures::allRead, 1.0 / 500),
     };
 }

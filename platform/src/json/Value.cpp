@@ -191,6 +191,13 @@ const Member* firstNotBefore(const Object& object, std::string_view key) noexcep
 } // namespace
 
 const Value* Object::find(std::string_view key) const noexcept {
+    constexpr std::size_t few = 16; // among them most differ in their lengths
+    if (members_.size() <= few) {
+        for (const Member& member : members_)
+            if (member.key.view() == key)
+                return &member.value;
+        return nullptr;
+    }
     const Member* const place = firstNotBefore(*this, key);
     return place != end() && place->key.view() == key ? &place->value : nullptr;
 }

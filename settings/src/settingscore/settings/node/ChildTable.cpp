@@ -22,7 +22,8 @@ bool byName(const NodePtr& a, const NodePtr& b) {
 } // namespace
 
 ChildIndex::ChildIndex(std::vector<NodePtr> children) : children_(std::move(children)) {
-    std::sort(children_.begin(), children_.end(), byName);
+    if (!std::is_sorted(children_.begin(), children_.end(), byName)) // as they come from files
+        std::sort(children_.begin(), children_.end(), byName);
     slots_.resize(std::bit_ceil(children_.size() + children_.size() / 3 + 1));
     const std::size_t mask = slots_.size() - 1;
     for (std::size_t order = 0; order < children_.size(); ++order) {

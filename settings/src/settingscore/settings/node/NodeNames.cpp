@@ -71,6 +71,11 @@ std::string decodedName(std::string_view encoded) {
 bool isAcceptableName(std::string_view name, std::string_view parentFullName, bool isTopLevel) {
     if (name.empty())
         return false;
+    constexpr std::size_t longest = 3; // of one byte; most names need not be encoded to know
+    const std::size_t most = longest * name.size();
+    if (longest * parentFullName.size() + most + partNameOverhead <= opc::limits::nameBytes &&
+        (!isTopLevel || most + fileNameOverhead <= longestFileName))
+        return true;
     const std::size_t length = encodedName(name).size();
     if (isTopLevel && length + fileNameOverhead > longestFileName)
         return false;

@@ -18,7 +18,7 @@
 #include <boost/thread/locks.hpp>
 
 #include <algorithm>
-#include <set>
+#include <unordered_set>
 
 namespace settings::core::detail {
 
@@ -370,9 +370,11 @@ void SettingsImpl::adopt(const std::vector<NodePtr>& children, std::vector<Event
 }
 
 void SettingsImpl::checkAdoptable(const std::vector<NodePtr>& children) const {
-    std::set<std::string_view> names;
+    std::unordered_set<std::string_view> names;
+    names.reserve(children.size());
+    const bool isEmpty = group_->children.inOrder().empty();
     for (const NodePtr& child : children) {
-        if (const NodePtr existing = clashing(child->getName()))
+        if (const NodePtr existing = isEmpty ? NodePtr() : clashing(child->getName()))
             refuseClash(existing);
         if (!names.insert(child->getName()).second)
             refuseClash(child);
