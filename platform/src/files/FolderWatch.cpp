@@ -172,9 +172,12 @@ struct FolderWatch::State {
                     isLost = isLost || (event.len != 0 && folder.filename() == name);
                 else if (event.wd != watch)
                     continue; // of a folder that was watched before
-                else if (!isOnFolder || (event.mask & (IN_DELETE_SELF | IN_MOVE_SELF | IN_IGNORED)) != 0)
+                else if (!isOnFolder || (event.mask & (IN_DELETE_SELF | IN_MOVE_SELF | IN_IGNORED)) != 0) {
                     isLost = true;
-                else if (event.len != 0 && (event.mask & IN_ISDIR) == 0)
+                    // It was made; whether it is still there when the watch comes is another matter.
+                    isEverything = isEverything || (!isOnFolder && below == folder && event.len != 0 &&
+                                                    folder.filename() == name);
+                } else if (event.len != 0 && (event.mask & IN_ISDIR) == 0)
                     names.insert(name);
             }
         }
