@@ -76,7 +76,7 @@ class VARNEK_EXPORT ServiceRuntime {
     /// it can be found by them, and registers the provider in `context` under
     /// "varnek::spf::ServiceProvider". Trackers are called on this thread. On an error nothing stays
     /// published: PublicationTimeout; RemoteError (tooLarge for a description over limits::requestBytes,
-    /// refused in a child of fork()); files::FileError when the endpoint cannot be made, host::HostError when
+    /// refused in a child of fork(), unreachable when the event loop cannot serve it); files::FileError when the endpoint cannot be made, host::HostError when
     /// there is no place for it; std::invalid_argument for a null provider or an empty name; what
     /// RegisterService throws.
     std::unique_ptr<Publication>
@@ -87,7 +87,7 @@ class VARNEK_EXPORT ServiceRuntime {
     /// Enters the services of other processes into a framework, now and from now on. Once for each context;
     /// stays until the context ends. Returns before they are entered: it does not wait for other processes.
     /// RemoteError of kind refused in a child of fork(); host::HostError; std::system_error when the system
-    /// has no means to watch the endpoint folder.
+    /// has no means to watch the endpoint folder: then nothing was begun, and it can be called again.
     void discover(cppmicroservices::BundleContext context);
 
     /// A process that stands in the endpoint folder, but cannot be called, and why: `refused` when it has too

@@ -3,6 +3,7 @@
 #include "spf/Engine.hpp"
 #include "spf/Journal.hpp"
 #include "spf/Limits.hpp"
+#include "spf/Pauses.hpp"
 
 #include <sys/socket.h>
 
@@ -15,8 +16,6 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr auto firstPause = 100 * kj::MILLISECONDS;
-constexpr unsigned mostDoublings = 6;
 constexpr auto pauseWhileBusy = 10 * kj::MILLISECONDS;
 
 /// What goes wrong with a connection, as an exception that promises can carry; the kind comes first.
@@ -57,8 +56,11 @@ void Client::lookAround() {
         for (std::string& name : engine_.folder.names())
             names.insert(std::move(name));
     } catch (const std::exception& failure) {
-        note(log::Severity::error, "Services of other processes are not found: ", failure.what());
+        note(failedLooks_ == 0 ? log::Severity::error : log::Severity::debug,
+             "Services of other processes are not found: ", failure.what());
+        return lookAgain();
     }
+    failedLooks_ = 0;
     names.erase(engine_.core.processName);
     std::erase_if(found_, [&](const auto& found) {
         return found.second.connection == nullptr && !names.contains(found.first);
@@ -70,13 +72,24 @@ void Client::lookAround() {
         }
 }
 
+void Client::lookAgain() {
+    if (std::exchange(isToLookAgain_, true))
+        return;
+    tasks_.add(engine_.timer.afterDelay(pauseAfter(failedLooks_++)).then([this] {
+        isToLookAgain_ = false;
+        lookAround();
+    }));
+}
+
 Client::Found* Client::find(const std::string& name, std::uint64_t number) {
     const auto place = found_.find(name);
     return place != found_.end() && place->second.number == number ? &place->second : nullptr;
 }
 
+/// Whatever fails with one name is told of that name alone.
 void Client::tryToConnect(const std::string& name, std::uint64_t number) {
-    tasks_.add(connect(name, number).catch_([this, name, number](kj::Exception&& failure) {
+    auto connected = kj::evalNow([&] { return connect(name, number); });
+    tasks_.add(connected.catch_([this, name, number](kj::Exception&& failure) {
         Found* const found = find(name, number);
         if (found == nullptr)
             return;
@@ -93,7 +106,7 @@ void Client::tryAgain(const std::string& name, std::uint64_t number) {
     Found* const found = find(name, number);
     if (found == nullptr)
         return;
-    const auto pause = firstPause * (1U << std::min(found->failures++, mostDoublings));
+    const auto pause = pauseAfter(found->failures++);
     tasks_.add(engine_.timer.afterDelay(pause).then([this, name, number] {
         if (find(name, number) == nullptr)
             return;

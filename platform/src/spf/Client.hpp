@@ -19,7 +19,8 @@ namespace varnek::spf {
 class Engine;
 
 /// Confined to the thread of the event loop. An endpoint that does not answer, or whose connection ended, is
-/// tried again after pauses that grow, as long as it stands in the folder.
+/// tried again after pauses that grow, as long as it stands in the folder; so is a folder that cannot be
+/// read.
 class Client final : private kj::TaskSet::ErrorHandler {
   public:
     explicit Client(Engine& engine);
@@ -53,6 +54,7 @@ class Client final : private kj::TaskSet::ErrorHandler {
         std::unique_ptr<ClientConnection> connection;
     };
 
+    void lookAgain();
     Found* find(const std::string& name, std::uint64_t number);
     void tryToConnect(const std::string& name, std::uint64_t number);
     void tryAgain(const std::string& name, std::uint64_t number);
@@ -67,6 +69,8 @@ class Client final : private kj::TaskSet::ErrorHandler {
 
     Engine& engine_;
     bool isDiscovering_ = false;
+    bool isToLookAgain_ = false;
+    unsigned failedLooks_ = 0; // in a row
     std::map<std::string, Found> found_;
     std::map<std::uint64_t, ClientConnection*> connections_; // those of found_
     kj::TaskSet tasks_;

@@ -66,11 +66,15 @@ const sockaddr* plain(const sockaddr_un& address) {
     return reinterpret_cast<const sockaddr*>(&address);
 }
 
+bool isSame(const struct stat& a, const struct stat& b) noexcept {
+    return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
+}
+
 /// Whether the open file still has the name.
 bool isNamed(int file, int folder, const char* name) noexcept {
     struct stat opened, named;
     return ::fstat(file, &opened) == 0 && ::fstatat(folder, name, &named, AT_SYMLINK_NOFOLLOW) == 0 &&
-           opened.st_dev == named.st_dev && opened.st_ino == named.st_ino;
+           isSame(opened, named);
 }
 
 bool tryLock(int file) noexcept {
@@ -83,18 +87,29 @@ void removeFiles(int folder, const std::string& name) noexcept {
         ::unlinkat(folder, with(name, ending).c_str(), 0);
 }
 
+/// Throws FileError where the folder cannot be read to its end: some of its entries would be none.
 template <class Take>
-void forEachEntry(int folder, Take take) {
+void forEachEntry(int folder, const std::filesystem::path& path, Take take) {
     const int copy = ::openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     DIR* const entries = copy >= 0 ? ::fdopendir(copy) : nullptr;
     if (entries == nullptr) {
+        const int error = errno;
         if (copy >= 0)
             ::close(copy);
-        return;
+        if (error == ENOENT) // it has been removed
+            return;
+        fail("read folder", path, FileErrorKind::openFailed, error);
     }
     const std::unique_ptr<DIR, int (*)(DIR*)> closing(entries, ::closedir);
-    while (const dirent* entry = ::readdir(entries))
+    for (;;) {
+        errno = 0;
+        const dirent* const entry = ::readdir(entries);
+        if (entry == nullptr && errno != 0 && errno != ENOENT)
+            fail("read folder", path, FileErrorKind::readFailed, errno);
+        if (entry == nullptr)
+            return;
         take(std::string_view(entry->d_name));
+    }
 }
 
 std::string withoutEnding(std::string_view entry, std::string_view ending) {
@@ -127,7 +142,7 @@ Descriptor EndpointFolder::open() const {
 std::vector<std::string> EndpointFolder::names() const {
     std::vector<std::string> names;
     if (const Descriptor folder = open())
-        forEachEntry(folder.get(), [&](std::string_view entry) {
+        forEachEntry(folder.get(), folder_, [&](std::string_view entry) {
             if (std::string name = withoutEnding(entry, socketEnding); !name.empty())
                 names.push_back(std::move(name));
         });
@@ -165,7 +180,7 @@ bool EndpointFolder::removeStale(const std::string& name) const {
 void EndpointFolder::removeStale() const {
     std::set<std::string> names;
     if (const Descriptor folder = open())
-        forEachEntry(folder.get(), [&](std::string_view entry) {
+        forEachEntry(folder.get(), folder_, [&](std::string_view entry) {
             if (std::string name = withoutEnding(entry, lockEnding); !name.empty())
                 names.insert(std::move(name));
         });
@@ -212,7 +227,9 @@ void Endpoint::listen(int folder, const std::string& name) {
     ::unlinkat(folder, newName.c_str(), 0);
     ::fchmod(listener_.get(), 0600); // of the file that bind() makes
     if (::bind(listener_.get(), plain(address), sizeof address) != 0 ||
-        ::fchmodat(folder, newName.c_str(), 0600, 0) != 0 || ::listen(listener_.get(), backlog) != 0)
+        ::fchmodat(folder, newName.c_str(), 0600, 0) != 0 ||
+        ::fstatat(folder, newName.c_str(), &made_, AT_SYMLINK_NOFOLLOW) != 0 ||
+        ::listen(listener_.get(), backlog) != 0)
         fail("create socket", socket_, FileErrorKind::openFailed, errno);
     if (::renameat(folder, newName.c_str(), folder, with(name, socketEnding).c_str()) != 0)
         fail("create socket", socket_, FileErrorKind::renameFailed, errno);
@@ -220,7 +237,8 @@ void Endpoint::listen(int folder, const std::string& name) {
 
 bool Endpoint::isInPlace() const noexcept {
     struct stat status;
-    return ::lstat(socket_.c_str(), &status) == 0 && isNamed(lock_.get(), AT_FDCWD, lockFile_.c_str());
+    return ::lstat(socket_.c_str(), &status) == 0 && isSame(status, made_) &&
+           isNamed(lock_.get(), AT_FDCWD, lockFile_.c_str());
 }
 
 Endpoint::~Endpoint() {

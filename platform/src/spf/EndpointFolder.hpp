@@ -7,6 +7,8 @@
 
 #include "spf/Descriptors.hpp"
 
+#include <sys/stat.h>
+
 #include <filesystem>
 #include <memory>
 #include <string>
@@ -24,7 +26,8 @@ class EndpointFolder {
     const std::filesystem::path& path() const noexcept { return folder_; }
 
     /// The names of those that can be called, stale ones too; none when there is no folder. Throws
-    /// files::FileError when the folder belongs to somebody else, is open to others, or is a link.
+    /// files::FileError when the folder belongs to somebody else, is open to others, is a link, or cannot be
+    /// read now.
     std::vector<std::string> names() const;
     bool has(const std::string& name) const noexcept;
 
@@ -50,7 +53,8 @@ class Endpoint {
   public:
     ~Endpoint();
     int listener() const noexcept { return listener_.get(); }
-    /// False when somebody has removed it, or it lies in a folder that has been replaced.
+    /// False when somebody has removed it or put another file in its place, or it lies in a folder that has
+    /// been replaced.
     bool isInPlace() const noexcept;
 
   private:
@@ -64,6 +68,7 @@ class Endpoint {
     std::filesystem::path folder_;
     std::filesystem::path socket_;
     std::filesystem::path lockFile_;
+    struct stat made_ {}; // the file of the socket
     GuardedDescriptor lock_;
     GuardedDescriptor listener_;
 };

@@ -56,6 +56,9 @@ auto onLoop(LoopThread& loop, Work work) {
                 } else {
                     promise.set_value(work(engine));
                 }
+            } catch (const kj::Exception& failure) { // belongs to the thread that threw it
+                promise.set_exception(std::make_exception_ptr(
+                    RemoteError(RemoteErrorKind::unreachable, failure.getDescription().cStr())));
             } catch (...) {
                 promise.set_exception(std::current_exception());
             }
@@ -234,12 +237,10 @@ ServiceRuntime::publish(cppmicroservices::BundleContext context, const SPFConfig
 void ServiceRuntime::discover(cppmicroservices::BundleContext context) {
     impl_->start();
     Core& core = impl_->core;
+    onLoop(core.loop, [](Engine& engine) { engine.watchFolder(); }).get(); // what can fail goes first
     core.services.post([&discovery = core.discovery, context] { discovery.add(context); });
-    onLoop(core.loop, [](Engine& engine) {
-        engine.watchFolder();
-        engine.client.discover();
-    }).get();
     impl_->isDiscovering = true;
+    onLoop(core.loop, [](Engine& engine) { engine.client.discover(); }).get();
 }
 
 std::vector<ServiceRuntime::UnusableProcess> ServiceRuntime::unusableProcesses() const {
