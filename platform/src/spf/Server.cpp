@@ -4,6 +4,7 @@
 #include "spf/Greeting.hpp"
 #include "spf/Journal.hpp"
 #include "spf/Limits.hpp"
+#include "spf/Pauses.hpp"
 #include "spf/ServerConnection.hpp"
 
 #include <sys/socket.h>
@@ -49,14 +50,21 @@ void Server::reply(std::uint64_t connection, std::uint64_t call, Words reply) {
         found->second->reply(call, std::move(reply));
 }
 
+/// While it is tried again, changes in the folder are no reason to do so earlier: an attempt makes some.
 void Server::checkEndpoint() {
-    if (!hasListened_ || (endpoint_ != nullptr && endpoint_->isInPlace()))
+    if (!hasListened_ || isToCheckAgain_ || (endpoint_ != nullptr && endpoint_->isInPlace()))
         return;
     try {
         listen();
         note(log::Severity::info, "Made the endpoint anew in \"", engine_.folder.path().native(), '"');
     } catch (const std::exception& failure) {
-        note(log::Severity::error, "Cannot make the endpoint anew: ", failure.what());
+        note(failedChecks_ == 0 ? log::Severity::error : log::Severity::debug,
+             "Cannot make the endpoint anew: ", failure.what());
+        isToCheckAgain_ = true;
+        tasks_.add(engine_.timer.afterDelay(pauseAfter(failedChecks_++)).then([this] {
+            isToCheckAgain_ = false;
+            checkEndpoint();
+        }));
     }
 }
 
@@ -68,10 +76,12 @@ void Server::listen() {
     accepting_ = nullptr;
     observer_ = nullptr;
     endpoint_.reset();
-    endpoint_ = engine_.folder.create(name);
-    observer_ = kj::heap<kj::UnixEventPort::FdObserver>(engine_.io.unixEventPort, endpoint_->listener(),
+    auto endpoint = engine_.folder.create(name);
+    observer_ = kj::heap<kj::UnixEventPort::FdObserver>(engine_.io.unixEventPort, endpoint->listener(),
                                                         kj::UnixEventPort::FdObserver::OBSERVE_READ);
+    endpoint_ = std::move(endpoint);
     hasListened_ = true;
+    failedChecks_ = 0;
     accepting_ = acceptAll().eagerlyEvaluate([](kj::Exception&& failure) {
         note(log::Severity::error, "No more connections are accepted: ", failure.getDescription().cStr());
     });
@@ -83,7 +93,11 @@ kj::Promise<void> Server::acceptAll() {
             return ::accept4(endpoint_->listener(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
         });
         if (socket) {
-            welcome(std::move(socket));
+            try {
+                welcome(std::move(socket));
+            } catch (const std::exception& failure) { // it concerns this connection only
+                note(log::Severity::error, "Cannot serve a connection: ", failure.what());
+            }
             continue;
         }
         if (errno == EAGAIN || errno == EWOULDBLOCK)

@@ -40,7 +40,7 @@ class Server final : private kj::TaskSet::ErrorHandler {
                   const std::shared_ptr<const Words>& announcement);
     /// What came of a call; nobody may be waiting for it any more.
     void reply(std::uint64_t connection, std::uint64_t call, Words reply);
-    /// Makes the endpoint anew where somebody has removed it.
+    /// Makes the endpoint anew where somebody has removed it; tries again after pauses that grow.
     void checkEndpoint();
 
     const std::map<std::uint64_t, Published>& publications() const { return publications_; }
@@ -58,6 +58,8 @@ class Server final : private kj::TaskSet::ErrorHandler {
     std::map<std::uint64_t, std::unique_ptr<ServerConnection>> connections_;
     std::unique_ptr<Endpoint> endpoint_;
     bool hasListened_ = false;
+    bool isToCheckAgain_ = false;
+    unsigned failedChecks_ = 0;                       // in a row
     kj::Own<kj::UnixEventPort::FdObserver> observer_; // of the endpoint
     kj::Maybe<kj::Promise<void>> accepting_;
     kj::TaskSet tasks_;

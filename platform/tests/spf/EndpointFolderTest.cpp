@@ -18,6 +18,13 @@ mode_t modeOf(const std::filesystem::path& path) {
     return ::lstat(path.c_str(), &status) == 0 ? status.st_mode & 07777 : 0;
 }
 
+/// May need several attempts while processes make endpoints anew.
+bool isRemoved(const std::filesystem::path& path) {
+    std::error_code others;
+    std::filesystem::remove_all(path, others);
+    return !std::filesystem::exists(path);
+}
+
 /// A socket that nobody listens to, and a lock file.
 void putLeftovers(const std::filesystem::path& folder, const std::string& name) {
     std::filesystem::create_directories(folder);
@@ -113,6 +120,112 @@ TEST_F(EndpointFolders, MayGoAndComeBack) {
     PeerProcess other(folder);
     EXPECT_EQ("ok", other.ask("publish second"));
     EXPECT_TRUE(comesTrue([&] { return client.ask("found second") == "yes"; }));
+}
+
+/// What others leave in the folder, by chance or not, under names that come before those of processes.
+TEST_F(EndpointFolders, MayHoldWhatCannotBeConnectedTo) {
+    PeerProcess peer(folder);
+    ASSERT_EQ("ok", peer.ask("publish behind"));
+    const auto socketAt = [&](const std::string& name, int type) {
+        const int made = ::socket(AF_UNIX, type | SOCK_CLOEXEC, 0);
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        std::strncpy(address.sun_path, (folder / name).c_str(), sizeof address.sun_path - 1);
+        EXPECT_EQ(0, ::bind(made, reinterpret_cast<const sockaddr*>(&address), sizeof address));
+        return made;
+    };
+    const int datagrams = socketAt("0-datagrams.socket", SOCK_DGRAM);
+    ::close(socketAt("0-held.socket", SOCK_STREAM));
+    testing_support::putContent(folder / "0-held.lock", "");
+    const int lock = ::open((folder / "0-held.lock").c_str(), O_RDWR | O_CLOEXEC);
+    ASSERT_EQ(0, ::flock(lock, LOCK_EX));
+    testing_support::putContent(folder / "0-locked.socket", "");
+    std::filesystem::create_directory(folder / "0-locked.lock");
+    std::filesystem::create_symlink("0-loop.socket", folder / "0-loop.socket");
+    std::filesystem::create_directory(folder / "0-folder.socket");
+    testing_support::putContent(folder / ("0-" + std::string(150, 'x') + ".socket"), "");
+    ASSERT_EQ(0, ::mkfifo((folder / "0-pipe.socket").c_str(), 0600));
+    PeerProcess client(folder);
+    EXPECT_EQ("ok", client.ask("discover"));
+    EXPECT_TRUE(comesTrue([&] { return client.ask("found behind") == "yes"; }));
+    EXPECT_EQ("ok", client.ask("call behind echo"));
+    PeerProcess late(folder); // what is bad is tried again and again, and hides nothing that comes later
+    EXPECT_EQ("ok", late.ask("publish late"));
+    EXPECT_TRUE(comesTrue([&] { return client.ask("found late") == "yes"; }));
+    ::close(lock);
+    EXPECT_TRUE(comesTrue([&] { return !std::filesystem::exists(folder / "0-held.socket"); }));
+    ::close(datagrams);
+}
+
+/// Sixteen processes remove what eight others have left, and find the one that lives.
+TEST_F(EndpointFolders, AreClearedByManyAtOnce) {
+    PeerProcess live(folder);
+    ASSERT_EQ("ok", live.ask("publish live"));
+    for (int round = 0; round < times(50, 3); ++round) {
+        for (int i = 0; i < 8; ++i)
+            putLeftovers(folder, std::to_string(i) + "-dead");
+        std::vector<std::unique_ptr<PeerProcess>> clients;
+        for (int i = 0; i < 16; ++i)
+            ASSERT_NE("", clients.emplace_back(std::make_unique<PeerProcess>(folder))->ask("process"));
+        for (const auto& client : clients)
+            client->tell("discover");
+        for (const auto& client : clients) {
+            ASSERT_EQ("ok", client->hear());
+            ASSERT_TRUE(comesTrue([&] { return client->ask("found live") == "yes"; }));
+        }
+    }
+}
+
+/// Descriptors that run out while the first look is taken, at each place where one is needed.
+TEST_F(EndpointFolders, AreLookedAtAgainWhenDescriptorsHadRunOut) {
+    PeerProcess peer(folder);
+    ASSERT_EQ("ok", peer.ask("publish there"));
+    int failures = 0;
+    for (std::size_t more = 0; more < 12; ++more) {
+        PeerProcess client(folder);
+        ASSERT_NE("", client.ask("process"));
+        client.limitDescriptors(client.descriptors() + more);
+        const std::string first = client.ask("discover");
+        ASSERT_NE("", first) << more;
+        failures += first == "ok" ? 0 : 1;
+        client.limitDescriptors(1024);
+        if (first != "ok") {
+            ASSERT_EQ("ok", client.ask("discover")) << more;
+        }
+        EXPECT_TRUE(comesTrue([&] { return client.ask("found there") == "yes"; })) << more;
+    }
+    EXPECT_LT(0, failures);
+    EXPECT_GT(12, failures);
+}
+
+TEST_F(EndpointFolders, GetTheirEndpointsBackWhenThatFailsAtFirst) {
+    PeerProcess peer(folder), client(folder);
+    ASSERT_EQ("ok", peer.ask("publish lasting"));
+    const auto socket = folder / (peer.ask("process") + ".socket");
+    const auto isFound = [&] {
+        PeerProcess late(folder);
+        return late.ask("discover") == "ok" && comesTrue([&] { return late.ask("found lasting") == "yes"; });
+    };
+    const auto descriptors = peer.descriptors();
+    peer.limitDescriptors(descriptors - 2); // what the endpoint gives back is not enough
+    ASSERT_TRUE(comesTrue([&] { return isRemoved(folder); }));
+    EXPECT_TRUE(comesTrue([&] { return std::filesystem::exists(folder); })); // it is being tried
+    peer.limitDescriptors(1024);
+    EXPECT_TRUE(comesTrue([&] { return std::filesystem::exists(socket); }));
+    EXPECT_TRUE(isFound());
+    // As when the last session of a user ends and a new one begins.
+    const auto parent = folder.parent_path() / "session";
+    PeerProcess other(parent / "varnek-spf");
+    std::filesystem::create_directory(parent);
+    ASSERT_EQ("ok", other.ask("publish other"));
+    ASSERT_TRUE(comesTrue([&] { return isRemoved(parent); }));
+    std::filesystem::create_directory(parent);
+    EXPECT_TRUE(comesTrue([&] { return entriesOf(parent / "varnek-spf") == 2; }));
+    // A file in the place of the socket.
+    testing_support::putContent(folder / "file", "");
+    std::filesystem::rename(folder / "file", socket);
+    EXPECT_TRUE(comesTrue([&] { return std::filesystem::is_socket(socket); }));
+    EXPECT_TRUE(isFound());
 }
 
 /// Processes that end in the middle of calls.

@@ -21,6 +21,7 @@
 #include <poll.h>
 #include <spawn.h>
 #include <string>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <sys/wait.h>
@@ -91,6 +92,10 @@ class PeerProcess {
     /// The peer's answer; empty when it is gone.
     std::string ask(const std::string& line) {
         tell(line);
+        return hear();
+    }
+    /// The answer to what it was told.
+    std::string hear() {
         char* answer = nullptr;
         std::size_t size = 0;
         const ssize_t length = ::getline(&answer, &size, out_);
@@ -113,6 +118,12 @@ class PeerProcess {
         if (!isOver_ && ::waitpid(pid_, &status_, 0) == pid_)
             isOver_ = true;
         return WIFEXITED(status_) ? WEXITSTATUS(status_) : -WTERMSIG(status_);
+    }
+    /// From now on it can open descriptors below `most` only.
+    void limitDescriptors(std::size_t most) const {
+        const rlimit limit{most, 1024};
+        if (::prlimit(pid_, RLIMIT_NOFILE, &limit, nullptr) != 0)
+            throw std::runtime_error("no limit for a peer");
     }
     std::size_t descriptors() const { return entriesOf("/proc/" + std::to_string(pid_) + "/fd"); }
     std::size_t threads() const { return entriesOf("/proc/" + std::to_string(pid_) + "/task"); }
