@@ -41,9 +41,10 @@ struct RefusedLevelValue {
 };
 
 /// Checks the value of every level of every setting at or below the node, hidden ones included; an alias has
-/// none of its own. Run-time defaults are not computed. `refused` is called for each value that fails, in the
-/// order of the names, without locks; what it throws ends the check, and so does boost::thread_interrupted
-/// from a validation function. Returns how many values were checked.
+/// none of its own. Groups of other processes (isRemote) are left out. Run-time defaults are not computed.
+/// `refused` is called for each value that fails, in the order of the names, without locks; what it throws
+/// ends the check, and so does boost::thread_interrupted from a validation function. Returns how many values
+/// were checked.
 ///
 /// Thread-safe: each value is taken as it stands when it is reached.
 SETTINGSCORE_EXPORT std::size_t

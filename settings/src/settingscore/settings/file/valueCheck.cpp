@@ -10,6 +10,7 @@
 #include "settingscore/settings/node/AliasDestination.hpp"
 #include "settingscore/settings/node/FileFit.hpp"
 #include "settingscore/settings/node/SettingsAccess.hpp"
+#include "settingscore/settings/settingsImpl.hpp"
 #include "settingscore/validation/ForeignCall.hpp"
 #include "settingscore/validation/FullValidation.hpp"
 #include "settingscore/validation/ValidationRun.hpp"
@@ -94,6 +95,8 @@ std::size_t checkLevels(const NodePtr& setting, const Failed& refused) {
 }
 
 std::size_t checkBelow(const NodePtr& node, const Failed& refused) {
+    if (boost::dynamic_pointer_cast<SettingsImpl>(node->unwrap()) == nullptr)
+        return 0; // the other process checks its own values
     if (node->isLeafNode())
         return behindAlias(node) == node ? checkLevels(node, refused) : 0;
     std::size_t count = 0;
