@@ -40,8 +40,12 @@ TEST_F(Publishing, AProcessDoesNotAttachWhatItPublishesItself) {
         withdrawTopLevelGroups({"editor"});
         waitUntil([] { return isRemoteNow(); });
         EXPECT_EQ(Array::scalar(50.0), size());
-        publishTopLevelGroups({"editor"}); // its own group, while the other one stays
-        EXPECT_TRUE(isRemoteNow());
+        RecordedEvents events;
+        publishTopLevelGroups({"editor"}); // its own group, which is back for that
+        EXPECT_FALSE(isRemoteNow());
+        EXPECT_FALSE(getRemotePublishers()[0].isAttached);
+        EXPECT_EQ(Array::scalar(12.0), size());
+        EXPECT_EQ((Lines{"removed editor from ", "added editor to "}), events.take());
         EXPECT_EQ((Lines{"editor", "shell"}), getPublishedTopLevelGroups());
         withdrawTopLevelGroups(getPublishedTopLevelGroups());
     });

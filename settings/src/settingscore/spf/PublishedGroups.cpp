@@ -12,6 +12,7 @@
 #include "varnek/event/EventManager.hpp"
 
 #include <exception>
+#include <stdexcept>
 #include <utility>
 
 namespace settings::spf {
@@ -23,8 +24,8 @@ using varnek::spf::SPFConfiguration;
 
 namespace {
 
-/// Of the application's tree as it is at the moment; its own group, where another process's stands in its
-/// place.
+/// Of the application's tree as it is at the moment; its own group, where another process's still stands in
+/// its place.
 NodePtr groupNow(const std::string& name) {
     const auto tree = core::detail::RootStates::instance().find(core::DefaultRootIndex().index());
     return tree == nullptr ? NodePtr() : tree->toolboxes->localGroup(name);
@@ -100,9 +101,11 @@ bool PublishedGroups::publish(SettingsImplRoot& root, const std::string& name,
             return false;
     }
     TopLevelNodeClientTracker* const tracker = TopLevelNodeClientTracker::instance();
-    if (tracker != nullptr)
-        tracker->publishedHere(name);
     try {
+        if (tracker != nullptr)
+            tracker->publishedHere(name);
+        if (root.getChild(name, true) == nullptr)
+            throw std::runtime_error("there is no group " + name);
         auto group = std::make_unique<PublishedGroup>(name, *configurationOf(root), limit);
         VARNEK_LOG(spfLog, info) << "Successfully registered SPF service " << name;
         const std::lock_guard lock(mutex_);

@@ -207,8 +207,16 @@ void TopLevelNodeClientTracker::detach(Offer& offer, Change& change) {
 // ---- who publishes what ----
 
 void TopLevelNodeClientTracker::publishedHere(const std::string& group) {
+    Change change(*this);
     const std::lock_guard lock(mutex_);
+    change.tree = tree_.lock();
     publishedHere_.insert(group);
+    const auto offers = offers_.find(group);
+    if (offers == offers_.end())
+        return;
+    for (Offer& offer : offers->second)
+        if (offer.attached != nullptr)
+            detach(offer, change);
 }
 
 void TopLevelNodeClientTracker::withdrawnHere(const std::string& group) {

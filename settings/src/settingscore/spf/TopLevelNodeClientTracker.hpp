@@ -57,8 +57,8 @@ class TopLevelNodeClientTracker
     bool waitFor(const std::function<bool(const std::vector<Publisher>&)>& condition,
                  std::chrono::milliseconds limit) const;
 
-    /// This process publishes a group of that name from now on, or has ended to: then the group of another
-    /// process may take its place.
+    /// This process publishes a group of that name from now on, and has it below the root when this returns;
+    /// or it has ended to: then the group of another process may take its place. Both block on the disk.
     void publishedHere(const std::string& group);
     void withdrawnHere(const std::string& group);
 
