@@ -5,7 +5,10 @@
 
 #include "settingscore/MSettings.hpp"
 #include "settingscore/SettingsSaving.hpp"
+#include "settingscore/ValueCheck.hpp"
 #include "settingscore/exception/Exceptions.hpp"
+#include "settingscore/settings/level/LevelFolders.hpp"
+#include "varnek/files/FileStamp.hpp"
 #include "varnek/files/PathText.hpp"
 
 #include <atomic>
@@ -78,6 +81,68 @@ TEST_F(Attach, AReplacedGroupLosesNothing) {
             return stored->getChild("title") != nullptr;
         });
         EXPECT_EQ(Array::scalar(20.0), size());
+    });
+}
+
+// Whoever checks all values is not stopped by a group that cannot be checked here.
+TEST_F(Attach, ChecksOfStoredValuesLeaveTheGroupsOfOthersOut) {
+    OtherProcess provider(publisher("provider"), steps());
+    inAnotherProcess([&] {
+        start("client");
+        ASSERT_EQ("", provider.started());
+        const auto refused = [](const RefusedLevelValue& value) { ADD_FAILURE() << value.level; };
+        const std::size_t own = checkStoredValues(*root()->getChild("editor"), refused);
+        const std::size_t all = checkStoredValues(*root(), refused);
+        EXPECT_LT(0U, own);
+        EXPECT_EQ(0U, checkStoredValues(*attached(), refused));
+        EXPECT_EQ(all - own, checkStoredValues(*root(), refused));
+    });
+}
+
+// The file holds nothing else, so that it goes.
+TEST_F(Attach, WhatIsUnsetInAReplacedGroupIsUnset) {
+    OtherProcess provider(publisher("provider"), steps());
+    inAnotherProcess([&] {
+        start("client");
+        const auto file = base / "user-client/editor.vksettings";
+        const Handle own = root()->getChild("editor");
+        own->set("size", 20.0, "user");
+        ASSERT_EQ("", provider.started());
+        attached();
+        EXPECT_TRUE(std::filesystem::exists(file));
+        own->unset("size", "user");
+        ASSERT_EQ("", provider.run("withdraw"));
+        waitUntil([&] { return !std::filesystem::exists(file); });
+        EXPECT_FALSE(root()->getChild("editor")->isSet("size", "user"));
+    });
+}
+
+TEST_F(Attach, FilesOfAReplacedGroupThatDidNotChangeAreLeftAlone) {
+    OtherProcess provider(publisher("provider"), steps());
+    inAnotherProcess([&] {
+        start("client");
+        std::filesystem::create_directory(base / "installation");
+        ::setenv("SETTINGS_INSTALLATIONDIR", (base / "installation").c_str(), 1);
+        detail::forgetLevelFolders();
+        root()->getChild("editor")->set("size", 17.0, "installation");
+        root()->getChild("editor")->set("title", std::u16string(u"mine"), "user");
+        ASSERT_EQ("", provider.started());
+        attached();
+        const auto stamps = [&] {
+            std::vector<varnek::files::FileStamp> all;
+            for (const char* file : {"installation/editor.vksettings", "user-client/editor.vksettings"})
+                all.push_back(varnek::files::FileStamp::of(base / file));
+            return all;
+        };
+        const auto before = stamps();
+        SharingLog log;
+        EXPECT_TRUE(before[0].exists && before[1].exists);
+        ASSERT_EQ("", provider.run("withdraw"));
+        waitUntil([] { return !isRemoteNow(); });
+        ASSERT_EQ("", provider.run("publish"));
+        waitUntil([] { return isRemoteNow(); }); // what was to be saved of the own group is saved by now
+        EXPECT_EQ(Lines{}, log.among({"Save settings file: ", "Delete settings file: "}));
+        EXPECT_EQ(before, stamps());
     });
 }
 

@@ -1,9 +1,10 @@
-/// What the log channels of attaching and publishing say, from any thread, while it lives.
+/// What the log channels of attaching, publishing and files say, from any thread, while it lives.
 #pragma once
 
 #include "varnek/log/Channel.hpp"
 
 #include <algorithm>
+#include <iterator>
 #include <mutex>
 #include <string>
 #include <string_view>
@@ -16,11 +17,11 @@ using Lines = std::vector<std::string>;
 class SharingLog {
   public:
     SharingLog() {
-        for (const char* channel : channels)
+        for (const std::string_view channel : channels)
             varnek::log::setLevel(channel, varnek::log::Severity::info);
         varnek::log::setSink([this](std::string_view from, varnek::log::Severity, std::string_view text) {
             const std::lock_guard lock(mutex_);
-            if (from == channels[0] || from == channels[1])
+            if (std::find(std::begin(channels), std::end(channels), from) != std::end(channels))
                 lines_.emplace_back(text);
         });
     }
@@ -40,7 +41,8 @@ class SharingLog {
     }
 
   private:
-    static constexpr const char* channels[] = {"settings::core::spf", "settings::core::settingsImplRoot"};
+    static constexpr std::string_view channels[] = {"settings::core::spf", "settings::core::settingsImplRoot",
+                                                    "settings::core::settingsFile"};
     mutable std::mutex mutex_;
     Lines lines_;
 };

@@ -137,6 +137,8 @@ class LevelFileKeeper : public SaveRequests, public boost::enable_shared_from_th
     bool mayHaveChanged(std::string_view group, LevelIndex level) const {
         return mustReadFirst({std::string(group), level}, varnek::files::FileStamp::of(fileOf(group, level)));
     }
+    /// Whether a value was set, unset, added or removed in the group since its file was last read or written.
+    bool differsFromFile(const NodePtr& topLevelGroup, LevelIndex level) const;
     /// Of all files that have been asked for, in order of group and level.
     std::vector<LevelFileStatus> allStatuses() const;
 

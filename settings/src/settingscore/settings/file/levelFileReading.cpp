@@ -349,6 +349,17 @@ GroupRecord LevelFileKeeper::unsavedValues(const NodePtr& topLevelGroup, LevelIn
     return values;
 }
 
+bool LevelFileKeeper::differsFromFile(const NodePtr& topLevelGroup, LevelIndex level) const {
+    const Key key(topLevelGroup->getName(), level);
+    GroupRecord missingThere = snapshotOf(topLevelGroup, level);
+    GroupRecord missingHere = takenBefore(key).value_or(GroupRecord());
+    const bool isAdded = missingThere.isUserDefined && !missingHere.isUserDefined;
+    const GroupRecord there = missingHere.clone();
+    missingHere.removeSame(missingThere);
+    missingThere.removeSame(there);
+    return isAdded || !missingThere.isEmpty() || !missingHere.isEmpty();
+}
+
 void LevelFileKeeper::reloadLevel(const NodePtr& topLevelGroup, LevelIndex level, LateEvents& events) {
     const Key key(topLevelGroup->getName(), level);
     readForTheFolder(key, topLevelGroup, events, Telling::yes);

@@ -137,7 +137,7 @@ void Toolboxes::isBack(const NodePtr& group) {
     try {
         for (const LevelIndex level : levelsOfFiles) {
             files_->loadLevel(group, level);
-            if (group->hasAnythingToPersist(level))
+            if (files_->differsFromFile(group, level))
                 group->saveThisSubTree(level);
         }
     } catch (...) {
