@@ -6,6 +6,7 @@
 #include "varnek/event/EventManager.hpp"
 
 #include <functional>
+#include <memory>
 #include <ostream>
 
 namespace vksettings {
@@ -23,8 +24,14 @@ class Changes {
 
     /// No call is made and none runs afterwards.
     void end();
+    /// The same without waiting: a line that is being made, perhaps of a value that another process is asked
+    /// for, is dropped.
+    void leave();
 
   private:
+    struct Taker;
+
+    const std::shared_ptr<Taker> taker_; // outlives a call that nobody waits for
     varnek::event::Connection connection_;
 };
 

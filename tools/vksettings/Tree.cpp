@@ -56,13 +56,21 @@ std::string whereDefinitionsAre() {
 
 } // namespace
 
-Handle root() {
+Handle rootForRemoteGroups() {
     static const Handle tree = [] {
         settings::core::init();
         Handle built = settings::core::detail::getSettingsRoot(DefaultRootIndex());
         if (const auto message = settings::core::getTempMessage(); !message.identifier.empty())
             std::cerr << "vksettings: warning: " << printable(varnek::files::messageUtf8(message.text))
                       << '\n';
+        return built;
+    }();
+    return tree;
+}
+
+Handle root() {
+    static const Handle tree = [] {
+        Handle built = rootForRemoteGroups();
         if (built->getChildren().empty())
             std::cerr << "vksettings: warning: no settings are defined" << whereDefinitionsAre() << '\n';
         return built;

@@ -13,8 +13,10 @@ namespace vksettings {
 
 using Handle = boost::shared_ptr<settings::core::Settings>;
 
-/// The root; groups are loaded when they are needed.
+/// The root; groups are loaded when they are needed. Warns when there are none.
 Handle root();
+/// For commands that need no groups of this process: without the warning.
+Handle rootForRemoteGroups();
 
 /// False, with a problem for warnOfLoadProblems(), when the definitions of a top-level group cannot be had.
 bool canBeLoaded(const Handle& group);

@@ -31,12 +31,15 @@ void print(const WatchOptions& options, std::ostream& out, const Ending& ending,
         },
         options.json);
     whileListening();
-    changes.end();
+    if (options.remote)
+        changes.leave(); // a process that does not answer is not waited for
+    else
+        changes.end();
 }
 
 /// The group itself may come and go as well.
 void watchRemote(const WatchOptions& options, std::ostream& out, const Ending& ending) {
-    root();
+    rootForRemoteGroups();
     warnOfLoadProblems();
     const auto isWanted = [&](const EventLine& line) {
         return line.isRemote() && (line.isAbout(options.name) || options.name.starts_with(line.name() + "."));
