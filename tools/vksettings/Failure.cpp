@@ -3,6 +3,7 @@
 #include "Language.hpp"
 #include "Printable.hpp"
 #include "ReadOnlyLevel.hpp"
+#include "Remote.hpp"
 #include "SaveOutcome.hpp"
 
 #include "opc/PackageError.hpp"
@@ -196,6 +197,7 @@ void describeFileFailures(Sentences& sentences) {
         .on<ex::SettingsFileNotWritten>(
             fileOrSystem, [](const auto& f) { return aboutFile(f.getFilePath(), utf8(f.getCause())); })
         .on<ex::RemoteCallFailed>(fileOrSystem)
+        .on<UnusableProcesses>(fileOrSystem)
         .on<settings::core::MalformedLocationFile>(fileOrSystem)
         .on<opc::PackageError>(fileOrSystem)
         .on<varnek::files::FileError>(fileOrSystem)

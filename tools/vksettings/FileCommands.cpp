@@ -3,6 +3,7 @@
 #include "Commands.hpp"
 #include "Merge.hpp"
 #include "Printable.hpp"
+#include "Remote.hpp"
 #include "TargetFile.hpp"
 #include "Tree.hpp"
 #include "ValueText.hpp"
@@ -110,8 +111,10 @@ void checkHoldsValues(const std::filesystem::path& file) {
 void exportSettings(const ExportOptions& options, std::ostream& out) {
     checkIsFile(options.file);
     std::vector<boost::shared_ptr<const settings::core::Settings>> nodes;
-    for (const std::string& name : options.names)
+    for (const std::string& name : options.names) {
         nodes.push_back(resolve(name));
+        requireOwn(*nodes.back());
+    }
     const auto file = targetPath(options.file);
     settings::core::Settings::exportSettings(nodes, utf16(file), options.level);
     const Handle written = settings::core::Settings::importAsStandaloneObject(utf16(file), options.level);

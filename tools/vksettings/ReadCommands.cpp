@@ -156,6 +156,7 @@ void get(const GetOptions& options, std::ostream& out) {
 
 void explain(const ExplainOptions& options, std::ostream& out) {
     const Setting setting = resolveSetting(options.name);
+    requireOwn(*setting.handle);
     const auto e = settings::core::explain(*setting.itself());
     const bool isAstray =
         !e.aliasOf.empty() && settings::core::Settings::equal(setting.handle, setting.itself());

@@ -1,9 +1,15 @@
 #include "Remote.hpp"
 
+#include "Printable.hpp"
+
+#include "settingscore/exception/RemoteCallFailed.hpp"
 #include "settingscore/spf/RemoteGroups.hpp"
 
 #include <chrono>
+#include <iostream>
+#include <map>
 #include <stdexcept>
+#include <utility>
 
 namespace vksettings {
 
@@ -21,16 +27,53 @@ bool comes(const std::string& group) {
            (core::awaitRemoteGroups({}, patience) && core::awaitRemoteGroups({group}, {}));
 }
 
+std::string pidOf(const std::string& process) {
+    return process.substr(0, process.find_first_not_of("0123456789"));
+}
+
+/// Which of them a later command uses is not certain.
+void warnOfSeveral(const std::string& wanted) {
+    core::awaitRemoteGroups({}, usual);
+    std::map<std::string, std::pair<std::size_t, std::string>> groups;
+    for (const core::RemotePublisher& publisher : core::getRemotePublishers()) {
+        auto& [count, used] = groups[publisher.group];
+        ++count;
+        if (publisher.isAttached)
+            used = pidOf(publisher.process);
+    }
+    for (const auto& [group, found] : groups)
+        if (found.first > 1 && (wanted.empty() || group == wanted))
+            std::cerr << "vksettings: warning: " << found.first << " processes publish the group \""
+                      << printable(group) << "\"; that of process " << found.second << " is used\n";
+}
+
+/// Why a group may be missing.
+void checkAllAnswered() {
+    for (const auto& [process, fault, cause] : core::getUnusablePublishers())
+        if (fault == core::exception::RemoteCallFailed::Fault::refused)
+            throw UnusableProcesses("process " + pidOf(process) + " cannot be asked: " + cause);
+        else if (fault == core::exception::RemoteCallFailed::Fault::timedOut)
+            throw UnusableProcesses("process " + pidOf(process) + " does not answer");
+}
+
 } // namespace
 
 void attachRemote(const std::string& fullName) {
-    root();
+    rootForRemoteGroups();
     core::attachRemoteGroups();
     const std::string group = fullName.substr(0, fullName.find('.'));
     if (group.empty() ? core::awaitRemoteGroups({}, patience) : comes(group))
-        return;
+        return warnOfSeveral(group);
+    checkAllAnswered();
     throw std::invalid_argument(group.empty() ? "no process publishes groups; \"vksettings serve\" does"
                                               : "no process publishes the group \"" + group + "\"");
+}
+
+void requireOwn(const core::Settings& node) {
+    if (core::isRemote(node))
+        throw std::invalid_argument("\"" + node.getFullName() +
+                                    "\" belongs to another process: list, get and unset work there, "
+                                    "with --remote");
 }
 
 std::vector<Handle> remoteGroups() {

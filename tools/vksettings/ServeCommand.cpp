@@ -9,6 +9,10 @@
 #include "settingscore/spf/RemoteGroups.hpp"
 #include "json/Writer.hpp"
 
+#include <algorithm>
+#include <string>
+#include <vector>
+
 namespace vksettings {
 
 namespace core = settings::core;
@@ -16,18 +20,22 @@ namespace json = varnek::json;
 
 void serve(const ServeOptions& options, std::ostream& out) {
     const Ending ending;
+    std::vector<std::string> served; // each of them once
+    for (const std::string& group : options.groups)
+        if (std::find(served.begin(), served.end(), group) == served.end())
+            served.push_back(group);
     root();
-    core::publishTopLevelGroups(options.groups);
+    core::publishTopLevelGroups(served);
     if (options.json) {
         json::Array groups;
-        for (const std::string& group : options.groups)
+        for (const std::string& group : served)
             groups.push_back(jsonText(group));
         json::Object object;
         object.set("serving", std::move(groups));
         out << json::write(json::Value(std::move(object))) << '\n' << std::flush;
     } else {
         out << "serving";
-        for (const std::string& group : options.groups)
+        for (const std::string& group : served)
             out << ' ' << printable(group);
         out << '\n' << std::flush;
     }
@@ -36,7 +44,7 @@ void serve(const ServeOptions& options, std::ostream& out) {
         const core::PersonalFileWatch files; // what other processes store is served, too
         ending.wait(Ending::Output::ignored);
     }
-    core::withdrawTopLevelGroups(options.groups);
+    core::withdrawTopLevelGroups(served);
 }
 
 } // namespace vksettings

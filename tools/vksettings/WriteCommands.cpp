@@ -91,6 +91,7 @@ void saveChange(const Setting& setting, const std::string& level, Change change)
 
 void set(const SetOptions& options) {
     const Setting setting = resolveSetting(options.name);
+    requireOwn(*setting.handle);
     saveChange(setting, options.level, [&](settings::core::Settings& group, const std::string& name) {
         const ShapedArray value = readable(options, setting);
         const auto storeIt = [&] {
@@ -112,6 +113,8 @@ void unset(const UnsetOptions& options) {
     if (options.remote)
         attachRemote(options.name);
     const Setting setting = resolveSetting(options.name);
+    if (!options.remote)
+        requireOwn(*setting.group);
     if (options.remote || options.level == "session") // another process saves it; says that there is none
         return setting.group->unset(setting.name, options.level);
     saveChange(setting, options.level, [&](settings::core::Settings& group, const std::string& name) {

@@ -9,10 +9,12 @@ import pathlib
 import queue
 import shutil
 import signal
+import socket
 import subprocess
 import sys
 import tempfile
 import threading
+import time
 import unittest
 
 TOOL, DEFINITIONS = (os.path.abspath(argument) for argument in sys.argv[1:3])
@@ -22,9 +24,9 @@ PATIENCE = 30
 class Running:
     """A command that runs until it is ended, its lines as they come."""
 
-    def __init__(self, environment, *arguments):
-        self.process = subprocess.Popen([TOOL, *arguments], stdout=subprocess.PIPE, stderr=subprocess.PIPE,
-                                        env=environment, text=True)
+    def __init__(self, environment, *arguments, stdin=None):
+        self.process = subprocess.Popen([TOOL, *arguments], stdin=stdin, stdout=subprocess.PIPE,
+                                        stderr=subprocess.PIPE, env=environment, text=True)
         self.lines = queue.Queue()
         self.reader = threading.Thread(target=self.read)
         self.reader.start()
@@ -39,6 +41,10 @@ class Running:
         except queue.Empty:
             return "(nothing came)"
 
+    def say(self, line):
+        self.process.stdin.write(line + "\n")
+        self.process.stdin.flush()
+
     def end(self, how=signal.SIGTERM):
         if self.process.poll() is None:
             self.process.send_signal(how)
@@ -49,6 +55,8 @@ class Running:
             code = "hangs"
         self.reader.join()
         self.process.stdout.close()
+        if self.process.stdin is not None:
+            self.process.stdin.close()
         self.errors = self.process.stderr.read()
         self.process.stderr.close()
         return code
@@ -114,6 +122,95 @@ class RemoteTest(unittest.TestCase):
         self.serve("numerics")
         self.assertIn("no process publishes the group \"editor\"",
                       self.run_tool("unset", "editor.font.size", "--remote", code=1))
+
+    def shell(self):
+        shell = Running(self.environment, "shell", stdin=subprocess.PIPE)
+        self.addCleanup(lambda: shell.process.stdout.closed or shell.end(signal.SIGKILL))
+        return shell
+
+    def test_a_shell_serves_its_own_group_after_it_used_another_one(self):
+        self.run_tool("set", "editor.font.size", "20", environment=self.other)
+        self.run_tool("set", "editor.font.size", "15")
+        first = self.serve("editor")
+        shell = self.shell()
+        shell.say("get editor.font.size --remote")
+        self.assertEqual("20", shell.next())
+        shell.say("serve editor editor")
+        self.assertEqual("serving editor", shell.next())
+        first.end()
+        self.assertEqual("15", self.run_tool("get", "editor.font.size", "--remote", environment=self.other))
+        self.run_tool("unset", "editor.font.size", "--remote", environment=self.other)
+        self.assertEqual("12", self.run_tool("get", "editor.font.size", "--remote", environment=self.other))
+        shell.process.send_signal(signal.SIGINT)
+        shell.say("quit")
+        self.assertEqual(0, shell.process.wait(PATIENCE))
+        self.assertEqual("12", self.run_tool("get", "editor.font.size"))
+
+    def test_a_shell_says_whose_group_it_is(self):
+        self.serve("editor")
+        target = self.folder / "exported.vksettings"
+        done = subprocess.run([TOOL, "shell"], env=self.environment, text=True, capture_output=True, check=False,
+                              timeout=PATIENCE, input="get editor.font.size --remote\nset editor.font.size 3\n"
+                              "explain editor.font.size\nunset editor.font.size --level user\n"
+                              f"export editor {target}\nquit\n")
+        self.assertEqual(4, done.stderr.count("belongs to another process"), done.stderr)
+        self.assertFalse(target.exists())
+
+    def test_two_processes_publish_one_group(self):
+        first = self.serve("editor", "numerics")
+        self.assertNotIn("processes publish", self.errors_of("get", "editor.font.size", "--remote"))
+        second = self.serve("editor")
+        said = self.errors_of("get", "editor.font.size", "--remote")
+        self.assertIn('2 processes publish the group "editor"; that of process ', said)
+        self.assertTrue(any(f"process {each.process.pid} is used" in said for each in (first, second)), said)
+        self.assertEqual("", self.errors_of("get", "numerics.random.seed", "--remote"))
+
+    def errors_of(self, *arguments):
+        done = subprocess.run([TOOL, *arguments], env=self.environment, text=True, capture_output=True,
+                              timeout=PATIENCE, check=False)
+        self.assertEqual(0, done.returncode, done.stderr)
+        return done.stderr
+
+    def test_processes_that_cannot_be_used(self):
+        served = self.serve("editor")
+        served.process.send_signal(signal.SIGSTOP)
+        for command in (("get", "editor.font.size"), ("list",)):
+            said = self.run_tool(*command, "--remote", code=3)
+            self.assertIn(f"process {served.process.pid} does not answer", said)
+        served.process.send_signal(signal.SIGCONT)
+        path = next((self.folder / "run/varnek-spf").glob("*.socket"))
+        clients = []
+        for _ in range(64):
+            clients.append(socket.socket(socket.AF_UNIX))
+            self.addCleanup(clients[-1].close)
+            clients[-1].connect(str(path))
+        self.assertIn("too many clients", self.run_tool("get", "editor.font.size", "--remote", code=3))
+
+    def test_without_definitions_here(self):
+        self.serve("editor")
+        (self.folder / "nothing").mkdir()
+        bare = {**self.environment, "SETTINGS_FACTORYDIR": str(self.folder / "nothing")}
+        done = subprocess.run([TOOL, "get", "editor.font.size", "--remote"], env=bare, text=True, capture_output=True,
+                              timeout=PATIENCE, check=False)
+        self.assertEqual((0, "12\n", ""), (done.returncode, done.stdout, done.stderr))
+        self.assertIn("no settings are defined", self.run_tool("get", "editor.font.size", code=1, environment=bare))
+
+    def test_a_watch_ends_while_a_process_does_not_answer(self):
+        served = self.serve("editor")
+        watches = [Running(self.environment, "watch", "--remote") for _ in range(2)]
+        for watch in watches:
+            self.addCleanup(lambda watch=watch: watch.process.stdout.closed or watch.end(signal.SIGKILL))
+            self.assertEqual("attached editor.", watch.next())
+        watches[0].process.send_signal(signal.SIGSTOP)
+        self.run_tool("set", "editor.font.size", "30", environment=self.other)
+        self.assertEqual("editor.font.size: 12 -> 30", watches[1].next())
+        served.process.send_signal(signal.SIGSTOP)
+        watches[0].process.send_signal(signal.SIGCONT)  # asks for the value, in vain
+        with self.assertRaises(queue.Empty):
+            watches[0].lines.get(timeout=0.5)
+        begin = time.monotonic()
+        self.assertEqual(0, watches[0].end(signal.SIGINT))
+        self.assertLess(time.monotonic() - begin, 10)
 
     def test_what_cannot_be_served(self):
         self.assertIn("there is no group \"nothing\"", self.run_tool("serve", "editor", "nothing", code=1))

@@ -25,6 +25,7 @@
 #pragma once
 
 #include "settingscore/Export.hpp"
+#include "settingscore/exception/RemoteCallFailed.hpp"
 
 #include <chrono>
 #include <string>
@@ -50,9 +51,9 @@ SETTINGSCORE_EXPORT void withdrawTopLevelGroups(const std::vector<std::string>& 
 /// The names of the groups that this process publishes.
 SETTINGSCORE_EXPORT std::vector<std::string> getPublishedTopLevelGroups();
 
-/// Attaches what other processes publish, now and from now on, to the end of the process; may be called before
-/// the tree is built. Does not wait: groups come a little later (awaitRemoteGroups). Calling it again does
-/// nothing. Errors: varnek::host::HostError when there is no place to look for other processes,
+/// Attaches what other processes publish, now and from now on, to the end of the process; may be called
+/// before the tree is built. Does not wait: groups come a little later (awaitRemoteGroups). Calling it again
+/// does nothing. Errors: varnek::host::HostError when there is no place to look for other processes,
 /// std::system_error when there are no means to watch it, std::runtime_error in the child of a fork().
 SETTINGSCORE_EXPORT void attachRemoteGroups();
 
@@ -65,6 +66,18 @@ struct RemotePublisher {
 
 /// The publishers known now, in order of the groups; of one group in the order in which they take over.
 SETTINGSCORE_EXPORT std::vector<RemotePublisher> getRemotePublishers();
+
+/// A process that may publish groups and cannot be used at the moment.
+struct UnusablePublisher {
+    std::string process; ///< as that of RemotePublisher
+    exception::RemoteCallFailed::Fault
+        fault; ///< refused: it has too many clients; timedOut: no answer so far
+    std::string cause;
+};
+
+/// The processes that stand where others look for them, and have not told what they publish. Nothing before
+/// attachRemoteGroups(). The errors of that are its errors.
+SETTINGSCORE_EXPORT std::vector<UnusablePublisher> getUnusablePublishers();
 
 /// Waits until these groups are attached; without a name until everything is attached that the processes
 /// publish which are there now. False when the time is over before, or there is nothing. Those of

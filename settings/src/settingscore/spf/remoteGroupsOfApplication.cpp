@@ -107,6 +107,23 @@ bool awaitAll(const TopLevelNodeClientTracker& tracker, std::chrono::millisecond
 
 } // namespace
 
+std::vector<UnusablePublisher> getUnusablePublishers() {
+    using exception::RemoteCallFailed;
+    std::vector<UnusablePublisher> unusable;
+    std::vector<std::string> known;
+    for (const auto& [process, failure] : varnek::spf::ServiceRuntime::instance().unusableProcesses()) {
+        unusable.push_back({process, static_cast<RemoteCallFailed::Fault>(failure.kind()), failure.what()});
+        known.push_back(process);
+    }
+    for (const RemotePublisher& publisher : getRemotePublishers())
+        known.push_back(publisher.process);
+    if (TopLevelNodeClientTracker::instance() != nullptr)
+        for (const std::string& process : processesThere())
+            if (std::find(known.begin(), known.end(), process) == known.end())
+                unusable.push_back({process, RemoteCallFailed::Fault::timedOut, "it has not answered yet"});
+    return unusable;
+}
+
 bool awaitRemoteGroups(const std::vector<std::string>& names, std::chrono::milliseconds limit) {
     detail::TreesOnDemand::instance().find(DefaultRootIndex()); // they stand in it
     const TopLevelNodeClientTracker* tracker = TopLevelNodeClientTracker::instance();
