@@ -199,6 +199,7 @@ TEST_P(NodeContract, Failures) {
             {[&] { editor->unset("size", "factory"); }, "CantModifyValuesOnReadOnlyLevel editor factory"},
             {[&] { editor->unset("size", "nowhere"); }, "UnSupportedLevel editor nowhere 4"},
             {[&] { editor->unset("title", "user"); }, "ValueNotDefinedForGivenLevel editor.title user"},
+            {[&] { editor->unset("elsewhere", "user"); }, "ValueNotDefinedForGivenLevel shell.x user"},
             {[&] { editor->unset("fixed", "user"); }, "CannotChangeValueForReadOnlySetting editor.fixed"},
             {[&] { editor->removeNode("nothing"); }, "NoSuchNode editor nothing"},
             {[&] { editor->removeNode("font"); },

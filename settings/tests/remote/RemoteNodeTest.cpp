@@ -212,6 +212,25 @@ TEST_F(RemoteNode, ServesFourteenOperationsByTheirNames) {
     });
 }
 
+// The failure names a node that does not exist here.
+TEST_F(RemoteNode, ANodeThatOnlyTheOtherProcessHas) {
+    OtherProcess provider(publisher("provider", {"editor"}, [] { root()->getChild("shell")->get("x"); }), {});
+    ASSERT_EQ("", provider.started());
+    std::filesystem::remove_all(base / "factory");
+    inAnotherProcess([&] {
+        start("client");
+        EXPECT_EQ(nullptr, root()->getChild("shell"));
+        const Handle editor = attached();
+        try {
+            editor->unset("elsewhere", "user");
+            ADD_FAILURE();
+        } catch (const exception::ValueNotDefinedForGivenLevel& failure) {
+            ASSERT_NE(nullptr, failure.getObjectInvovled());
+            EXPECT_EQ("editor", failure.getObjectInvovled()->getFullName());
+        }
+    });
+}
+
 // An alias of a group of this process leads to whoever has the group at the moment.
 TEST_F(RemoteNode, AnAliasOfThisProcessLeadsThere) {
     const auto set = [] {

@@ -14,6 +14,7 @@
 namespace settings::spf {
 
 using core::detail::NodePtr;
+using core::detail::SettingsAccess;
 using core::exception::RemoteCallFailed;
 using varnek::spf::ProviderFailure;
 using varnek::spf::RemoteError;
@@ -68,11 +69,47 @@ RemoteGroup::RemoteNode RemoteGroup::nodeAt(const Path& path) {
 
 // ---- calls ----
 
+/// The handles in a failure of one call.
+class RemoteGroup::FailureHandles : public HandleCoding {
+  public:
+    FailureHandles(RemoteGroup& group, const Path& asked) : group_(group), asked_(asked) {}
+
+    /// Failures of this process do not cross from here.
+    Value toValue(const core::exception::ObjectHandle&) const override { return {}; }
+
+    boost::shared_ptr<core::Settings> toHandle(const Value& value) const override {
+        if (value.isNothing())
+            return {};
+        if (value == rootHandle())
+            return SettingsAccess::wrap(group_.root());
+        if (const Path names = foreignNames(value); !names.empty())
+            return SettingsAccess::wrap(foreignNode(names));
+        return SettingsAccess::wrap(group_.nodeAt(toPath(value)));
+    }
+
+  private:
+    /// That of this process; where it has none, the node that was asked stands for it.
+    NodePtr foreignNode(const Path& names) const {
+        NodePtr node = group_.root();
+        try {
+            for (const std::string& name : names)
+                node = node == nullptr ? node : node->getChild(name, true);
+        } catch (const std::exception&) { // it cannot be loaded, or belongs to a process that is gone
+            node = nullptr;
+        }
+        return node == nullptr ? group_.nodeAt(asked_) : node;
+    }
+
+    RemoteGroup& group_;
+    const Path& asked_;
+};
+
 Value RemoteGroup::call(const char* method, const std::string& node, Value::List arguments) {
     const auto failed = [&](RemoteCallFailed::Fault fault, const char* cause) {
         VARNEK_LOG(spfLog, info) << "remote call " << method << " of " << node << " failed: " << cause;
         return RemoteCallFailed(fault, node, method, cause);
     };
+    const Path asked = toPath(at(arguments, 0));
     try {
         Value::List logged;
         if (spfLog.enabled(varnek::log::Severity::debug))
@@ -81,24 +118,11 @@ Value RemoteGroup::call(const char* method, const std::string& node, Value::List
         VARNEK_LOG(spfLog, debug) << varnek::spf::Call{method, result, std::move(logged)}.toString();
         return result;
     } catch (const ProviderFailure& failure) {
-        raiseAsItsType(failure, *this);
+        raiseAsItsType(failure, FailureHandles(*this, asked));
         throw failed(RemoteCallFailed::Fault::provider, failure.what());
     } catch (const RemoteError& error) {
         throw failed(static_cast<RemoteCallFailed::Fault>(error.kind()), error.what());
     }
-}
-
-/// Failures of this process do not cross from here.
-Value RemoteGroup::toValue(const core::exception::ObjectHandle&) const {
-    return {};
-}
-
-boost::shared_ptr<core::Settings> RemoteGroup::toHandle(const Value& value) const {
-    if (value.isNothing())
-        return {};
-    if (value == rootHandle())
-        return core::detail::SettingsAccess::wrap(root());
-    return core::detail::SettingsAccess::wrap(const_cast<RemoteGroup*>(this)->nodeAt(toPath(value)));
 }
 
 // ---- announcements ----

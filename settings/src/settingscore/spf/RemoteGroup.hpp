@@ -23,7 +23,7 @@ namespace settings::spf {
 
 class SettingsRemoteImpl;
 
-class RemoteGroup : public std::enable_shared_from_this<RemoteGroup>, private HandleCoding {
+class RemoteGroup : public std::enable_shared_from_this<RemoteGroup> {
   public:
     using RemoteNode = boost::shared_ptr<SettingsRemoteImpl>;
 
@@ -65,8 +65,7 @@ class RemoteGroup : public std::enable_shared_from_this<RemoteGroup>, private Ha
         boost::weak_ptr<SettingsRemoteImpl> node;
     };
 
-    Value toValue(const core::exception::ObjectHandle& handle) const override;
-    boost::shared_ptr<core::Settings> toHandle(const Value& value) const override;
+    class FailureHandles;
     void valueChanged(const Value::List& announcement);
 
     const std::string name_;

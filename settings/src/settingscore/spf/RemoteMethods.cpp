@@ -3,6 +3,8 @@
 #include "settingscore/spf/SpfLog.hpp"
 #include "spf/RemoteError.hpp"
 
+#include <utility>
+
 namespace settings::spf {
 
 varnek::log::Channel spfLog("settings::core::spf");
@@ -15,6 +17,19 @@ std::int64_t flagsOf(const core::detail::SettingsNodeImpl& node) {
 
 Value toValue(const Path& path) {
     return Value(Value::List(path.begin(), path.end()));
+}
+
+Value foreignHandle(const Path& names) {
+    Value::List list{Value()};
+    list.insert(list.end(), names.begin(), names.end());
+    return Value(std::move(list));
+}
+
+Path foreignNames(const Value& value) {
+    const Value::List& list = value.asList();
+    if (list.empty() || !list.front().isNothing())
+        return {};
+    return toPath(Value(Value::List(list.begin() + 1, list.end())));
 }
 
 Path toPath(const Value& value) {

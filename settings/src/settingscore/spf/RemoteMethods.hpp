@@ -63,6 +63,10 @@ Value toValue(const Path& path);
 inline Value rootHandle() {
     return Value(true);
 }
+/// A handle to a node of another group crosses as nothing, then the names from the top-level group down.
+Value foreignHandle(const Path& names);
+/// The names; empty for any other value.
+Path foreignNames(const Value& value);
 /// RemoteError of kind malformed for anything but a list of texts.
 Path toPath(const Value& value);
 

@@ -13,6 +13,7 @@
 namespace settings::spf {
 
 using core::detail::ConstNodePtr;
+using core::detail::NodePtr;
 using core::detail::SettingsAccess;
 using varnek::spf::RemoteError;
 using varnek::spf::RemoteErrorKind;
@@ -86,13 +87,30 @@ std::optional<Path> SpfSettingsServiceProvider::pathOf(const core::Settings& han
     return std::nullopt;
 }
 
+namespace {
+
+/// From the top-level group down.
+Path namesOf(const core::Settings& handle) {
+    Path names;
+    const NodePtr start = SettingsAccess::mutableNode(handle);
+    for (NodePtr node = start, above; node != nullptr; node = above) {
+        above = node->getParent();
+        if (above != nullptr || node == start) // the root has no name that others know
+            names.push_back(node->getName());
+    }
+    std::reverse(names.begin(), names.end());
+    return names;
+}
+
+} // namespace
+
 Value SpfSettingsServiceProvider::toValue(const core::exception::ObjectHandle& handle) const {
     if (handle == nullptr)
         return {};
     if (handle->isRoot())
         return rootHandle();
     const auto path = pathOf(*handle);
-    return path ? spf::toValue(*path) : Value();
+    return path ? spf::toValue(*path) : foreignHandle(namesOf(*handle));
 }
 
 /// No failure comes from the caller.
