@@ -27,9 +27,9 @@ void Server::publish(std::shared_ptr<PublicationState> state, Words service) {
     if (endpoint_ == nullptr)
         listen();
     const std::uint64_t number = state->number;
-    const auto place = publications_.emplace(number, Published{std::move(state), std::move(service)}).first;
+    publications_.emplace(number, Published{std::move(state), std::move(service)});
     for (const auto& [ignored, connection] : connections_)
-        connection->offer(number, place->second.service);
+        connection->offer(number);
 }
 
 void Server::withdraw(std::uint64_t publication) {

@@ -8,7 +8,9 @@
 
 #include <algorithm>
 #include <atomic>
+#include <mutex>
 #include <new>
+#include <optional>
 #include <system_error>
 #include <utility>
 
@@ -19,6 +21,7 @@ namespace {
 constexpr std::size_t unansweredBytes = 16 * limits::requestBytes;
 
 constexpr std::size_t announcementsAtOnce = 256;
+constexpr std::size_t changesAtOnce = 256;
 
 std::size_t countedBytes(const Words& announcement) {
     return std::max(announcement.bytes(), limits::announcementLeast);
@@ -67,6 +70,37 @@ class ServerConnection::SubscriptionServer final : public wire::Subscription::Se
     const std::uint64_t number_;
 };
 
+/// A request that waits for a worker. Counted from its beginning to the end of both the job and the call.
+class ServerConnection::Request {
+  public:
+    Request(std::shared_ptr<std::atomic<std::size_t>> count, kj::ArrayPtr<const kj::byte> bytes)
+        : count_(std::move(count)), words_(bytes) {
+        ++*count_;
+    }
+    Request(const Request&) = delete;
+    Request& operator=(const Request&) = delete;
+    ~Request() { --*count_; }
+
+    /// For the worker, once; nothing when the call is over.
+    std::optional<Words> take() {
+        const std::lock_guard lock(mutex_);
+        return isOver_ ? std::nullopt : std::optional(std::move(words_));
+    }
+    /// The call is over: what waits holds no memory for it.
+    void forget() {
+        Words forgotten;
+        const std::lock_guard lock(mutex_);
+        isOver_ = true;
+        std::swap(forgotten, words_);
+    }
+
+  private:
+    const std::shared_ptr<std::atomic<std::size_t>> count_;
+    std::mutex mutex_; // guards the rest
+    Words words_;
+    bool isOver_ = false;
+};
+
 ServerConnection::ServerConnection(Engine& engine, std::uint64_t number, GuardedDescriptor socket,
                                    pid_t process)
     : engine_(engine), number_(number), process_(process),
@@ -102,26 +136,68 @@ void ServerConnection::taskFailed(kj::Exception&& failure) {
 }
 
 void ServerConnection::follow(wire::Follower::Client follower) {
+    KJ_REQUIRE(follower_ == nullptr, "it follows already");
     follower_ = kj::mv(follower);
-    for (const auto& [number, published] : engine_.server.publications())
-        offer(number, published.service);
+    for (const auto& [number, ignored] : engine_.server.publications())
+        changes_.insert(number);
+    tellChanges();
 }
 
-void ServerConnection::offer(std::uint64_t publication, const Words& service) {
-    KJ_IF_MAYBE (follower, follower_) {
-        auto request = follower->offerRequest(roomFor(service.count()));
-        request.setPublication(publication);
-        request.setService(service.asBytes());
-        tasks_.add(request.send().ignoreResult());
-    }
+void ServerConnection::offer(std::uint64_t publication) {
+    if (follower_ == nullptr)
+        return;
+    changes_.insert(publication);
+    tellChanges();
 }
 
 void ServerConnection::withdraw(std::uint64_t publication) {
+    if (offered_.contains(publication))
+        changes_.insert(publication);
+    else
+        changes_.erase(publication); // it has never heard of it
+    tellChanges();
+}
+
+/// A few at a time, so that a client that takes nothing costs little: how it stands with a publication is
+/// looked up when it is told.
+void ServerConnection::tellChanges() {
     KJ_IF_MAYBE (follower, follower_) {
-        auto request = follower->withdrawRequest();
-        request.setPublication(publication);
-        tasks_.add(request.send().ignoreResult());
+        const auto& publications = engine_.server.publications();
+        while (!isDropped_ && !changes_.empty() && untakenChanges_ < changesAtOnce &&
+               untakenChangeBytes_ < limits::announcementBytes) {
+            const std::uint64_t number = changes_.extract(changes_.begin()).value();
+            const auto published = publications.find(number);
+            if (published == publications.end()) {
+                offered_.erase(number);
+                auto request = follower->withdrawRequest(roomFor(0));
+                request.setPublication(number);
+                await(request.send().ignoreResult(), 0);
+            } else {
+                const Words& service = published->second.service;
+                offered_.insert(number);
+                auto request = follower->offerRequest(roomFor(service.count()));
+                request.setPublication(number);
+                request.setService(service.asBytes());
+                await(request.send().ignoreResult(), service.bytes());
+            }
+        }
     }
+}
+
+void ServerConnection::await(kj::Promise<void> told, std::size_t bytes) {
+    ++untakenChanges_;
+    untakenChangeBytes_ += bytes;
+    tasks_.add(told.then([this, bytes] { changeTaken(bytes); },
+                         [this, bytes](kj::Exception&& failure) {
+                             taskFailed(kj::mv(failure));
+                             changeTaken(bytes);
+                         }));
+}
+
+void ServerConnection::changeTaken(std::size_t bytes) {
+    --untakenChanges_;
+    untakenChangeBytes_ -= bytes;
+    tellChanges();
 }
 
 kj::Promise<void> ServerConnection::call(AnswerContext context) {
@@ -134,9 +210,9 @@ kj::Promise<void> ServerConnection::call(AnswerContext context) {
             throw RemoteError(RemoteErrorKind::tooLarge, "The request is too large");
         if (published == publications.end())
             throw RemoteError(RemoteErrorKind::disconnected, "The service is not published any more");
-        if (calls_.size() >= limits::callsOfConnection)
+        if (*requests_ >= limits::callsOfConnection) // those that were cancelled, too
             throw RemoteError(RemoteErrorKind::refused, "Too many calls that have no answer yet");
-        return carryOut(context, published->second.state, Words(request));
+        return carryOut(context, published->second.state, std::make_shared<Request>(requests_, request));
     } catch (const RemoteError& error) {
         setReply(context, encodeError(error));
         return kj::READY_NOW;
@@ -144,12 +220,12 @@ kj::Promise<void> ServerConnection::call(AnswerContext context) {
 }
 
 kj::Promise<void> ServerConnection::carryOut(AnswerContext context,
-                                             std::shared_ptr<PublicationState> publication, Words request) {
+                                             std::shared_ptr<PublicationState> publication,
+                                             std::shared_ptr<Request> request) {
     const std::uint64_t number = engine_.core.newNumber();
-    const auto isOver = std::make_shared<std::atomic<bool>>(false);
-    auto job = [&loop = engine_.core.loop, connection = number_, number, isOver, publication,
-                words = std::make_shared<const Words>(std::move(request))] {
-        if (*isOver)
+    auto job = [&loop = engine_.core.loop, connection = number_, number, publication, request] {
+        const std::optional<Words> words = request->take();
+        if (!words)
             return;
         try {
             loop.post([connection, number, reply = publication->answer(*words)](Engine& engine) mutable {
@@ -169,10 +245,10 @@ kj::Promise<void> ServerConnection::carryOut(AnswerContext context,
     context.releaseParams();
     context.allowCancellation();
     return answer.promise.then([context](Words&& reply) mutable { setReply(context, reply); })
-        .attach(kj::defer([link = link_, number, isOver] {
+        .attach(kj::defer([link = link_, number, request] {
             if (ServerConnection* const connection = link.get())
                 connection->answeredBytes_ -= connection->calls_.extract(number).mapped().bytes;
-            *isOver = true;
+            request->forget();
         }));
 }
 

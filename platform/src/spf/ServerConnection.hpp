@@ -12,10 +12,12 @@
 
 #include <sys/types.h>
 
+#include <atomic>
 #include <cstdint>
 #include <deque>
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 
 namespace varnek::spf {
@@ -31,7 +33,8 @@ class ServerConnection final : private kj::TaskSet::ErrorHandler {
     ServerConnection& operator=(const ServerConnection&) = delete;
     ~ServerConnection();
 
-    void offer(std::uint64_t publication, const Words& service);
+    /// What is told of a publication is how it stands then.
+    void offer(std::uint64_t publication);
     void withdraw(std::uint64_t publication);
     void announce(std::uint64_t publication, const std::string& topic,
                   const std::shared_ptr<const Words>& announcement);
@@ -40,6 +43,7 @@ class ServerConnection final : private kj::TaskSet::ErrorHandler {
   private:
     using AnswerContext = capnp::CallContext<wire::Endpoint::CallParams, wire::Endpoint::CallResults>;
     class EndpointServer;
+    class Request;
     class SubscriptionServer;
     struct Waiting {
         kj::Own<kj::PromiseFulfiller<Words>> answer;
@@ -58,9 +62,12 @@ class ServerConnection final : private kj::TaskSet::ErrorHandler {
     void follow(wire::Follower::Client follower);
     kj::Promise<void> call(AnswerContext context);
     kj::Promise<void> carryOut(AnswerContext context, std::shared_ptr<PublicationState> publication,
-                               Words request);
+                               std::shared_ptr<Request> request);
     wire::Subscription::Client listen(wire::Endpoint::ListenParams::Reader params);
     void endSubscription(std::uint64_t subscription);
+    void tellChanges();
+    void await(kj::Promise<void> told, std::size_t bytes);
+    void changeTaken(std::size_t bytes);
     void tell();
     void taken(std::size_t bytes);
     void drop(const char* why);
@@ -71,6 +78,7 @@ class ServerConnection final : private kj::TaskSet::ErrorHandler {
     const pid_t process_;
     Link<ServerConnection> link_{*this};
     bool isDropped_ = false;
+    std::shared_ptr<std::atomic<std::size_t>> requests_ = std::make_shared<std::atomic<std::size_t>>(0);
     std::map<std::uint64_t, Waiting> calls_; // that have no answer yet
     std::size_t answeredBytes_ = 0;          // of replies that are not in the network's queue yet
     std::map<std::uint64_t, Subscribed> subscriptions_;
@@ -78,6 +86,10 @@ class ServerConnection final : private kj::TaskSet::ErrorHandler {
     std::size_t untaken_ = 0;                // that were sent and not answered
     std::size_t untakenBytes_ = 0;           // of both
     kj::Maybe<wire::Follower::Client> follower_;
+    std::set<std::uint64_t> changes_;    // publications that the follower is to be told about
+    std::set<std::uint64_t> offered_;    // that it was told about and not withdrawn
+    std::size_t untakenChanges_ = 0;     // that were sent and not answered
+    std::size_t untakenChangeBytes_ = 0; // of those
     Line line_;
     LimitedStream messages_;
     capnp::TwoPartyVatNetwork network_;

@@ -35,18 +35,88 @@ std::string frame(Fill fill) {
     return {reinterpret_cast<const char*>(words.begin()), words.size() * sizeof(capnp::word)};
 }
 
+std::string bootstrap(std::uint32_t question) {
+    return frame([&](auto message) { message.initBootstrap().setQuestionId(question); });
+}
+
+/// A call of what was asked for in question 0.
+template <class Fill>
+std::string callFrame(std::uint32_t question, std::uint16_t method, Fill fill) {
+    return frame([&](auto message) {
+        auto call = message.initCall();
+        call.setQuestionId(question);
+        call.initTarget().initPromisedAnswer().setQuestionId(0);
+        call.setInterfaceId(capnp::typeId<wire::Endpoint>());
+        call.setMethodId(method);
+        fill(call.initParams());
+    });
+}
+
+/// A call of a service. What it says takes `requestBytes`, but for its beginning all zeros.
+std::string serviceCall(std::uint32_t question, std::uint64_t publication, std::size_t requestBytes,
+                        const std::string& content = {}) {
+    return callFrame(question, 1, [&](auto payload) {
+        auto params = payload.initContent().template initAs<wire::Endpoint::CallParams>();
+        params.setPublication(publication);
+        auto request = params.initRequest(static_cast<capnp::uint>(std::max(requestBytes, content.size())));
+        std::memcpy(request.begin(), content.data(), content.size());
+    });
+}
+
+std::string invocation(const std::string& method) {
+    capnp::MallocMessageBuilder builder;
+    auto message = builder.initRoot<wire::Message>();
+    message.setName({reinterpret_cast<const kj::byte*>(method.data()), method.size()});
+    const auto bytes = builder.getSegmentsForOutput()[0].asBytes();
+    return {reinterpret_cast<const char*>(bytes.begin()), bytes.size()};
+}
+
+std::string finish(std::uint32_t question) {
+    return frame([&](auto message) { message.initFinish().setQuestionId(question); });
+}
+
 /// What a sound client would send: for the endpoint, and a call of it.
 std::string soundFrames(std::uint64_t publication, std::size_t requestBytes) {
-    return frame([](auto message) { message.initBootstrap().setQuestionId(0); }) + frame([&](auto message) {
-               auto call = message.initCall();
-               call.setQuestionId(1);
-               call.initTarget().initPromisedAnswer().setQuestionId(0);
-               call.setInterfaceId(capnp::typeId<wire::Endpoint>());
-               call.setMethodId(1);
-               auto params = call.initParams().initContent().template initAs<wire::Endpoint::CallParams>();
-               params.setPublication(publication);
-               params.initRequest(static_cast<capnp::uint>(requestBytes));
-           });
+    return bootstrap(0) + serviceCall(1, publication, requestBytes);
+}
+
+/// Reads one message and looks at it. False at the end of the stream.
+bool nextMessage(RawConnection& connection, const std::function<void(capnp::rpc::Message::Reader)>& look) {
+    std::string bytes = connection.receive(8);
+    if (bytes.size() < 8)
+        return false;
+    std::uint32_t segments = 0;
+    std::memcpy(&segments, bytes.data(), sizeof segments);
+    bytes += connection.receive((segments + 1) / 2 * 8);
+    std::size_t words = 0;
+    for (std::uint32_t i = 0; i <= segments; ++i) {
+        std::uint32_t size = 0;
+        std::memcpy(&size, bytes.data() + 4 * (i + 1), sizeof size);
+        words += size;
+    }
+    bytes += connection.receive(8 * words);
+    auto aligned = kj::heapArray<capnp::word>(bytes.size() / sizeof(capnp::word));
+    std::memcpy(aligned.begin(), bytes.data(), bytes.size());
+    capnp::FlatArrayMessageReader reader(aligned);
+    look(reader.getRoot<capnp::rpc::Message>());
+    return true;
+}
+
+/// Until the answer to the question. How many calls came before it.
+std::size_t callsUntilAnswer(RawConnection& connection, std::uint32_t question,
+                             const std::function<void(capnp::rpc::Return::Reader)>& look = nullptr) {
+    std::size_t calls = 0;
+    bool isAnswered = false;
+    const auto see = [&](capnp::rpc::Message::Reader message) {
+        calls += message.isCall() ? 1 : 0;
+        isAnswered = message.isReturn() && message.getReturn().getAnswerId() == question;
+        if (isAnswered && look)
+            look(message.getReturn());
+    };
+    while (!isAnswered && nextMessage(connection, see)) {
+    }
+    EXPECT_TRUE(isAnswered);
+    return calls;
 }
 
 class HostilePeers : public RemoteServices {
@@ -183,6 +253,61 @@ TEST_F(HostilePeers, ConnectsLeaveNothingBehind) {
     }
     EXPECT_TRUE(comesTrue([&] { return peer.descriptors() <= descriptors; }));
     EXPECT_TRUE(comesTrue([&] { return peer.threads() <= threads; }));
+    expectAlive();
+}
+
+/// Calls that were cancelled wait for a worker as others do, without what they ask for.
+TEST_F(HostilePeers, CancelledCallsCostLittle) {
+    auto connection = connect();
+    ASSERT_EQ(accepted, connection.receive(8));
+    std::uint32_t question = 0;
+    connection.send(bootstrap(question));
+    for (std::size_t i = 0; i <= limits::sharedWorkers; ++i) // as many as there may be of one client
+        connection.send(serviceCall(++question, 1, 0, invocation("block")));
+    const auto before = statusOf(peer.pid(), "VmRSS:");
+    for (int i = 0; i < 800; ++i) {
+        ASSERT_TRUE(connection.send(serviceCall(++question, 1, 1'000'000, invocation("echo"))));
+        ASSERT_TRUE(connection.send(finish(question)));
+    }
+    connection.send(bootstrap(++question));
+    callsUntilAnswer(connection, question);
+    EXPECT_GT(before + 400 * 1024, statusOf(peer.pid(), "VmRSS:")); // allocators may keep what was freed
+    for (std::size_t i = 0; i < limits::callsOfConnection; ++i) {
+        connection.send(serviceCall(++question, 1, 0, invocation("echo")));
+        connection.send(finish(question));
+    }
+    connection.send(serviceCall(++question, 1, 0, invocation("echo")));
+    RemoteErrorKind kind{};
+    callsUntilAnswer(connection, question, [&](capnp::rpc::Return::Reader answer) {
+        const auto bytes = answer.getResults().getContent().getAs<wire::Endpoint::CallResults>().getReply();
+        const kj::ArrayPtr<const capnp::word> segments[] = {
+            {reinterpret_cast<const capnp::word*>(bytes.begin()), bytes.size() / sizeof(capnp::word)}};
+        capnp::SegmentArrayMessageReader reader(segments);
+        kind = static_cast<RemoteErrorKind>(reader.getRoot<wire::Reply>().getError().getKind());
+    });
+    EXPECT_EQ(RemoteErrorKind::refused, kind);
+    expectAlive();
+}
+
+/// A client that is stopped, or does as if, is told what has changed when it goes on.
+TEST_F(HostilePeers, ChangesThatAreNotTakenDoNotHeapUp) {
+    auto connection = connect();
+    ASSERT_EQ(accepted, connection.receive(8));
+    std::string follow = callFrame(1, 0, [](auto payload) {
+        payload.initCapTable(1)[0].setSenderHosted(5);
+        payload.initContent().template initAs<wire::Endpoint::FollowParams>();
+    });
+    follow[follow.size() - sizeof(capnp::word)] = 3; // its last word: a pointer to the first of that table
+    connection.send(bootstrap(0) + follow);
+    EXPECT_EQ(1u, callsUntilAnswer(connection, 1)); // the victim
+    for (int i = 0; i < 1000; ++i) {
+        ASSERT_EQ("ok", peer.ask("publish passing"));
+        ASSERT_EQ("ok", peer.ask("withdraw passing"));
+    }
+    connection.send(bootstrap(2));
+    const std::size_t calls = callsUntilAnswer(connection, 2);
+    EXPECT_LT(100u, calls);
+    EXPECT_GT(600u, calls);
     expectAlive();
 }
 
