@@ -11,6 +11,7 @@
 #include "settingscore/startup/init.hpp"
 #include "settingscore/startup/updatePrefdir.hpp"
 #include "support/LogLines.hpp"
+#include "support/OtherProcess.hpp"
 #include "support/StartedTree.hpp"
 #include "support/Waiting.hpp"
 #include "varnek/event/EventManager.hpp"
@@ -34,25 +35,6 @@ using namespace settings::core;
 using namespace settings::core::detail;
 using namespace settings::test;
 using Lines = std::vector<std::string>;
-
-/// Runs `body` in a child and reports what it expects in vain.
-void inAProcess(const std::function<void()>& body) {
-    std::fflush(nullptr);
-    const pid_t child = ::fork();
-    ASSERT_GE(child, 0);
-    if (child == 0) {
-        try {
-            body();
-        } catch (const std::exception& failure) { // must not go on with the parent's tests
-            ADD_FAILURE() << failure.what();
-        }
-        std::fflush(nullptr);
-        ::_exit(testing::Test::HasFailure() ? 1 : 0);
-    }
-    int status = 0;
-    ASSERT_EQ(child, ::waitpid(child, &status, 0));
-    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "status " << status;
-}
 
 struct Startup : testing::Test {
     Startup() {
@@ -80,7 +62,7 @@ struct Startup : testing::Test {
 };
 
 TEST_F(Startup, BeforeItThereIsNoTree) {
-    inAProcess([] {
+    inAnotherProcess([] {
         EXPECT_THROW(root(), VARNEK::settings::core::SettingsLibraryNotInitialized);
         EXPECT_THROW(MSettings::createEmptySettingsFor(RootIndex(3, true, false)),
                      VARNEK::settings::core::SettingsLibraryNotInitialized);
@@ -94,7 +76,7 @@ TEST_F(Startup, BeforeItThereIsNoTree) {
 }
 
 TEST_F(Startup, ReadsNothingBeforeTheTreeIsAskedFor) {
-    inAProcess([this] {
+    inAnotherProcess([this] {
         LogLines log("settings::core::startup");
         init();
         init();
@@ -131,7 +113,7 @@ TEST_F(Startup, ReadsNothingBeforeTheTreeIsAskedFor) {
 }
 
 TEST_F(Startup, ACallbackMustNotWaitForItself) {
-    inAProcess([] {
+    inAnotherProcess([] {
         init();
         int refused = 0;
         const auto refusing = [&](const std::function<void()>& call) {
@@ -179,7 +161,7 @@ std::shared_ptr<WaitingToolbox> registered(std::function<void()> work) {
 }
 
 TEST_F(Startup, AToolboxThatAsksForCallbacksMayBeNeededInOne) {
-    inAProcess([this] {
+    inAnotherProcess([this] {
         int called = 0, refused = 0;
         bool isFirst = true;
         registered([&] {
@@ -213,7 +195,7 @@ TEST_F(Startup, AToolboxThatAsksForCallbacksMayBeNeededInOne) {
 }
 
 TEST_F(Startup, AThreadThatBuildsTheTreeDoesNotWaitForACallbackThatNeedsIt) {
-    inAProcess([] {
+    inAnotherProcess([] {
         ::alarm(20); // the process ends where they wait for each other
         std::latch isInCallback(1), isBuilding(1);
         std::atomic<bool> isFirst{true};
@@ -251,7 +233,7 @@ struct LateLoader : varnek::settings::TopLevelFactoryFileLoader {
 };
 
 TEST_F(Startup, SourcesThatComeWhileTheTreeIsBuiltReachIt) {
-    inAProcess([this] {
+    inAnotherProcess([this] {
         const auto add = [](const std::shared_ptr<LateLoader>& loader) {
             serviceContext().RegisterService<varnek::settings::TopLevelFactoryFileLoader>(
                 std::static_pointer_cast<varnek::settings::TopLevelFactoryFileLoader>(loader));
@@ -269,7 +251,18 @@ TEST_F(Startup, SourcesThatComeWhileTheTreeIsBuiltReachIt) {
         EXPECT_EQ(1.0, root()->getByFullName<double>("editor.x"));
         EXPECT_EQ(1.0, root()->getByFullName<double>("packages.x"));
         EXPECT_FALSE(root()->getChild("shell"));
+        std::string answer = "nothing was told"; // to a listener that makes a tree of its own
+        const varnek::event::ScopedConnection listener = varnek::event::EventManager::instance().subscribe(
+            u"settings::core::SettingsEvent", [&](const auto&) {
+                answer = "a tree";
+                try {
+                    MSettings::createEmptySettingsFor(RootIndex(4713, true, false));
+                } catch (const std::exception& failure) {
+                    answer = failure.what();
+                }
+            });
         MSettings::reset();
+        EXPECT_EQ("a tree", answer);
         EXPECT_EQ(1.0, root()->getByFullName<double>("packages.x"));
         EXPECT_EQ(1.0, root()->getByFullName<double>("shell.x"));
     });
@@ -282,7 +275,7 @@ struct ThisHost : varnek::host::HostInfo {
 };
 
 TEST_F(Startup, TheLogTellsWhatKindOfHostItIs) {
-    inAProcess([] {
+    inAnotherProcess([] {
         LogLines log("settings::core::startup");
         init();
         log.lines.clear();
@@ -296,7 +289,7 @@ TEST_F(Startup, TheLogTellsWhatKindOfHostItIs) {
 // ---- another preferences directory ----
 
 TEST_F(Startup, TheDirectoryMovesWithTheValues) {
-    inAProcess([this] {
+    inAnotherProcess([this] {
         init();
         const Handle editor = root()->getChild("editor"), packages = root()->getChild("packages");
         editor->set("x", 10.0, "user");
@@ -349,7 +342,7 @@ TEST_F(Startup, TheDirectoryMovesWithTheValues) {
 }
 
 TEST_F(Startup, AWatchFollowsTheDirectory) {
-    inAProcess([this] {
+    inAnotherProcess([this] {
         init();
         const Handle editor = root()->getChild("editor");
         editor->set("x", 7.0, "user");
@@ -375,7 +368,7 @@ TEST_F(Startup, AWatchFollowsTheDirectory) {
 }
 
 TEST_F(Startup, ADirectoryThatCannotBeHadLeavesTheOldOne) {
-    inAProcess([this] {
+    inAnotherProcess([this] {
         init();
         root()->getChild("editor")->set("x", 10.0, "user");
         int calls = 0, trees = 0;
@@ -398,7 +391,7 @@ TEST_F(Startup, ADirectoryThatCannotBeHadLeavesTheOldOne) {
 
 /// What stands in the place of a file says nothing of the values in the folder before.
 TEST_F(Startup, AFileThatCannotBeReadThereCostsNothingHere) {
-    inAProcess([this] {
+    inAnotherProcess([this] {
         init();
         const Handle editor = root()->getChild("editor"), shell = root()->getChild("shell");
         editor->set("x", 10.0, "user");
@@ -434,7 +427,7 @@ TEST_F(Startup, AFileThatCannotBeReadThereCostsNothingHere) {
 }
 
 TEST_F(Startup, WhoWaitsGoesOnWhenTheChangeIsOver) {
-    inAProcess([this] {
+    inAnotherProcess([this] {
         init();
         root();
         std::latch isInside(1);
@@ -453,7 +446,7 @@ TEST_F(Startup, WhoWaitsGoesOnWhenTheChangeIsOver) {
 }
 
 TEST_F(Startup, MovingBackAndForthUnderWritersLosesNothing) {
-    inAProcess([this] {
+    inAnotherProcess([this] {
         init();
         const Handle editor = root()->getChild("editor"), shell = root()->getChild("shell");
         std::atomic<bool> isDone{false};

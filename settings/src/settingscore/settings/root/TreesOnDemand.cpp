@@ -97,15 +97,18 @@ boost::shared_ptr<SettingsRootStateMgr> TreesOnDemand::rebuild(const RootIndex& 
     RootStates& states = RootStates::instance();
     waitForSettingsSaves(); // the new tree reads what the old one holds; the thread may ask for the tree
     boost::shared_ptr<SettingsRootStateMgr> before; // let go after the lock
-    const BuildingHere here(index);
-    std::unique_lock lock(building_);
-    before = states.find(index.index());
-    auto state = build(index, before == nullptr ? nullptr : before->root->treeContext()->events);
-    if (before != nullptr)
-        before->root->leaveTree();
-    states.erase(index.index()); // whoever finds nothing waits for the lock
-    states.insert(index.index(), state);
-    lock.unlock();
+    boost::shared_ptr<SettingsRootStateMgr> state;
+    {
+        const BuildingHere here(index);
+        const std::lock_guard lock(building_);
+        before = states.find(index.index());
+        state = build(index, before == nullptr ? nullptr : before->root->treeContext()->events);
+        if (before != nullptr)
+            before->root->leaveTree();
+        states.erase(index.index()); // whoever finds nothing waits for the lock
+        states.insert(index.index(), state);
+    }
+    // Listeners hear of what comes now, and may ask for the tree.
     takeOverPersonalFiles(*state, {{}, true}); // what came while the old tree was the one to be found
     state->toolboxes->takeServices();          // those that came before the tree could be found
     if (TreeStart* const start = treeStart; start != nullptr && index.index() == DefaultRootIndex().index())

@@ -16,15 +16,12 @@
 #include "varnek/release/Release.hpp"
 
 #include <algorithm>
-#include <chrono>
 
 namespace settings::core::detail {
 
 namespace {
 
 using varnek::files::FolderLock;
-using Clock = std::chrono::steady_clock;
-constexpr std::chrono::seconds patience{10}; // as saves
 
 VersionLabel targetOf(const FactoryChanges& changes) {
     if (changes == nullptr || changes->empty())
@@ -46,9 +43,8 @@ std::string whyNoOtherFiles() {
 
 /// Where a file system knows no locks, there is no waiting either, and it goes on without.
 std::unique_ptr<FolderLock> keepOthersOut(const std::filesystem::path& folder) {
-    const auto begin = Clock::now();
-    auto lock = std::make_unique<FolderLock>(folder, patience);
-    if (!lock->isHeld() && Clock::now() - begin >= patience / 2)
+    auto lock = std::make_unique<FolderLock>(folder);
+    if (lock->isTimeUp())
         throw UpgradeInterrupted("other files of \"" + folder.string() + "\" are being saved");
     return lock;
 }
