@@ -19,7 +19,8 @@ constexpr char heading[] =
     "per "
     "setting\n(`benchmarks/Floor.hpp`); of saving, the system calls that replace a file durably; of "
     "starting, one "
-    "plain file\nper group read into that table. Starts are medians over 7 processes each.\n\n";
+    "plain file\nper group read into that table; no personal files unless the row says so. Starts are "
+    "medians over 7 processes each.\n\n";
 
 struct Options {
     std::string report;

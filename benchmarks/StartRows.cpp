@@ -5,6 +5,7 @@
 
 #include "settingscore/FactoryFileLocation.hpp"
 #include "settingscore/SettingsRoot.hpp"
+#include "settingscore/SettingsSaving.hpp"
 #include "settingscore/factoryfile/FactoryFileGenerator.hpp"
 #include "settingscore/startup/init.hpp"
 #include "varnek/host/Executable.hpp"
@@ -79,6 +80,16 @@ StartFigures ours(int groups, int settings) {
         groups, settings);
 }
 
+/// Writes a personal file for each group.
+StartFigures saveEachGroup(int groups) {
+    ::settings::core::init();
+    const Handle root = ::settings::core::detail::getSettingsRoot(::settings::core::DefaultRootIndex());
+    for (int g = 0; g < groups; ++g)
+        root->getChild(groupName(g))->set<double>(settingName(0), -1, "user");
+    ::settings::core::waitForSettingsSaves();
+    return {};
+}
+
 std::filesystem::path floorFile(const std::filesystem::path& folder, int g) {
     return folder / "floor" / groupName(g);
 }
@@ -139,12 +150,17 @@ void prepare(const std::filesystem::path& folder, int groups, int settings) {
 
 // ---- a figure ----
 
-StartFigures inAProcess(const std::string& who, const std::filesystem::path& folder, int groups,
-                        int settings) {
-    const std::string command = "SETTINGS_FACTORYDIR='" + (folder / "factory").string() + "' '" +
-                                varnek::host::executablePath().string() + "' --start " + who + " '" +
-                                folder.string() + "' " + std::to_string(groups) + ' ' +
-                                std::to_string(settings);
+/// Personal files are those below `personal`.
+StartFigures inAProcess(const std::string& who, const std::filesystem::path& folder,
+                        const std::string& personal, int groups, int settings) {
+    const auto folderOf = [&](const char* variable, const std::string& name) {
+        std::filesystem::create_directories(folder / name);
+        return std::string(variable) + "='" + (folder / name).string() + "' ";
+    };
+    const std::string command =
+        folderOf("SETTINGS_FACTORYDIR", "factory") + folderOf("SETTINGS_INSTALLATIONDIR", "installation") +
+        folderOf("VARNEK_PREFDIR", personal) + "'" + varnek::host::executablePath().string() + "' --start " +
+        who + " '" + folder.string() + "' " + std::to_string(groups) + ' ' + std::to_string(settings);
     std::FILE* const output = ::popen(command.c_str(), "r");
     StartFigures figures;
     const int read = output == nullptr
@@ -182,10 +198,20 @@ Measured measured(const std::filesystem::path& folder, int groups, int settings)
     std::vector<std::vector<StartFigures>> all(result.names.size());
     for (int run = 0; run < runs; ++run)
         for (std::size_t i = 0; i < result.names.size(); ++i)
-            all[i].push_back(inAProcess(i == 0 ? "ours" : result.names[i], folder, groups, settings));
+            all[i].push_back(
+                inAProcess(i == 0 ? "ours" : result.names[i], folder, "unused", groups, settings));
     for (auto& each : all)
         result.figures.push_back(median(std::move(each)));
     return result;
+}
+
+/// Of what `measured` has prepared.
+Measured withPersonalFiles(const std::filesystem::path& folder, int groups, int settings) {
+    inAProcess("saving", folder, "used", groups, settings);
+    std::vector<StartFigures> all;
+    for (int run = 0; run < runs; ++run)
+        all.push_back(inAProcess("ours", folder, "used", groups, settings));
+    return {{"this library"}, {median(std::move(all))}};
 }
 
 Result row(const std::string& title, const std::string& target, const Measured& measured,
@@ -200,6 +226,7 @@ Result row(const std::string& title, const std::string& target, const Measured& 
 
 std::vector<Result> startResults(const std::filesystem::path& folder) {
     const Measured small = measured(folder / "start10000", 100, 100);
+    const Measured personal = withPersonalFiles(folder / "start10000", 100, 100);
     const Measured large = measured(folder / "start100000", 100, 1000);
     const Measured many = measured(folder / "start500", 500, 200);
     Measured factor{{"this library", "floor"}, {}};
@@ -210,6 +237,7 @@ std::vector<Result> startResults(const std::filesystem::path& folder) {
         row("10,000 settings in 100 groups: first read after start", "<= 1 ms", small,
             &StartFigures::firstRead),
         row("the same: all read", "<= 10 ms", small, &StartFigures::allRead),
+        row("the same with a personal file for each group: all read", "", personal, &StartFigures::allRead),
         row("100,000 settings in 100 groups: all read", "", large, &StartFigures::allRead),
         row("all read, 100,000 settings against 10,000: factor", "<= 11", factor, &StartFigures::allRead),
         row("memory per setting at 100,000: bytes", "<= 320", large, &StartFigures::bytesPerSetting),
@@ -226,9 +254,10 @@ int runStart(int argc, char** argv) {
     const std::string who = argv[2];
     const std::filesystem::path folder = argv[3];
     const int groups = std::atoi(argv[4]), settings = std::atoi(argv[5]);
-    const StartFigures figures = who == "ours"    ? ours(groups, settings)
-                                 : who == "floor" ? floorStart(folder, groups, settings)
-                                                  : startPeer(who, folder, groups, settings);
+    const StartFigures figures = who == "ours"     ? ours(groups, settings)
+                                 : who == "saving" ? saveEachGroup(groups)
+                                 : who == "floor"  ? floorStart(folder, groups, settings)
+                                                   : startPeer(who, folder, groups, settings);
     std::printf("%.1f %.1f %.1f %.1f\n", figures.start, figures.firstRead, figures.allRead,
                 figures.bytesPerSetting);
     return 0;

@@ -5,6 +5,7 @@ find_package(TBB REQUIRED)
 find_package(Threads REQUIRED)
 find_package(pugixml REQUIRED)
 find_package(fmt REQUIRED)
+find_package(ZLIB REQUIRED)
 find_package(PkgConfig REQUIRED)
 # Debian's CMake file of libzip asks for programs of packages that are not needed here.
 pkg_check_modules(LIBZIP REQUIRED IMPORTED_TARGET libzip)

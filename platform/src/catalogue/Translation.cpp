@@ -49,7 +49,7 @@ Catalogue::Translation::Translation(const std::filesystem::path& file) {
 const char* Catalogue::Translation::find(std::string_view component, std::string_view key) const {
     const auto& messages = std::use_facet<boost::locale::message_format<char>>(locale_);
     const char* text = messages.get(0, std::string(component).c_str(), std::string(key).c_str());
-    return text != nullptr && *text != '\0' && files::utf16FromUtf8(text) ? text : nullptr;
+    return text != nullptr && *text != '\0' && files::isUtf8(text) ? text : nullptr;
 }
 
 } // namespace varnek::catalogue

@@ -99,6 +99,21 @@ std::optional<std::string> fromUtf16(std::u16string_view text, Unpaired unpaired
 
 } // namespace
 
+bool isUtf8(std::string_view text) noexcept {
+    unsigned char allBits = 0;
+    for (const char c : text)
+        allBits |= static_cast<unsigned char>(c);
+    if (allBits < 0x80) // as nearly all are
+        return true;
+    while (!text.empty()) {
+        const std::size_t length = decode(text).length;
+        if (length == 0)
+            return false;
+        text.remove_prefix(length);
+    }
+    return true;
+}
+
 std::optional<std::u16string> utf16FromUtf8(std::string_view text) {
     return fromUtf8(text, false);
 }

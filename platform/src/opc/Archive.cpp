@@ -5,6 +5,7 @@
 
 #include <new>
 #include <zip.h>
+#include <zlib.h>
 
 namespace opc::detail {
 namespace {
@@ -74,30 +75,71 @@ bool sameEntry(zip_t* archive, zip_uint64_t index, const ArchiveEntry& entry) {
 
 } // namespace
 
-struct ArchiveReader::Implementation {
+namespace {
+
+/// Unpacks all of `packed`, which must give exactly the announced number of bytes.
+std::string inflated(std::string_view packed, const ArchiveEntry& entry) {
+    z_stream stream{};
+    constexpr int bareDeflate = -MAX_WBITS; // no header of its own
+    if (inflateInit2(&stream, bareDeflate) != Z_OK)
+        throw std::bad_alloc();
+    const std::unique_ptr<z_stream, int (*)(z_stream*)> end(&stream, inflateEnd);
+    std::string bytes(std::size_t{entry.size} + 1, '\0'); // one more, so that too much is seen
+    stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(packed.data()));
+    stream.avail_in = static_cast<uInt>(packed.size());
+    stream.next_out = reinterpret_cast<Bytef*>(bytes.data());
+    stream.avail_out = static_cast<uInt>(bytes.size());
+    const int result = inflate(&stream, Z_FINISH);
+    if (result == Z_MEM_ERROR)
+        throw std::bad_alloc();
+    if (result == Z_DATA_ERROR || result == Z_NEED_DICT)
+        throw Refusal{ErrorKind::damaged, entry.name, "the packed data are damaged"};
+    if (result != Z_STREAM_END || stream.avail_in != 0 || stream.total_out != entry.size)
+        throw Refusal{ErrorKind::damaged, entry.name, "the size is not as announced"};
+    bytes.resize(entry.size);
+    return bytes;
+}
+
+/// The layout has been checked, so that an entry which is not encrypted needs no archive library.
+std::string readPlain(std::string_view archive, const ArchiveEntry& entry) {
+    const std::string_view packed = archive.substr(entry.dataOffset, entry.packedSize);
+    std::string bytes = entry.method == 0 ? std::string(packed) : inflated(packed, entry);
+    if (crc32_z(0, reinterpret_cast<const Bytef*>(bytes.data()), bytes.size()) != entry.crc)
+        throw Refusal{ErrorKind::damaged, entry.name, "the check sum is not that of the data"};
+    return bytes;
+}
+
+} // namespace
+
+struct ArchiveReader::Encrypted {
     ArchiveHandle archive;
-    const std::vector<ArchiveEntry>& layout;
 };
 
 ArchiveReader::ArchiveReader(std::string_view archive, const std::vector<ArchiveEntry>& layout)
-    : implementation_(new Implementation{openArchive(bufferSource(archive, ErrorKind::damaged),
-                                                     ZIP_RDONLY | ZIP_CHECKCONS, ErrorKind::damaged),
-                                         layout}) {
-    zip_t* opened = implementation_->archive.get();
-    bool same = zip_get_num_entries(opened, ZIP_FL_UNCHANGED) == static_cast<zip_int64_t>(layout.size());
-    for (std::size_t i = 0; same && i < layout.size(); ++i)
-        same = sameEntry(opened, i, layout[i]);
-    if (!same)
-        throw Refusal{ErrorKind::damaged, {}, "the directory is ambiguous"};
-}
+    : archive_(archive), layout_(layout) {}
 
 ArchiveReader::~ArchiveReader() = default;
 
+void ArchiveReader::openEncrypted() {
+    auto opened = std::make_unique<Encrypted>(openArchive(bufferSource(archive_, ErrorKind::damaged),
+                                                          ZIP_RDONLY | ZIP_CHECKCONS, ErrorKind::damaged));
+    zip_t* const archive = opened->archive.get();
+    bool same = zip_get_num_entries(archive, ZIP_FL_UNCHANGED) == static_cast<zip_int64_t>(layout_.size());
+    for (std::size_t i = 0; same && i < layout_.size(); ++i)
+        same = sameEntry(archive, i, layout_[i]);
+    if (!same)
+        throw Refusal{ErrorKind::damaged, {}, "the directory is ambiguous"};
+    encrypted_ = std::move(opened);
+}
+
 std::string ArchiveReader::read(const ArchiveEntry& entry, const char* password) {
-    const auto index = static_cast<zip_uint64_t>(&entry - implementation_->layout.data());
-    zip_t* archive = implementation_->archive.get();
-    zip_file_t* file = entry.encrypted ? zip_fopen_index_encrypted(archive, index, 0, password)
-                                       : zip_fopen_index(archive, index, 0);
+    if (!entry.encrypted)
+        return readPlain(archive_, entry);
+    if (encrypted_ == nullptr)
+        openEncrypted();
+    const auto index = static_cast<zip_uint64_t>(&entry - layout_.data());
+    zip_t* archive = encrypted_->archive.get();
+    zip_file_t* file = zip_fopen_index_encrypted(archive, index, 0, password);
     if (!file)
         refuse(zip_get_error(archive), ErrorKind::damaged, entry.name);
     struct Close {

@@ -14,17 +14,21 @@ namespace opc::detail {
 /// Unpacks the entries of one archive. Keeps references to the archive and its layout.
 class ArchiveReader {
   public:
-    /// Throws Refusal (damaged) when the unpacking library sees other entries than the layout does.
     ArchiveReader(std::string_view archive, const std::vector<ArchiveEntry>& layout);
     ~ArchiveReader();
 
     /// The bytes of an entry, which is read to its very end, so that its check sum or seal has been verified.
-    /// `password` is null or a C text. Throws Refusal.
+    /// `password` is null or a C text. Throws Refusal; damaged, too, when the library for encrypted entries
+    /// sees other entries than the layout does.
     std::string read(const ArchiveEntry& entry, const char* password = nullptr);
 
   private:
-    struct Implementation;
-    std::unique_ptr<Implementation> implementation_;
+    struct Encrypted;
+    void openEncrypted();
+
+    std::string_view archive_;
+    const std::vector<ArchiveEntry>& layout_;
+    std::unique_ptr<Encrypted> encrypted_; // once one was asked for
 };
 
 struct OutgoingEntry {

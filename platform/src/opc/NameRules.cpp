@@ -59,7 +59,7 @@ const char* faultIn(std::string_view name) {
     for (const char c : name)
         if (static_cast<unsigned char>(c) < 0x20 || c == 0x7F || c == '\\' || c == ':')
             return "the name has a backslash, a colon or a control character";
-    if (!varnek::files::utf16FromUtf8(name))
+    if (!varnek::files::isUtf8(name))
         return "the name is not well-formed UTF-8";
     const char* fault = eachSegment(name, "/", [](std::string_view segment) {
         const char* dots = dotFault(segment);

@@ -43,7 +43,7 @@ bool isNamespace(const pugi::xml_node& element, std::string_view wanted) {
 pugi::xml_node parseXml(pugi::xml_document& document, std::string_view xml, std::string_view root,
                         std::string_view rootNamespace, std::string_view part) {
     const bool wide = xml.starts_with("\xFE\xFF") || xml.starts_with("\xFF\xFE");
-    if (!wide && !varnek::files::utf16FromUtf8(xml))
+    if (!wide && !varnek::files::isUtf8(xml))
         damaged(part, "not well-formed UTF-8");
     const auto encoding = wide ? pugi::encoding_utf16 : pugi::encoding_utf8;
     const unsigned options = pugi::parse_default | pugi::parse_doctype | pugi::parse_ws_pcdata;
@@ -241,7 +241,7 @@ void checkText(const std::string& text, const char* element) {
     });
     const bool nonCharacter =
         text.find("\xEF\xBF\xBE") != text.npos || text.find("\xEF\xBF\xBF") != text.npos;
-    if (control || nonCharacter || !varnek::files::utf16FromUtf8(text))
+    if (control || nonCharacter || !varnek::files::isUtf8(text))
         throw Refusal{ErrorKind::unsupported, std::string(corePropertiesName),
                       std::string("XML cannot carry the text of ") + element};
 }

@@ -79,7 +79,7 @@ class TreeReader {
         });
         if (control != text_.end())
             fail(static_cast<std::size_t>(control - text_.begin()), "a control character");
-        if (!files::utf16FromUtf8(text_))
+        if (!files::isUtf8(text_))
             fail(0, "the document is not UTF-8");
         for (std::size_t at = text_.find('\n'); at != std::string_view::npos; at = text_.find('\n', at + 1))
             lineEnds_.push_back(at);

@@ -280,6 +280,12 @@ std::vector<Case> headerCases() {
              e.data.resize(e.data.size() / 2);
              return plus(e.both([&](Header& h) { h.packed = static_cast<std::uint32_t>(e.data.size()); }));
          }()},
+        {"bytes behind the end of the packed data", E::damaged,
+         [] {
+             ForgedEntry e = deflated();
+             e.data += "more";
+             return plus(e.both([&](Header& h) { h.packed = static_cast<std::uint32_t>(e.data.size()); }));
+         }()},
         {"part too large", E::limitExceeded, zeros([](Header& h) { h.size = (64u << 20) + 1; })},
         {"parts too large together", E::limitExceeded, forge(manyLarge)},
         {"extended sizes", E::unsupported,

@@ -27,6 +27,9 @@ VARNEK_EXPORT std::string messageUtf8(std::u16string_view text);
 /// break the line or drive a terminal. Everything else is left as it is.
 VARNEK_EXPORT std::string shownName(std::string_view name);
 
+/// Whether the text is well-formed UTF-8.
+VARNEK_EXPORT bool isUtf8(std::string_view text) noexcept;
+
 /// Strict conversion of text that is no path; empty when it is not well-formed.
 VARNEK_EXPORT std::optional<std::u16string> utf16FromUtf8(std::string_view text);
 VARNEK_EXPORT std::optional<std::string> utf8FromUtf16(std::u16string_view text);

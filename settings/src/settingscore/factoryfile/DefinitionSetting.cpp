@@ -186,7 +186,7 @@ std::string readDefinedName(const DefinitionMembers& members, std::string_view k
         return {};
     if (name->empty())
         members.reportMember(key, "must not be empty");
-    else if (!varnek::files::utf16FromUtf8(*name))
+    else if (!varnek::files::isUtf8(*name))
         members.reportMember(key, "must be a text of whole characters");
     else if (!isAcceptableName(*name, parentName, isTop))
         members.reportMember(key, "is too long for the names of files");

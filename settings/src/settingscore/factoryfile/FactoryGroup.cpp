@@ -25,7 +25,7 @@ namespace {
 constexpr std::string_view level = "factory";
 
 void checkName(std::string_view name, const std::string& parentName, bool isTop) {
-    if (!varnek::files::utf16FromUtf8(name) || !isAcceptableName(name, parentName, isTop))
+    if (!varnek::files::isUtf8(name) || !isAcceptableName(name, parentName, isTop))
         throw failures::InvalidSettingOrGroupName(std::string(name));
 }
 

@@ -51,6 +51,10 @@ SettingsImpl::SettingsImpl(NodeSpec spec, bool isGroup)
     if (isGroup && spec.version)
         group_->version = std::uint64_t{*spec.version} + 1;
     takeDefinition(std::move(spec.definition));
+    if (spec.value.first.isVoid())
+        return;
+    recordDataType(spec.value);
+    values_.store(spec.valueLevel, std::move(spec.value));
 }
 
 void SettingsImpl::finish(const boost::shared_ptr<SettingsImpl>& node) {

@@ -41,6 +41,8 @@ struct NodeSpec {
     bool visible = true;
     std::unique_ptr<NodeDefinition> definition;           // null: nothing beyond the above
     boost::optional<std::uint32_t> version = boost::none; // groups only
+    ShapedArray value;                                    // settings only, taken as it is; void: none
+    LevelIndex valueLevel = LevelIndex::factory;
 
     /// The flags and the kept part of a definition.
     static NodeSpec from(std::string_view name, const FactorySettingProperties& properties,

@@ -20,7 +20,7 @@ using varnek::json::Object;
 using varnek::json::Value;
 
 bool isReadableName(std::string_view name) {
-    return !name.empty() && varnek::files::utf16FromUtf8(name).has_value();
+    return !name.empty() && varnek::files::isUtf8(name);
 }
 
 void reportInexactIntegers(const Value& plain, const std::string& path, const FaultSink& fault) {

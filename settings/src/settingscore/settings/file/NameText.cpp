@@ -29,7 +29,7 @@ Result withoutNul(View text, Convert convert) {
 } // namespace
 
 varnek::json::Value nameToJson(std::string_view name) {
-    if (varnek::files::utf16FromUtf8(name))
+    if (varnek::files::isUtf8(name))
         return name;
     return withoutNul<std::u16string>(name, [](std::string_view piece) {
         return varnek::files::utf16FromPath(std::filesystem::path(piece));
@@ -40,7 +40,7 @@ std::optional<std::string> nameFromJson(const varnek::json::Value& string) {
     const std::string_view text = string.asString();
     if (text.empty())
         return std::nullopt;
-    if (varnek::files::utf16FromUtf8(text))
+    if (varnek::files::isUtf8(text))
         return std::string(text);
     try {
         const std::u16string units = string.asUtf16();

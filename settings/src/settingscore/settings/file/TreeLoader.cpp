@@ -37,11 +37,10 @@ void logSetting(const std::string& name, const ShapedArray& value, const LoadRul
 
 NodePtr makeSetting(SettingRecord&& record, const LoadRules& rules) {
     logSetting(record.name, record.value, rules);
-    ShapedArray value = std::move(record.value);
-    auto setting = rules.makeNode(specOf(record, rules), false);
-    if (!value.first.isVoid())
-        setting->loadValue(rules.level, std::move(value));
-    return setting;
+    NodeSpec spec = specOf(record, rules);
+    spec.value = std::move(record.value);
+    spec.valueLevel = rules.level;
+    return rules.makeNode(std::move(spec), false);
 }
 
 /// Loads the records of one group into its node.

@@ -21,9 +21,10 @@ namespace {
 
 constexpr LevelIndex levelsWithPersonalFiles[] = {LevelIndex::user, LevelIndex::installation};
 
-bool isThere(const std::filesystem::path& file) {
+/// False when it cannot be told.
+bool isAbsent(const std::filesystem::path& file) {
     std::error_code ignored;
-    return std::filesystem::exists(std::filesystem::symlink_status(file, ignored));
+    return std::filesystem::symlink_status(file, ignored).type() == std::filesystem::file_type::not_found;
 }
 
 GroupRecord shell(const GroupRecord& of) {
@@ -90,10 +91,13 @@ bool LevelFileKeeper::isStillEncrypted(const Key& key) const {
 
 std::optional<LevelFileKeeper::Found> LevelFileKeeper::readContent(const Key& key) {
     const std::filesystem::path file = fileOf(key.first, key.second);
+    if (isAbsent(file)) { // as most are, so that it costs little
+        refuse(key, LoadOutcome::absent, {});
+        return std::nullopt;
+    }
     const auto stamp = varnek::files::FileStamp::of(file); // before: a change while this reads is seen later
-    if (isThere(file))
-        VARNEK_LOG(fileLog, info) << "Read settings file: " << file.string()
-                                  << " for level: " << levelName(key.second);
+    VARNEK_LOG(fileLog, info) << "Read settings file: " << file.string()
+                              << " for level: " << levelName(key.second);
     try {
         SettingsFileContent content = readSettingsFile(file, FileUse::level);
         if (content.tree.name != key.first)

@@ -3,7 +3,6 @@
 #include "settingscore/settings/node/SettingsNodeImpl.hpp"
 
 #include <algorithm>
-#include <bit>
 #include <functional>
 #include <iterator>
 
@@ -24,21 +23,28 @@ bool byName(const NodePtr& a, const NodePtr& b) {
 ChildIndex::ChildIndex(std::vector<NodePtr> children) : children_(std::move(children)) {
     if (!std::is_sorted(children_.begin(), children_.end(), byName)) // as they come from files
         std::sort(children_.begin(), children_.end(), byName);
-    slots_.resize(std::bit_ceil(children_.size() + children_.size() / 3 + 1));
-    const std::size_t mask = slots_.size() - 1;
+    slots_.resize(children_.size() + children_.size() / 2 + 1);
     for (std::size_t order = 0; order < children_.size(); ++order) {
         const std::uint32_t hash = hashOf(children_[order]->getName());
-        std::size_t at = hash & mask;
+        std::size_t at = firstSlot(hash);
         while (slots_[at].order != 0)
-            at = (at + 1) & mask;
+            at = slotAfter(at);
         slots_[at] = {hash, static_cast<std::uint32_t>(order + 1), children_[order].get()};
     }
 }
 
+/// The hash as a fraction of the table, which so may be of any size.
+std::size_t ChildIndex::firstSlot(std::uint32_t hash) const noexcept {
+    return static_cast<std::size_t>(std::uint64_t{hash} * slots_.size() >> 32);
+}
+
+std::size_t ChildIndex::slotAfter(std::size_t at) const noexcept {
+    return at + 1 == slots_.size() ? 0 : at + 1;
+}
+
 const ChildIndex::Slot* ChildIndex::findSlot(std::string_view name) const noexcept {
     const std::uint32_t hash = hashOf(name);
-    const std::size_t mask = slots_.size() - 1;
-    for (std::size_t at = hash & mask; slots_[at].order != 0; at = (at + 1) & mask)
+    for (std::size_t at = firstSlot(hash); slots_[at].order != 0; at = slotAfter(at))
         if (slots_[at].hash == hash && slots_[at].node->getName() == name)
             return &slots_[at];
     return nullptr;

@@ -31,10 +31,12 @@ class ChildIndex {
         std::uint32_t order = 0; // position in children_, counted from 1; 0: free
         SettingsNodeImpl* node = nullptr;
     };
+    std::size_t firstSlot(std::uint32_t hash) const noexcept;
+    std::size_t slotAfter(std::size_t at) const noexcept;
     const Slot* findSlot(std::string_view name) const noexcept;
 
     std::vector<NodePtr> children_;
-    std::vector<Slot> slots_; // a power of two, at most three quarters full
+    std::vector<Slot> slots_; // at most two thirds full
 };
 
 /// The child of that name among children in the order of their names, as getChildren() gives them: the child
@@ -46,6 +48,7 @@ class ChildTable {
   public:
     const ChildIndex* read() const noexcept { return index_.read(); }
 
+    bool isEmpty() const noexcept { return index_.read() == nullptr; }
     NodePtr find(std::string_view name) const;
     std::vector<NodePtr> inOrder() const;
 

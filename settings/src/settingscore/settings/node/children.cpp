@@ -100,9 +100,17 @@ void SettingsImpl::checkStructureMayChange(const boost::shared_ptr<const Setting
         throw exception::CannotAddRemoveNodeUnderReadOnlyParent(getThisObjectImpl(), child);
 }
 
-void SettingsImpl::checkNewName(std::string_view name) const {
-    if (!isAcceptableName(name, getFullName(false, "."), isRoot()))
+namespace {
+
+void requireName(std::string_view name, std::string_view parentFullName, bool isTopLevel) {
+    if (!isAcceptableName(name, parentFullName, isTopLevel))
         throw exception::InvalidSettingOrGroupName(std::string(name));
+}
+
+} // namespace
+
+void SettingsImpl::checkNewName(std::string_view name) const {
+    requireName(name, getFullName(false, "."), isRoot());
 }
 
 NodePtr SettingsImpl::clashing(std::string_view name) const {
@@ -346,8 +354,9 @@ void SettingsImpl::adoptWithEvents(const std::vector<NodePtr>& children, LateEve
 }
 
 void SettingsImpl::adopt(const std::vector<NodePtr>& children, std::vector<EventDelivery::Place>* places) {
+    const std::string fullName = getFullName(false, ".");
     for (const NodePtr& child : children)
-        checkNewName(child->getName());
+        requireName(child->getName(), fullName, isRoot());
     const auto tree = treeContext();
     {
         const boost::unique_lock<boost::shared_mutex> lock(group_->mutex);
@@ -370,15 +379,17 @@ void SettingsImpl::adopt(const std::vector<NodePtr>& children, std::vector<Event
 }
 
 void SettingsImpl::checkAdoptable(const std::vector<NodePtr>& children) const {
+    if (!group_->children.isEmpty())
+        for (const NodePtr& child : children)
+            if (const NodePtr existing = clashing(child->getName()))
+                refuseClash(existing);
+    const auto notBefore = [](const NodePtr& a, const NodePtr& b) { return !(a->getName() < b->getName()); };
+    if (std::adjacent_find(children.begin(), children.end(), notBefore) == children.end())
+        return; // as they come from files
     std::unordered_set<std::string_view> names;
-    names.reserve(children.size());
-    const bool isEmpty = group_->children.inOrder().empty();
-    for (const NodePtr& child : children) {
-        if (const NodePtr existing = isEmpty ? NodePtr() : clashing(child->getName()))
-            refuseClash(existing);
+    for (const NodePtr& child : children)
         if (!names.insert(child->getName()).second)
             refuseClash(child);
-    }
 }
 
 NodePtr SettingsImpl::createFactorySetting(std::string_view name, const FactorySettingProperties& definition,

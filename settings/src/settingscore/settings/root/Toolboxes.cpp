@@ -243,10 +243,12 @@ boost::shared_ptr<SettingsImpl> Toolboxes::load(DeclaredGroup& group) {
 }
 
 void Toolboxes::noteFile(const LevelFileStatus& file) {
-    std::error_code ignored;
-    const bool isGone = symlink_status(file.file, ignored).type() == std::filesystem::file_type::not_found;
+    const auto isGone = [&] {
+        std::error_code ignored;
+        return symlink_status(file.file, ignored).type() == std::filesystem::file_type::not_found;
+    };
     std::optional<LoadProblem> problem;
-    if (!isGone && (file.loaded == LoadOutcome::damaged || file.loaded == LoadOutcome::unreadable))
+    if ((file.loaded == LoadOutcome::damaged || file.loaded == LoadOutcome::unreadable) && !isGone())
         problem = LoadProblem{file.file.string(), file.loadMessage};
     problems_.setFile(file.group, file.level, std::move(problem));
 }
