@@ -8,6 +8,7 @@
 #include <array>
 #include <cerrno>
 #include <cstdint>
+#include <system_error>
 
 namespace vksettings {
 
@@ -29,6 +30,8 @@ void Ending::request() const {
 }
 
 void Ending::wait(Output output) const {
+    if (output == Output::watched && ::write(STDOUT_FILENO, "", 0) != 0)
+        throw std::system_error(errno, std::generic_category(), "cannot write the output");
     std::array<pollfd, 3> waits{
         {{signals_.get(), POLLIN, 0}, {request_.get(), POLLIN, 0}, {STDOUT_FILENO, 0, 0}}};
     const nfds_t count = output == Output::watched ? waits.size() : waits.size() - 1;

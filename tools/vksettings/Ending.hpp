@@ -16,7 +16,7 @@ class Ending {
     void request() const;
     enum class Output { ignored, watched };
     /// Returns on Ctrl-C and SIGTERM, when it is requested, and, where the output is watched, when nobody
-    /// reads it any more.
+    /// reads it any more. Throws std::system_error when a watched output was never there.
     void wait(Output output) const;
 
   private:

@@ -12,7 +12,7 @@
 
 #include "settingscore/ValueCheck.hpp"
 #include "settingscore/exception/Exceptions.hpp"
-#include "json/Value.hpp"
+#include "varnek/files/PathText.hpp"
 
 #include <stdexcept>
 
@@ -66,7 +66,7 @@ ShapedArray readable(const SetOptions& options, const Setting& setting) {
     try {
         return meant(options, setting);
     } catch (const std::invalid_argument& failure) {
-        const auto text = varnek::data::Array::text(varnek::json::Value(options.value).asUtf16());
+        const auto text = varnek::data::Array::text(varnek::files::messageUtf16(options.value));
         throw refusedValue(setting.fullName(), {text, false}, options.level, failure.what());
     }
 }

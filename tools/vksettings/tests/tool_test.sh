@@ -32,6 +32,7 @@ out true get editor.font.ligatures
 code 1 "editor.font.nothing" set editor.font.nothing 1
 code 1 "is no value of type int32" set editor.font.size fourteen
 code 1 "is no value of type int32" set editor.font.size 1.5
+code 1 '"editor.theme" cannot be' set editor.theme $'\xff'
 code 1 "is no value of type uint64" set numerics.random.seed 18446744073709551616
 code 1 '"factory"' set editor.font.size 1 --level factory
 code 1 '"installation"' set editor.font.size 1 --level installation

@@ -181,6 +181,12 @@ class WatchTest(unittest.TestCase):
         self.assertEqual(3, process.returncode)
         self.assertIn("cannot write the output", errors)
 
+    def test_no_output_at_all(self):
+        closed = subprocess.run(["bash", "-c", 'exec "$0" watch >&-', TOOL], stderr=subprocess.PIPE, text=True, check=False,
+                                env=self.place.environment, cwd=self.place.folder, timeout=PATIENCE)
+        self.assertEqual(3, closed.returncode)
+        self.assertIn("cannot write the output", closed.stderr)
+
 
 if __name__ == "__main__":
     unittest.main(argv=sys.argv[:1])
