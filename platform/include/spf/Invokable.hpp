@@ -75,6 +75,7 @@ class VARNEK_EXPORT Invokable {
     /// What the provider announces on a topic from now on; on a thread of the framework, one announcement at
     /// a time, in their order. The provider's announcements that follow the answer of a call made after
     /// listen() are heard. Nothing from a provider that announces nothing, or once the service has ended.
+    /// RemoteError (tooLarge) for a topic of more than limits::topicBytes.
     /// A listener that takes long makes the provider close the connection (limits::announcementBytes). What a
     /// listener throws is logged.
     virtual Subscription listen(const std::string& topic, Listener listener) = 0;

@@ -11,8 +11,12 @@ inline constexpr std::size_t replyBytes = std::size_t{64} << 20;  ///< 64 MiB
 inline constexpr std::size_t depth = 64;                          ///< lists and cells in each other
 inline constexpr std::size_t values = std::size_t{1} << 20; ///< values, cells, fields, texts of one call
 
-inline constexpr std::size_t connections = 64;         ///< of one provider process
-inline constexpr std::size_t callsOfConnection = 1024; ///< that have no answer yet
+inline constexpr std::size_t services = 1024;                     ///< that one process publishes
+inline constexpr std::size_t serviceBytes = 16 * requestBytes;    ///< of what is told of those
+inline constexpr std::size_t connections = 64;                    ///< of one provider process
+inline constexpr std::size_t callsOfConnection = 1024;            ///< that have no answer yet
+inline constexpr std::size_t unansweredBytes = 16 * requestBytes; ///< of their requests
+inline constexpr std::size_t topicBytes = 1024;                   ///< the name of a topic
 /// Threads that carry out calls. Each connection may always have one call running; what it wants to run
 /// beyond that shares these.
 inline constexpr std::size_t sharedWorkers = 32;
@@ -21,6 +25,7 @@ inline constexpr std::size_t sharedWorkers = 32;
 inline constexpr std::size_t announcementBytes = 16 * requestBytes;       ///< of one connection
 inline constexpr std::size_t announcementLeast = 256;                     ///< what the smallest one counts
 inline constexpr std::size_t unsentBytes = 2 * replyBytes + requestBytes; ///< of one connection
+inline constexpr std::size_t unsentMessages = 8192;                       ///< of one connection
 
 inline constexpr std::chrono::milliseconds call = std::chrono::seconds(25);
 inline constexpr std::chrono::milliseconds connect = std::chrono::seconds(5);

@@ -76,7 +76,8 @@ class VARNEK_EXPORT ServiceRuntime {
     /// it can be found by them, and registers the provider in `context` under
     /// "varnek::spf::ServiceProvider". Trackers are called on this thread. On an error nothing stays
     /// published: PublicationTimeout; RemoteError (tooLarge for a description over limits::requestBytes,
-    /// refused in a child of fork(), unreachable when the event loop cannot serve it); files::FileError when the endpoint cannot be made, host::HostError when
+    /// refused in a child of fork() and beyond limits::services or limits::serviceBytes, unreachable when the
+    /// event loop cannot serve it); files::FileError when the endpoint cannot be made, host::HostError when
     /// there is no place for it; std::invalid_argument for a null provider or an empty name; what
     /// RegisterService throws.
     std::unique_ptr<Publication>

@@ -164,7 +164,9 @@ kj::Promise<void> Client::greet(const std::string& name, std::uint64_t number, G
     });
     return read.exclusiveJoin(kj::mv(late))
         .then([this, name, number, process = peer.process, greeting = kj::mv(greeting),
-               mine = std::move(line)](std::size_t) mutable {
+               mine = std::move(line)](std::size_t size) mutable {
+            if (size < greeting->size())
+                giveUp(RemoteErrorKind::disconnected, "It has hung up");
             welcome(name, number, *greeting, process, std::move(mine));
         });
 }

@@ -8,12 +8,17 @@
 #include <capnp/message.h>
 #include <kj/time.h>
 
+#include <algorithm>
+
 namespace varnek::spf {
 namespace {
 
 /// Larger replies are decoded by a worker, so that others need not wait for them.
 constexpr std::size_t decodedHereBytes = 256 * 1024;
 constexpr WorkerPool::Lane decodingLane = 0;
+
+/// Of announcements. Sound providers close the connection at half of it.
+constexpr std::size_t mostUntakenBytes = 2 * limits::announcementBytes;
 
 constexpr capnp::MessageSize roomFor(std::size_t words) {
     return {words + 16, 1};
@@ -45,12 +50,12 @@ class ClientConnection::FollowerServer final : public wire::Follower::Server {
 
     kj::Promise<void> offer(OfferContext context) override {
         const auto params = context.getParams();
-        (*connection_).offered(params.getPublication(), params.getService());
-        return kj::READY_NOW;
+        auto taken = (*connection_).offered(params.getPublication(), params.getService());
+        context.releaseParams();
+        return taken;
     }
     kj::Promise<void> withdraw(WithdrawContext context) override {
-        (*connection_).withdrawn(context.getParams().getPublication());
-        return kj::READY_NOW;
+        return (*connection_).withdrawn(context.getParams().getPublication());
     }
 
   private:
@@ -75,10 +80,12 @@ class ClientConnection::ListenerServer final : public wire::Listener::Server {
 
 ClientConnection::ClientConnection(Engine& engine, std::shared_ptr<RemoteProcess> process, Line line)
     : engine_(engine), process_(std::move(process)), line_(std::move(line)),
-      messages_(*line_.stream, limits::replyBytes + envelopeBytes,
-                [this](const kj::Exception* fault) {
-                    drop(fault != nullptr ? fault->getDescription().cStr() : nullptr);
-                }),
+      messages_(
+          *line_.stream, limits::replyBytes + envelopeBytes,
+          [this](capnp::MessageReader& message) { gate_.check(message, network_.getCurrentQueueCount()); },
+          [this](const kj::Exception* fault) {
+              drop(fault != nullptr ? fault->getDescription().cStr() : nullptr);
+          }),
       network_(messages_, 0, capnp::rpc::twoparty::Side::CLIENT, networkOptions()),
       rpc_(capnp::makeRpcClient(network_)), endpoint_(endpointOf(rpc_)), tasks_(*this) {
     tasks_.add(network_.onDisconnect().then([this] { drop(nullptr); }));
@@ -90,8 +97,8 @@ ClientConnection::ClientConnection(Engine& engine, std::shared_ptr<RemoteProcess
 ClientConnection::~ClientConnection() {
     link_.cut();
     process_->isOpen = false;
-    while (!publications_.empty())
-        withdrawn(publications_.begin()->first);
+    while (!services_.empty())
+        withdrawn(services_.begin()->first);
 }
 
 void ClientConnection::drop(const char* why) {
@@ -106,10 +113,36 @@ void ClientConnection::taskFailed(kj::Exception&& failure) {
     note(log::Severity::debug, "Process ", process_->id, ": ", failure.getDescription().cStr());
 }
 
-void ClientConnection::offered(std::uint64_t number, kj::ArrayPtr<const kj::byte> service) {
+/// Runs a task on another thread. What it is about is answered when it has run, so that the other process
+/// waits for whoever is told.
+template <class Task>
+kj::Promise<void> ClientConnection::whenTaken(SerialThread& thread, std::size_t bytes, Task task) {
+    const std::uint64_t number = engine_.core.newNumber();
+    auto taken = kj::newPromiseAndFulfiller<void>();
+    thread.post([&loop = engine_.core.loop, connection = process_->connection, number, task] {
+        const auto told = kj::defer([&] {
+            loop.post([connection, number](Engine& engine) { engine.client.taken(connection, number); });
+        });
+        task();
+    });
+    untaken_.emplace(number, Untaken{kj::mv(taken.fulfiller), bytes});
+    untakenBytes_ += bytes;
+    return kj::mv(taken.promise);
+}
+
+void ClientConnection::taken(std::uint64_t told) {
+    auto untaken = untaken_.extract(told);
+    if (untaken.empty())
+        return;
+    untakenBytes_ -= untaken.mapped().bytes;
+    untaken.mapped().taken->fulfill();
+}
+
+kj::Promise<void> ClientConnection::offered(std::uint64_t number, kj::ArrayPtr<const kj::byte> bytes) {
     try {
-        const Message message = decodeMessage(asWords(service));
-        if (publications_.contains(number) || publications_.size() >= limits::callsOfConnection)
+        const Message message = decodeMessage(asWords(bytes));
+        if (services_.contains(number) || services_.size() >= limits::services ||
+            serviceBytes_ + bytes.size() > limits::serviceBytes)
             throw RemoteError(RemoteErrorKind::malformed, "One service too many");
         std::map<std::string, std::string> properties;
         for (const Value& property : message.values.at(1).asList())
@@ -118,28 +151,33 @@ void ClientConnection::offered(std::uint64_t number, kj::ArrayPtr<const kj::byte
             serviceProperties(message.name, process_->name, properties, message.values.at(0).asText());
         const auto publication = std::make_shared<RemotePublication>(process_, number, message.name);
         const Discovery::Key key(process_->connection, number);
-        engine_.core.services.post([&discovery = engine_.core.discovery, key, entered = std::move(entered),
-                                    service = std::make_shared<RegisteredService>(publication)] {
-            discovery.enter(key, entered, service);
-        });
-        publications_.emplace(number, publication);
+        auto taken = whenTaken(engine_.core.services, 0,
+                               [&discovery = engine_.core.discovery, key, entered = std::move(entered),
+                                service = std::make_shared<RegisteredService>(publication)] {
+                                   discovery.enter(key, entered, service);
+                               });
+        services_.emplace(number, Service{publication, bytes.size()});
+        serviceBytes_ += bytes.size();
+        return taken;
     } catch (const std::exception& fault) {
         note(log::Severity::warning, "Cannot use a service of process ", process_->id, ": ", fault.what());
+        return kj::READY_NOW;
     }
 }
 
-void ClientConnection::withdrawn(std::uint64_t number) {
-    const auto gone = publications_.extract(number);
+kj::Promise<void> ClientConnection::withdrawn(std::uint64_t number) {
+    const auto gone = services_.extract(number);
     if (gone.empty())
-        return;
-    gone.mapped()->isOffered = false;
+        return kj::READY_NOW;
+    gone.mapped().publication->isOffered = false;
+    serviceBytes_ -= gone.mapped().bytes;
     try {
-        engine_.core.services.post(
-            [&discovery = engine_.core.discovery, key = Discovery::Key(process_->connection, number)] {
-                discovery.leave(key);
-            });
+        return whenTaken(engine_.core.services, 0,
+                         [&discovery = engine_.core.discovery,
+                          key = Discovery::Key(process_->connection, number)] { discovery.leave(key); });
     } catch (const std::exception& failure) {
         note(log::Severity::error, "Exception caught: ", failure.what());
+        return kj::READY_NOW;
     }
 }
 
@@ -148,12 +186,12 @@ void ClientConnection::call(std::uint64_t publication, const Words& request,
     const auto left = end - std::chrono::steady_clock::now();
     if (left <= left.zero())
         return call->fail(RemoteErrorKind::timedOut, "No time was left for it");
-    const auto found = publications_.find(publication);
-    if (found == publications_.end())
+    if (!services_.contains(publication))
         return call->fail(RemoteErrorKind::disconnected, "The service is not published any more");
     if (calls_ >= limits::callsOfConnection)
         return call->fail(RemoteErrorKind::refused, "Too many calls have no answer yet");
-    if (network_.getCurrentQueueSize() + request.bytes() > limits::unsentBytes)
+    if (network_.getCurrentQueueSize() + request.bytes() > limits::unsentBytes ||
+        network_.getCurrentQueueCount() > limits::unsentMessages / 2) // a call comes with its end
         return call->fail(RemoteErrorKind::refused, "Too much waits for the other process");
     auto message = endpoint_.callRequest(roomFor(request.count()));
     message.setPublication(publication);
@@ -200,23 +238,15 @@ void ClientConnection::listen(std::uint64_t publication, const std::string& topi
 
 kj::Promise<void> ClientConnection::announced(const std::shared_ptr<ListenerState>& state,
                                               kj::ArrayPtr<const kj::byte> bytes) {
-    const std::uint64_t number = engine_.core.newNumber();
-    auto taken = kj::newPromiseAndFulfiller<void>();
-    announcements_.emplace(number, kj::mv(taken.fulfiller));
-    engine_.core.announcements.post([&loop = engine_.core.loop, connection = process_->connection, number,
-                                     state, words = std::make_shared<const Words>(bytes)] {
-        const auto told = kj::defer([&] {
-            loop.post([connection, number](Engine& engine) { engine.client.taken(connection, number); });
-        });
-        state->call(decodeMessage(words->all()).values);
-    });
-    return kj::mv(taken.promise);
-}
-
-void ClientConnection::taken(std::uint64_t announcement) {
-    auto waiting = announcements_.extract(announcement);
-    if (!waiting.empty())
-        waiting.mapped()->fulfill();
+    const std::size_t counted = std::max(bytes.size(), limits::announcementLeast);
+    if (untakenBytes_ + counted > mostUntakenBytes) {
+        drop("it does not wait for those who listen");
+        kj::throwFatalException(KJ_EXCEPTION(OVERLOADED, "too many announcements"));
+    }
+    return whenTaken(engine_.core.announcements, counted,
+                     [state, words = std::make_shared<const Words>(bytes)] {
+                         state->call(decodeMessage(words->all()).values);
+                     });
 }
 
 } // namespace varnek::spf

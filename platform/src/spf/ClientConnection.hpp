@@ -4,6 +4,7 @@
 #include "spf/Descriptors.hpp"
 #include "spf/LimitedStream.hpp"
 #include "spf/Link.hpp"
+#include "spf/MessageGate.hpp"
 #include "spf/PendingCall.hpp"
 #include "spf/RemoteInvokable.hpp"
 #include "spf/Words.hpp"
@@ -22,6 +23,7 @@
 namespace varnek::spf {
 
 class Engine;
+class SerialThread;
 
 /// Confined to the thread of the event loop. The destructor withdraws all services and fails all calls.
 class ClientConnection final : private kj::TaskSet::ErrorHandler {
@@ -39,8 +41,8 @@ class ClientConnection final : private kj::TaskSet::ErrorHandler {
     void listen(std::uint64_t publication, const std::string& topic, std::shared_ptr<ListenerState> state,
                 std::uint64_t number);
     void endListening(std::uint64_t number) { listening_.erase(number); }
-    /// A listener has been called.
-    void taken(std::uint64_t announcement);
+    /// A listener has been called, or a change of the services has been told.
+    void taken(std::uint64_t told);
 
   private:
     class FollowerServer;
@@ -50,10 +52,21 @@ class ClientConnection final : private kj::TaskSet::ErrorHandler {
         wire::Subscription::Client subscription;
     };
 
-    void offered(std::uint64_t number, kj::ArrayPtr<const kj::byte> service);
-    void withdrawn(std::uint64_t number);
+    struct Service {
+        std::shared_ptr<RemotePublication> publication;
+        std::size_t bytes = 0; // in which it was told
+    };
+    struct Untaken {
+        kj::Own<kj::PromiseFulfiller<void>> taken;
+        std::size_t bytes = 0;
+    };
+
+    kj::Promise<void> offered(std::uint64_t number, kj::ArrayPtr<const kj::byte> bytes);
+    kj::Promise<void> withdrawn(std::uint64_t number);
     kj::Promise<void> announced(const std::shared_ptr<ListenerState>& state,
                                 kj::ArrayPtr<const kj::byte> bytes);
+    template <class Task>
+    kj::Promise<void> whenTaken(SerialThread& thread, std::size_t bytes, Task task);
     void deliver(kj::ArrayPtr<const kj::byte> reply, const std::shared_ptr<PendingCall>& call);
     void drop(const char* why);
     void taskFailed(kj::Exception&& failure) override;
@@ -63,10 +76,12 @@ class ClientConnection final : private kj::TaskSet::ErrorHandler {
     Link<ClientConnection> link_{*this};
     bool isDropped_ = false;
     std::size_t calls_ = 0; // that have no answer yet
-    std::map<std::uint64_t, std::shared_ptr<RemotePublication>> publications_;
-    std::map<std::uint64_t, kj::Own<kj::PromiseFulfiller<void>>>
-        announcements_; // that listeners have not taken
+    std::map<std::uint64_t, Service> services_;
+    std::size_t serviceBytes_ = 0;             // of those
+    std::map<std::uint64_t, Untaken> untaken_; // announcements, and changes of the services
+    std::size_t untakenBytes_ = 0;             // of the announcements
     Line line_;
+    MessageGate gate_;
     LimitedStream messages_;
     capnp::TwoPartyVatNetwork network_;
     capnp::RpcSystem<capnp::rpc::twoparty::VatId> rpc_;

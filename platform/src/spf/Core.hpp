@@ -7,11 +7,15 @@
 #include "spf/WorkerPool.hpp"
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <filesystem>
 #include <string>
 
 namespace varnek::spf {
+
+/// What callers may wait: no clock overflows.
+inline constexpr std::chrono::milliseconds longestLimit = std::chrono::hours(24 * 365);
 
 struct Core {
     std::string processName;

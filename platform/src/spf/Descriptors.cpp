@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <new>
 #include <vector>
 
 namespace varnek::spf {
@@ -53,10 +54,17 @@ std::mutex& GuardedDescriptor::forkMutex() {
     return Guarded::all().mutex;
 }
 
-void GuardedDescriptor::reserve() {
+bool GuardedDescriptor::hasRoom() noexcept {
     auto& descriptors = Guarded::all().descriptors;
-    if (descriptors.size() == descriptors.capacity())
+    if (descriptors.size() < descriptors.capacity())
+        return true;
+    try {
         descriptors.reserve(2 * descriptors.size() + 16);
+        return true;
+    } catch (const std::bad_alloc&) {
+        errno = ENOMEM;
+        return false;
+    }
 }
 
 void GuardedDescriptor::enter(int fd) noexcept {

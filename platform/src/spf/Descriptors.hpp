@@ -38,12 +38,13 @@ void watchForks();
 class GuardedDescriptor {
   public:
     GuardedDescriptor() = default;
-    /// `open` returns a descriptor, or -1 with errno. No fork() happens between that and here.
+    /// `open` returns a descriptor, or -1 with errno, which is kept. No fork() happens between that and here.
     template <class Open>
     static GuardedDescriptor open(Open open) {
         const std::lock_guard lock(forkMutex());
         GuardedDescriptor result;
-        reserve();
+        if (!hasRoom())
+            return result;
         result.fd_ = open();
         if (result.fd_ >= 0)
             enter(result.fd_);
@@ -62,7 +63,7 @@ class GuardedDescriptor {
 
   private:
     static std::mutex& forkMutex(); // held while the process forks
-    static void reserve();
+    static bool hasRoom() noexcept; // else errno tells
     static void enter(int fd) noexcept;
 
     int fd_ = -1;

@@ -14,16 +14,17 @@ LimitedStream::tryReadMessage(kj::ArrayPtr<kj::AutoCloseFd> fdSpace, capnp::Read
                               kj::ArrayPtr<capnp::word> scratchSpace) {
     options.traversalLimitInWords = mostWords_;
     return messages_.tryReadMessage(fdSpace, options, scratchSpace)
-        .then(
-            [this](kj::Maybe<capnp::MessageReaderAndFds> message) {
-                if (message == nullptr)
-                    whenOver_(nullptr);
-                return message;
-            },
-            [this](kj::Exception&& fault) -> kj::Maybe<capnp::MessageReaderAndFds> {
-                whenOver_(&fault);
-                kj::throwFatalException(kj::mv(fault));
-            });
+        .then([this](kj::Maybe<capnp::MessageReaderAndFds> message) {
+            KJ_IF_MAYBE (read, message)
+                check_(*read->reader);
+            else
+                whenOver_(nullptr);
+            return message;
+        })
+        .catch_([this](kj::Exception&& fault) -> kj::Maybe<capnp::MessageReaderAndFds> {
+            whenOver_(&fault);
+            kj::throwFatalException(kj::mv(fault));
+        });
 }
 
 capnp::ReaderOptions networkOptions() {

@@ -1,4 +1,4 @@
-// The messages of one connection, those that come in limited in size.
+// The messages of one connection, those that come in limited in size and checked.
 #pragma once
 
 #include "spf/Descriptors.hpp"
@@ -22,10 +22,14 @@ struct Line {
 /// Confined to the thread of its event loop. The size of a message is checked before there is memory for it.
 class LimitedStream final : public capnp::MessageStream {
   public:
-    /// `whenOver` is called when nothing comes any more: null for the end of the stream, else what is wrong.
-    LimitedStream(kj::AsyncIoStream& stream, std::size_t mostBytes,
-                  kj::Function<void(const kj::Exception*)> whenOver)
-        : messages_(stream), mostWords_(mostBytes / sizeof(capnp::word)), whenOver_(kj::mv(whenOver)) {}
+    using Check = kj::Function<void(capnp::MessageReader&)>;
+    using WhenOver = kj::Function<void(const kj::Exception*)>;
+
+    /// `check` is called for each message and throws kj::Exception for what is wrong with it; `whenOver` when
+    /// nothing comes any more: null for the end of the stream, else what is wrong.
+    LimitedStream(kj::AsyncIoStream& stream, std::size_t mostBytes, Check check, WhenOver whenOver)
+        : messages_(stream), mostWords_(mostBytes / sizeof(capnp::word)), check_(kj::mv(check)),
+          whenOver_(kj::mv(whenOver)) {}
 
     kj::Promise<kj::Maybe<capnp::MessageReaderAndFds>>
     tryReadMessage(kj::ArrayPtr<kj::AutoCloseFd> fdSpace, capnp::ReaderOptions options,
@@ -44,7 +48,8 @@ class LimitedStream final : public capnp::MessageStream {
   private:
     capnp::AsyncIoMessageStream messages_;
     std::size_t mostWords_;
-    kj::Function<void(const kj::Exception*)> whenOver_;
+    Check check_;
+    WhenOver whenOver_;
 };
 
 /// Room for the envelope of a call around its bytes.

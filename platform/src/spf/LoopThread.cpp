@@ -16,6 +16,7 @@ namespace varnek::spf {
 namespace {
 
 constexpr int tasksAtOnce = 64;
+constexpr unsigned turnsAtOnce = 64; // of the event loop, then it looks at all descriptors and timers
 
 /// What the library of the event loop would print, and nothing about where in the code it was.
 class QuietCallback : public kj::ExceptionCallback {
@@ -115,6 +116,7 @@ void LoopThread::serve(Core& core, std::promise<void>& started) {
     kj::Own<kj::UnixEventPort::FdObserver> observer;
     try {
         io = std::make_unique<kj::AsyncIoContext>(makeIo());
+        io->waitScope.setBusyPollInterval(turnsAtOnce); // else one sender keeps it from ever looking
         observer = kj::heap<kj::UnixEventPort::FdObserver>(io->unixEventPort, wake_.get(),
                                                            kj::UnixEventPort::FdObserver::OBSERVE_READ);
         engine = std::make_unique<Engine>(core, *io);

@@ -13,8 +13,6 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr std::chrono::milliseconds longestLimit = std::chrono::hours(24 * 365); // no clock overflows
-
 std::string label(const RemotePublication& publication, const std::string& method) {
     return "Call of \"" + method + "\" of the service \"" + publication.name + "\" of process " +
            std::to_string(publication.process->id);
@@ -44,7 +42,7 @@ void ListenerState::end() noexcept {
 
 std::future<Value> RemoteInvokable::invoke(const std::string& method, Value::List arguments,
                                            std::chrono::milliseconds limit) {
-    const auto end = Clock::now() + std::min(limit, longestLimit);
+    const auto end = Clock::now() + std::clamp(limit, limit.zero(), longestLimit);
     const auto call = std::make_shared<PendingCall>(label(*publication_, method));
     auto future = call->future();
     if (isForkChild()) {
@@ -66,6 +64,8 @@ std::future<Value> RemoteInvokable::invoke(const std::string& method, Value::Lis
 }
 
 Subscription RemoteInvokable::listen(const std::string& topic, Listener listener) {
+    if (topic.size() > limits::topicBytes)
+        throw RemoteError(RemoteErrorKind::tooLarge, "The name of a topic is too long");
     if (isForkChild())
         return {};
     Core& core = publication_->process->core;

@@ -24,17 +24,24 @@ Server::Server(Engine& engine) : engine_(engine), tasks_(*this) {}
 Server::~Server() = default;
 
 void Server::publish(std::shared_ptr<PublicationState> state, Words service) {
+    // What is beyond that, clients would not enter.
+    const std::size_t bytes = service.bytes();
+    if (publications_.size() >= limits::services || publishedBytes_ + bytes > limits::serviceBytes)
+        throw RemoteError(RemoteErrorKind::refused, "This process publishes too many services");
     if (endpoint_ == nullptr)
         listen();
     const std::uint64_t number = state->number;
     publications_.emplace(number, Published{std::move(state), std::move(service)});
+    publishedBytes_ += bytes;
     for (const auto& [ignored, connection] : connections_)
         connection->offer(number);
 }
 
 void Server::withdraw(std::uint64_t publication) {
-    if (publications_.erase(publication) == 0)
+    const auto gone = publications_.extract(publication);
+    if (gone.empty())
         return;
+    publishedBytes_ -= gone.mapped().service.bytes();
     for (const auto& [ignored, connection] : connections_)
         connection->withdraw(publication);
 }
@@ -76,6 +83,7 @@ void Server::listen() {
     accepting_ = nullptr;
     observer_ = nullptr;
     endpoint_.reset();
+    engine_.folder.removeStale(name); // where somebody has put a file in the place of one of ours
     auto endpoint = engine_.folder.create(name);
     observer_ = kj::heap<kj::UnixEventPort::FdObserver>(engine_.io.unixEventPort, endpoint->listener(),
                                                         kj::UnixEventPort::FdObserver::OBSERVE_READ);

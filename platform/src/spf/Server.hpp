@@ -33,7 +33,8 @@ class Server final : private kj::TaskSet::ErrorHandler {
     Server& operator=(const Server&) = delete;
     ~Server();
 
-    /// Throws files::FileError when there can be no endpoint.
+    /// Throws files::FileError when there can be no endpoint, RemoteError (refused) when too much is
+    /// published.
     void publish(std::shared_ptr<PublicationState> state, Words service);
     void withdraw(std::uint64_t publication);
     void announce(std::uint64_t publication, const std::string& topic,
@@ -55,6 +56,7 @@ class Server final : private kj::TaskSet::ErrorHandler {
 
     Engine& engine_;
     std::map<std::uint64_t, Published> publications_;
+    std::size_t publishedBytes_ = 0; // that are told of those
     std::map<std::uint64_t, std::unique_ptr<ServerConnection>> connections_;
     std::unique_ptr<Endpoint> endpoint_;
     bool hasListened_ = false;

@@ -17,8 +17,8 @@
 namespace varnek::spf {
 namespace {
 
-/// Of calls that have no answer yet. Beyond that, nothing more is read.
-constexpr std::size_t unansweredBytes = 16 * limits::requestBytes;
+/// Of a client that has too many replies waiting, until the next one has been taken.
+constexpr auto longestWait = 30 * kj::SECONDS;
 
 constexpr std::size_t announcementsAtOnce = 256;
 constexpr std::size_t changesAtOnce = 256;
@@ -70,48 +70,67 @@ class ServerConnection::SubscriptionServer final : public wire::Subscription::Se
     const std::uint64_t number_;
 };
 
-/// A request that waits for a worker. Counted from its beginning to the end of both the job and the call.
+/// What the calls of a connection come to.
+struct ServerConnection::Requested {
+    std::atomic<std::size_t> count{0}; // until neither the client nor a worker knows of them
+    std::atomic<std::size_t> bytes{0}; // that are held for them
+};
+
+/// A request that waits for a worker. Counted from its beginning to the end of both the job and the call, its
+/// bytes until they are not needed.
 class ServerConnection::Request {
   public:
-    Request(std::shared_ptr<std::atomic<std::size_t>> count, kj::ArrayPtr<const kj::byte> bytes)
-        : count_(std::move(count)), words_(bytes) {
-        ++*count_;
+    Request(std::shared_ptr<Requested> all, kj::ArrayPtr<const kj::byte> bytes)
+        : all_(std::move(all)), words_(bytes), counted_(words_.bytes()) {
+        ++all_->count;
+        all_->bytes += counted_;
     }
     Request(const Request&) = delete;
     Request& operator=(const Request&) = delete;
-    ~Request() { --*count_; }
+    ~Request() {
+        settle();
+        --all_->count;
+    }
 
     /// For the worker, once; nothing when the call is over.
     std::optional<Words> take() {
         const std::lock_guard lock(mutex_);
+        isTaken_ = true;
         return isOver_ ? std::nullopt : std::optional(std::move(words_));
     }
+    /// The worker does not need its bytes any more.
+    void settle() noexcept { all_->bytes -= counted_.exchange(0); }
     /// The call is over: what waits holds no memory for it.
     void forget() {
         Words forgotten;
         const std::lock_guard lock(mutex_);
         isOver_ = true;
         std::swap(forgotten, words_);
+        if (!isTaken_)
+            settle();
     }
 
   private:
-    const std::shared_ptr<std::atomic<std::size_t>> count_;
-    std::mutex mutex_; // guards the rest
+    const std::shared_ptr<Requested> all_;
+    std::mutex mutex_; // guards words_, isTaken_ and isOver_
     Words words_;
+    std::atomic<std::size_t> counted_; // of all_->bytes
+    bool isTaken_ = false;
     bool isOver_ = false;
 };
 
 ServerConnection::ServerConnection(Engine& engine, std::uint64_t number, GuardedDescriptor socket,
                                    pid_t process)
-    : engine_(engine), number_(number), process_(process),
+    : engine_(engine), number_(number), process_(process), requested_(std::make_shared<Requested>()),
       line_(*engine.io.lowLevelProvider, std::move(socket)),
-      messages_(*line_.stream, limits::requestBytes + envelopeBytes,
-                [this](const kj::Exception* fault) {
-                    drop(fault != nullptr ? fault->getDescription().cStr() : nullptr);
-                }),
+      messages_(
+          *line_.stream, limits::requestBytes + envelopeBytes,
+          [this](capnp::MessageReader& message) { gate_.check(message, network_.getCurrentQueueCount()); },
+          [this](const kj::Exception* fault) {
+              drop(fault != nullptr ? fault->getDescription().cStr() : nullptr);
+          }),
       network_(messages_, 0, capnp::rpc::twoparty::Side::SERVER, networkOptions()),
       rpc_(capnp::makeRpcServer(network_, kj::heap<EndpointServer>(link_))), tasks_(*this) {
-    rpc_.setFlowLimit(unansweredBytes / sizeof(capnp::word));
     tasks_.add(network_.onDisconnect().then([this] { drop(nullptr); }));
 }
 
@@ -210,9 +229,10 @@ kj::Promise<void> ServerConnection::call(AnswerContext context) {
             throw RemoteError(RemoteErrorKind::tooLarge, "The request is too large");
         if (published == publications.end())
             throw RemoteError(RemoteErrorKind::disconnected, "The service is not published any more");
-        if (*requests_ >= limits::callsOfConnection) // those that were cancelled, too
+        if (requested_->count >= limits::callsOfConnection || // those that were cancelled, too
+            requested_->bytes + request.size() > limits::unansweredBytes)
             throw RemoteError(RemoteErrorKind::refused, "Too many calls that have no answer yet");
-        return carryOut(context, published->second.state, std::make_shared<Request>(requests_, request));
+        return carryOut(context, published->second.state, std::make_shared<Request>(requested_, request));
     } catch (const RemoteError& error) {
         setReply(context, encodeError(error));
         return kj::READY_NOW;
@@ -228,7 +248,9 @@ kj::Promise<void> ServerConnection::carryOut(AnswerContext context,
         if (!words)
             return;
         try {
-            loop.post([connection, number, reply = publication->answer(*words)](Engine& engine) mutable {
+            Words answer = publication->answer(*words);
+            request->settle(); // before the client can ask for more
+            loop.post([connection, number, reply = std::move(answer)](Engine& engine) mutable {
                 engine.server.reply(connection, number, std::move(reply));
             });
         } catch (const std::bad_alloc&) {
@@ -256,26 +278,29 @@ void ServerConnection::reply(std::uint64_t call, Words reply) {
     const auto found = calls_.find(call);
     if (found == calls_.end())
         return;
-    if (network_.getCurrentQueueSize() + answeredBytes_ + reply.bytes() > limits::unsentBytes)
-        return drop("it does not take its replies");
+    if (network_.getCurrentQueueSize() + answeredBytes_ + reply.bytes() > limits::unsentBytes) {
+        if (network_.getOutgoingMessageWaitTime() > longestWait)
+            return drop("it does not take its replies");
+        reply = encodeError({RemoteErrorKind::refused, "Too many replies have not been taken yet"});
+    }
     found->second.bytes = reply.bytes();
     answeredBytes_ += reply.bytes();
     found->second.answer->fulfill(std::move(reply));
 }
 
 wire::Subscription::Client ServerConnection::listen(wire::Endpoint::ListenParams::Reader params) {
-    KJ_REQUIRE(subscriptions_.size() < limits::callsOfConnection, "too many subscriptions");
     const auto& publications = engine_.server.publications();
     const auto published = publications.find(params.getPublication());
     const auto topic = params.getTopic();
+    KJ_REQUIRE(published != publications.end(), "the service is not published any more");
+    KJ_REQUIRE(topic.size() <= limits::topicBytes, "the topic is too long");
+    KJ_REQUIRE(subscriptions_.size() < limits::callsOfConnection, "too many subscriptions");
     const std::uint64_t number = engine_.core.newNumber();
-    if (published != publications.end()) {
-        subscriptions_.emplace(
-            number, Subscribed{published->second.state,
-                               std::string(reinterpret_cast<const char*>(topic.begin()), topic.size()),
-                               params.getListener()});
-        ++published->second.state->listeners;
-    }
+    subscriptions_.emplace(number,
+                           Subscribed{published->second.state,
+                                      std::string(reinterpret_cast<const char*>(topic.begin()), topic.size()),
+                                      params.getListener()});
+    ++published->second.state->listeners;
     return kj::heap<SubscriptionServer>(link_, number);
 }
 

@@ -4,6 +4,7 @@
 #include "spf/Descriptors.hpp"
 #include "spf/LimitedStream.hpp"
 #include "spf/Link.hpp"
+#include "spf/MessageGate.hpp"
 #include "spf/Words.hpp"
 
 #include <capnp/rpc-twoparty.h>
@@ -12,7 +13,6 @@
 
 #include <sys/types.h>
 
-#include <atomic>
 #include <cstdint>
 #include <deque>
 #include <map>
@@ -44,6 +44,7 @@ class ServerConnection final : private kj::TaskSet::ErrorHandler {
     using AnswerContext = capnp::CallContext<wire::Endpoint::CallParams, wire::Endpoint::CallResults>;
     class EndpointServer;
     class Request;
+    struct Requested;
     class SubscriptionServer;
     struct Waiting {
         kj::Own<kj::PromiseFulfiller<Words>> answer;
@@ -78,7 +79,7 @@ class ServerConnection final : private kj::TaskSet::ErrorHandler {
     const pid_t process_;
     Link<ServerConnection> link_{*this};
     bool isDropped_ = false;
-    std::shared_ptr<std::atomic<std::size_t>> requests_ = std::make_shared<std::atomic<std::size_t>>(0);
+    std::shared_ptr<Requested> requested_;
     std::map<std::uint64_t, Waiting> calls_; // that have no answer yet
     std::size_t answeredBytes_ = 0;          // of replies that are not in the network's queue yet
     std::map<std::uint64_t, Subscribed> subscriptions_;
@@ -91,6 +92,7 @@ class ServerConnection final : private kj::TaskSet::ErrorHandler {
     std::size_t untakenChanges_ = 0;     // that were sent and not answered
     std::size_t untakenChangeBytes_ = 0; // of those
     Line line_;
+    MessageGate gate_;
     LimitedStream messages_;
     capnp::TwoPartyVatNetwork network_;
     capnp::RpcSystem<capnp::rpc::twoparty::VatId> rpc_;

@@ -41,7 +41,11 @@ void refuseForkChild() {
                           "The child of a fork() cannot use the remote services of its parent");
 }
 
-/// Runs `work` on the thread of the event loop; the result throws what it throws.
+[[noreturn]] void failAtTheEnd() {
+    throw RemoteError(RemoteErrorKind::disconnected, "The process is ending");
+}
+
+/// Runs `work` on the thread of the event loop; the result throws what it throws, see resultOf().
 template <class Work>
 auto onLoop(LoopThread& loop, Work work) {
     using Result = decltype(work(std::declval<Engine&>()));
@@ -64,8 +68,18 @@ auto onLoop(LoopThread& loop, Work work) {
             }
         });
     if (!isPosted)
-        throw RemoteError(RemoteErrorKind::disconnected, "The process is ending");
+        failAtTheEnd();
     return result;
+}
+
+/// Waits for it. The event loop may have ended before it came to the work.
+template <class Result>
+Result resultOf(std::future<Result> result) {
+    try {
+        return result.get();
+    } catch (const std::future_error&) {
+        failAtTheEnd();
+    }
 }
 
 std::map<std::string, std::string> allProperties(const SPFConfiguration& configuration,
@@ -99,12 +113,13 @@ class PublicationImpl final : public Publication {
                 engine.server.publish(state, std::move(words));
             });
         // A limit without any time is over already.
-        if (limit <= limit.zero() || published.wait_for(limit) != std::future_status::ready) {
+        if (limit <= limit.zero() ||
+            published.wait_for(std::min(limit, longestLimit)) != std::future_status::ready) {
             end();
             throw PublicationTimeout("The publication of \"" + state_->name + "\" was not confirmed in time");
         }
         try {
-            published.get();
+            resultOf(std::move(published));
         } catch (...) {
             end();
             throw;
@@ -158,14 +173,16 @@ class ServiceRuntime::Impl {
 
     void start() {
         refuseForkChild();
-        std::call_once(started_, [this] {
-            if (process_ != ::getpid())
-                core.processName = newProcessName(); // it was that of a parent that had not begun
-            core.folder = endpointFolder();
-            watchForks();
-            core.loop.start(core);
-            std::atexit(endWithTheProcess);
-        });
+        const std::lock_guard lock(mutex_); // no once_flag: a beginning that failed is tried again
+        if (isStarted_)
+            return;
+        if (process_ != ::getpid())
+            core.processName = newProcessName(); // it was that of a parent that had not begun
+        core.folder = endpointFolder();
+        watchForks();
+        core.loop.start(core);
+        isStarted_ = true;
+        std::atexit(endWithTheProcess);
     }
 
     Core core;
@@ -190,7 +207,8 @@ class ServiceRuntime::Impl {
         core.services.end(patience());
     }
 
-    std::once_flag started_;
+    std::mutex mutex_; // guards isStarted_
+    bool isStarted_ = false;
     const pid_t process_ = ::getpid();
 };
 
@@ -237,17 +255,17 @@ ServiceRuntime::publish(cppmicroservices::BundleContext context, const SPFConfig
 void ServiceRuntime::discover(cppmicroservices::BundleContext context) {
     impl_->start();
     Core& core = impl_->core;
-    onLoop(core.loop, [](Engine& engine) { engine.watchFolder(); }).get(); // what can fail goes first
+    resultOf(onLoop(core.loop, [](Engine& engine) { engine.watchFolder(); })); // what can fail goes first
     core.services.post([&discovery = core.discovery, context] { discovery.add(context); });
     impl_->isDiscovering = true;
-    onLoop(core.loop, [](Engine& engine) { engine.client.discover(); }).get();
+    resultOf(onLoop(core.loop, [](Engine& engine) { engine.client.discover(); }));
 }
 
 std::vector<ServiceRuntime::UnusableProcess> ServiceRuntime::unusableProcesses() const {
     refuseForkChild();
     if (!impl_->isDiscovering)
         return {};
-    return onLoop(impl_->core.loop, [](Engine& engine) { return engine.client.unusable(); }).get();
+    return resultOf(onLoop(impl_->core.loop, [](Engine& engine) { return engine.client.unusable(); }));
 }
 
 const std::string& ServiceRuntime::processName() const noexcept {

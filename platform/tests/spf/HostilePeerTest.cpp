@@ -1,14 +1,8 @@
 // Peers that do not keep to the rules, or are not who they should be.
 
+#include "spf/HostilePeers.hpp"
 #include "spf/Limits.hpp"
-#include "spf/PeerProcess.hpp"
 
-#include <capnp/message.h>
-#include <capnp/rpc.capnp.h>
-#include <capnp/serialize.h>
-#include <spf/Remote.capnp.h>
-
-#include <fstream>
 #include <random>
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -16,127 +10,7 @@
 namespace varnek::spf::test {
 namespace {
 
-using namespace std::chrono_literals;
-
-/// The value of a line of /proc/<pid>/status, in KiB.
-std::size_t statusOf(pid_t process, const std::string& key) {
-    std::ifstream status("/proc/" + std::to_string(process) + "/status");
-    for (std::string line; std::getline(status, line);)
-        if (line.starts_with(key))
-            return std::stoull(line.substr(key.size() + 1));
-    return 0;
-}
-
-template <class Fill>
-std::string frame(Fill fill) {
-    capnp::MallocMessageBuilder builder;
-    fill(builder.initRoot<capnp::rpc::Message>());
-    const auto words = capnp::messageToFlatArray(builder);
-    return {reinterpret_cast<const char*>(words.begin()), words.size() * sizeof(capnp::word)};
-}
-
-std::string bootstrap(std::uint32_t question) {
-    return frame([&](auto message) { message.initBootstrap().setQuestionId(question); });
-}
-
-/// A call of what was asked for in question 0.
-template <class Fill>
-std::string callFrame(std::uint32_t question, std::uint16_t method, Fill fill) {
-    return frame([&](auto message) {
-        auto call = message.initCall();
-        call.setQuestionId(question);
-        call.initTarget().initPromisedAnswer().setQuestionId(0);
-        call.setInterfaceId(capnp::typeId<wire::Endpoint>());
-        call.setMethodId(method);
-        fill(call.initParams());
-    });
-}
-
-/// A call of a service. What it says takes `requestBytes`, but for its beginning all zeros.
-std::string serviceCall(std::uint32_t question, std::uint64_t publication, std::size_t requestBytes,
-                        const std::string& content = {}) {
-    return callFrame(question, 1, [&](auto payload) {
-        auto params = payload.initContent().template initAs<wire::Endpoint::CallParams>();
-        params.setPublication(publication);
-        auto request = params.initRequest(static_cast<capnp::uint>(std::max(requestBytes, content.size())));
-        std::memcpy(request.begin(), content.data(), content.size());
-    });
-}
-
-std::string invocation(const std::string& method) {
-    capnp::MallocMessageBuilder builder;
-    auto message = builder.initRoot<wire::Message>();
-    message.setName({reinterpret_cast<const kj::byte*>(method.data()), method.size()});
-    const auto bytes = builder.getSegmentsForOutput()[0].asBytes();
-    return {reinterpret_cast<const char*>(bytes.begin()), bytes.size()};
-}
-
-std::string finish(std::uint32_t question) {
-    return frame([&](auto message) { message.initFinish().setQuestionId(question); });
-}
-
-/// What a sound client would send: for the endpoint, and a call of it.
-std::string soundFrames(std::uint64_t publication, std::size_t requestBytes) {
-    return bootstrap(0) + serviceCall(1, publication, requestBytes);
-}
-
-/// Reads one message and looks at it. False at the end of the stream.
-bool nextMessage(RawConnection& connection, const std::function<void(capnp::rpc::Message::Reader)>& look) {
-    std::string bytes = connection.receive(8);
-    if (bytes.size() < 8)
-        return false;
-    std::uint32_t segments = 0;
-    std::memcpy(&segments, bytes.data(), sizeof segments);
-    bytes += connection.receive((segments + 1) / 2 * 8);
-    std::size_t words = 0;
-    for (std::uint32_t i = 0; i <= segments; ++i) {
-        std::uint32_t size = 0;
-        std::memcpy(&size, bytes.data() + 4 * (i + 1), sizeof size);
-        words += size;
-    }
-    bytes += connection.receive(8 * words);
-    auto aligned = kj::heapArray<capnp::word>(bytes.size() / sizeof(capnp::word));
-    std::memcpy(aligned.begin(), bytes.data(), bytes.size());
-    capnp::FlatArrayMessageReader reader(aligned);
-    look(reader.getRoot<capnp::rpc::Message>());
-    return true;
-}
-
-/// Until the answer to the question. How many calls came before it.
-std::size_t callsUntilAnswer(RawConnection& connection, std::uint32_t question,
-                             const std::function<void(capnp::rpc::Return::Reader)>& look = nullptr) {
-    std::size_t calls = 0;
-    bool isAnswered = false;
-    const auto see = [&](capnp::rpc::Message::Reader message) {
-        calls += message.isCall() ? 1 : 0;
-        isAnswered = message.isReturn() && message.getReturn().getAnswerId() == question;
-        if (isAnswered && look)
-            look(message.getReturn());
-    };
-    while (!isAnswered && nextMessage(connection, see)) {
-    }
-    EXPECT_TRUE(isAnswered);
-    return calls;
-}
-
-class HostilePeers : public RemoteServices {
-  protected:
-    void SetUp() override { ASSERT_EQ("ok", peer.ask("publish victim")); }
-
-    std::filesystem::path socket() { return folder / (peer.ask("process") + ".socket"); }
-    RawConnection connect() { return RawConnection(socket()); }
-    /// The peer still serves others.
-    void expectAlive() {
-        PeerProcess client(folder);
-        EXPECT_EQ("ok", client.ask("discover"));
-        EXPECT_TRUE(comesTrue([&] { return client.ask("found victim") == "yes"; }));
-        EXPECT_EQ("ok", client.ask("call victim echo"));
-    }
-
-    testing_support::TemporaryFolder own;
-    std::filesystem::path folder = own / "varnek-spf";
-    PeerProcess peer{folder};
-};
+const std::string refused = std::to_string(static_cast<int>(RemoteErrorKind::refused));
 
 TEST_F(HostilePeers, RandomAndDamagedFramesEndTheirConnectionOnly) {
     const std::filesystem::path path = socket();
@@ -186,16 +60,9 @@ TEST_F(HostilePeers, AnnouncedSizesCostNothing) {
 
 /// A provider that announces a reply of gigabytes loses its client, nothing else.
 TEST_F(HostilePeers, AnnouncedSizesOfRepliesCostNothing) {
-    const std::filesystem::path place = home.folder() / "1-hostile.socket";
-    const int listener = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    std::strncpy(address.sun_path, (own / "socket").c_str(), sizeof address.sun_path - 1);
-    ASSERT_EQ(0, ::bind(listener, reinterpret_cast<const sockaddr*>(&address), sizeof address));
-    ASSERT_EQ(0, ::listen(listener, 8));
-    std::filesystem::rename(own / "socket", place);
+    auto provider = std::make_unique<HostileProvider>(home.folder());
     {
-        RawConnection client(::accept4(listener, nullptr, nullptr, SOCK_CLOEXEC));
+        RawConnection client = provider->accept();
         ASSERT_TRUE(client.isConnected());
         client.send(accepted);
         const std::uint32_t table[] = {0, 0x0FFFFFFF};
@@ -203,7 +70,7 @@ TEST_F(HostilePeers, AnnouncedSizesOfRepliesCostNothing) {
         EXPECT_TRUE(client.isClosed());
     }
     {
-        RawConnection client(::accept4(listener, nullptr, nullptr, SOCK_CLOEXEC)); // it tries again
+        RawConnection client = provider->accept(); // it tries again
         client.send("another protocol");
         EXPECT_TRUE(client.isClosed());
     }
@@ -213,7 +80,8 @@ TEST_F(HostilePeers, AnnouncedSizesOfRepliesCostNothing) {
                 return process.failure.kind() == RemoteErrorKind::malformed;
         return false;
     }));
-    ::close(listener);
+    const std::filesystem::path place = provider->place;
+    provider.reset();
     EXPECT_TRUE(comesTrue([&] { return !std::filesystem::exists(place); })); // a stale one
 }
 
@@ -277,15 +145,9 @@ TEST_F(HostilePeers, CancelledCallsCostLittle) {
         connection.send(finish(question));
     }
     connection.send(serviceCall(++question, 1, 0, invocation("echo")));
-    RemoteErrorKind kind{};
-    callsUntilAnswer(connection, question, [&](capnp::rpc::Return::Reader answer) {
-        const auto bytes = answer.getResults().getContent().getAs<wire::Endpoint::CallResults>().getReply();
-        const kj::ArrayPtr<const capnp::word> segments[] = {
-            {reinterpret_cast<const capnp::word*>(bytes.begin()), bytes.size() / sizeof(capnp::word)}};
-        capnp::SegmentArrayMessageReader reader(segments);
-        kind = static_cast<RemoteErrorKind>(reader.getRoot<wire::Reply>().getError().getKind());
-    });
-    EXPECT_EQ(RemoteErrorKind::refused, kind);
+    std::string end;
+    callsUntilAnswer(connection, question, [&](capnp::rpc::Return::Reader answer) { end = endOf(answer); });
+    EXPECT_EQ(refused, end);
     expectAlive();
 }
 
@@ -293,11 +155,10 @@ TEST_F(HostilePeers, CancelledCallsCostLittle) {
 TEST_F(HostilePeers, ChangesThatAreNotTakenDoNotHeapUp) {
     auto connection = connect();
     ASSERT_EQ(accepted, connection.receive(8));
-    std::string follow = callFrame(1, 0, [](auto payload) {
+    const std::string follow = withCapability(callFrame(1, 0, [](auto payload) {
         payload.initCapTable(1)[0].setSenderHosted(5);
-        payload.initContent().template initAs<wire::Endpoint::FollowParams>();
-    });
-    follow[follow.size() - sizeof(capnp::word)] = 3; // its last word: a pointer to the first of that table
+        payload.getContent().template initAs<wire::Endpoint::FollowParams>();
+    }));
     connection.send(bootstrap(0) + follow);
     EXPECT_EQ(1u, callsUntilAnswer(connection, 1)); // the victim
     for (int i = 0; i < 1000; ++i) {

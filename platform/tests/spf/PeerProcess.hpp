@@ -78,7 +78,7 @@ class PeerProcess {
         ::close(in[0]);
         ::close(out[1]);
         in_ = in[1];
-        out_ = ::fdopen(out[0], "r");
+        out_ = out[0];
     }
     PeerProcess(const PeerProcess&) = delete;
     PeerProcess& operator=(const PeerProcess&) = delete;
@@ -86,23 +86,30 @@ class PeerProcess {
         kill(SIGKILL);
         wait();
         ::close(in_);
-        std::fclose(out_);
+        ::close(out_);
     }
 
-    /// The peer's answer; empty when it is gone.
+    /// The peer's answer; empty when it is gone or hangs.
     std::string ask(const std::string& line) {
         tell(line);
         return hear();
     }
     /// The answer to what it was told.
     std::string hear() {
-        char* answer = nullptr;
-        std::size_t size = 0;
-        const ssize_t length = ::getline(&answer, &size, out_);
-        const std::string result =
-            length > 0 ? std::string(answer, static_cast<std::size_t>(length) - 1) : "";
-        std::free(answer);
-        return result;
+        std::size_t length = 0;
+        while ((length = heard_.find('\n')) == std::string::npos) {
+            pollfd wait{out_, POLLIN, 0};
+            std::array<char, 4096> bytes;
+            if (::poll(&wait, 1, std::chrono::milliseconds(patience).count()) <= 0) // NOLINT
+                return "";
+            const ssize_t got = ::read(out_, bytes.data(), bytes.size());
+            if (got <= 0)
+                return "";
+            heard_.append(bytes.data(), static_cast<std::size_t>(got));
+        }
+        const std::string line = heard_.substr(0, length);
+        heard_.erase(0, length + 1);
+        return line;
     }
     void tell(const std::string& line) {
         [[maybe_unused]] const auto written = ::write(in_, (line + '\n').data(), line.size() + 1);
@@ -131,7 +138,8 @@ class PeerProcess {
   private:
     pid_t pid_ = 0;
     int in_ = -1;
-    std::FILE* out_ = nullptr;
+    int out_ = -1;
+    std::string heard_; // beyond the last line
     int status_ = 0;
     bool isOver_ = false;
 };
