@@ -228,6 +228,19 @@ TEST_F(EndpointFolders, GetTheirEndpointsBackWhenThatFailsAtFirst) {
     EXPECT_TRUE(isFound());
 }
 
+TEST_F(EndpointFolders, GetTheirEndpointsBackWhenTheirLockIsReplaced) {
+    PeerProcess peer(folder);
+    ASSERT_EQ("ok", peer.ask("publish lasting"));
+    const auto lock = folder / (peer.ask("process") + ".lock");
+    testing_support::putContent(folder / "file", "not a lock");
+    std::filesystem::rename(folder / "file", lock);
+    EXPECT_TRUE(comesTrue([&] { return std::filesystem::exists(lock) && std::filesystem::is_empty(lock); }));
+    PeerProcess client(folder);
+    EXPECT_EQ("ok", client.ask("discover"));
+    EXPECT_TRUE(comesTrue([&] { return client.ask("found lasting") == "yes"; }));
+    EXPECT_EQ("ok", client.ask("call lasting echo"));
+}
+
 /// Processes that end in the middle of calls.
 class Ends : public RemoteServices {};
 

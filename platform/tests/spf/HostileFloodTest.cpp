@@ -105,10 +105,7 @@ TEST_F(HostilePeers, ChainsOfPromisesEndNobody) {
     {
         RawConnection connection = provider.accept();
         connection.send(accepted);
-        connection.send(withCapability(frame([](auto message) {
-            auto results = message.initReturn().initResults();
-            results.initCapTable(1)[0].setSenderPromise(1);
-        })));
+        connection.send(endpointAnswer([](auto results) { results.initCapTable(1)[0].setSenderPromise(1); }));
         sendChain(connection, length);
         EXPECT_TRUE(connection.isClosed());
     }

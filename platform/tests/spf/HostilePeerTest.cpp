@@ -85,6 +85,17 @@ TEST_F(HostilePeers, AnnouncedSizesOfRepliesCostNothing) {
     EXPECT_TRUE(comesTrue([&] { return !std::filesystem::exists(place); })); // a stale one
 }
 
+/// What the system refuses to one connection concerns no other one.
+TEST_F(HostilePeers, AConnectionThatCannotBeServedIsClosedAlone) {
+    const auto path = socket();
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ("ok", peer.ask("failWatch"));
+        RawConnection connection(path);
+        EXPECT_TRUE(connection.isClosed());
+    }
+    expectAlive();
+}
+
 TEST_F(HostilePeers, TheClientBeyondTheLimitIsToldSo) {
     const auto path = socket();
     std::vector<RawConnection> clients;

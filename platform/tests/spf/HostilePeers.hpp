@@ -22,6 +22,8 @@ class HostileProvider {
     explicit HostileProvider(const std::filesystem::path& endpointFolder)
         : place(endpointFolder / "1-hostile.socket"),
           listener_(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+        std::filesystem::create_directory(endpointFolder);
+        std::filesystem::permissions(endpointFolder, std::filesystem::perms::owner_all);
         const std::filesystem::path made = endpointFolder.parent_path() / "hostile";
         sockaddr_un address{};
         address.sun_family = AF_UNIX;

@@ -63,9 +63,18 @@ inline std::string invocation(const std::string& method, std::optional<std::int6
     return {reinterpret_cast<const char*>(bytes.begin()), bytes.size()};
 }
 
-/// A capability pointer to the first of the table of capabilities, in place of a null pointer.
-inline std::string withCapability(std::string bytes, std::size_t wordsBehind = 0) {
-    bytes[bytes.size() - (wordsBehind + 1) * sizeof(capnp::word)] = 3;
+/// A capability pointer to the first of the table of capabilities, in place of a null pointer at the end.
+inline std::string withCapability(std::string bytes) {
+    bytes[bytes.size() - sizeof(capnp::word)] = 3;
+    return bytes;
+}
+
+/// The answer to the question for the endpoint; `fill` makes the table of capabilities.
+template <class Fill>
+std::string endpointAnswer(Fill fill) {
+    std::string bytes = frame([&](auto message) { fill(message.initReturn().initResults()); });
+    constexpr std::size_t wordsBefore = 7; // the head, and the structures around the content
+    bytes[wordsBefore * sizeof(capnp::word)] = 3;
     return bytes;
 }
 

@@ -200,6 +200,24 @@ TEST_F(RemoteCalls, ConfigurationsNameTheKnownPublisher) {
                  std::invalid_argument);
 }
 
+/// Clients would not enter them.
+TEST_F(RemoteCalls, ServicesBeyondTheLimitAreRefused) {
+    for (std::size_t i = 0; i < limits::services; ++i)
+        ASSERT_EQ("ok", peer.ask("publish many" + std::to_string(i)));
+    EXPECT_EQ("RemoteError 3", peer.ask("publish beyond"));
+    EXPECT_EQ("ok", peer.ask("withdraw many0"));
+    EXPECT_NE(nullptr, published("beyond"));
+    EXPECT_NE(nullptr, find("many" + std::to_string(limits::services - 1)));
+}
+
+TEST_F(RemoteCalls, TopicsHaveShortNames) {
+    const auto remote = published("topics");
+    const auto listen = [&](std::size_t size) { return remote->listen(std::string(size, 'x'), {}); };
+    EXPECT_THROW(listen(limits::topicBytes + 1), RemoteError);
+    listen(limits::topicBytes);
+    EXPECT_EQ("value", outcome(remote->invoke("echo", {})));
+}
+
 /// Announcements that a listener has heard.
 struct Heard {
     std::mutex mutex;

@@ -8,6 +8,8 @@
 #include "cppmicroservices/FrameworkFactory.h"
 #include "spf/ServiceRuntime.hpp"
 
+#include <atomic>
+#include <cerrno>
 #include <condition_variable>
 #include <csignal>
 #include <cstdlib>
@@ -16,8 +18,26 @@
 #include <mutex>
 #include <sstream>
 #include <string>
+#include <sys/epoll.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+namespace {
+
+std::atomic<bool> isWatchToFail{false};
+
+} // namespace
+
+/// In place of the system's: the next descriptor is not watched when that is asked for.
+extern "C" __attribute__((visibility("default"))) int epoll_ctl(int set, int operation, int fd,
+                                                                epoll_event* event) noexcept {
+    if (operation == EPOLL_CTL_ADD && isWatchToFail.exchange(false)) {
+        errno = ENOSPC;
+        return -1;
+    }
+    return static_cast<int>(::syscall(SYS_epoll_ctl, set, operation, fd, event));
+}
 
 namespace {
 
@@ -140,6 +160,8 @@ class Peer {
         } else if (command == "fork") {
             words >> name;
             return std::to_string(forkChild(name));
+        } else if (command == "failWatch") {
+            isWatchToFail = true;
         } else if (command == "exit") {
             std::exit(3);
         } else {
