@@ -66,6 +66,7 @@ typename ListenerList<Event>::List ListenerList<Event>::all() const {
     return list_;
 }
 
+// NOLINTBEGIN(performance-unnecessary-value-param): moved into what the tool cannot see in a template
 template <class Event>
 ListenerToken Listeners::enter(std::shared_ptr<ContextState> context,
                                std::function<void(const Event&)> listener, LDAPFilter filter,
@@ -81,6 +82,7 @@ ListenerToken Listeners::enter(std::shared_ptr<ContextState> context,
     list<Event>().add(entry);
     return ListenerToken(entry->id);
 }
+// NOLINTEND(performance-unnecessary-value-param)
 
 ListenerToken Listeners::add(std::shared_ptr<ContextState> context, ServiceListener listener,
                              LDAPFilter filter, std::function<void()> ended) {

@@ -121,15 +121,15 @@ ArchiveReader::ArchiveReader(std::string_view archive, const std::vector<Archive
 ArchiveReader::~ArchiveReader() = default;
 
 void ArchiveReader::openEncrypted() {
-    auto opened = std::make_unique<Encrypted>(openArchive(bufferSource(archive_, ErrorKind::damaged),
-                                                          ZIP_RDONLY | ZIP_CHECKCONS, ErrorKind::damaged));
-    zip_t* const archive = opened->archive.get();
+    ArchiveHandle opened = openArchive(bufferSource(archive_, ErrorKind::damaged), ZIP_RDONLY | ZIP_CHECKCONS,
+                                       ErrorKind::damaged);
+    zip_t* const archive = opened.get();
     bool same = zip_get_num_entries(archive, ZIP_FL_UNCHANGED) == static_cast<zip_int64_t>(layout_.size());
     for (std::size_t i = 0; same && i < layout_.size(); ++i)
         same = sameEntry(archive, i, layout_[i]);
     if (!same)
         throw Refusal{ErrorKind::damaged, {}, "the directory is ambiguous"};
-    encrypted_ = std::move(opened);
+    encrypted_.reset(new Encrypted{std::move(opened)});
 }
 
 std::string ArchiveReader::read(const ArchiveEntry& entry, const char* password) {
