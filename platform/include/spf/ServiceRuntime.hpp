@@ -101,6 +101,10 @@ class VARNEK_EXPORT ServiceRuntime {
     /// refused in a child of fork(), disconnected while the process exits.
     std::vector<UnusableProcess> unusableProcesses() const;
 
+    /// The processes that are connected and have told what they publish, which may be nothing; what they told
+    /// then is registered. The errors of unusableProcesses().
+    std::vector<std::string> answeringProcesses() const;
+
     /// Tells this process from others: "spf.process" of its publications. Not the process id, which begins
     /// it.
     const std::string& processName() const noexcept;

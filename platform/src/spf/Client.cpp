@@ -199,6 +199,14 @@ std::vector<ServiceRuntime::UnusableProcess> Client::unusable() const {
     return result;
 }
 
+std::vector<std::string> Client::answering() const {
+    std::vector<std::string> result;
+    for (const auto& [name, found] : found_)
+        if (found.connection != nullptr && found.connection->process().hasTold)
+            result.push_back(name);
+    return result;
+}
+
 void Client::drop(const std::string& process, std::uint64_t connection) {
     tasks_.add(kj::evalLater([this, process, connection] {
         if (connections_.erase(connection) == 0)

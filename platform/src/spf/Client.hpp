@@ -43,6 +43,9 @@ class Client final : private kj::TaskSet::ErrorHandler {
     /// Those without a connection, and why.
     std::vector<ServiceRuntime::UnusableProcess> unusable() const;
 
+    /// Those that have told what they publish.
+    std::vector<std::string> answering() const;
+
     /// Closes a connection, soon: not inside of what it is doing now.
     void drop(const std::string& process, std::uint64_t connection);
 

@@ -91,7 +91,11 @@ ClientConnection::ClientConnection(Engine& engine, std::shared_ptr<RemoteProcess
     tasks_.add(network_.onDisconnect().then([this] { drop(nullptr); }));
     auto request = endpoint_.followRequest();
     request.setFollower(kj::heap<FollowerServer>(link_));
-    tasks_.add(request.send().ignoreResult());
+    tasks_.add(request.send().ignoreResult().then([this] {
+        return kj::evalLast([this] { // behind the services that came before the answer
+            engine_.core.services.post([process = process_] { process->hasTold = true; });
+        });
+    }));
 }
 
 ClientConnection::~ClientConnection() {

@@ -26,6 +26,7 @@ struct RemoteProcess {
     const std::uint64_t connection;
     const pid_t id;
     std::atomic<bool> isOpen{true};
+    std::atomic<bool> hasTold{false}; // what it published when it was asked; that is registered
 };
 
 /// One service at the other end. `isOffered` is set by the event loop.

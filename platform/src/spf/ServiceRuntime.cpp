@@ -268,6 +268,13 @@ std::vector<ServiceRuntime::UnusableProcess> ServiceRuntime::unusableProcesses()
     return resultOf(onLoop(impl_->core.loop, [](Engine& engine) { return engine.client.unusable(); }));
 }
 
+std::vector<std::string> ServiceRuntime::answeringProcesses() const {
+    refuseForkChild();
+    if (!impl_->isDiscovering)
+        return {};
+    return onLoop(impl_->core.loop, [](Engine& engine) { return engine.client.answering(); }).get();
+}
+
 const std::string& ServiceRuntime::processName() const noexcept {
     return impl_->core.processName;
 }
