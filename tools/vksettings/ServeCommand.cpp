@@ -10,6 +10,7 @@
 #include "json/Writer.hpp"
 
 #include <algorithm>
+#include <exception>
 #include <string>
 #include <vector>
 
@@ -18,6 +19,29 @@ namespace vksettings {
 namespace core = settings::core;
 namespace json = varnek::json;
 
+namespace {
+
+/// Publishes the groups while it lives: in a shell the process goes on.
+class Serving {
+  public:
+    explicit Serving(const std::vector<std::string>& groups) : groups_(groups) {
+        core::publishTopLevelGroups(groups_);
+    }
+    Serving(const Serving&) = delete;
+    Serving& operator=(const Serving&) = delete;
+    ~Serving() {
+        try {
+            core::withdrawTopLevelGroups(groups_);
+        } catch (const std::exception&) { // they are withdrawn; others could not take their places
+        }
+    }
+
+  private:
+    const std::vector<std::string>& groups_;
+};
+
+} // namespace
+
 void serve(const ServeOptions& options, std::ostream& out) {
     const Ending ending;
     std::vector<std::string> served; // each of them once
@@ -25,7 +49,7 @@ void serve(const ServeOptions& options, std::ostream& out) {
         if (std::find(served.begin(), served.end(), group) == served.end())
             served.push_back(group);
     root();
-    core::publishTopLevelGroups(served);
+    const Serving serving(served);
     if (options.json) {
         json::Array groups;
         for (const std::string& group : served)
@@ -40,11 +64,8 @@ void serve(const ServeOptions& options, std::ostream& out) {
         out << '\n' << std::flush;
     }
     warnOfLoadProblems();
-    {
-        const core::PersonalFileWatch files; // what other processes store is served, too
-        ending.wait(Ending::Output::ignored);
-    }
-    core::withdrawTopLevelGroups(served);
+    const core::PersonalFileWatch files; // what other processes store is served, too
+    ending.wait(Ending::Output::ignored);
 }
 
 } // namespace vksettings

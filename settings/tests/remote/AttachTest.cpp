@@ -210,6 +210,44 @@ TEST_F(Attach, AnotherTreeHasTheGroupsAsWell) {
     });
 }
 
+// The new tree reads what is in the files: what was set on the own group meanwhile is there by then.
+TEST_F(Attach, AnotherTreeHasWhatWasSetInAReplacedGroup) {
+    OtherProcess provider(publisher("provider"), steps());
+    inAnotherProcess([&] {
+        start("client");
+        const Handle own = root()->getChild("editor");
+        own->set("size", 20.0, "user");
+        ASSERT_EQ("", provider.started());
+        attached();
+        own->set("size", 41.0, "user");
+        MSettings::reset();
+        EXPECT_TRUE(isRemoteNow());
+        provider.kill();
+        waitUntil([] { return !isRemoteNow(); });
+        EXPECT_EQ(Array::scalar(41.0), size());
+    });
+}
+
+// Its endpoint stays; whoever looks for groups does not wait for it.
+TEST_F(Attach, AProcessThatPublishesNothingAnyMoreIsNotWaitedFor) {
+    OtherProcess former(publisher("former"), steps());
+    OtherProcess provider(publisher("provider", {"shell"}), steps());
+    inAnotherProcess([&] {
+        start("client");
+        ASSERT_EQ("", former.started());
+        ASSERT_EQ("", former.run("withdraw"));
+        ASSERT_EQ("", provider.started());
+        root();
+        attachRemoteGroups();
+        constexpr std::chrono::seconds limit(20);
+        const auto begin = std::chrono::steady_clock::now();
+        EXPECT_TRUE(awaitRemoteGroups({}, limit));
+        EXPECT_TRUE(isRemote(*root()->getChild("shell")));
+        EXPECT_GT(limit, std::chrono::steady_clock::now() - begin);
+        EXPECT_TRUE(getUnusablePublishers().empty());
+    });
+}
+
 // Readers look the group up while it comes and goes.
 TEST_F(Attach, LookUpsFindAGroupAtAnyMoment) {
     OtherProcess provider(publisher("provider"), steps());

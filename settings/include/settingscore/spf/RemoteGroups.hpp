@@ -37,7 +37,9 @@ class Settings;
 
 /// Publishes groups of the application's tree, which is built if need be, until they are withdrawn or the
 /// process ends. Calls are carried out on threads of the library. Groups that are published already stay as
-/// they are. Waits until other processes can find the groups, `limit` for each.
+/// they are. Waits until other processes can find the groups, `limit` for each; also when another thread is
+/// publishing or withdrawing one of them. What is called in the middle of that (listeners, log sinks,
+/// functions of served calls) cannot wait for it, and fails.
 ///
 /// Errors, and then none of the groups is published that was not before: NoSuchNode for a name without a
 /// group; exception::SettingsException with the text "Failed to publish service: " and the cause, or "Timeout
@@ -45,7 +47,9 @@ class Settings;
 SETTINGSCORE_EXPORT void publishTopLevelGroups(const std::vector<std::string>& names,
                                                std::chrono::milliseconds limit = std::chrono::seconds(5));
 
-/// Ends the publication of these groups; other names are left alone. Waits for calls that are under way.
+/// Ends the publication of these groups; other names are left alone. Waits for calls that are under
+/// way, and for a thread that is publishing one of them. What is called in the middle of that does not wait,
+/// and makes the publishing fail.
 SETTINGSCORE_EXPORT void withdrawTopLevelGroups(const std::vector<std::string>& names);
 
 /// The names of the groups that this process publishes.
@@ -75,8 +79,8 @@ struct UnusablePublisher {
     std::string cause;
 };
 
-/// The processes that stand where others look for them, and have not told what they publish. Nothing before
-/// attachRemoteGroups(). The errors of that are its errors.
+/// The processes that stand where others look for them, and have not told what they publish, if anything.
+/// Nothing before attachRemoteGroups(). The errors of that are its errors.
 SETTINGSCORE_EXPORT std::vector<UnusablePublisher> getUnusablePublishers();
 
 /// Waits until these groups are attached; without a name until everything is attached that the processes

@@ -5,12 +5,14 @@
 #include "settingscore/level/RootIndex.hpp"
 #include "settingscore/plugin/ServiceFramework.hpp"
 #include "settingscore/settings/root/Toolboxes.hpp"
+#include "settingscore/spf/SharingWork.hpp"
 #include "settingscore/spf/SpfLog.hpp"
 #include "settingscore/spf/SpfSettingsServiceProvider.hpp"
 #include "settingscore/spf/TopLevelNodeClientTracker.hpp"
 #include "spf/ServiceRuntime.hpp"
 #include "varnek/event/EventManager.hpp"
 
+#include <algorithm>
 #include <exception>
 #include <stdexcept>
 #include <utility>
@@ -53,6 +55,11 @@ varnek::spf::ServiceDescription descriptionOf(const std::string& group) {
     return description;
 }
 
+std::chrono::milliseconds timeUntil(std::chrono::steady_clock::time_point end) {
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - std::chrono::steady_clock::now());
+    return std::max(left, std::chrono::milliseconds(0));
+}
+
 } // namespace
 
 /// One group, while it is published.
@@ -93,53 +100,114 @@ PublishedGroups& PublishedGroups::instance() {
     return *groups;
 }
 
+/// The one thread that publishes or withdraws a name. In the end the name is free, unless it is published.
+class PublishedGroups::Turn {
+  public:
+    Turn(PublishedGroups& groups, const std::string& name) : groups_(groups), name_(name) {}
+    Turn(const Turn&) = delete;
+    Turn& operator=(const Turn&) = delete;
+    ~Turn() {
+        {
+            const std::lock_guard lock(groups_.mutex_);
+            if (!isPublished_)
+                groups_.groups_.erase(name_);
+        }
+        groups_.changed_.notify_all();
+    }
+
+    /// std::runtime_error when it was withdrawn meanwhile; then `group` stays with the caller.
+    void publish(std::unique_ptr<PublishedGroup>& group) {
+        const std::lock_guard lock(groups_.mutex_);
+        Entry& entry = groups_.groups_.at(name_);
+        if (entry.isCancelled)
+            throw std::runtime_error(name_ + " was withdrawn meanwhile");
+        entry.group = std::move(group);
+        entry.stage = Stage::published;
+        isPublished_ = true;
+    }
+
+  private:
+    PublishedGroups& groups_;
+    const std::string& name_;
+    bool isPublished_ = false;
+};
+
 bool PublishedGroups::publish(SettingsImplRoot& root, const std::string& name,
                               std::chrono::milliseconds limit) {
-    {
-        const std::lock_guard lock(mutex_);
-        if (!groups_.try_emplace(name).second)
-            return false;
-    }
-    TopLevelNodeClientTracker* const tracker = TopLevelNodeClientTracker::instance();
+    constexpr std::chrono::milliseconds most = std::chrono::hours(24); // so that sums stay in range
     try {
-        if (tracker != nullptr)
-            tracker->publishedHere(name);
-        if (root.getChild(name, true) == nullptr)
-            throw std::runtime_error("there is no group " + name);
-        auto group = std::make_unique<PublishedGroup>(name, *configurationOf(root), limit);
-        VARNEK_LOG(spfLog, info) << "Successfully registered SPF service " << name;
-        const std::lock_guard lock(mutex_);
-        groups_[name] = std::move(group);
-        return true;
+        if (!publishBy(root, name, Clock::now() + std::min(limit, most)))
+            return false;
     } catch (const std::exception& failure) {
         VARNEK_LOG(spfLog, error) << "Failed to register service " << name;
-        withdraw(name);
         if (dynamic_cast<const varnek::spf::PublicationTimeout*>(&failure) != nullptr)
             throw core::exception::ServicePublishTimeout();
         throw core::exception::FailedToPublishException(failure.what());
     }
+    VARNEK_LOG(spfLog, info) << "Successfully registered SPF service " << name;
+    return true;
+}
+
+bool PublishedGroups::publishBy(SettingsImplRoot& root, const std::string& name, Clock::time_point end) {
+    if (!begin(name, end))
+        return false;
+    Turn turn(*this, name);
+    const SharingWork work;
+    auto& tracker = TopLevelNodeClientTracker::ofProcess(); // it is to know, whether or not there is a tree
+    try {
+        tracker.publishedHere(name);
+        if (root.getChild(name, true) == nullptr)
+            throw std::runtime_error("there is no group " + name);
+        auto group = std::make_unique<PublishedGroup>(name, *configurationOf(root), timeUntil(end));
+        turn.publish(group);
+        return true;
+    } catch (...) {
+        tracker.withdrawnHere(name);
+        throw;
+    }
+}
+
+bool PublishedGroups::begin(const std::string& name, Clock::time_point end) {
+    std::unique_lock lock(mutex_);
+    if (isUnderWay(name) && SharingWork::isHere())
+        throw std::runtime_error(name + " is being published or withdrawn");
+    if (!changed_.wait_until(lock, end, [&] { return !isUnderWay(name); }))
+        throw varnek::spf::PublicationTimeout(name + " is being published or withdrawn");
+    return groups_.try_emplace(name).second;
+}
+
+bool PublishedGroups::isUnderWay(const std::string& name) const {
+    const auto found = groups_.find(name);
+    return found != groups_.end() && found->second.stage != Stage::published;
 }
 
 void PublishedGroups::withdraw(const std::string& name) {
     std::unique_ptr<PublishedGroup> group; // ended without the lock
     {
-        const std::lock_guard lock(mutex_);
+        std::unique_lock lock(mutex_);
+        if (!SharingWork::isHere())
+            changed_.wait(lock, [&] { return !isUnderWay(name); });
         const auto found = groups_.find(name);
         if (found == groups_.end())
             return;
-        group = std::move(found->second);
-        groups_.erase(found);
+        if (found->second.stage != Stage::published) {
+            found->second.isCancelled = true;
+            return;
+        }
+        found->second.stage = Stage::withdrawing;
+        group = std::move(found->second.group);
     }
+    const Turn turn(*this, name);
+    const SharingWork work;
     group.reset();
-    if (TopLevelNodeClientTracker* const tracker = TopLevelNodeClientTracker::instance())
-        tracker->withdrawnHere(name);
+    TopLevelNodeClientTracker::ofProcess().withdrawnHere(name);
 }
 
 std::vector<std::string> PublishedGroups::names() const {
     std::vector<std::string> names;
     const std::lock_guard lock(mutex_);
-    for (const auto& [name, group] : groups_)
-        if (group != nullptr)
+    for (const auto& [name, entry] : groups_)
+        if (entry.stage == Stage::published)
             names.push_back(name);
     return names;
 }

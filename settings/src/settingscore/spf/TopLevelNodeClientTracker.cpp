@@ -2,6 +2,7 @@
 
 #include "cppmicroservices/LDAPFilter.h"
 #include "settingscore/exception/PublicationFailures.hpp"
+#include "settingscore/level/RootIndex.hpp"
 #include "settingscore/plugin/ServiceFramework.hpp"
 #include "settingscore/settings/root/Toolboxes.hpp"
 #include "settingscore/spf/SettingsRemoteImpl.hpp"
@@ -17,6 +18,7 @@ namespace {
 
 namespace property = varnek::spf::property;
 using core::detail::LateEvents;
+using varnek::log::Severity;
 
 std::atomic<TopLevelNodeClientTracker*> theTracker{nullptr};
 
@@ -35,6 +37,8 @@ class TopLevelNodeClientTracker::Change {
     Change(const Change&) = delete;
     Change& operator=(const Change&) = delete;
     ~Change() {
+        for (const auto& [severity, line] : lines_)
+            spfLog.write(severity, line);
         for (const auto& group : gone)
             group->stopListening();
         events.tell();
@@ -44,13 +48,23 @@ class TopLevelNodeClientTracker::Change {
         tracker_.changed_.notify_all();
     }
 
-    Tree tree; // may be null
+    /// A line of the log.
+    void note(Severity severity, const std::string& line) noexcept {
+        try {
+            lines_.emplace_back(severity, line);
+        } catch (const std::exception&) { // there is no memory for it
+        }
+    }
+
+    Tree tree;   // may be null
+    Tree before; // let go
     LateEvents events;
     std::vector<std::shared_ptr<RemoteGroup>> gone;
     std::vector<core::detail::NodePtr> back; // groups of this process
 
   private:
     TopLevelNodeClientTracker& tracker_;
+    std::vector<std::pair<Severity, std::string>> lines_;
 };
 
 // ---- the tracker of the process ----
@@ -59,21 +73,51 @@ TopLevelNodeClientTracker* TopLevelNodeClientTracker::instance() noexcept {
     return theTracker.load(std::memory_order_acquire);
 }
 
-void TopLevelNodeClientTracker::follow(const Tree& tree) {
+TopLevelNodeClientTracker& TopLevelNodeClientTracker::ofProcess() {
+    const auto context = core::serviceContext();
+    bool isNew = false;
+    static auto& tracker = *[&] {
+        auto* const made = new TopLevelNodeClientTracker(context); // services come and go until the end
+        theTracker.store(made, std::memory_order_release);
+        isNew = true;
+        return made;
+    }();
+    if (isNew) // sinks may publish
+        VARNEK_LOG(spfLog, info) << "Create the remote top-level nodes tracker";
+    return tracker;
+}
+
+void TopLevelNodeClientTracker::follow() noexcept {
     try {
-        static auto& tracker = *[&] {
-            VARNEK_LOG(spfLog, info) << "Create the remote top-level nodes tracker";
-            auto made = std::unique_ptr<TopLevelNodeClientTracker>(
-                new TopLevelNodeClientTracker(core::serviceContext()));
-            made->tree_ = tree;
-            theTracker.store(made.get(), std::memory_order_release);
-            return made.release(); // services may come and go until the process ends
-        }();
-        tracker.moveTo(tree);
-        tracker.tracker_.Open();              // only the first time
+        TopLevelNodeClientTracker& tracker = ofProcess();
+        if (tracker.moveToTree())
+            tracker.tracker_.Open();          // only the first time
     } catch (const std::exception& failure) { // the tree is there all the same
         VARNEK_LOG(spfLog, error) << "Exception caught: " << failure.what();
     }
+}
+
+std::shared_ptr<void> TopLevelNodeClientTracker::letGo() {
+    TopLevelNodeClientTracker& tracker = ofProcess();
+    tracker.beginPause();
+    return {&tracker, [](TopLevelNodeClientTracker* paused) {
+                {
+                    const std::lock_guard lock(paused->mutex_);
+                    --paused->pauses_;
+                }
+                follow();
+            }};
+}
+
+void TopLevelNodeClientTracker::beginPause() {
+    Change change(*this);
+    const std::lock_guard lock(mutex_);
+    change.tree = tree_.lock();
+    ++pauses_;
+    for (auto& [group, offers] : offers_)
+        for (Offer& offer : offers)
+            if (offer.attached != nullptr)
+                detach(offer, change);
 }
 
 TopLevelNodeClientTracker::TopLevelNodeClientTracker(cppmicroservices::BundleContext context)
@@ -83,22 +127,40 @@ TopLevelNodeClientTracker::TopLevelNodeClientTracker(cppmicroservices::BundleCon
           cppmicroservices::LDAPFilter(std::string("(") + property::serviceName + "=" + publisherId + ")"),
           this) {}
 
+/// The tree is looked for under the lock: of several threads that replace it the last one finds the last.
 /// The tree before stays as it is; nobody tells it of changes any more.
-void TopLevelNodeClientTracker::moveTo(const Tree& tree) {
+bool TopLevelNodeClientTracker::moveToTree() {
+    const auto treeNow = [] {
+        return core::detail::RootStates::instance().find(core::DefaultRootIndex().index());
+    };
+    if (const Tree tree = treeNow())
+        for (const std::string& group : offeredGroups())
+            tree->toolboxes->awaitSaves(group); // of those that are replaced
     Change change(*this);
     const std::lock_guard lock(mutex_);
-    if (tree_.lock() == tree)
-        return;
-    for (auto& [group, offers] : offers_)
-        for (Offer& offer : offers)
-            if (offer.attached != nullptr) {
-                change.gone.push_back(std::move(offer.attached));
-                offer.node = nullptr;
-            }
-    tree_ = tree;
-    change.tree = tree;
+    change.tree = treeNow();
+    change.before = tree_.lock();
+    if (change.tree == nullptr)
+        return false;
+    if (change.before != change.tree)
+        for (auto& [group, offers] : offers_)
+            for (Offer& offer : offers)
+                if (offer.attached != nullptr) {
+                    change.gone.push_back(std::move(offer.attached));
+                    offer.node = nullptr;
+                }
+    tree_ = change.tree;
     for (const auto& [group, offers] : offers_)
         attachFirst(group, change);
+    return true;
+}
+
+std::vector<std::string> TopLevelNodeClientTracker::offeredGroups() const {
+    std::vector<std::string> groups;
+    const std::lock_guard lock(mutex_);
+    for (const auto& [group, offers] : offers_)
+        groups.push_back(group);
+    return groups;
 }
 
 // ---- services that come and go ----
@@ -139,8 +201,8 @@ TopLevelNodeClientTracker::take(const Reference& reference) {
     Offers& offers = offers_[group];
     offers.push_back({service, std::move(invokable), textProperty(reference, property::process)});
     if (offers.size() > 1 || publishedHere_.contains(group))
-        VARNEK_LOG(spfLog, warning) << group << " is published already; the group of process "
-                                    << offers.back().process << " waits";
+        change.note(Severity::warning, group + " is published already; the group of process " +
+                                           offers.back().process + " waits");
     attachFirst(group, change);
     return service;
 }
@@ -158,41 +220,51 @@ void TopLevelNodeClientTracker::drop(const std::shared_ptr<RemoteService>& servi
     Change change(*this);
     const std::lock_guard lock(mutex_);
     change.tree = tree_.lock();
-    for (auto& [group, offers] : offers_) {
+    for (auto place = offers_.begin(); place != offers_.end(); ++place) {
+        auto& [group, offers] = *place;
         const auto offer = std::find_if(offers.begin(), offers.end(),
                                         [&](const Offer& each) { return each.service == service; });
         if (offer == offers.end())
             continue;
-        VARNEK_LOG(spfLog, info) << "The group " << group << " of process " << offer->process << " is gone";
+        change.note(Severity::info, "The group " + group + " of process " + offer->process + " is gone");
         if (offer->attached != nullptr)
             detach(*offer, change);
         offers.erase(offer);
         attachFirst(group, change);
+        if (offers.empty())
+            offers_.erase(place);
         return;
     }
 }
 
 // ---- attaching ----
 
-void TopLevelNodeClientTracker::attachFirst(const std::string& group, Change& change) {
-    Offers& offers = offers_[group];
-    if (change.tree == nullptr || offers.empty() || publishedHere_.contains(group) ||
-        std::any_of(offers.begin(), offers.end(), [](const Offer& o) { return o.attached != nullptr; }))
+void TopLevelNodeClientTracker::attachFirst(const std::string& group, Change& change) noexcept {
+    const auto found = offers_.find(group);
+    if (found == offers_.end() || found->second.empty() || change.tree == nullptr || pauses_ > 0 ||
+        publishedHere_.contains(group) ||
+        std::any_of(found->second.begin(), found->second.end(),
+                    [](const Offer& offer) { return offer.attached != nullptr; }))
         return;
-    Offer& offer = offers.front();
-    VARNEK_LOG(spfLog, info) << "Create RemoteImpl for " << group;
+    try {
+        attach(group, found->second.front(), change);
+    } catch (const std::exception& failure) { // the name differs from another one by case only
+        change.note(Severity::error, std::string("Exception caught: ") + failure.what());
+    }
+}
+
+void TopLevelNodeClientTracker::attach(const std::string& group, Offer& offer, Change& change) {
+    change.note(Severity::info, "Create RemoteImpl for " + group);
     const auto remote = RemoteGroup::make(group, offer.invokable, change.tree->root);
     const auto node = remote->makeTopLevelNode();
-    try {
-        remote->listen(); // nothing is to be missed
-        change.tree->toolboxes->attachRemote(node, change.events);
-    } catch (const std::exception& failure) { // the name differs from another one by case only
-        VARNEK_LOG(spfLog, error) << "Exception caught: " << failure.what();
-        change.gone.push_back(remote);
-        return;
-    }
+    change.gone.push_back(remote); // until it is attached
+    remote->listen();              // nothing is to be missed
+    if (change.tree->toolboxes->attachRemote(node, change.events) != nullptr)
+        change.note(Severity::info, "Remove real node " + group);
     offer.attached = remote;
     offer.node = node;
+    change.gone.pop_back();
+    change.note(Severity::info, "Attach RemoteNodeImpl " + group);
 }
 
 void TopLevelNodeClientTracker::detach(Offer& offer, Change& change) {

@@ -5,8 +5,8 @@
 /// ends. Groups that this process publishes itself come before all of them.
 ///
 /// Thread-safe. The framework calls it when services come and go. mutex_ (rank "remote groups") is held while
-/// groups are put below the root and taken away, never during remote calls, while listeners run or while the
-/// disk works.
+/// groups are put below the root and taken away, never during remote calls, while listeners or log sinks run
+/// or while the disk works.
 #pragma once
 
 #include "cppmicroservices/BundleContext.h"
@@ -38,13 +38,17 @@ inline constexpr char groupProperty[] = "toplevelnode";
 class TopLevelNodeClientTracker
     : private cppmicroservices::ServiceTrackerCustomizer<varnek::spf::RemoteService> {
   public:
-    using Tree = boost::shared_ptr<core::detail::SettingsRootStateMgr>;
-
-    /// Makes the tracker of the process, the first time; later moves the groups below the root of another
-    /// tree. What goes wrong is logged.
-    static void follow(const Tree& tree);
-    /// Null before the first.
+    /// That of the process, made with the first tree or the first group that is published; never destroyed.
+    static TopLevelNodeClientTracker& ofProcess();
+    /// Null before that.
     static TopLevelNodeClientTracker* instance() noexcept;
+
+    /// The application's tree can be found, or another one stands in its place: the groups of others belong
+    /// there. What goes wrong is logged.
+    static void follow() noexcept;
+    /// Puts the groups of this process back into the tree, so that another one can take its place; while the
+    /// result lives, none is attached. Its end is a follow(). Both block on the disk.
+    static std::shared_ptr<void> letGo();
 
     struct Publisher {
         std::string group;
@@ -63,6 +67,7 @@ class TopLevelNodeClientTracker
     void withdrawnHere(const std::string& group);
 
   private:
+    using Tree = boost::shared_ptr<core::detail::SettingsRootStateMgr>;
     using RemoteService = varnek::spf::RemoteService;
     using Reference = cppmicroservices::ServiceReference<RemoteService>;
 
@@ -85,11 +90,14 @@ class TopLevelNodeClientTracker
 
     std::shared_ptr<RemoteService> take(const Reference& reference);
     void drop(const std::shared_ptr<RemoteService>& service);
-    void moveTo(const Tree& tree);
+    bool moveToTree(); // false: there is none
+    void beginPause();
+    std::vector<std::string> offeredGroups() const;
     std::vector<Publisher> publishersNow() const; // mutex_ is held
 
     // mutex_ is held.
-    void attachFirst(const std::string& group, Change& change);
+    void attachFirst(const std::string& group, Change& change) noexcept;
+    void attach(const std::string& group, Offer& offer, Change& change);
     void detach(Offer& offer, Change& change);
 
     cppmicroservices::BundleContext context_;
@@ -98,6 +106,7 @@ class TopLevelNodeClientTracker
     boost::weak_ptr<core::detail::SettingsRootStateMgr> tree_; // guarded by mutex_, as all below
     std::map<std::string, Offers> offers_;
     std::set<std::string> publishedHere_;
+    int pauses_ = 0;
     cppmicroservices::ServiceTracker<RemoteService> tracker_;
 };
 

@@ -66,23 +66,19 @@ namespace {
 
 using Publishers = std::vector<TopLevelNodeClientTracker::Publisher>;
 
-/// Those that can be found at the moment, this one left out; some may publish nothing of ours.
-std::vector<std::string> processesThere() {
+/// Those that can be found at the moment and have not told what they publish, this one left out.
+std::vector<std::string> silentProcesses() {
+    const auto& runtime = varnek::spf::ServiceRuntime::instance();
+    std::vector<std::string> answered = runtime.answeringProcesses();
+    answered.push_back(runtime.processName());
     std::vector<std::string> processes;
     std::error_code ignored;
-    const auto& self = varnek::spf::ServiceRuntime::instance().processName();
     for (const auto& entry :
          std::filesystem::directory_iterator(varnek::spf::ServiceRuntime::endpointFolder(), ignored))
-        if (entry.is_socket(ignored) && entry.path().stem() != self)
+        if (entry.is_socket(ignored) &&
+            std::find(answered.begin(), answered.end(), entry.path().stem()) == answered.end())
             processes.push_back(entry.path().stem().string());
     return processes;
-}
-
-bool areKnown(const std::vector<std::string>& processes, const Publishers& publishers) {
-    return std::all_of(processes.begin(), processes.end(), [&](const std::string& process) {
-        return std::any_of(publishers.begin(), publishers.end(),
-                           [&](const auto& each) { return each.process == process; });
-    });
 }
 
 bool isAttached(const std::string& group, const Publishers& publishers) {
@@ -91,12 +87,14 @@ bool isAttached(const std::string& group, const Publishers& publishers) {
     });
 }
 
-/// Everything that the processes publish which are there now.
+/// Everything that the processes publish which are there now. Processes that publish none of ours are not
+/// heard of, but for that they answer: so it is looked for from time to time.
 bool awaitAll(const TopLevelNodeClientTracker& tracker, std::chrono::milliseconds limit) {
     constexpr std::chrono::milliseconds quiet{50}; // the groups of one process come one after the other
-    const auto processes = processesThere();
-    tracker.waitFor([&](const Publishers& publishers) { return areKnown(processes, publishers); },
-                    processes.empty() ? std::chrono::milliseconds(0) : limit);
+    constexpr std::chrono::milliseconds pause{5};
+    const auto end = std::chrono::steady_clock::now() + limit;
+    while (!silentProcesses().empty() && std::chrono::steady_clock::now() < end)
+        tracker.waitFor([](const Publishers&) { return false; }, pause);
     std::size_t known = 0;
     do
         known = tracker.publishers().size();
@@ -115,10 +113,8 @@ std::vector<UnusablePublisher> getUnusablePublishers() {
         unusable.push_back({process, static_cast<RemoteCallFailed::Fault>(failure.kind()), failure.what()});
         known.push_back(process);
     }
-    for (const RemotePublisher& publisher : getRemotePublishers())
-        known.push_back(publisher.process);
     if (TopLevelNodeClientTracker::instance() != nullptr)
-        for (const std::string& process : processesThere())
+        for (const std::string& process : silentProcesses())
             if (std::find(known.begin(), known.end(), process) == known.end())
                 unusable.push_back({process, RemoteCallFailed::Fault::timedOut, "it has not answered yet"});
     return unusable;
@@ -126,12 +122,10 @@ std::vector<UnusablePublisher> getUnusablePublishers() {
 
 bool awaitRemoteGroups(const std::vector<std::string>& names, std::chrono::milliseconds limit) {
     detail::TreesOnDemand::instance().find(DefaultRootIndex()); // they stand in it
-    const TopLevelNodeClientTracker* tracker = TopLevelNodeClientTracker::instance();
-    if (tracker == nullptr)
-        return false;
+    const TopLevelNodeClientTracker& tracker = TopLevelNodeClientTracker::ofProcess();
     if (names.empty())
-        return awaitAll(*tracker, limit);
-    return tracker->waitFor(
+        return awaitAll(tracker, limit);
+    return tracker.waitFor(
         [&](const Publishers& publishers) {
             return std::all_of(names.begin(), names.end(),
                                [&](const std::string& name) { return isAttached(name, publishers); });

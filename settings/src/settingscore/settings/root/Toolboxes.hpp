@@ -68,9 +68,9 @@ class Toolboxes : public GroupLoader, public std::enable_shared_from_this<Toolbo
     /// when there is none.
     NodePtr localGroup(const std::string& name) const;
     /// Puts the node of a group of another process below the root, in the place of the group of this process
-    /// of that name, which is kept. Does not take what the saves of that group wait for.
+    /// of that name, which is kept and returned. Does not take what the saves of that group wait for.
     /// ErrorAddingTopLevelNode for a name that differs from another one by case only.
-    void attachRemote(const NodePtr& remote, LateEvents& events);
+    NodePtr attachRemote(const NodePtr& remote, LateEvents& events);
     /// Takes it out again; what it replaced is back, and is returned. Nothing for a node that is not there.
     NodePtr detachRemote(const NodePtr& remote, LateEvents& events);
     /// The personal file of a group that is about to be replaced holds what was changed. Blocks on the disk.

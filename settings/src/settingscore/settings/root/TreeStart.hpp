@@ -1,6 +1,7 @@
 /// What has to happen around the building of the application's tree, as a higher layer says.
 #pragma once
 
+#include <memory>
 #include <string>
 
 namespace settings::core::detail {
@@ -15,8 +16,9 @@ class TreeStart {
     virtual void prepare() = 0;
     /// It can be found.
     virtual void treeIsBuilt() = 0;
-    /// Another tree stands in its place.
-    virtual void treeIsReplaced() = 0;
+    /// Another tree is to take its place, which reads the files when this returns; whether or not it does,
+    /// the result goes after that.
+    virtual std::shared_ptr<void> treeGoes() = 0;
 };
 
 /// SettingsLibraryNotInitialized, naming `operation`, before init().

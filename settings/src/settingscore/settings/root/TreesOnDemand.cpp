@@ -95,8 +95,10 @@ boost::shared_ptr<SettingsRootStateMgr> TreesOnDemand::findOrBuild(const RootInd
 boost::shared_ptr<SettingsRootStateMgr> TreesOnDemand::rebuild(const RootIndex& index) {
     requireInitialized(asking(index));
     RootStates& states = RootStates::instance();
+    TreeStart* const start = index.index() == DefaultRootIndex().index() ? treeStart.load() : nullptr;
+    boost::shared_ptr<SettingsRootStateMgr> before; // let go last, and without the lock
+    const auto going = start == nullptr ? nullptr : start->treeGoes();
     waitForSettingsSaves(); // the new tree reads what the old one holds; the thread may ask for the tree
-    boost::shared_ptr<SettingsRootStateMgr> before; // let go after the lock
     boost::shared_ptr<SettingsRootStateMgr> state;
     {
         const BuildingHere here(index);
@@ -111,8 +113,6 @@ boost::shared_ptr<SettingsRootStateMgr> TreesOnDemand::rebuild(const RootIndex& 
     // Listeners hear of what comes now, and may ask for the tree.
     takeOverPersonalFiles(*state, {{}, true}); // what came while the old tree was the one to be found
     state->toolboxes->takeServices();          // those that came before the tree could be found
-    if (TreeStart* const start = treeStart; start != nullptr && index.index() == DefaultRootIndex().index())
-        start->treeIsReplaced();
     return state;
 }
 

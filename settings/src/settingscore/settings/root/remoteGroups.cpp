@@ -69,9 +69,8 @@ bool SettingsImplRoot::exchangeGroup(const NodePtr& before, const NodePtr& after
         if (before != nullptr)
             before->setParent({});
         removal.complete([&] {
-            return boost::make_shared<SettingsRemoveNodeEvent>(before->getThisObject(), getThisObject(),
-                                                               types(removeNodeEventName),
-                                                               context_->rootIndex);
+            return boost::make_shared<SettingsRemoveNodeEvent>(
+                before->getThisObject(), getThisObject(), types(removeNodeEventName), context_->rootIndex);
         });
         addition.complete([&] {
             return boost::make_shared<SettingsAddNodeEvent>(after->getThisObject(), getThisObject(),
@@ -95,20 +94,18 @@ NodePtr Toolboxes::localGroup(const std::string& name) const {
     return root == nullptr ? NodePtr() : root->childNamed(name);
 }
 
-void Toolboxes::attachRemote(const NodePtr& remote, LateEvents& events) {
+NodePtr Toolboxes::attachRemote(const NodePtr& remote, LateEvents& events) {
     const auto root = root_.lock();
     if (root == nullptr)
-        return;
+        return {};
     const std::string& name = remote->getName();
     const std::lock_guard lock(creation_);
-    for (bool isDone = false; !isDone;) { // a group may come or go at any moment
+    for (;;) { // a group may come or go at any moment
         const NodePtr there = root->childNamed(name);
-        if (there != nullptr)
-            VARNEK_LOG(rootLog, info) << "Remove real node " << name;
-        VARNEK_LOG(rootLog, info) << "Attach RemoteNodeImpl " << name;
-        isDone = root->exchangeGroup(there, remote, false, events);
-        if (isDone)
-            replaced_.insert_or_assign(name, there);
+        if (!root->exchangeGroup(there, remote, false, events))
+            continue;
+        replaced_.insert_or_assign(name, there);
+        return there;
     }
 }
 

@@ -29,19 +29,13 @@ class Start : public detail::TreeStart {
             detail::UpdatePrefdirCallbacks::instance()->prefdirIsReady();
     }
     void treeIsBuilt() override {
-        followRemoteGroups();
+        spf::TopLevelNodeClientTracker::follow(); // groups of others stand below the root that there is
         detail::UpdatePrefdirCallbacks::instance()->settingsTreeIsReady();
     }
-    void treeIsReplaced() override { followRemoteGroups(); }
+    std::shared_ptr<void> treeGoes() override { return spf::TopLevelNodeClientTracker::letGo(); }
     void initialize() { isInitialized_.store(true, std::memory_order_release); }
 
   private:
-    /// Groups of other processes stand below the root that there is.
-    static void followRemoteGroups() {
-        if (const auto tree = detail::RootStates::instance().find(DefaultRootIndex().index()))
-            spf::TopLevelNodeClientTracker::follow(tree);
-    }
-
     std::atomic<bool> isInitialized_{false};
     std::atomic<bool> isPrefdirAnnounced_{false};
 };
