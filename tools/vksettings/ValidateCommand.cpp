@@ -11,6 +11,7 @@
 #include "settingscore/SettingsRoot.hpp"
 #include "settingscore/ValueCheck.hpp"
 #include "settingscore/exception/TreeFailures.hpp"
+#include "settingscore/spf/RemoteGroups.hpp"
 #include "varnek/files/PathText.hpp"
 #include "json/Writer.hpp"
 
@@ -129,7 +130,8 @@ void checkTree(const Settings& node, Findings& findings) {
 bool isComplete(const Settings& node) {
     for (const auto& problem : settings::core::detail::getLoadProblems(settings::core::DefaultRootIndex()))
         for (const char* level : {"user", "installation"})
-            if (node.isRoot() || settings::core::lastSave(node, level).file == problem.file)
+            if (node.isRoot() || (!settings::core::isRemote(node) &&
+                                  settings::core::lastSave(node, level).file == problem.file))
                 return false;
     return true;
 }

@@ -19,12 +19,13 @@ struct SaveReport {
 };
 
 /// How the last save of the file ended that keeps the level's values of this node's product.
-/// UnSupportedLevel. Thread-safe, does not block.
+/// UnSupportedLevel; ConnectionToSettingsTreeCannotBeCheckedRemotely for a node of another process.
+/// Thread-safe, does not block.
 SETTINGSCORE_EXPORT SaveReport lastSave(const Settings& node, std::string_view level);
 
 /// The same once everything has been tried that was changed there before the call: blocks on the disk, and
 /// lets the writer begin at once. From a save hook, and from a listener that the writer's thread calls, it
-/// does not wait. UnSupportedLevel. Thread-safe.
+/// does not wait. The errors of lastSave. Thread-safe.
 SETTINGSCORE_EXPORT SaveReport awaitSave(const Settings& node, std::string_view level);
 
 } // namespace settings::core

@@ -34,6 +34,7 @@ const std::vector<Array>& kindsOfValues() {
         Array::make<double>({2, 3}, {1, 2, 3, 4, 5, std::numeric_limits<double>::infinity()}),
         Array::make<std::int64_t>({2, 1, 2}, {1, -1, std::numeric_limits<std::int64_t>::max(), 0}),
         Array::row(std::vector<bool>{true, false, true}),
+        Array::make<Array>({2, 1}, {Array::text(u"one"), Array::text(u"")}),
     };
     return values;
 }

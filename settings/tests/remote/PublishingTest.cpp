@@ -7,8 +7,12 @@
 #include "settingscore/exception/Exceptions.hpp"
 #include "settingscore/plugin/ServiceFramework.hpp"
 #include "settingscore/settings/node/SettingsAccess.hpp"
+#include "settingscore/settings/root/SettingsImplRoot.hpp"
+#include "settingscore/spf/SettingsRemoteImpl.hpp"
 #include "settingscore/spf/TopLevelNodeClientTracker.hpp"
 #include "spf/ServiceRuntime.hpp"
+#include "json/Parser.hpp"
+#include "json/Writer.hpp"
 
 #include <map>
 #include <memory>
@@ -96,6 +100,17 @@ struct SilentProvider : varnek::spf::ServiceProvider {
     }
 };
 
+/// Replies with what nobody has asked for.
+struct OddProvider : varnek::spf::ServiceProvider {
+    using Value = varnek::spf::Value;
+    Value invoke(const std::string& method, const Value::List&) override {
+        if (method == "getChildrenNames")
+            return Value::List{"a name without flags"};
+        return Value::List{Value::List{}};
+    }
+};
+
+template <class Provider = SilentProvider>
 std::function<void()> publishing(const SharedPlace& place,
                                  const std::map<std::string, std::string>& properties) {
     return [&place, properties] {
@@ -109,7 +124,7 @@ std::function<void()> publishing(const SharedPlace& place,
             varnek::spf::SPFConfiguration::Builder()
                 .addServicePublisher("rpcservicepublisher", {"localServiceOnly"})
                 .build(),
-            spf::publisherId, description, std::make_shared<SilentProvider>()));
+            spf::publisherId, description, std::make_shared<Provider>()));
     };
 }
 
@@ -172,6 +187,57 @@ TEST_F(Publishing, ANameThatDiffersByCaseOnlyIsLeftAlone) {
             log.among({"Exception"}));
         EXPECT_EQ(nullptr, root()->getChild("notes"));
         EXPECT_FALSE(isRemote(*root()->getChild("Notes")));
+    });
+}
+
+TEST_F(Publishing, AProcessThatRepliesWithSomethingElse) {
+    OtherProcess odd(publishing<OddProvider>(*this, {{"toplevelnode", "editor"}}), {});
+    inAnotherProcess([&] {
+        start("client");
+        ASSERT_EQ("", odd.started());
+        const Handle editor = attached();
+        const auto node = detail::SettingsAccess::mutableNode(*editor);
+        const auto& remote = dynamic_cast<const spf::SettingsRemoteImpl&>(*node);
+        for (const auto& operation : std::vector<std::function<void()>>{
+                 [&] { editor->get("size"); }, [&] { editor->isSet("size", "user"); },
+                 [&] { editor->getChild("font"); }, [&] { editor->getChildren(); },
+                 [&] { editor->isVisible(); }, [&] { editor->isReadOnly(); }, [&] { editor->isLeafNode(); },
+                 [&] { editor->isRoot(); }, [&] { remote.getParentFullName(); },
+                 [&] { node->needsSyncWithVCOSTree(); }})
+            try {
+                operation();
+                ADD_FAILURE();
+            } catch (const exception::RemoteCallFailed& failure) {
+                EXPECT_EQ(exception::RemoteCallFailed::Fault::malformed, failure.getFault())
+                    << failure.what();
+            }
+    });
+}
+
+TEST_F(Publishing, TheServiceSaysWhatItIs) {
+    inAnotherProcess([&] {
+        start("client");
+        publishTopLevelGroups({"editor"});
+        const auto& rootNode = dynamic_cast<const detail::SettingsImplRoot&>(
+            *detail::SettingsAccess::mutableNode(*root())->unwrap());
+        const auto configuration = rootNode.serviceConfiguration();
+        ASSERT_NE(nullptr, configuration);
+        EXPECT_EQ((std::vector<varnek::spf::ServicePublisher>{{"rpcservicepublisher", {"localServiceOnly"}}}),
+                  configuration->publishers());
+        const auto services = serviceContext().GetServiceReferences<varnek::spf::ServiceProvider>();
+        ASSERT_EQ(1U, services.size());
+        const auto text = [&](const std::string& key) { return services[0].GetProperty(key).ToString(); };
+        EXPECT_EQ("QUILLFERN_SETTINGS_PUBLISHER_ID", text("spf.servicename"));
+        EXPECT_EQ("editor", text("spf.serviceproperty.toplevelnode"));
+        EXPECT_EQ("settingscore", text("spf.serviceproperty.runtime"));
+        const auto description = varnek::json::parseObject(text("spf.description"));
+        EXPECT_EQ("editor", description.find("name")->asString());
+        EXPECT_EQ("A service provider for a top-level settings node",
+                  description.find("description")->asString());
+        EXPECT_EQ(R"(["settings::spf::SpfSettingsServiceProvider"])",
+                  varnek::json::write(*description.find("serviceinterfaces")));
+        withdrawTopLevelGroups({"editor"});
+        EXPECT_TRUE(serviceContext().GetServiceReferences<varnek::spf::ServiceProvider>().empty());
     });
 }
 

@@ -2,6 +2,8 @@
 
 #include "remote/SharedPlace.hpp"
 
+#include "settingscore/SaveReport.hpp"
+#include "settingscore/SettingExplanation.hpp"
 #include "settingscore/events/SettingsValueChangeEvent.hpp"
 #include "settingscore/exception/Exceptions.hpp"
 #include "settingscore/settings/node/SettingsAccess.hpp"
@@ -138,6 +140,17 @@ TEST_F(RemoteNode, RefusesEverythingElseInItsOwnWords) {
             {[&] { setting->validate(); },
              "ValidatingSettingValuesRemotelyNotSupported: Remotely validating setting values for a given "
              "node (size) is not supported."},
+            {[&] { Settings::createAndSetValue("editor.font.fresh", definition, definition, "user"); },
+             "AddingSettingRemotelyIsNotSupported: Adding setting remotely (via remote node font) is not "
+             "supported yet."},
+            {[&] { lastSave(*editor, "user"); },
+             "ConnectionToSettingsTreeCannotBeCheckedRemotely: " + connection},
+            {[&] { awaitSave(*editor, "user"); },
+             "ConnectionToSettingsTreeCannotBeCheckedRemotely: " + connection},
+            {[&] { lastSave(*editor, "nowhere"); }, refusal([&] { lastSave(*root(), "nowhere"); })},
+            {[&] { explain(*editor); },
+             "NotAKeyName: The input name is a sub node name under the parent node. It is not a settings "
+             "name."},
             // what the other process serves is not refused here
             {[&] { node->loadUserSettingsOncePerPrefdir(); }, "nothing"},
             {[&] { node->setSyncWithVCOSTree(true); }, "nothing"},
@@ -176,6 +189,28 @@ TEST_F(RemoteNode, CallsCanBeRead) {
         EXPECT_EQ(R"({"arguments":[[],"font"],"name":"callGetChild","return":[6]})", log.lines[0]);
         EXPECT_NE(std::string::npos, log.lines[1].find(R"("name":"getSettingMDArray")")) << log.lines[1];
         EXPECT_NE(std::string::npos, log.lines[1].find(R"("arguments":[["font"],"family","factory"])"));
+    });
+}
+
+// Names need not be UTF-8; a log of the calls in either process changes nothing.
+TEST_F(RemoteNode, ALogOfTheCallsDoesNotMakeThemFail) {
+    const std::string name = "caf\xe9";
+    const auto prepare = [name] {
+        varnek::log::setLevel("settings::core::spf", varnek::log::Severity::debug);
+        varnek::log::setSink([](std::string_view, varnek::log::Severity, std::string_view) {});
+        root()->getChild("editor")->addGroup(name, true, false, "session");
+        return std::string();
+    };
+    withProvider({{"prepare", prepare}}, [&](OtherProcess& provider, const Handle& editor) {
+        ASSERT_EQ("", provider.run("prepare"));
+        LogLines log("settings::core::spf");
+        EXPECT_NE(nullptr, editor->getChild(name));
+        EXPECT_EQ(9U, editor->getChildren().size());
+        EXPECT_EQ("", failureOf([&] { editor->removeNode(name); }));
+        EXPECT_EQ(nullptr, editor->getChild(name));
+        EXPECT_EQ("NoSuchKey", failureOf([&] { editor->get(name); }));
+        EXPECT_EQ(4U, log.lines.size());
+        EXPECT_TRUE(log.lines[0].starts_with("callGetChild cannot be shown: ")) << log.lines[0];
     });
 }
 
@@ -289,6 +324,51 @@ TEST_F(RemoteNode, BrowsingTakesOneCallForAGroup) {
                                "call couldn't be found.",
                                refusal([&] { (*added)->isLeafNode(); }));
                  });
+}
+
+// What was told of it is not true any more, nor of what was in it.
+TEST_F(RemoteNode, ARemovedNodeIsNotThereAnyMore) {
+    const auto prepare = [] {
+        root()->getChild("editor")->addGroup("new", true, false, "session");
+        root()->getChild("editor")->getChild("new")->addGroup("sub", true, false, "session");
+        return std::string();
+    };
+    withProvider({{"prepare", prepare}}, [](OtherProcess& provider, const Handle& editor) {
+        ASSERT_EQ("", provider.run("prepare"));
+        const Handle added = editor->getChild("new");
+        const Handle sub = added->getChild("sub");
+        editor->removeNode("new");
+        EXPECT_EQ("ParentSettingsGroupNotFound", failureOf([&] { added->isLeafNode(); }));
+        EXPECT_EQ("ParentSettingsGroupNotFound", failureOf([&] { sub->isVisible(); }));
+    });
+}
+
+// The change is told without the old value when that is too large to be announced.
+TEST_F(RemoteNode, TellsOfALargeValueThatChanges) {
+    const auto set = [](const Array& value) {
+        return [value] {
+            root()->getChild("editor")->set("none", value, "session");
+            return std::string();
+        };
+    };
+    const auto large = set(Array::make<double>({200000, 1}, std::vector<double>(200000, 1.0)));
+    withProvider({{"large", large}, {"small", set(Array::scalar(1.0))}}, [](OtherProcess& provider,
+                                                                            const Handle& editor) {
+        ASSERT_EQ("", provider.run("large"));
+        EXPECT_EQ(200000U, editor->get("none").numberOfElements());
+        std::atomic<int> told{0}, withValue{0};
+        const varnek::event::ScopedConnection listening = varnek::event::EventManager::instance().subscribe(
+            editor->getChild("none")->getListenerValueChangeEventType(),
+            [&](const varnek::event::EventHandle& event) {
+                const auto& change = dynamic_cast<const SettingsValueChangeEvent&>(*event);
+                withValue += !change.getOldValue().isVoid();
+                ++told;
+            });
+        ASSERT_EQ("", provider.run("small"));
+        waitUntil([&] { return told == 1; });
+        EXPECT_EQ(0, withValue);
+        EXPECT_EQ(Array::scalar(1.0), editor->get("none"));
+    });
 }
 
 TEST_F(RemoteNode, TellsOfChangedValues) {

@@ -6,10 +6,14 @@
 #include "settingscore/events/SettingsValueChangeEvent.hpp"
 #include "settingscore/exception/Exceptions.hpp"
 #include "settingscore/settings/node/SettingsAccess.hpp"
+#include "settingscore/spf/CallLog.hpp"
 #include "settingscore/spf/SettingsRemoteImpl.hpp"
+#include "settingscore/spf/SharingWork.hpp"
 #include "settingscore/spf/SpfLog.hpp"
 
 #include <boost/make_shared.hpp>
+
+#include <algorithm>
 
 namespace settings::spf {
 
@@ -67,6 +71,20 @@ RemoteGroup::RemoteNode RemoteGroup::nodeAt(const Path& path) {
     return node;
 }
 
+void RemoteGroup::forgetTold(const Path& parent, const std::string& child) {
+    Path path = parent;
+    path.push_back(child);
+    std::vector<RemoteNode> gone; // let go without the lock
+    const std::lock_guard lock(mutex_);
+    for (auto place = nodes_.lower_bound(path); place != nodes_.end() && place->first.size() >= path.size() &&
+                                                std::equal(path.begin(), path.end(), place->first.begin());
+         ++place)
+        if (auto node = place->second.node.lock()) {
+            node->forgetTold();
+            gone.push_back(std::move(node));
+        }
+}
+
 // ---- calls ----
 
 /// The handles in a failure of one call.
@@ -104,25 +122,35 @@ class RemoteGroup::FailureHandles : public HandleCoding {
     const Path& asked_;
 };
 
-Value RemoteGroup::call(const char* method, const std::string& node, Value::List arguments) {
-    const auto failed = [&](RemoteCallFailed::Fault fault, const char* cause) {
-        VARNEK_LOG(spfLog, info) << "remote call " << method << " of " << node << " failed: " << cause;
-        return RemoteCallFailed(fault, node, method, cause);
-    };
+namespace {
+
+[[noreturn]] void raise(RemoteCallFailed::Fault fault, const char* method, const std::string& node,
+                        const char* cause) {
+    VARNEK_LOG(spfLog, info) << "remote call " << method << " of " << node << " failed: " << cause;
+    throw RemoteCallFailed(fault, node, method, cause);
+}
+
+} // namespace
+
+Value RemoteGroup::ask(const char* method, const std::string& node, Value::List arguments) {
     const Path asked = toPath(at(arguments, 0));
+    Value::List logged;
+    if (isLoggingCalls())
+        logged = arguments;
     try {
-        Value::List logged;
-        if (spfLog.enabled(varnek::log::Severity::debug))
-            logged = arguments;
         Value result = invokable_->invoke(method, std::move(arguments)).get();
-        VARNEK_LOG(spfLog, debug) << varnek::spf::Call{method, result, std::move(logged)}.toString();
+        logCall("", method, result, logged);
         return result;
     } catch (const ProviderFailure& failure) {
         raiseAsItsType(failure, FailureHandles(*this, asked));
-        throw failed(RemoteCallFailed::Fault::provider, failure.what());
+        raise(RemoteCallFailed::Fault::provider, method, node, failure.what());
     } catch (const RemoteError& error) {
-        throw failed(static_cast<RemoteCallFailed::Fault>(error.kind()), error.what());
+        fail(method, node, error);
     }
+}
+
+void RemoteGroup::fail(const char* method, const std::string& node, const RemoteError& error) {
+    raise(static_cast<RemoteCallFailed::Fault>(error.kind()), method, node, error.what());
 }
 
 // ---- announcements ----
@@ -136,6 +164,7 @@ void RemoteGroup::listen() {
 }
 
 void RemoteGroup::valueChanged(const Value::List& announcement) {
+    const SharingWork work;
     using namespace core::detail;
     const NodePtr root = this->root();
     const auto tree = root == nullptr ? nullptr : root->treeContext();

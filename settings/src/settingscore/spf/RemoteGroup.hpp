@@ -43,9 +43,21 @@ class RemoteGroup : public std::enable_shared_from_this<RemoteGroup> {
     /// The node of a path, empty for the top-level node; null when that one is gone.
     RemoteNode nodeAt(const Path& path);
 
-    /// Asks the other process and waits. What it raises comes as its own type with this process's handles;
-    /// RemoteCallFailed for everything else.
-    Value call(const char* method, const std::string& node, Value::List arguments);
+    /// The child and what is below it are gone.
+    void forgetTold(const Path& parent, const std::string& child);
+
+    /// Asks the other process, waits and takes the reply (`Value` -> result). What it raises comes as its own
+    /// type with this process's handles; RemoteCallFailed for everything else, a reply of another kind
+    /// included.
+    template <class Take>
+    auto call(const char* method, const std::string& node, Value::List arguments, Take take) {
+        const Value reply = ask(method, node, std::move(arguments));
+        try {
+            return take(reply);
+        } catch (const varnek::spf::RemoteError& error) {
+            fail(method, node, error);
+        }
+    }
 
     /// From here on the values that the other process announces become events of the tree, while the group is
     /// attached.
@@ -66,6 +78,9 @@ class RemoteGroup : public std::enable_shared_from_this<RemoteGroup> {
     };
 
     class FailureHandles;
+    Value ask(const char* method, const std::string& node, Value::List arguments);
+    [[noreturn]] static void fail(const char* method, const std::string& node,
+                                  const varnek::spf::RemoteError& error);
     void valueChanged(const Value::List& announcement);
 
     const std::string name_;

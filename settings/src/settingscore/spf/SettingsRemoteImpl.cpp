@@ -43,15 +43,26 @@ boost::shared_ptr<SettingsRemoteImpl> SettingsRemoteImpl::self() const {
 
 // ---- calls ----
 
-Value SettingsRemoteImpl::call(const char* method, Value::List arguments) const {
+namespace {
+
+// What is taken of a reply.
+constexpr auto nothing = [](const Value&) {};
+constexpr auto truth = [](const Value& reply) { return reply.asBool(); };
+constexpr auto text = [](const Value& reply) { return reply.asText(); };
+constexpr auto array = [](const Value& reply) { return reply.asArray(); };
+
+} // namespace
+
+template <class Take>
+auto SettingsRemoteImpl::call(const char* method, Value::List arguments, Take take) const {
     arguments.insert(arguments.begin(), toValue(path_));
-    return group_->call(method, getFullName(false, "."), std::move(arguments));
+    return group_->call(method, getFullName(false, "."), std::move(arguments), take);
 }
 
-template <class Refusal>
-Value SettingsRemoteImpl::callIfServed(const char* method, Value::List arguments) const {
+template <class Refusal, class Take>
+auto SettingsRemoteImpl::callIfServed(const char* method, Value::List arguments, Take take) const {
     try {
-        return call(method, std::move(arguments));
+        return call(method, std::move(arguments), take);
     } catch (const RemoteCallFailed& failure) {
         if (failure.getFault() == RemoteCallFailed::Fault::unknownMethod)
             throw Refusal(name_);
@@ -66,12 +77,16 @@ void SettingsRemoteImpl::tell(std::int64_t flags) const noexcept {
                 std::memory_order_release);
 }
 
+void SettingsRemoteImpl::forgetTold() const noexcept {
+    told_.store(0, std::memory_order_release);
+}
+
 bool SettingsRemoteImpl::ask(const char* method, std::uint32_t flag) const {
     const std::uint32_t told = told_.fetch_and(~flag, std::memory_order_acquire);
     if ((told & flag) != 0 && group_->isAttached() &&
         steady_clock::now().time_since_epoch().count() < toldUntil_.load(std::memory_order_relaxed))
         return (told >> valueBits & flag) != 0;
-    return call(method).asBool();
+    return call(method, {}, truth);
 }
 
 bool SettingsRemoteImpl::isLeafNode() const {
@@ -87,7 +102,7 @@ bool SettingsRemoteImpl::isReadOnly() const {
 }
 
 bool SettingsRemoteImpl::isRoot() const {
-    return call(method::isRoot).asBool();
+    return call(method::isRoot, {}, truth);
 }
 
 ReadOnlyState SettingsRemoteImpl::readOnlyState() const {
@@ -95,20 +110,22 @@ ReadOnlyState SettingsRemoteImpl::readOnlyState() const {
 }
 
 std::string SettingsRemoteImpl::getParentFullName() const {
-    return call(method::getParentFullName).asText();
+    return call(method::getParentFullName, {}, text);
 }
 
 // ---- children ----
 
 NodePtr SettingsRemoteImpl::getChild(std::string_view name, bool) {
-    const Value reply = call(method::callGetChild, {name});
-    if (reply.isNothing())
-        return {};
-    const Value::List& child = reply.asList();
-    const auto node =
-        child.size() > 1 ? group_->nodeAt(toPath(child[1])) : group_->childOf(self(), std::string(name));
-    node->tell(at(child, 0).asInteger());
-    return node;
+    return call(method::callGetChild, {name}, [&](const Value& reply) -> NodePtr {
+        if (reply.isNothing())
+            return {};
+        const Value::List& child = reply.asList();
+        const std::int64_t flags = at(child, 0).asInteger();
+        const auto node =
+            child.size() > 1 ? group_->nodeAt(toPath(child[1])) : group_->childOf(self(), std::string(name));
+        node->tell(flags);
+        return node;
+    });
 }
 
 ConstNodePtr SettingsRemoteImpl::getChild(std::string_view name, bool load) const {
@@ -116,16 +133,18 @@ ConstNodePtr SettingsRemoteImpl::getChild(std::string_view name, bool load) cons
 }
 
 std::vector<NodePtr> SettingsRemoteImpl::browse(const char* method) const {
-    const Value reply = call(method);
-    const Value::List& told = reply.asList();
-    std::vector<NodePtr> children;
-    children.reserve(told.size() / 2);
-    for (std::size_t i = 0; i + 1 < told.size(); i += 2) {
-        const auto child = group_->childOf(self(), told[i].asText());
-        child->tell(told[i + 1].asInteger());
-        children.push_back(child);
-    }
-    return children;
+    return call(method, {}, [this](const Value& reply) {
+        const Value::List& told = reply.asList();
+        std::vector<NodePtr> children;
+        children.reserve(told.size() / 2);
+        for (std::size_t i = 0; i < told.size(); i += 2) {
+            const std::int64_t flags = at(told, i + 1).asInteger();
+            const auto child = group_->childOf(self(), told[i].asText());
+            child->tell(flags);
+            children.push_back(child);
+        }
+        return children;
+    });
 }
 
 std::vector<NodePtr> SettingsRemoteImpl::getChildren() {
@@ -147,13 +166,14 @@ NodePtr SettingsRemoteImpl::findSetting(std::string_view name) const {
 }
 
 void SettingsRemoteImpl::removeNode(std::string_view name) {
-    call(method::removeNode, {name});
+    call(method::removeNode, {name}, nothing);
+    group_->forgetTold(path_, std::string(name));
 }
 
 // ---- values ----
 
 varnek::data::Array SettingsRemoteImpl::get(std::string_view name, std::string_view level) const {
-    return call(method::getSettingMDArray, {name, level}).asArray();
+    return call(method::getSettingMDArray, {name, level}, array);
 }
 
 bool SettingsRemoteImpl::isSet(std::string_view name, std::string_view level) const {
@@ -161,7 +181,7 @@ bool SettingsRemoteImpl::isSet(std::string_view name, std::string_view level) co
 }
 
 void SettingsRemoteImpl::unset(std::string_view name, std::string_view level) {
-    call(method::unset, {name, level});
+    call(method::unset, {name, level}, nothing);
 }
 
 /// Of the setting that an alias of this process leads to.
@@ -177,18 +197,17 @@ ShapedArray SettingsRemoteImpl::valueOn(LevelIndex level) const {
 
 void SettingsRemoteImpl::loadUserSettingsOncePerPrefdir() {
     callIfServed<core::exception::LoadingUserSettingsRemotelyIsNotSupported>(
-        method::loadUserSettingsOncePerPrefdir);
+        method::loadUserSettingsOncePerPrefdir, {}, nothing);
 }
 
 bool SettingsRemoteImpl::needsSyncWithVCOSTree() const {
     return callIfServed<core::exception::RemoteNodesDoNotSynchronizeWithVCOSTree>(
-               method::needsSyncWithVCOSTree)
-        .asBool();
+        method::needsSyncWithVCOSTree, {}, truth);
 }
 
 void SettingsRemoteImpl::setSyncWithVCOSTree(bool sync) {
     callIfServed<core::exception::RemoteNodesDoNotSynchronizeWithVCOSTree>(method::setSyncWithVCOSTree,
-                                                                           {sync});
+                                                                           {sync}, nothing);
 }
 
 // ---- known here ----

@@ -53,6 +53,8 @@ class SettingsRemoteImpl final : public core::detail::SettingsNodeImpl,
 
     const Path& path() const noexcept { return path_; }
     const RemoteGroup& group() const noexcept { return *group_; }
+    /// What a reply has said of this node does not hold any more.
+    void forgetTold() const noexcept;
     /// What the other process calls the parent; empty for its top-level group.
     std::string getParentFullName() const;
 
@@ -137,11 +139,12 @@ class SettingsRemoteImpl final : public core::detail::SettingsNodeImpl,
 
   private:
     boost::shared_ptr<SettingsRemoteImpl> self() const;
-    /// A call about this node, with these arguments behind its path.
-    Value call(const char* method, Value::List arguments = {}) const;
+    /// A call about this node, with these arguments behind its path; what is taken of the reply.
+    template <class Take>
+    auto call(const char* method, Value::List arguments, Take take) const;
     /// call() of an operation that the other process may not serve; then `Refusal`.
-    template <class Refusal>
-    Value callIfServed(const char* method, Value::List arguments = {}) const;
+    template <class Refusal, class Take>
+    auto callIfServed(const char* method, Value::List arguments, Take take) const;
     std::vector<NodePtr> browse(const char* method) const;
     /// What a reply has said of this node.
     void tell(std::int64_t flags) const noexcept;

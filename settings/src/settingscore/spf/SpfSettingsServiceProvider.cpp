@@ -3,7 +3,8 @@
 #include "settingscore/Settings.hpp"
 #include "settingscore/exception/RemoteFailures.hpp"
 #include "settingscore/settings/node/SettingsAccess.hpp"
-#include "settingscore/spf/SpfLog.hpp"
+#include "settingscore/spf/CallLog.hpp"
+#include "settingscore/spf/SharingWork.hpp"
 
 #include <algorithm>
 #include <map>
@@ -47,10 +48,11 @@ SpfSettingsServiceProvider::Operation SpfSettingsServiceProvider::operationOf(co
 
 Value SpfSettingsServiceProvider::invoke(const std::string& method, const Value::List& arguments) {
     const Operation operation = operationOf(method);
+    const SharingWork work;
     try {
         const NodePtr node = nodeAt(toPath(at(arguments, 0)));
         Value result = (this->*operation)(node, Arguments(arguments.begin() + 1, arguments.end()));
-        VARNEK_LOG(spfLog, debug) << "served " << varnek::spf::Call{method, result, arguments}.toString();
+        logCall("served ", method, result, arguments);
         return result;
     } catch (const RemoteError&) { // it crosses as it is
         throw;

@@ -93,7 +93,7 @@ void explainLevels(const SettingsNodeImpl& asked, SettingsNodeImpl& node, Settin
 SettingExplanation explain(const Settings& setting) {
     const NodePtr node = SettingsAccess::mutableNode(setting);
     if (!node->isLeafNode())
-        throw exception::NotAKeyName(node->getThisObjectImpl(), node->getName());
+        throw exception::NotAKeyName(node->getThisObject(), node->getName());
     SettingExplanation e;
     e.fullName = node->getFullName(false, ".");
     e.originLevel = levelName(node->originLevel());

@@ -16,8 +16,10 @@ using Query = LevelFileStatus (*)(LevelFileKeeper& files, const std::string& pro
 
 SaveReport report(const Settings& node, std::string_view level, Query query) {
     const NodePtr impl = SettingsAccess::mutableNode(node);
-    const LevelIndex at = requireLevel(level, [&] { return impl->getThisObjectImpl(); });
-    impl->readOnlyState(); // loads a group that nobody has needed yet
+    const LevelIndex at = requireLevel(level, [&] { return impl->getThisObject(); });
+    if (impl->treeContext() == nullptr)
+        impl->isConnectedToTheSettingsTree(); // a node of another process refuses
+    impl->readOnlyState();                    // loads a group that nobody has needed yet
     const auto tree = impl->treeContext();
     const NodePtr product = impl->getTopLevelNodeForSave();
     auto* const files = tree == nullptr ? nullptr : dynamic_cast<LevelFileKeeper*>(tree->saves.get());

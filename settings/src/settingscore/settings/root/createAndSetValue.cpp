@@ -110,7 +110,7 @@ boost::shared_ptr<Settings> Settings::createAndSetValue(std::string_view fullNam
         }
         const auto local = boost::dynamic_pointer_cast<SettingsImpl>(parent->unwrap());
         if (local == nullptr)
-            throw exception::AddingSettingRemotelyIsNotSupported(std::string(fullName));
+            throw exception::AddingSettingRemotelyIsNotSupported(parent->getName());
         // Built apart, so that nothing is added when anything is refused; attach() checks all of it.
         const auto made = SettingsImpl::makeSetting(NodeSpec::from(missing.back(), setting, at));
         made->putInitialValue(value, at);
