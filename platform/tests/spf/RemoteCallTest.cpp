@@ -163,6 +163,25 @@ TEST_F(RemoteCalls, ServicesComeAndGoWithTheirProperties) {
 }
 
 /// A process finds its own publication by its provider, not by a remote service.
+// Who has answered is known, whether or not there is anything to be found.
+TEST_F(RemoteCalls, AnAnswerMayBeThatNothingIsPublished) {
+    constexpr int several = 50;
+    const auto name = [](int i) { return "service" + std::to_string(i); };
+    for (int i = 0; i < several; ++i)
+        ASSERT_EQ("ok", peer.ask("publish " + name(i)));
+    {
+        PeerProcess client(home.folder());
+        EXPECT_EQ("ok", client.ask("discover"));
+        EXPECT_EQ("1 50", client.ask("answering"));
+    }
+    for (int i = 0; i < several; ++i)
+        ASSERT_EQ("ok", peer.ask("withdraw " + name(i)));
+    PeerProcess client(home.folder());
+    EXPECT_EQ("ok", client.ask("discover"));
+    EXPECT_EQ("1 0", client.ask("answering"));
+    EXPECT_EQ("none", client.ask("unusable"));
+}
+
 TEST_F(RemoteCalls, PublishesToItsOwnFrameworkToo) {
     struct Nothing final : ServiceProvider {
         Value invoke(const std::string&, const Value::List&) override { return {}; }

@@ -21,6 +21,7 @@
 #include <sys/epoll.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
+#include <thread>
 #include <unistd.h>
 
 namespace {
@@ -153,6 +154,14 @@ class Peer {
             for (const auto& process : ServiceRuntime::instance().unusableProcesses())
                 kinds += std::to_string(static_cast<int>(process.failure.kind()));
             return kinds.empty() ? "none" : kinds;
+        } else if (command == "answering") { // others, and whether all that they publish is found then
+            std::size_t answering = 0;
+            while (answering == 0) {
+                answering = ServiceRuntime::instance().answeringProcesses().size();
+                std::this_thread::yield();
+            }
+            return std::to_string(answering) + " " +
+                   std::to_string(context_.GetServiceReferences<RemoteService>().size());
         } else if (command == "process") {
             return ServiceRuntime::instance().processName();
         } else if (command == "signals") {
