@@ -30,7 +30,8 @@ class SETTINGSCORE_EXPORT FactorySettings {
   public:
     virtual ~FactorySettings();
 
-    /// What stays as it is while the service is registered.
+    // What the group is: asked when the service comes, and not again. A service that throws here is left out.
+
     virtual std::string getToolboxGroupName() const = 0;
     /// Of a group that is to stand in another toolbox's group: the full name of that one. Empty: a top-level
     /// group.

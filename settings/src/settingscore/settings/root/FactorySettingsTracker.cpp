@@ -14,6 +14,7 @@
 #include <algorithm>
 #include <stdexcept>
 #include <string_view>
+#include <type_traits>
 
 namespace settings::core::detail {
 
@@ -42,30 +43,24 @@ std::filesystem::path nativeFolder(std::string_view relative) {
     return path;
 }
 
-std::string nameOf(const FactorySettings& service) {
-    return service.getToolboxGroupName();
-}
-std::string nameOf(const TopLevelFactoryFileLoader& loader) {
-    return loader.getName();
-}
-
-/// The name; std::runtime_error for none.
-template <class Entry>
-std::string requiredName(const Entry& entry) {
-    std::string name = nameOf(entry);
+void requireName(const std::string& name) {
     if (name.empty())
         throw std::runtime_error("the name of the group is empty");
-    return name;
 }
 
-/// How messages call what may not know its own name.
-template <class Entry>
-std::string toolboxOf(const Entry& entry) {
-    try {
-        return "toolbox " + requiredName(entry);
-    } catch (...) {
-        return "a toolbox without a name";
-    }
+// The name comes first, for what is told of one that then throws.
+void ask(FactorySettingsTracker::Service& service) {
+    const DefinesHere definesHere;
+    service.name = service.code->getToolboxGroupName();
+    requireName(service.name);
+    service.isVisible = service.code->isVisible();
+    service.parent = service.code->getParentName();
+}
+void ask(FactorySettingsTracker::Loader& loader) {
+    const DefinesHere definesHere;
+    loader.name = loader.code->getName();
+    requireName(loader.name);
+    static_cast<void>(loader.code->isHidden()); // says so now, or never
 }
 
 } // namespace
@@ -73,20 +68,22 @@ std::string toolboxOf(const Entry& entry) {
 /// What the framework calls when services come and go. Never destroyed.
 template <class Interface>
 class FactorySettingsTracker::Customizer : public ServiceTrackerCustomizer<Interface> {
+    using Entry = std::conditional_t<std::is_same_v<Interface, FactorySettings>, Service, Loader>;
+
   public:
     Customizer(FactorySettingsTracker& tracker, BundleContext context)
         : tracker_(tracker), context_(std::move(context)) {}
 
     std::shared_ptr<Interface> AddingService(const ServiceReference<Interface>& reference) override {
         auto service = context_.GetService(reference);
-        if (service == nullptr || !tracker_.enterUnlessBroken(std::shared_ptr<const Interface>(service)))
+        if (service == nullptr || !tracker_.enterUnlessBroken(Entry{service}))
             return nullptr; // not tracked
         return service;
     }
     void ModifiedService(const ServiceReference<Interface>&, const std::shared_ptr<Interface>&) override {}
     void RemovedService(const ServiceReference<Interface>&,
                         const std::shared_ptr<Interface>& service) override {
-        tracker_.leave(std::shared_ptr<const Interface>(service));
+        tracker_.leave(Entry{service});
     }
 
   private:
@@ -146,8 +143,9 @@ std::vector<LoadProblem> FactorySettingsTracker::problems() const {
 
 /// One that cannot say what it is must not reach the trees, which would fail with it.
 template <class Entry>
-bool FactorySettingsTracker::enterUnlessBroken(const Entry& entry) noexcept {
+bool FactorySettingsTracker::enterUnlessBroken(Entry entry) noexcept {
     return unlessBroken(entry, [&] {
+        ask(entry);
         if (enter(entry))
             addToTrees(entry);
     });
@@ -161,20 +159,19 @@ bool FactorySettingsTracker::unlessBroken(const Entry& entry, const Step& step) 
     } catch (...) {
         std::string cause = causeOfCurrentException();
         leave(entry);
-        note({toolboxOf(*entry), std::move(cause)});
+        note({entry.name.empty() ? "a toolbox without a name" : "toolbox " + entry.name, std::move(cause)});
         return false;
     }
 }
 
 template <class Key, class Entry>
-bool FactorySettingsTracker::enterOnce(Known<Key, Entry>& known, const Key& key, const Entry& entry,
-                                       const std::string& group) {
+bool FactorySettingsTracker::enterOnce(Known<Key, Entry>& known, const Key& key, const Entry& entry) {
     const std::lock_guard lock(mutex_);
     if (known.inForce.try_emplace(key, Arrived<Entry>{entry, arrivals_ + 1}).second) {
         ++arrivals_;
         return true;
     }
-    VARNEK_LOG(rootLog, warning) << "Toolbox " << group << " is already registered";
+    VARNEK_LOG(rootLog, warning) << "Toolbox " << entry.name << " is already registered";
     known.waiting.emplace(key, entry);
     return false;
 }
@@ -182,63 +179,53 @@ bool FactorySettingsTracker::enterOnce(Known<Key, Entry>& known, const Key& key,
 /// The next of its name takes its place at once: it may leave, too, while its code runs.
 template <class Key, class Entry>
 void FactorySettingsTracker::leave(Known<Key, Entry>& known, const Entry& entry) noexcept {
-    Entry next;
+    std::optional<Entry> next;
     {
         const std::lock_guard lock(mutex_); // the caller holds the entry, too
-        std::erase_if(known.waiting, [&](const auto& other) { return other.second == entry; });
-        const auto left = std::find_if(known.inForce.begin(), known.inForce.end(),
-                                       [&](const auto& other) { return other.second.entry == entry; });
+        std::erase_if(known.waiting, [&](const auto& other) { return other.second.code == entry.code; });
+        const auto left = std::find_if(known.inForce.begin(), known.inForce.end(), [&](const auto& other) {
+            return other.second.entry.code == entry.code;
+        });
         if (left == known.inForce.end())
             return;
         if (const auto waiting = known.waiting.find(left->first); waiting != known.waiting.end()) {
             next = waiting->second;
-            left->second = {next, ++arrivals_};
+            left->second = {*next, ++arrivals_};
             known.waiting.erase(waiting);
         } else {
             known.inForce.erase(left);
         }
     }
-    if (next != nullptr)
-        unlessBroken(next, [&] { addToTrees(next); });
+    if (next)
+        unlessBroken(*next, [&] { addToTrees(*next); });
 }
 
 bool FactorySettingsTracker::enter(const Service& service) {
-    const DefinesHere definesHere;
-    const std::string group = requiredName(*service);
-    static_cast<void>(service->isVisible()); // says so now, or never
-    return enterOnce(services_, Name(service->getParentName(), group), service, group);
+    return enterOnce(services_, Name(service.parent, service.name), service);
 }
 
 bool FactorySettingsTracker::enter(const Loader& loader) {
-    const DefinesHere definesHere;
-    const std::string name = requiredName(*loader);
-    static_cast<void>(loader->isHidden());
-    return enterOnce(loaders_, name, loader, name);
+    return enterOnce(loaders_, loader.name, loader);
 }
 
 void FactorySettingsTracker::addToTrees(const Service& service) {
-    std::string group, parent;
-    {
-        const DefinesHere definesHere;
-        group = requiredName(*service);
-        parent = service->getParentName();
-    }
     VARNEK_LOG(rootLog, info) << "Tracker:";
-    if (!parent.empty())
-        VARNEK_LOG(rootLog, info) << "Subgroup Factory File Microservice for " << parent << " : " << group;
+    if (!service.parent.empty())
+        VARNEK_LOG(rootLog, info) << "Subgroup Factory File Microservice for " << service.parent << " : "
+                                  << service.name;
     addToAllTrees(service);
 }
 
 void FactorySettingsTracker::addToTrees(const Loader& loader) {
     VARNEK_LOG(rootLog, info) << "Tracker:";
-    VARNEK_LOG(rootLog, info) << "Top level Factory File Loader: " << requiredName(*loader);
+    VARNEK_LOG(rootLog, info) << "Top level Factory File Loader: " << loader.name;
     addLoaderToAllTrees(loader);
 }
 
-FactorySettingsTracker::Service FactorySettingsTracker::find(const std::string& group) const {
+std::optional<FactorySettingsTracker::Service> FactorySettingsTracker::find(const std::string& group) const {
     const std::lock_guard lock(mutex_);
     const auto found = services_.inForce.find(Name({}, group));
-    return found == services_.inForce.end() ? nullptr : found->second.entry;
+    return found == services_.inForce.end() ? std::nullopt : std::optional(found->second.entry);
 }
 
 std::vector<FactorySettingsTracker::Service> FactorySettingsTracker::topLevelServices() const {

@@ -12,6 +12,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -20,16 +21,24 @@ namespace settings::core::detail {
 
 class FactorySettingsTracker {
   public:
-    using Service = std::shared_ptr<const varnek::settings::FactorySettings>;
-    using Loader = std::shared_ptr<const varnek::settings::TopLevelFactoryFileLoader>;
+    /// A service and what it said of itself when it came: it is not asked again.
+    struct Service {
+        std::shared_ptr<const varnek::settings::FactorySettings> code;
+        std::string name{}; // of its group
+        std::string parent{};
+        bool isVisible = true;
+    };
+    struct Loader {
+        std::shared_ptr<const varnek::settings::TopLevelFactoryFileLoader> code;
+        std::string name{};
+    };
 
     /// Made at the first call, never destroyed. Tracks from then on, and installs and starts the bundles of
     /// the installation's factory folders, once in a process; runs their code. Threads that come meanwhile
     /// wait. Errors: those of serviceContext().
     static FactorySettingsTracker& start();
 
-    /// Empty when there is none.
-    Service find(const std::string& group) const;
+    std::optional<Service> find(const std::string& group) const;
     /// Of the top-level groups, in order of their names.
     std::vector<Service> topLevelServices() const;
     /// Of the groups that are to stand in that one.
@@ -70,11 +79,11 @@ class FactorySettingsTracker {
     };
 
     template <class Key, class Entry>
-    bool enterOnce(Known<Key, Entry>& known, const Key& key, const Entry& entry, const std::string& group);
+    bool enterOnce(Known<Key, Entry>& known, const Key& key, const Entry& entry);
     template <class Key, class Entry>
     void leave(Known<Key, Entry>& known, const Entry& entry) noexcept;
     template <class Entry>
-    bool enterUnlessBroken(const Entry& entry) noexcept;
+    bool enterUnlessBroken(Entry entry) noexcept;
     template <class Entry, class Step>
     bool unlessBroken(const Entry& entry, const Step& step) noexcept;
     bool enter(const Service& service); // false: it waits for another one of its name

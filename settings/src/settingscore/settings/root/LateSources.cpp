@@ -1,6 +1,7 @@
 #include "settingscore/settings/root/LateSources.hpp"
 
 #include "settingscore/settings/file/FileFailureText.hpp"
+#include "settingscore/settings/root/DefinesHere.hpp"
 #include "settingscore/settings/root/RootLog.hpp"
 #include "settingscore/settings/root/RootStates.hpp"
 #include "settingscore/settings/root/Toolboxes.hpp"
@@ -23,24 +24,27 @@ void forAllTrees(const Work& work) {
     }
 }
 
+bool isVisible(const FactorySettingsTracker::Loader& loader) {
+    const DefinesHere definesHere;
+    return !loader.code->isHidden();
+}
+
 } // namespace
 
-void addToAllTrees(const std::shared_ptr<const varnek::settings::FactorySettings>& service) {
-    const std::string group = service->getToolboxGroupName();
-    const std::string parent = service->getParentName();
-    const bool isVisible = service->isVisible();
-    VARNEK_LOG(rootLog, info) << "Tracker: add to settings root: " << group << " isVisible:" << isVisible;
+void addToAllTrees(const FactorySettingsTracker::Service& service) {
+    VARNEK_LOG(rootLog, info) << "Tracker: add to settings root: " << service.name
+                              << " isVisible:" << service.isVisible;
     forAllTrees([&](Toolboxes& toolboxes) {
-        if (parent.empty())
-            toolboxes.add(group, isVisible);
+        if (service.parent.empty())
+            toolboxes.add(service.name, service.isVisible);
         else
             toolboxes.addSubgroup(service);
     });
 }
 
-void addLoaderToAllTrees(const std::shared_ptr<const varnek::settings::TopLevelFactoryFileLoader>& loader) {
-    VARNEK_LOG(rootLog, info) << "Tracker: add to settings root: " << loader->getName()
-                              << " isVisible:" << !loader->isHidden();
+void addLoaderToAllTrees(const FactorySettingsTracker::Loader& loader) {
+    VARNEK_LOG(rootLog, info) << "Tracker: add to settings root: " << loader.name
+                              << " isVisible:" << isVisible(loader);
     forAllTrees([&](Toolboxes& toolboxes) { toolboxes.addLoader(loader); });
 }
 

@@ -1,15 +1,13 @@
 /// Sources of factory settings that appear while trees are there.
 #pragma once
 
-#include "settingscore/factoryfile/FactorySettings.hpp"
-
-#include <memory>
+#include "settingscore/settings/root/FactorySettingsTracker.hpp"
 
 namespace settings::core::detail {
 
 /// Adds a group that a service supplies to every tree that is built. Listeners hear of it.
-void addToAllTrees(const std::shared_ptr<const varnek::settings::FactorySettings>& service);
-void addLoaderToAllTrees(const std::shared_ptr<const varnek::settings::TopLevelFactoryFileLoader>& loader);
+void addToAllTrees(const FactorySettingsTracker::Service& service);
+void addLoaderToAllTrees(const FactorySettingsTracker::Loader& loader);
 /// Looks again for groups that were declared without a source.
 void lookForSourcesInAllTrees();
 

@@ -67,10 +67,10 @@ void SettingsImplRoot::buildSettingsTree(const std::filesystem::path& factoryFol
 std::set<std::filesystem::path> SettingsImplRoot::getEarlyStartupFactoryFileNames() const {
     std::set<std::filesystem::path> files;
     for (const auto& loader : FactorySettingsTracker::start().loaders()) {
-        std::filesystem::path file = loader->isNeededAtStartup() ? loader->getFactoryFile() : "";
+        std::filesystem::path file = loader.code->isNeededAtStartup() ? loader.code->getFactoryFile() : "";
         if (file.empty())
             continue;
-        const std::string name = loader->getName();
+        const std::string& name = loader.name;
         VARNEK_LOG(rootLog, info) << "SettingsImplRoot::getEarlyStartupFactoryFileNames: Add service: "
                                   << name;
         VARNEK_LOG(rootLog, info) << "add to settings root: " << name;

@@ -109,12 +109,10 @@ ToolboxDefinition definitionOfFiles(const std::string& group,
 }
 
 Group groupOfService(const FactorySettingsTracker::Service& service) {
-    const std::string name = service->getToolboxGroupName();
-    const bool isVisible = service->isVisible();
-    VARNEK_LOG(rootLog, info) << "Add toolbox: " << name << " wasVisible: " << isVisible;
-    FactoryGroup described(name, {isVisible, false, {}, {}, {}, false, true, {}}, {},
+    VARNEK_LOG(rootLog, info) << "Add toolbox: " << service.name << " wasVisible: " << service.isVisible;
+    FactoryGroup described(service.name, {service.isVisible, false, {}, {}, {}, false, true, {}}, {},
                            FactoryGroup::Use::process);
-    service->createFactorySettings(described);
+    service.code->createFactorySettings(described);
     return attached(described);
 }
 
@@ -149,7 +147,7 @@ std::vector<LoadProblem> addGroupsOfServices(const NodePtr& group, const std::st
                                              const FactorySettingsTracker& tracker) {
     std::vector<LoadProblem> problems;
     for (const FactorySettingsTracker::Service& service : tracker.servicesBelow(fullName)) {
-        const std::string name = fullName + '.' + service->getToolboxGroupName();
+        const std::string name = fullName + '.' + service.name;
         try {
             group->adoptChildren({groupOfService(service)});
         } catch (...) {

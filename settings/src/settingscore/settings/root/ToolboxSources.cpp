@@ -15,12 +15,11 @@ void ToolboxSources::takeLoaders(const std::vector<Loader>& loaders, const TakeG
     {
         const std::lock_guard lock(mutex_);
         for (const Loader& loader : loaders) {
-            std::string name;
+            const std::string& name = loader.name;
             try {
-                name = loader->getName();
                 VARNEK_LOG(rootLog, info) << "SettingsImplRoot::call the loader for " << name;
-                const bool isVisible = !loader->isHidden();
-                std::filesystem::path file = loader->getFactoryFile();
+                const bool isVisible = !loader.code->isHidden();
+                std::filesystem::path file = loader.code->getFactoryFile();
                 if (!file.empty() && !file.is_absolute())
                     throw std::runtime_error("the path of its factory file is not absolute: " +
                                              file.string());
@@ -32,7 +31,7 @@ void ToolboxSources::takeLoaders(const std::vector<Loader>& loaders, const TakeG
                 if (!file.empty() && !isKnown) // it may have been registered before
                     known.push_back({std::move(file), true});
             } catch (...) { // the others go on
-                failures.emplace_back(std::move(name), causeOfCurrentException());
+                failures.emplace_back(name, causeOfCurrentException());
             }
         }
     }

@@ -5,8 +5,8 @@
 /// it, once, while the tree is built.
 #pragma once
 
-#include "settingscore/factoryfile/FactorySettings.hpp"
 #include "settingscore/root/FactorySettingsDefinition.hpp"
+#include "settingscore/settings/root/FactorySettingsTracker.hpp"
 #include "settingscore/settings/upgrade/UpgradePosition.hpp"
 
 #include <filesystem>
@@ -23,7 +23,7 @@ namespace settings::core::detail {
 class ToolboxSources {
   public:
     using Definition = boost::shared_ptr<const VARNEKFactorySettingsDefinition>;
-    using Loader = std::shared_ptr<const varnek::settings::TopLevelFactoryFileLoader>;
+    using Loader = FactorySettingsTracker::Loader;
 
     struct FactoryFile {
         std::filesystem::path path;

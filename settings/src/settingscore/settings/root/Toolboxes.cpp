@@ -53,9 +53,8 @@ void Toolboxes::build(const std::filesystem::path& factoryFolder) {
     for (const std::string& name : sources_.declaredGroups())
         addDummyNode(name);
     for (const FactorySettingsTracker::Service& service : tracker.topLevelServices()) {
-        const std::string name = service->getToolboxGroupName();
-        VARNEK_LOG(rootLog, info) << "SettingsImplRoot::buildSettingsTree: Add service: " << name;
-        enter(name, service->isVisible(), nullptr);
+        VARNEK_LOG(rootLog, info) << "SettingsImplRoot::buildSettingsTree: Add service: " << service.name;
+        enter(service.name, service.isVisible, nullptr);
     }
     isBuilt_.store(true, std::memory_order_release);
 }
@@ -132,7 +131,7 @@ ToolboxSources::Refused Toolboxes::noteRefusal() {
 // ---- sources ----
 
 ToolboxSource Toolboxes::sourceOf(const std::string& name) const {
-    if (FactorySettingsTracker::start().find(name) != nullptr)
+    if (FactorySettingsTracker::start().find(name))
         return ToolboxSource::service;
     if (!sources_.factoryFiles(name).empty())
         return ToolboxSource::file;
@@ -202,7 +201,7 @@ ToolboxDefinition Toolboxes::define(const std::string& name) {
     ToolboxDefinition definition;
     const bool isVisible = sources_.isVisible(name);
     if (const auto service = tracker.find(name))
-        definition = definitionOfService(name, service);
+        definition = definitionOfService(name, *service);
     else if (const auto files = sources_.factoryFiles(name); !files.empty())
         definition = definitionOfFiles(name, files, isVisible);
     else if (const auto code = sources_.definition(name); code != nullptr && code->isAvailable())

@@ -39,7 +39,8 @@ class Toolboxes : public GroupLoader, public std::enable_shared_from_this<Toolbo
     void build(const std::filesystem::path& factoryFolder);
     /// Has build() been through? A tree that was made empty takes no groups from services.
     bool isBuilt() const noexcept { return isBuilt_.load(std::memory_order_acquire); }
-    /// The services and loaders that came since build() began, before the tree could be found.
+    /// The services and loaders that came since build() began, before the tree could be found. What goes
+    /// wrong with one is noted.
     void takeServices();
 
     /// A placeholder for a declared group: below the root, or kept until it has a source.
@@ -102,6 +103,8 @@ class Toolboxes : public GroupLoader, public std::enable_shared_from_this<Toolbo
     ToolboxDefinition define(const std::string& name);
     /// The services for groups in that one that came since it was defined.
     void takeSubgroups(const std::string& name);
+    template <class Step>
+    void unlessBroken(const std::string& name, const Step& step);
     ToolboxSources::Refused noteRefusal();
 
     const boost::shared_ptr<LevelFileKeeper> files_;

@@ -16,18 +16,33 @@ namespace settings::core::detail {
 void Toolboxes::takeServices() {
     const FactorySettingsTracker& tracker = FactorySettingsTracker::start();
     for (const FactorySettingsTracker::Service& service : tracker.servicesSince(builtAt_))
-        if (service->getParentName().empty())
-            add(service->getToolboxGroupName(), service->isVisible());
-        else
-            addSubgroup(service);
+        unlessBroken(service.name, [&] {
+            if (service.parent.empty())
+                add(service.name, service.isVisible);
+            else
+                addSubgroup(service);
+        });
     for (const FactorySettingsTracker::Loader& loader : tracker.loadersSince(builtAt_))
-        addLoader(loader);
+        unlessBroken(loader.name, [&] { addLoader(loader); });
+}
+
+/// The other toolboxes go on.
+template <class Step>
+void Toolboxes::unlessBroken(const std::string& name, const Step& step) {
+    try {
+        step();
+    } catch (...) {
+        noteRefusal()(name, causeOfCurrentException());
+    }
 }
 
 void Toolboxes::addLoader(const ToolboxSources::Loader& loader) {
     std::optional<std::pair<std::string, bool>> taken;
     const auto take = [&](const std::string& name, bool isVisible) { taken.emplace(name, isVisible); };
-    sources_.takeLoaders({loader}, take, noteRefusal());
+    {
+        const DefinesHere definesHere;
+        sources_.takeLoaders({loader}, take, noteRefusal());
+    }
     if (!taken)
         return;
     sources_.declare(taken->first, taken->second);
@@ -44,7 +59,7 @@ void Toolboxes::addSubgroup(const FactorySettingsTracker::Service& service) {
     const auto root = root_.lock();
     if (root == nullptr)
         return;
-    const std::string path = service->getParentName();
+    const std::string& path = service.parent;
     NodePtr parent = root, product;
     for (std::string_view rest = path; !rest.empty() && parent != nullptr;) {
         const std::string step(nextName(rest));
@@ -56,7 +71,7 @@ void Toolboxes::addSubgroup(const FactorySettingsTracker::Service& service) {
     const auto group = boost::dynamic_pointer_cast<SettingsImpl>(parent);
     if (group == nullptr || group->isLeafNode() || product == nullptr)
         return;
-    const std::string name = service->getToolboxGroupName();
+    const std::string& name = service.name;
     if (childCalled(name, group->getChildren()) != nullptr)
         return;
     try {
@@ -88,8 +103,7 @@ void Toolboxes::takeSubgroups(const std::string& name) {
         definedAt = definedAt_[name];
     }
     for (const auto& service : FactorySettingsTracker::start().servicesSince(definedAt))
-        if (const std::string parent = service->getParentName();
-            parent == name || parent.starts_with(name + '.'))
+        if (service.parent == name || service.parent.starts_with(name + '.'))
             addSubgroup(service);
 }
 

@@ -1,0 +1,131 @@
+// Toolboxes at the start of the library. Each case runs in a process of its own.
+
+#include "settingscore/MSettings.hpp"
+#include "settingscore/SettingsRoot.hpp"
+#include "settingscore/factoryfile/FactorySettings.hpp"
+#include "settingscore/plugin/ServiceFramework.hpp"
+#include "settingscore/root/ToolboxGroups.hpp"
+#include "settingscore/startup/Readiness.hpp"
+#include "settingscore/startup/init.hpp"
+#include "settingscore/startup/updatePrefdir.hpp"
+#include "support/AtLine.hpp"
+#include "support/LogLines.hpp"
+#include "support/OtherProcess.hpp"
+#include "support/StartedTree.hpp"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <functional>
+
+namespace {
+
+using namespace settings::core;
+using namespace settings::core::detail;
+using namespace settings::test;
+using varnek::settings::FactoryGroup;
+using varnek::settings::FactorySettings;
+using Lines = std::vector<std::string>;
+
+constexpr const char* channel = "settings::core::settingsImplRoot";
+
+struct ToolboxesAtStart : testing::Test {
+    ToolboxesAtStart() {
+        ::setenv("SETTINGS_FACTORYDIR", (base / "factory").c_str(), 1);
+        ::setenv("SETTINGS_INSTALLATIONDIR", (base / "installation").c_str(), 1);
+        ::unsetenv("SETTINGS_USERDIR");
+        ::setenv("VARNEK_PREFDIR", (base / "prefs").c_str(), 1);
+        std::filesystem::create_directories(base / "installation");
+        define("editor");
+    }
+    void define(const std::string& group) const {
+        const auto file = base / (group + ".vksettings");
+        varnek::settings::FactoryFileGenerator::fromText(
+            "{\"groupName\": \"" + group + "\", \"settings\": [{\"name\": \"x\", \"value\": 1}]}", "test")
+            .write(file);
+        installFactoryFile(file, base / "factory", false);
+    }
+    static Handle root() { return getSettingsRoot(DefaultRootIndex()); }
+    TempFolder base;
+};
+
+/// Asks `work` whenever it is asked anything about itself.
+struct AskedSettings : FactorySettings {
+    explicit AskedSettings(std::string group, std::function<void()> asked = {})
+        : name(std::move(group)), work(std::move(asked)) {}
+    std::string getToolboxGroupName() const override { return answer(name); }
+    std::string getParentName() const override { return answer(parent); }
+    bool isVisible() const override { return answer(true); }
+    void createFactorySettings(FactoryGroup& group) const override {
+        group.addSetting("x", {true, false, Array::scalar(7.0), {}, {}, false, false, {}});
+    }
+    template <class Answer>
+    Answer answer(const Answer& text) const {
+        if (work)
+            work();
+        return text;
+    }
+    const std::string name;
+    std::string parent;
+    std::function<void()> work;
+};
+
+void add(const std::shared_ptr<AskedSettings>& service) {
+    static_cast<void>(serviceContext().RegisterService<FactorySettings>(service));
+}
+
+TEST_F(ToolboxesAtStart, OneThatThrowsAtAnyQuestionDoesNotKeepTheOthersBack) {
+    for (int answers = 0; answers < 12; ++answers)
+        inAnotherProcess([&] {
+            add(std::make_shared<AskedSettings>("moody", [left = answers]() mutable {
+                if (--left < 0)
+                    throw std::runtime_error("not now");
+            }));
+            init();
+            bool isTold = false;
+            isSettingsTreeReady([&] { isTold = true; });
+            EXPECT_EQ(1.0, root()->getByFullName<double>("editor.x")) << answers;
+            EXPECT_TRUE(isTold) << answers;
+            EXPECT_TRUE(isSettingsTreeReady()) << answers;
+            EXPECT_EQ(answers < 3 ? 1U : 0U, getLoadProblems(DefaultRootIndex()).size()) << answers;
+            EXPECT_EQ(answers >= 3, root()->getChild("moody") != nullptr) << answers;
+        });
+}
+
+TEST_F(ToolboxesAtStart, OneThatComesWhileTheTreeIsBuiltIsAskedWhatItIsOnce) {
+    for (const char* parent : {"", "early"})
+        inAnotherProcess([&] {
+            add(std::make_shared<AskedSettings>("early"));
+            auto late = std::make_shared<AskedSettings>("late");
+            late->parent = parent;
+            const AtLine coming(channel, "buildSettingsTree: Add service: early", [&] {
+                add(late);
+                late->work = [] { throw std::runtime_error("asked again"); };
+            });
+            init();
+            bool isTold = false;
+            isSettingsTreeReady([&] { isTold = true; });
+            EXPECT_NO_THROW(root());
+            EXPECT_TRUE(isTold);
+            EXPECT_EQ(7.0,
+                      root()->getByFullName<double>(parent == std::string() ? "late.x" : "early.late.x"));
+        });
+}
+
+TEST_F(ToolboxesAtStart, OneThatComesInsideACallbackMayRegisterCallbacks) {
+    inAnotherProcess([] {
+        add(std::make_shared<AskedSettings>("early"));
+        const AtLine coming(channel, "buildSettingsTree: Add service: early", [] {
+            add(std::make_shared<AskedSettings>("late", [] { isSettingsTreeReady([] {}); }));
+        });
+        init();
+        bool isTold = false;
+        isSettingsTreeReady([&] { isTold = true; });
+        isPrefdirReady([] { EXPECT_NO_THROW(root()); });
+        root();
+        EXPECT_TRUE(isTold);
+        EXPECT_EQ(7.0, root()->getByFullName<double>("late.x"));
+    });
+}
+
+} // namespace
