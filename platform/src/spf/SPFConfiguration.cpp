@@ -36,8 +36,8 @@ json::Object ServiceDescription::toProperties() const {
 
 SPFConfiguration::Builder& SPFConfiguration::Builder::addRequiredRuntimeServiceProperties(
     std::map<std::string, std::string> properties) {
-    for (auto& [name, value] : properties)
-        built_.properties_.insert_or_assign(name, std::move(value));
+    properties.merge(built_.properties_); // what is new counts
+    built_.properties_ = std::move(properties);
     return *this;
 }
 
