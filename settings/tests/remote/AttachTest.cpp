@@ -228,6 +228,25 @@ TEST_F(Attach, AnotherTreeHasWhatWasSetInAReplacedGroup) {
     });
 }
 
+TEST_F(Attach, ATreeThatCannotBeReplacedKeepsTheGroups) {
+    OtherProcess provider(publisher("provider"), steps());
+    inAnotherProcess([&] {
+        start("client");
+        const Handle own = root()->getChild("editor");
+        ASSERT_EQ("", provider.started());
+        attached();
+        own->set("size", 41.0, "user");
+        writeBytes(locationFileOf(base / "factory"), "no JSON");
+        EXPECT_THROW(MSettings::reset(), MalformedLocationFile);
+        EXPECT_TRUE(isRemoteNow());
+        EXPECT_EQ(Array::scalar(12.0), size());
+        provider.kill();
+        waitUntil([] { return !isRemoteNow(); });
+        EXPECT_TRUE(Settings::equal(own, root()->getChild("editor")));
+        EXPECT_EQ(Array::scalar(41.0), size());
+    });
+}
+
 // Its endpoint stays; whoever looks for groups does not wait for it.
 TEST_F(Attach, AProcessThatPublishesNothingAnyMoreIsNotWaitedFor) {
     OtherProcess former(publisher("former"), steps());

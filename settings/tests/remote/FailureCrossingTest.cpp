@@ -183,4 +183,37 @@ TEST_F(FailureCrossing, TheWholeCatalogueKeepsTypesTextsAndFields) {
     });
 }
 
+// A group of one process has an alias that leads into a group of another one, for a third.
+TEST_F(FailureCrossing, AFailureComesThroughTwoProcesses) {
+    OtherProcess far(publisher("far"), steps());
+    ASSERT_EQ("", far.started());
+    OtherProcess between(publisher("between", {"shell"}, [this] { attached(); }), {});
+    ASSERT_EQ("", between.started());
+    inAnotherProcess([&] {
+        start("client");
+        const Handle shell = attached("shell");
+        EXPECT_EQ(Array::scalar(12.0), shell->get("far"));
+        ASSERT_EQ("", far.run("size 50"));
+        EXPECT_EQ(Array::scalar(50.0), shell->get("far"));
+        const auto failing = [](const Handle& group, const char* name) -> std::string {
+            try {
+                group->unset(name, "user");
+            } catch (const core::exception::ValueNotDefinedForGivenLevel& failure) {
+                return failure.getLevel() + " " + failure.getObjectInvovled()->getFullName();
+            }
+            return "nothing";
+        };
+        EXPECT_EQ("user editor.size", failing(shell, "far"));
+        EXPECT_EQ("user editor.size", failing(attached(), "size")); // one process less
+        far.kill();
+        waitUntil([&] {
+            try {
+                return shell->get("far") == Array::scalar(12.0); // of the process between
+            } catch (const core::exception::RemoteCallFailed&) { // it has not heard of the end
+                return false;
+            }
+        });
+    });
+}
+
 } // namespace
