@@ -1,5 +1,6 @@
 // What happens when a process starts the library. Each case runs in a process of its own.
 
+#include "support/Startup.hpp"
 #include "settingscore/MSettings.hpp"
 #include "settingscore/PersonalFileWatch.hpp"
 #include "settingscore/SettingsRoot.hpp"
@@ -12,7 +13,6 @@
 #include "settingscore/startup/updatePrefdir.hpp"
 #include "support/LogLines.hpp"
 #include "support/OtherProcess.hpp"
-#include "support/StartedTree.hpp"
 #include "support/Waiting.hpp"
 #include "varnek/event/EventManager.hpp"
 #include "varnek/host/HostInfo.hpp"
@@ -35,31 +35,6 @@ using namespace settings::core;
 using namespace settings::core::detail;
 using namespace settings::test;
 using Lines = std::vector<std::string>;
-
-struct Startup : testing::Test {
-    Startup() {
-        ::setenv("SETTINGS_FACTORYDIR", (base / "factory").c_str(), 1);
-        ::setenv("SETTINGS_INSTALLATIONDIR", (base / "installation").c_str(), 1);
-        ::unsetenv("SETTINGS_USERDIR");
-        ::setenv("VARNEK_PREFDIR", (base / "prefs").c_str(), 1);
-        std::filesystem::create_directories(base / "installation");
-        define("editor");
-        define("packages");
-        define("shell");
-    }
-    void define(const std::string& group) const {
-        const auto file = base / (group + ".vksettings");
-        varnek::settings::FactoryFileGenerator::fromText(
-            "{\"groupName\": \"" + group +
-                "\", \"settings\": [{\"name\": \"x\", \"value\": 1}, {\"name\": \"y\", "
-                "\"value\": 2}]}",
-            "test")
-            .write(file);
-        installFactoryFile(file, base / "factory", false);
-    }
-    static Handle root() { return getSettingsRoot(DefaultRootIndex()); }
-    TempFolder base;
-};
 
 TEST_F(Startup, BeforeItThereIsNoTree) {
     inAnotherProcess([] {
@@ -162,11 +137,11 @@ std::shared_ptr<WaitingToolbox> registered(std::function<void()> work) {
 
 TEST_F(Startup, AToolboxThatAsksForCallbacksMayBeNeededInOne) {
     inAnotherProcess([this] {
-        int called = 0, refused = 0;
+        int called = 0, expected = 0, refused = 0;
         bool isFirst = true;
         registered([&] {
             isPrefdirReady([&] { ++called; });
-            isSettingsTreeReady([&] { ++called; });
+            expected += isSettingsTreeReady([&] { ++called; }) ? 0 : 1;
             isSettingsTreeReady();
             waitForUpdatePrefdir();
             try {
@@ -190,7 +165,8 @@ TEST_F(Startup, AToolboxThatAsksForCallbacksMayBeNeededInOne) {
         }());
         EXPECT_EQ(3.0, root()->getByFullName<double>("waiting.x"));
         EXPECT_LT(0, refused);
-        EXPECT_EQ(refused, called); // each of those for the tree, once
+        EXPECT_LT(0, called);
+        EXPECT_EQ(expected, called); // each of those for the tree, once; others the next time
     });
 }
 

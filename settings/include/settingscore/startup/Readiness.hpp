@@ -4,10 +4,12 @@
 /// A callback is called every time that its subject becomes ready: at the start, and after every change of
 /// the preferences directory, a failed one included, so that whoever has paused goes on. Registering never
 /// calls it. Callbacks are called one after the other, in the order in which they were registered, on the
-/// thread that starts the library or changes the directory, with the readiness lock held; what they throw is
-/// logged. They may use settings. The functions of this header and updatePrefdir() must not be called from
-/// one: std::logic_error. Toolboxes may use those of this header in the code that says or makes their
-/// definitions, even when a callback is what needs them: there they wait only while the directory changes.
+/// thread that starts the library or changes the directory; what they throw is logged. Others wait meanwhile,
+/// but for a thread that starts the library while another one calls callbacks: it goes on, and that one calls
+/// those of the start afterwards. Callbacks may use settings, and wait for a thread that asks for the tree.
+/// The functions of this header and updatePrefdir() must not be called from one: std::logic_error. Toolboxes
+/// may use those of this header in the code that says or makes their definitions, even when a callback is
+/// what needs them: there they wait only while the directory changes.
 ///
 /// Thread-safe.
 #pragma once

@@ -7,4 +7,9 @@ int& DefinesHere::depth() noexcept {
     return depth;
 }
 
+int& BuildsHere::depth() noexcept {
+    static thread_local int depth = 0;
+    return depth;
+}
+
 } // namespace settings::core::detail

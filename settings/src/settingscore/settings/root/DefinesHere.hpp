@@ -22,4 +22,22 @@ class DefinesHere {
     static int& depth() noexcept;
 };
 
+/// As long as one lives, its thread builds a tree or starts what trees are built from: bundles that are
+/// started there must not ask for the tree. Belongs to one thread.
+class BuildsHere {
+  public:
+    BuildsHere() noexcept { ++depth(); }
+    BuildsHere(const BuildsHere&) = delete;
+    BuildsHere& operator=(const BuildsHere&) = delete;
+    ~BuildsHere() { --depth(); }
+
+    /// Whether the calling thread does.
+    static bool isSo() noexcept { return depth() > 0; }
+
+  private:
+    static int& depth() noexcept;
+
+    const DefinesHere definesHere_{};
+};
+
 } // namespace settings::core::detail

@@ -93,6 +93,7 @@ class FactorySettingsTracker::Customizer : public ServiceTrackerCustomizer<Inter
 
 FactorySettingsTracker& FactorySettingsTracker::start() {
     static auto* const tracker = [] {
+        const BuildsHere buildsHere; // a tree that is asked for there would need what is just being made
         VARNEK_LOG(rootLog, info) << "Create the Microservice tracker";
         std::unique_ptr<FactorySettingsTracker> made(new FactorySettingsTracker);
         made->track<FactorySettings>();

@@ -23,8 +23,6 @@ bool isBuiltOnDemand(const RootIndex& index) {
 /// What is about the building of trees; may be null.
 std::atomic<TreeStart*> treeStart{nullptr};
 
-thread_local bool isBuildingHere = false;
-
 std::string asking(const RootIndex& index) {
     return "getSettingsRoot(" + std::to_string(index.index()) + ")";
 }
@@ -34,15 +32,10 @@ std::string asking(const RootIndex& index) {
 }
 
 /// Bundles that start while the tree is built must not ask for it.
-struct BuildingHere {
-    explicit BuildingHere(const RootIndex& index) {
-        if (isBuildingHere)
-            refuse(index);
-        isBuildingHere = true;
-    }
-    ~BuildingHere() { isBuildingHere = false; }
-    const DefinesHere definesHere{};
-};
+void refuseWhereTreesAreBuilt(const RootIndex& index) {
+    if (BuildsHere::isSo())
+        refuse(index);
+}
 
 } // namespace
 
@@ -67,6 +60,7 @@ boost::shared_ptr<SettingsRootStateMgr> TreesOnDemand::find(const RootIndex& ind
     if (!isBuiltOnDemand(index))
         refuse(index);
     requireInitialized(asking(index));
+    refuseWhereTreesAreBuilt(index);
     TreeStart* const start = treeStart;
     if (start != nullptr)
         start->prepare();
@@ -82,7 +76,7 @@ boost::shared_ptr<SettingsRootStateMgr> TreesOnDemand::find(const RootIndex& ind
 
 boost::shared_ptr<SettingsRootStateMgr> TreesOnDemand::findOrBuild(const RootIndex& index, bool& isNew) {
     RootStates& states = RootStates::instance();
-    const BuildingHere here(index);
+    const BuildsHere here;
     const std::lock_guard lock(building_);
     if (auto state = states.find(index.index()))
         return state; // another thread has built it, or was just replacing it
@@ -94,6 +88,7 @@ boost::shared_ptr<SettingsRootStateMgr> TreesOnDemand::findOrBuild(const RootInd
 
 boost::shared_ptr<SettingsRootStateMgr> TreesOnDemand::rebuild(const RootIndex& index) {
     requireInitialized(asking(index));
+    refuseWhereTreesAreBuilt(index);
     RootStates& states = RootStates::instance();
     TreeStart* const start = index.index() == DefaultRootIndex().index() ? treeStart.load() : nullptr;
     boost::shared_ptr<SettingsRootStateMgr> before; // let go last, and without the lock
@@ -101,7 +96,7 @@ boost::shared_ptr<SettingsRootStateMgr> TreesOnDemand::rebuild(const RootIndex& 
     waitForSettingsSaves(); // the new tree reads what the old one holds; the thread may ask for the tree
     boost::shared_ptr<SettingsRootStateMgr> state;
     {
-        const BuildingHere here(index);
+        const BuildsHere here;
         const std::lock_guard lock(building_);
         before = states.find(index.index());
         state = build(index, before == nullptr ? nullptr : before->root->treeContext()->events);
@@ -120,7 +115,8 @@ bool TreesOnDemand::createEmpty(const RootIndex& index) {
     if (!index.namesTree())
         return false;
     requireInitialized(asking(index));
-    const BuildingHere here(index);
+    refuseWhereTreesAreBuilt(index);
+    const BuildsHere here;
     const std::lock_guard lock(building_);
     return RootStates::instance().insert(index.index(), emptyTree(index));
 }

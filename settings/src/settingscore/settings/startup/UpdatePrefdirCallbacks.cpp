@@ -6,6 +6,7 @@
 
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 namespace settings::core::detail {
 
@@ -29,51 +30,47 @@ void UpdatePrefdirCallbacks::requireMayChange(const char* operation) {
         throw std::logic_error(std::string(operation) + " must not be called by what defines settings");
 }
 
-/// Holds nothing for what defines settings.
-std::unique_lock<std::mutex> UpdatePrefdirCallbacks::lock(const char* operation) {
-    if (DefinesHere::isSo()) {
-        std::unique_lock record(record_);
-        changed_.wait(record, [this] { return !isChanging_; });
-        return {};
-    }
-    requireMayChange(operation);
-    return std::unique_lock(mutex_);
+/// Until nothing is under way that the calling thread has to wait for: what defines settings waits for a
+/// change only.
+UpdatePrefdirCallbacks::Lock UpdatePrefdirCallbacks::quietLock(const char* operation) {
+    const bool definesHere = DefinesHere::isSo();
+    if (!definesHere)
+        requireMayChange(operation);
+    Lock lock(record_);
+    ended_.wait(lock, [&] { return !isChanging_ && (definesHere || !isRunning_); });
+    return lock;
 }
 
 void UpdatePrefdirCallbacks::wait(const char* operation) {
-    lock(operation);
+    quietLock(operation);
 }
 
 UpdatePrefdirCallbacks::Change::Change(UpdatePrefdirCallbacks& callbacks, const char* operation)
-    : callbacks_(callbacks), lock_((requireMayChange(operation), callbacks.mutex_)) {
-    callbacks_.setChanging(true);
+    : callbacks_(callbacks) {
+    requireMayChange(operation);
+    const Lock lock = callbacks_.quietLock(operation);
+    callbacks_.isChanging_ = true;
 }
 
 UpdatePrefdirCallbacks::Change::~Change() {
-    callbacks_.setChanging(false);
-}
-
-void UpdatePrefdirCallbacks::setChanging(bool isChanging) {
     {
-        const std::lock_guard record(record_);
-        isChanging_ = isChanging;
+        const Lock lock(callbacks_.record_);
+        callbacks_.isChanging_ = false;
     }
-    changed_.notify_all();
+    callbacks_.ended_.notify_all();
 }
 
 bool UpdatePrefdirCallbacks::add(Subject& subject, ReadinessCallback callback, const char* operation) {
     if (!callback)
         throw std::invalid_argument("no callback");
     auto entry = std::make_shared<const ReadinessCallback>(std::move(callback));
-    const auto held = lock(operation);
-    const std::lock_guard record(record_);
+    const Lock lock = quietLock(operation);
     subject.callbacks.push_back(std::move(entry));
     return subject.isReady;
 }
 
 bool UpdatePrefdirCallbacks::isReady(const Subject& subject, const char* operation) {
-    const auto held = lock(operation);
-    const std::lock_guard record(record_);
+    const Lock lock = quietLock(operation);
     return subject.isReady;
 }
 
@@ -93,40 +90,37 @@ bool UpdatePrefdirCallbacks::isSettingsTreeReady() {
     return isReady(tree_, "isSettingsTreeReady");
 }
 
-void UpdatePrefdirCallbacks::prefdirIsReady() {
-    makeReady(prefdir_);
+void UpdatePrefdirCallbacks::prefdirIsReady(Calling calling) {
+    makeReady(prefdir_, calling);
 }
 
-void UpdatePrefdirCallbacks::settingsTreeIsReady() {
-    makeReady(tree_);
+void UpdatePrefdirCallbacks::settingsTreeIsReady(Calling calling) {
+    makeReady(tree_, calling);
 }
 
-void UpdatePrefdirCallbacks::setReady(Subject& subject) {
-    const std::lock_guard record(record_);
+/// The callbacks that are there now are due: whoever registers one afterwards hears that it is ready.
+void UpdatePrefdirCallbacks::makeReady(Subject& subject, Calling calling) {
+    Lock lock(record_);
+    const bool mayLeave = isInsideCallback || calling == Calling::byWhoeverCalls;
+    const auto isFree = [this] { return !isRunning_ && !isChanging_; };
+    ended_.wait(lock, [&] { return isFree() || (mayLeave && isRunning_); });
+    subject.due = subject.callbacks;
     subject.isReady = true;
-}
-
-void UpdatePrefdirCallbacks::makeReady(Subject& subject) {
-    if (isInsideCallback) { // this thread has the lock
-        setReady(subject);
-        subject.isDue = true;
+    if (isRunning_)
         return;
-    }
-    const std::lock_guard held(mutex_);
-    setReady(subject);
-    run(subject);
-    while (prefdir_.isDue || tree_.isDue)
-        run(prefdir_.isDue ? prefdir_ : tree_);
+    isRunning_ = true;
+    run(subject, lock);
+    while (prefdir_.due || tree_.due)
+        run(prefdir_.due ? prefdir_ : tree_, lock);
+    isRunning_ = false;
+    lock.unlock();
+    ended_.notify_all();
 }
 
-/// mutex_ is held.
-void UpdatePrefdirCallbacks::run(Subject& subject) {
-    subject.isDue = false;
-    Callbacks callbacks; // those that come meanwhile wait for the next time
-    {
-        const std::lock_guard record(record_);
-        callbacks = subject.callbacks;
-    }
+/// `lock`: of record_; not held while the callbacks run.
+void UpdatePrefdirCallbacks::run(Subject& subject, Lock& lock) {
+    const Callbacks callbacks = *std::exchange(subject.due, std::nullopt);
+    lock.unlock();
     VARNEK_LOG(startupLog, info) << "Executing " << callbacks.size() << " callbacks on " << subject.name;
     isInsideCallback = true;
     for (const auto& callback : callbacks)
@@ -137,6 +131,7 @@ void UpdatePrefdirCallbacks::run(Subject& subject) {
         }
     isInsideCallback = false;
     VARNEK_LOG(startupLog, info) << "Finished executing \"" << subject.closing << "\" callbacks";
+    lock.lock();
 }
 
 // ---- the public functions ----

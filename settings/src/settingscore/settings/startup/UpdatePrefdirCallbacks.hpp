@@ -1,8 +1,9 @@
 /// What is ready, and who wants to know.
 ///
-/// Thread-safe. mutex_ (rank "readiness") is held while callbacks run and while the preferences directory
-/// changes: whoever waits for either waits for it. What defines settings waits for the latter only, for a
-/// callback may need what it defines. record_ (rank "readiness record") guards the flags and the lists.
+/// Thread-safe. While callbacks run, or the preferences directory changes, others wait (rank "readiness", no
+/// mutex). What defines settings waits for the latter only, for a callback may need what it defines; the
+/// thread that starts the library leaves its callbacks to the one that runs some, which may wait for it.
+/// record_ (rank "readiness record") guards all members; neither callbacks nor the disk are used under it.
 #pragma once
 
 #include "settingscore/startup/Readiness.hpp"
@@ -10,6 +11,7 @@
 #include <condition_variable>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <vector>
 
 namespace settings::core::detail {
@@ -24,10 +26,12 @@ class UpdatePrefdirCallbacks {
     bool isPrefdirReady();
     bool isSettingsTreeReady();
 
-    /// Sets the flag and runs the callbacks. Inside a callback on this thread, where the lock is held: they
-    /// run when those that are running are through.
-    void prefdirIsReady();
-    void settingsTreeIsReady();
+    /// Who runs callbacks that are due while another thread runs some.
+    enum class Calling { here, byWhoeverCalls };
+    /// Sets the flag and runs the callbacks that are registered by then. Inside a callback on this thread,
+    /// and byWhoeverCalls while another thread runs some: they run when those that are running are through.
+    void prefdirIsReady(Calling calling = Calling::here);
+    void settingsTreeIsReady(Calling calling = Calling::here);
 
     /// Waits for callbacks that run and for a change. std::logic_error inside a callback, naming `operation`.
     void wait(const char* operation);
@@ -42,32 +46,31 @@ class UpdatePrefdirCallbacks {
 
       private:
         UpdatePrefdirCallbacks& callbacks_;
-        const std::unique_lock<std::mutex> lock_;
     };
     /// Why a change cannot begin here: std::logic_error inside a callback and in what defines settings.
     static void requireMayChange(const char* operation);
 
   private:
+    using Lock = std::unique_lock<std::mutex>;
     using Callbacks = std::vector<std::shared_ptr<const ReadinessCallback>>;
     struct Subject {
         const char* name;    // in the log
         const char* closing; // how the log calls its callbacks in the end
         bool isReady = false;
-        bool isDue = false; // it became ready inside a callback
         Callbacks callbacks{};
+        std::optional<Callbacks> due{}; // of a subject that has become ready
     };
 
-    std::unique_lock<std::mutex> lock(const char* operation);
+    Lock quietLock(const char* operation);
     bool add(Subject& subject, ReadinessCallback callback, const char* operation);
     bool isReady(const Subject& subject, const char* operation);
-    void setReady(Subject& subject);
-    void setChanging(bool isChanging);
-    void makeReady(Subject& subject);
-    void run(Subject& subject);
+    void makeReady(Subject& subject, Calling calling);
+    void run(Subject& subject, Lock& lock);
 
-    std::mutex mutex_, record_;
-    std::condition_variable changed_;
-    bool isChanging_ = false;
+    std::mutex record_;
+    std::condition_variable ended_; // what others wait for
+    bool isRunning_ = false;        // callbacks
+    bool isChanging_ = false;       // the directory
     Subject prefdir_{"prefdir ready", "prefdir location change"};
     Subject tree_{"settings tree ready", "settings tree ready"};
 };

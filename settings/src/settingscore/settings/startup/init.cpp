@@ -26,16 +26,20 @@ class Start : public detail::TreeStart {
     void prepare() override {
         detail::userFolder(); // a folder that cannot be determined ends the process here
         if (!isPrefdirAnnounced_.exchange(true))
-            detail::UpdatePrefdirCallbacks::instance()->prefdirIsReady();
+            callbacks().prefdirIsReady(Calling::byWhoeverCalls);
     }
     void treeIsBuilt() override {
         spf::TopLevelNodeClientTracker::follow(); // groups of others stand below the root that there is
-        detail::UpdatePrefdirCallbacks::instance()->settingsTreeIsReady();
+        callbacks().settingsTreeIsReady(Calling::byWhoeverCalls);
     }
     std::shared_ptr<void> treeGoes() override { return spf::TopLevelNodeClientTracker::letGo(); }
     void initialize() { isInitialized_.store(true, std::memory_order_release); }
 
   private:
+    // A callback may be waiting for the thread that starts the library.
+    using Calling = detail::UpdatePrefdirCallbacks::Calling;
+    static detail::UpdatePrefdirCallbacks& callbacks() { return *detail::UpdatePrefdirCallbacks::instance(); }
+
     std::atomic<bool> isInitialized_{false};
     std::atomic<bool> isPrefdirAnnounced_{false};
 };
