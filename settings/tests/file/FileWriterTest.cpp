@@ -127,7 +127,7 @@ TEST_F(FileWriter, APassGoesByLevelAndPath) {
 /// An operation after which the next one is asked for, as by a thread that sets all the time.
 struct EndlessOperation : FileOperation {
     EndlessOperation(PrefdirFileWriterQueue& of, std::atomic<int>& count, const std::atomic<bool>& ended)
-        : FileOperation(LevelIndex::user, "/a/file", nullptr), queue(of), runs(count), isOver(ended) {}
+        : FileOperation(LevelIndex::user, "/a/file", 0), queue(of), runs(count), isOver(ended) {}
     void begin() override {}
     void prepare(const FolderTurn&) override {}
     void write() noexcept override {}

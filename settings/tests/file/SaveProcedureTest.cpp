@@ -217,6 +217,28 @@ TEST_F(SaveProcedure, AHookMaySaveAgain) {
     EXPECT_FALSE(tree.status("g").isMarked);
 }
 
+/// A hook changes a group whose files somebody else works on, who fails.
+TEST_F(SaveProcedure, WhatAHookCouldNotSaveIsSavedAfterWorkThatFails) {
+    const SavesThroughTheHook route;
+    const Handle other = tree.group("other");
+    TestTree::setting(other, "s");
+    tree.load(other);
+    setSaveHook([&](SettingsFileAccess& saved, const std::filesystem::path& path) {
+        if (path != file)
+            group->set("s", 7.0, "user");
+        saved.writeTo(path);
+    });
+    const auto work = [&] {
+        std::thread([&] { other->set("s", 8.0, "user"); }).join();
+        EXPECT_TRUE(tree.status("g").isMarked);
+        throw std::runtime_error("cause");
+    };
+    EXPECT_THROW(tree.keeper->inTurns(node, work), std::runtime_error);
+    setSaveHook({});
+    EXPECT_FALSE(tree.status("g").isMarked);
+    EXPECT_EQ(7.0, settingIn(partJson(file, topPart), "s").at("value").asObject().at("qfdata").asDouble());
+}
+
 /// Threads that save two groups, through a hook that changes the other group each time: nobody may wait for
 /// somebody who waits for the hook.
 TEST_F(SaveProcedure, ThreadsAndHooksDoNotBlockEachOther) {

@@ -164,6 +164,64 @@ void keepCommon(GroupRecord& base, const GroupRecord& theirs) {
     });
 }
 
+namespace {
+
+/// Whether two files say the same of a setting; null: nothing.
+bool isSame(const SettingRecord* one, const SettingRecord* other) {
+    return one == nullptr || other == nullptr ? one == other : one->value == other->value;
+}
+
+const GroupRecord& orNone(const GroupRecord* group) {
+    static const GroupRecord none;
+    return group == nullptr ? none : *group;
+}
+
+/// Takes out of `from` the settings in which `base` and `mine` differ, and groups that go with them.
+void dropWhatHasChanged(GroupRecord& from, const GroupRecord& base, const GroupRecord& mine) {
+    std::erase_if(from.settings, [&](const SettingRecord& of) {
+        return !isSame(find(base.settings, of.name), find(mine.settings, of.name));
+    });
+    std::erase_if(from.groups, [&](GroupRecord& of) {
+        const GroupRecord* const before = find(base.groups, of.name);
+        const GroupRecord* const now = find(mine.groups, of.name);
+        dropWhatHasChanged(of, orNone(before), orNone(now));
+        return before != nullptr && now == nullptr && of.settings.empty() && of.groups.empty();
+    });
+}
+
+} // namespace
+
+GroupRecord withChanges(GroupRecord theirs, const GroupRecord& base, const GroupRecord& mine) {
+    dropWhatHasChanged(theirs, base, mine);
+    GroupRecord changed = mine.clone();
+    changed.removeSame(base);
+    theirs.addMissing(std::move(changed));
+    return theirs;
+}
+
+void countAsKnown(GroupRecord& base, const GroupRecord& theirs, const GroupRecord& known) {
+    std::erase_if(base.settings, [&](const SettingRecord& of) {
+        return isSame(find(theirs.settings, of.name), find(known.settings, of.name));
+    });
+    GroupRecord common;
+    for (const SettingRecord& of : theirs.settings)
+        if (isSame(&of, find(known.settings, of.name)))
+            common.settings.push_back(of.clone());
+    for (const GroupRecord& of : theirs.groups)
+        if (find(known.groups, of.name) != nullptr && find(base.groups, of.name) == nullptr) {
+            GroupRecord& group = common.groups.emplace_back();
+            group.name = of.name;
+            group.isUserDefined = of.isUserDefined;
+        }
+    base.addMissing(std::move(common));
+    std::erase_if(base.groups, [&](GroupRecord& of) {
+        const GroupRecord* const now = find(theirs.groups, of.name);
+        const GroupRecord* const before = find(known.groups, of.name);
+        countAsKnown(of, orNone(now), orNone(before));
+        return now == nullptr && before == nullptr;
+    });
+}
+
 void takeOverRemoval(const GroupRecord& base, const NodePtr& group, LevelIndex level, LateEvents& events) {
     Comparison(level, events).runRemoval(base, group);
 }

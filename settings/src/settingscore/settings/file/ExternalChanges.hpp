@@ -24,6 +24,12 @@ void countAsDefined(GroupRecord& base, const NodePtr& group);
 /// Takes out of `base` what was never in the tree but is kept for definitions that may still appear.
 void removeKept(GroupRecord& base, const GroupRecord& kept);
 
+/// `theirs` with the changes from `base` to `mine`, which win where both have changed.
+GroupRecord withChanges(GroupRecord theirs, const GroupRecord& base, const GroupRecord& mine);
+
+/// Where `theirs` is as `known`, `base` becomes so: it is no news.
+void countAsKnown(GroupRecord& base, const GroupRecord& theirs, const GroupRecord& known);
+
 /// Takes out of `base` what `theirs` does not have.
 void keepCommon(GroupRecord& base, const GroupRecord& theirs);
 

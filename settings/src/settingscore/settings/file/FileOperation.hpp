@@ -8,6 +8,7 @@
 
 #include "settingscore/level/LevelIndex.hpp"
 
+#include <cstdint>
 #include <filesystem>
 #include <utility>
 
@@ -33,8 +34,9 @@ class FileOperation {
     LevelIndex level() const noexcept { return level_; }
     /// Where the file was at the time of the request.
     const std::filesystem::path& path() const noexcept { return path_; }
-    /// Whose file it is: two trees may have files in one folder.
-    const void* owner() const noexcept { return owner_; }
+    /// Whose file it is: two trees may have files in one folder. Of two operations on one file that of the
+    /// lower number runs first.
+    std::uint64_t owner() const noexcept { return owner_; }
 
     /// Waits until nobody else works on the file.
     virtual void begin() = 0;
@@ -55,13 +57,13 @@ class FileOperation {
     virtual void letGo() noexcept = 0;
 
   protected:
-    FileOperation(LevelIndex level, std::filesystem::path path, const void* owner)
+    FileOperation(LevelIndex level, std::filesystem::path path, std::uint64_t owner)
         : level_(level), path_(std::move(path)), owner_(owner) {}
 
   private:
     const LevelIndex level_;
     const std::filesystem::path path_;
-    const void* const owner_;
+    const std::uint64_t owner_;
 };
 
 } // namespace settings::core::detail

@@ -12,6 +12,8 @@
 #include "settingscore/settings/file/SettingsFileReader.hpp"
 #include "varnek/files/PathText.hpp"
 
+#include <atomic>
+
 namespace settings::core::detail {
 
 // ---- bookkeeping ----
@@ -21,8 +23,17 @@ std::filesystem::path LevelFileKeeper::folderOfLevel(LevelIndex level) {
         SettingsLevelManager::getSettingsLevelObjs()[position(level)].levelRootPath());
 }
 
+namespace {
+
+std::uint64_t nextNumber() noexcept {
+    static std::atomic<std::uint64_t> last{0};
+    return ++last;
+}
+
+} // namespace
+
 LevelFileKeeper::LevelFileKeeper(FolderOfLevel folders, WriterThread writer)
-    : folders_(std::move(folders)), writer_(writer) {}
+    : number_(nextNumber()), folders_(std::move(folders)), writer_(writer) {}
 LevelFileKeeper::~LevelFileKeeper() = default;
 
 LevelFileKeeper::FileState& LevelFileKeeper::stateOf(const Key& key) const {
@@ -103,16 +114,30 @@ LevelFileKeeper::Turn::~Turn() {
     keeper_.turnEnded_.notify_all();
 }
 
-/// Runs `work` while nobody else works on the file; false: that may not be had (see Turn). What was requested
-/// meanwhile by somebody who must not wait is met afterwards.
-bool LevelFileKeeper::inTurn(const Key& key, const std::function<void()>& work) {
-    {
-        const Turn turn(*this, key);
-        if (!turn)
-            return false;
-        work();
+LevelFileKeeper::LeftToOthers::~LeftToOthers() {
+    if (!isHad_)
+        return;
+    try {
+        bool isDue = false;
+        {
+            const std::lock_guard lock(keeper_.mutex_);
+            isDue = std::exchange(keeper_.stateOf(key_).isLeftToOthers, false);
+        }
+        if (isDue)
+            keeper_.submitAgain(key_);
+    } catch (...) { // the file stays marked
+        logCaught(causeOfCurrentException(), fileNameOf(key_.first));
     }
-    submitWhatWasLeft(key);
+}
+
+/// Runs `work` while nobody else works on the file; false: that may not be had (see Turn).
+bool LevelFileKeeper::inTurn(const Key& key, const std::function<void()>& work) {
+    LeftToOthers left(*this, key);
+    const Turn turn(*this, key);
+    if (!turn)
+        return false;
+    left.turnIsHad();
+    work();
     return true;
 }
 
@@ -120,30 +145,17 @@ bool LevelFileKeeper::inTurn(const Key& key, const std::function<void()>& work) 
 bool LevelFileKeeper::inTurns(const NodePtr& topLevelGroup, const std::function<void()>& work) {
     const Key installation(topLevelGroup->getName(), LevelIndex::installation);
     const Key user(topLevelGroup->getName(), LevelIndex::user);
-    bool isHad = false;
-    {
-        const Turn first(*this, installation);
-        if (!first)
-            return false;
-        if (const Turn second(*this, user); second) {
-            isHad = true;
-            work();
-        }
-    }
-    submitWhatWasLeft(installation);
-    if (isHad)
-        submitWhatWasLeft(user);
-    return isHad;
-}
-
-void LevelFileKeeper::submitWhatWasLeft(const Key& key) {
-    bool isDue = false;
-    {
-        const std::lock_guard lock(mutex_);
-        isDue = std::exchange(stateOf(key).isLeftToOthers, false);
-    }
-    if (isDue)
-        submitAgain(key);
+    LeftToOthers leftOfInstallation(*this, installation), leftOfUser(*this, user);
+    const Turn first(*this, installation);
+    if (!first)
+        return false;
+    leftOfInstallation.turnIsHad();
+    const Turn second(*this, user);
+    if (!second)
+        return false;
+    leftOfUser.turnIsHad();
+    work();
+    return true;
 }
 
 // ---- requests ----

@@ -121,6 +121,16 @@ class LevelFileKeeper : public SaveRequests, public boost::enable_shared_from_th
     /// Puts values in place where the tree has a setting for them and no value; the others are kept.
     void takeUp(const NodePtr& topLevelGroup, LevelIndex level, GroupRecord values, LateEvents& events);
 
+    // For a tree that takes the place of another one.
+
+    /// What was changed in the tree of `before` and is not in its files yet is part of what is read here for
+    /// the first time. `before` saves it, ahead of the saves of this keeper.
+    void inheritFrom(const LevelFileKeeper& before);
+    /// The same for a group that has been read: with what has come into its files since.
+    void catchUp(const NodePtr& topLevelGroup, LateEvents& events);
+    /// What `before` has saved by now is in the files.
+    void forgetInherited(const LevelFileKeeper& before);
+
     /// What was read of a group never came into the tree: its files count as not read.
     void forgetFilesOf(const std::string& group) noexcept;
 
@@ -151,15 +161,20 @@ class LevelFileKeeper : public SaveRequests, public boost::enable_shared_from_th
     using Key = std::pair<std::string, LevelIndex>;
     struct FileState;
     class Turn;
+    class LeftToOthers;
     class Operation;
     class CountedLater;
 
     FileState& stateOf(const Key& key) const; // mutex_ is held
     LevelFileStatus statusOf(const Key& key, const FileState& state) const;
+    /// What a tree held that has been replaced, and its file did not.
+    struct Inherited;
+    std::map<Key, NodePtr> pendingSaves() const;
+    std::shared_ptr<const Inherited> unsavedIn(const Key& key, const NodePtr& group) const;
+    std::shared_ptr<const Inherited> inheritedOf(const Key& key) const;
     void submit(const Key& key, NodePtr group);
     void submitAgain(const Key& key);
     bool inTurn(const Key& key, const std::function<void()>& work);
-    void submitWhatWasLeft(const Key& key);
     void run(PrefdirFileWriterQueue* writer, const Key& key, bool isRemoval);
     void runHere(const Key& key);
     void noteNotRun(const Key& key);
@@ -183,6 +198,7 @@ class LevelFileKeeper : public SaveRequests, public boost::enable_shared_from_th
     void moveBase(const Key& key, const std::filesystem::path& file);
     void readForTheFolder(const Key& key, const NodePtr& group, LateEvents& events, Telling telling);
     bool isToBeRemoved(const Key& key) const;
+    void loadInherited(const Key& key, const NodePtr& group, LateEvents* events);
     NodePtr readAddedGroup(const Key& key, const NodePtr& root, LateEvents* events);
     /// What a reading has found; it counts once the values are in the tree.
     struct Found {
@@ -200,6 +216,7 @@ class LevelFileKeeper : public SaveRequests, public boost::enable_shared_from_th
     void adopt(const Key& key, const NodePtr& group, LateEvents* events);
     bool forget(const Key& key, const std::vector<std::string>& path);
 
+    const std::uint64_t number_; // in the order in which keepers are made
     const FolderOfLevel folders_;
     const WriterThread writer_;
     std::shared_ptr<PersonalFileUpgrade> upgrade_;

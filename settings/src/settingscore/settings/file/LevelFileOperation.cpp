@@ -77,7 +77,7 @@ bool isInsideSave() noexcept {
 
 LevelFileKeeper::Operation::Operation(LevelFileKeeper& keeper, Key key, std::filesystem::path file,
                                       Place place)
-    : FileOperation(key.second, std::move(file), &keeper), keeper_(keeper),
+    : FileOperation(key.second, std::move(file), keeper.number_), keeper_(keeper),
       alive_(keeper.weak_from_this().lock()), key_(std::move(key)), isQueued_(place == Place::inQueue) {}
 
 LevelFileKeeper::Operation::~Operation() {
@@ -418,6 +418,7 @@ void LevelFileKeeper::Operation::noteSaved() {
     state.folder = folder;
     state.isVersionNew = state.isVersionNew && state.version != image_.version;
     state.isUpgraded = false;
+    state.inherited = nullptr; // whoever was to save it came first
     state.status.loaded = LoadOutcome::ok;
     state.status.loadMessage.clear();
     state.status.revision = image_.revision;

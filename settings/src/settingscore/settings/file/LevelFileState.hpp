@@ -18,7 +18,8 @@ struct LevelFileKeeper::FileState {
     varnek::files::FileStamp stamp;          // of the file then
     varnek::files::FileStamp folder;         // of its folder then
     std::optional<VersionRecord> version;
-    bool isVersionNew = false; // set here and not written yet: a reading must not replace it
+    bool isVersionNew = false;                  // set here and not written yet: a reading must not replace it
+    std::shared_ptr<const Inherited> inherited; // null: none
 
     std::filesystem::path isOf; // where the file was at the last reading; empty: nowhere yet
 
@@ -54,6 +55,12 @@ struct LevelFileKeeper::FileState {
     }
 };
 
+/// What was inherited of one file.
+struct LevelFileKeeper::Inherited {
+    GroupRecord base; // what the file held when it was last read or written there
+    GroupRecord tree; // what the tree held
+};
+
 /// The right to work on one file; given back at the end of the scope.
 class LevelFileKeeper::Turn {
   public:
@@ -69,6 +76,23 @@ class LevelFileKeeper::Turn {
   private:
     LevelFileKeeper& keeper_;
     FileState* state_ = nullptr;
+};
+
+/// When a turn that was had is over: what was requested meanwhile by somebody who must not wait is met. Made
+/// before the turn, so that it is destroyed after it, also when the work in between has failed.
+class LevelFileKeeper::LeftToOthers {
+  public:
+    LeftToOthers(LevelFileKeeper& keeper, Key key) : keeper_(keeper), key_(std::move(key)) {}
+    LeftToOthers(const LeftToOthers&) = delete;
+    LeftToOthers& operator=(const LeftToOthers&) = delete;
+    ~LeftToOthers();
+
+    void turnIsHad() noexcept { isHad_ = true; }
+
+  private:
+    LevelFileKeeper& keeper_;
+    const Key key_;
+    bool isHad_ = false;
 };
 
 /// Whether the calling thread is inside a save.

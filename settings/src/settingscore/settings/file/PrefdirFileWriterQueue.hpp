@@ -17,6 +17,7 @@
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
+#include <cstdint>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -68,8 +69,9 @@ class PrefdirFileWriterQueue {
     void releasePasses();
 
   private:
-    /// By path and owner.
-    using Files = std::map<std::pair<std::string, const void*>, std::unique_ptr<FileOperation>>;
+    /// By path and owner: what a tree has asked for that was replaced runs before what its successor asks
+    /// for.
+    using Files = std::map<std::pair<std::string, std::uint64_t>, std::unique_ptr<FileOperation>>;
     using Levels = std::map<std::string, Files, std::less<>>;
     using Operations = std::vector<std::unique_ptr<FileOperation>>;
     struct Pass;

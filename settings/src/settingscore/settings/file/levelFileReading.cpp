@@ -199,13 +199,20 @@ LoadOutcome LevelFileKeeper::read(const Key& key, const NodePtr& group, LateEven
     if (!found) {
         const LoadOutcome outcome = status(key.first, key.second).loaded;
         if (outcome == LoadOutcome::absent) {
+            const bool isFirst = !takenBefore(key);
             takeOverAbsence(key, group, events);
             upgradeAbsent(key, group);
+            if (isFirst)
+                loadInherited(key, group, telling == Telling::yes ? &events : nullptr);
         }
         return outcome;
     }
     GroupRecord tree = std::move(found->content.tree);
     auto taken = takenBefore(key);
+    if (const auto inherited = inheritedOf(key); inherited != nullptr && taken)
+        countAsKnown(*taken, tree, inherited->tree);
+    else if (inherited != nullptr)
+        tree = withChanges(std::move(tree), inherited->base, inherited->tree);
     if (taken && (!isInTheFolderOfThen(key) || isOfAnotherRelease(key, *found)))
         keepCommon(*taken, tree); // what a folder that was made anew, or another release, lacks says nothing
     if (taken)
@@ -281,37 +288,6 @@ void LevelFileKeeper::readForTheFolder(const Key& key, const NodePtr& group, Lat
     if (isDropped)
         state.base = std::make_shared<const GroupRecord>(); // the tree holds none of it any more
     state.isOf = file;
-}
-
-/// What was taken from the file in the old folder is what the file in the new one is compared with.
-void LevelFileKeeper::moveBase(const Key& key, const std::filesystem::path& file) {
-    auto taken = takenBefore(key);
-    const auto folder = varnek::files::FileStamp::of(file.parent_path());
-    const std::lock_guard lock(mutex_);
-    FileState& state = stateOf(key);
-    state.forgetContent();
-    state.base = std::make_shared<const GroupRecord>(taken ? std::move(*taken) : GroupRecord());
-    state.folder = folder;
-}
-
-void LevelFileKeeper::followFolder(LevelIndex level, const std::filesystem::path& folder) {
-    const std::lock_guard lock(mutex_);
-    followed_[level] = folder;
-}
-
-/// The file's turn is the caller's.
-void LevelFileKeeper::followIfMoved(const Key& key, const NodePtr& group, LateEvents& events) {
-    const std::filesystem::path file = fileOf(key.first, key.second);
-    {
-        const std::lock_guard lock(mutex_);
-        const auto followed = followed_.find(key.second);
-        std::filesystem::path& isOf = stateOf(key).isOf;
-        if (isOf.empty()) // nobody has read it, so that it is written here first
-            isOf = file;
-        if (followed == followed_.end() || followed->second != file.parent_path() || isOf == file)
-            return;
-    }
-    readForTheFolder(key, group, events, Telling::yes);
 }
 
 // ---- values whose definition appears later ----

@@ -45,4 +45,22 @@ void takeOverPersonalFiles(const SettingsRootStateMgr& tree, const FolderChanges
         tree.files->loadAddedGroups(tree.root, LevelIndex::user, true);
 }
 
+void handOver(const SettingsRootStateMgr& before, const SettingsRootStateMgr& after,
+              LateEvents& events) noexcept {
+    const auto attempt = [](const auto& step) {
+        try {
+            step();
+        } catch (...) {
+            VARNEK_LOG(fileLog, error) << "Exception caught: " << causeOfCurrentException();
+        }
+    };
+    attempt([&] { after.files->inheritFrom(*before.files); });
+    attempt([&] {
+        for (const NodePtr& group : after.root->getChildren())
+            if (const auto declared = boost::dynamic_pointer_cast<DeclaredGroup>(group);
+                declared == nullptr || declared->isLoaded()) // others are read when somebody needs them
+                attempt([&] { after.files->catchUp(group, events); });
+    });
+}
+
 } // namespace settings::core::detail

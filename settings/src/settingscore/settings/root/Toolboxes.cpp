@@ -235,6 +235,7 @@ boost::shared_ptr<SettingsImpl> Toolboxes::load(DeclaredGroup& group) {
         return definition.group;
     } catch (...) {
         const std::string cause = causeOfCurrentException();
+        files_->forgetFilesOf(name); // what was read of them is not in the tree
         problems_.set(name,
                       {{sourceText(name), cause.empty() ? "something that is no std::exception" : cause}});
         throw;

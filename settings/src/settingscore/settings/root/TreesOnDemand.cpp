@@ -2,7 +2,9 @@
 
 #include "settingscore/SettingsSaving.hpp"
 #include "settingscore/exception/Exceptions.hpp"
+#include "settingscore/settings/file/LevelFileKeeper.hpp"
 #include "settingscore/settings/level/TreeFolders.hpp"
+#include "settingscore/settings/root/ChangedDefinitions.hpp"
 #include "settingscore/settings/root/DefinesHere.hpp"
 #include "settingscore/settings/root/PersonalFiles.hpp"
 #include "settingscore/settings/root/Toolboxes.hpp"
@@ -37,6 +39,21 @@ void refuseWhereTreesAreBuilt(const RootIndex& index) {
         refuse(index);
 }
 
+/// The personal files may be in another folder than the one that was theirs when the building began: whoever
+/// moved them could not find the tree.
+bool followIfMoved(const SettingsRootStateMgr& tree, const RootIndex& index, const std::u16string& before) {
+    const std::u16string now = levelFolder(index, LevelIndex::user);
+    if (now == before)
+        return false;
+    tree.files->followFolder(LevelIndex::user, varnek::files::pathFromUtf16(now));
+    return true;
+}
+
+void readAgain(const SettingsRootStateMgr& tree) {
+    takeOverPersonalFiles(tree, {{}, true});
+    loadGroupsWithChangedDefinitions(tree);
+}
+
 } // namespace
 
 void setTreeStart(TreeStart* start) {
@@ -64,9 +81,12 @@ boost::shared_ptr<SettingsRootStateMgr> TreesOnDemand::find(const RootIndex& ind
     TreeStart* const start = treeStart;
     if (start != nullptr)
         start->prepare();
+    const std::u16string folder = levelFolder(index, LevelIndex::user);
     bool isNew = false;
     auto state = findOrBuild(index, isNew);
     if (isNew) {
+        if (followIfMoved(*state, index, folder))
+            readAgain(*state);
         state->toolboxes->takeServices(); // those that came before the tree could be found
         if (start != nullptr)
             start->treeIsBuilt();
@@ -94,20 +114,29 @@ boost::shared_ptr<SettingsRootStateMgr> TreesOnDemand::rebuild(const RootIndex& 
     boost::shared_ptr<SettingsRootStateMgr> before; // let go last, and without the lock
     const auto going = start == nullptr ? nullptr : start->treeGoes();
     waitForSettingsSaves(); // the new tree reads what the old one holds; the thread may ask for the tree
+    const std::u16string folder = levelFolder(index, LevelIndex::user);
+    LateEvents events; // told after the lock
     boost::shared_ptr<SettingsRootStateMgr> state;
     {
         const BuildsHere here;
         const std::lock_guard lock(building_);
         before = states.find(index.index());
         state = build(index, before == nullptr ? nullptr : before->root->treeContext()->events);
-        if (before != nullptr)
-            before->root->leaveTree();
         states.erase(index.index()); // whoever finds nothing waits for the lock
+        if (before != nullptr) {
+            before->root->leaveTree();
+            handOver(*before, *state, events);
+        }
         states.insert(index.index(), state);
     }
+    followIfMoved(*state, index, folder);
     // Listeners hear of what comes now, and may ask for the tree.
-    takeOverPersonalFiles(*state, {{}, true}); // what came while the old tree was the one to be found
-    state->toolboxes->takeServices();          // those that came before the tree could be found
+    events.tell();
+    waitForSettingsSaves(); // of what the old tree has handed over, too
+    readAgain(*state);      // what came while the old tree was the one to be found
+    if (before != nullptr)
+        state->files->forgetInherited(*before->files);
+    state->toolboxes->takeServices(); // those that came before the tree could be found
     return state;
 }
 

@@ -33,10 +33,14 @@ constexpr std::string_view reloadedLast = "packages";
 
 /// The user's level finds its folder anew from here on, and files of the trees belong to that.
 void followDirectory(const std::u16string& directory) {
-    for (const Tree& tree : RootStates::instance().all()) // before a save can find the new folder
-        if (tree->files != nullptr)
-            tree->files->followFolder(LevelIndex::user, varnek::files::pathFromUtf16(directory));
+    const auto follow = [folder = varnek::files::pathFromUtf16(directory)] {
+        for (const Tree& tree : RootStates::instance().all())
+            if (tree->files != nullptr)
+                tree->files->followFolder(LevelIndex::user, folder);
+    };
+    follow(); // before a save can find the new folder
     forgetLevelFolders();
+    follow(); // a tree that has just been built and found the old one
 }
 
 /// With the readiness lock held. Whether the directory is the requested one now.
@@ -110,10 +114,18 @@ bool detail::updatePrefdirImpl(const std::string& newPath, const RootIndex& tree
     const Tree state = tree.namesTree() ? RootStates::instance().find(tree.index()) : nullptr;
     if (!isMoved || !isReload || state == nullptr)
         return isMoved;
-    reloadPersonalValues(*state);
+    std::exception_ptr failure; // whoever waits for the tree goes on all the same
+    try {
+        reloadPersonalValues(*state);
+    } catch (...) {
+        failure = std::current_exception();
+    }
     createAndBroadcastEvent<UpdatePrefdirEvent>(tree);
-    VARNEK_LOG(startupLog, info) << "Updated settings tree with personal values successfully";
+    if (failure == nullptr)
+        VARNEK_LOG(startupLog, info) << "Updated settings tree with personal values successfully";
     callbacks->settingsTreeIsReady();
+    if (failure != nullptr)
+        std::rethrow_exception(failure);
     return true;
 }
 
