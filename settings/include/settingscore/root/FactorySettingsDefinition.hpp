@@ -93,9 +93,9 @@ class SETTINGSCORE_EXPORT DefinitionsForAnotherThread {
     const std::thread::id waiter_;
 };
 
-/// Gives a tree one more definition, in place of one of the same group. Listeners hear of a group that is
-/// new. SettingsLibraryNotInitialized when there is no such tree; std::invalid_argument for none.
-/// Thread-safe.
+/// Gives a tree one more definition, in place of one of the same group; it waits while a service or factory
+/// files define that group. MSettings::reset starts without it. Listeners hear of a group that is new.
+/// SettingsLibraryNotInitialized when there is no such tree; std::invalid_argument for none. Thread-safe.
 SETTINGSCORE_EXPORT void
 addFactorySettingsDefinition(const RootIndex& tree,
                              const boost::shared_ptr<const VARNEKFactorySettingsDefinition>& definition);

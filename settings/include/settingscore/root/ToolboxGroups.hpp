@@ -41,12 +41,14 @@ SETTINGSCORE_EXPORT std::vector<ToolboxGroup> getToolboxGroups(const RootIndex& 
 
 namespace detail {
 
-// Each of these reads the definitions of the group anew; when that fails, nothing has changed. Settings that
-// both have keep their values on all levels, those that are gone keep their personal values in the files, and
-// listeners hear of everything that is new, gone or has another effective value. A group that nobody has
-// needed yet is read when it is needed, one that is new is added. Errors: SettingsLibraryNotInitialized when
-// there is no such tree; what reading the definitions raises. Thread-safe; block on the disk and in the code
-// that makes definitions.
+// Each of these reads the definitions of the group anew; when that fails, nothing has changed. Code that
+// makes no group, or another one than it declares, and an added group of the name leave what is there;
+// getLoadProblems says so. What is given here belongs to the tree that is there: MSettings::reset starts
+// without it. Settings that both have keep their values on all levels, those that are gone keep their
+// personal values in the files, and listeners hear of everything that is new, gone or has another effective
+// value. A group that nobody has needed yet is read when it is needed, one that is new is added. Errors:
+// SettingsLibraryNotInitialized when there is no such tree; what reading the definitions raises. Thread-safe;
+// block on the disk and in the code that makes definitions.
 
 /// Its factory files are these from now on, absolute paths; a service that is registered for the group stays
 /// in force over them, and is asked again. std::invalid_argument for none and for relative ones.

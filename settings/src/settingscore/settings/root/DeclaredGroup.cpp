@@ -28,7 +28,7 @@ struct Turn {
 
 DeclaredGroup::DeclaredGroup(std::string_view name, bool isVisible,
                              const std::shared_ptr<GroupLoader>& loader)
-    : SettingsImpl(specOf(name, isVisible), true), loader_(loader) {}
+    : SettingsImpl(specOf(name, isVisible), true), loader_(loader), isShown_(isVisible) {}
 
 boost::shared_ptr<DeclaredGroup> DeclaredGroup::make(std::string_view name, bool isVisible,
                                                      const std::shared_ptr<GroupLoader>& loader) {
@@ -94,6 +94,12 @@ void DeclaredGroup::requireContent() const {
 void DeclaredGroup::loadNow() const {
     if (!isLoaded())
         const_cast<DeclaredGroup*>(this)->load();
+}
+
+bool DeclaredGroup::isVisible() const {
+    return stage_.load(std::memory_order_acquire) == Stage::declared
+               ? isShown_.load(std::memory_order_relaxed)
+               : SettingsImpl::isVisible();
 }
 
 bool DeclaredGroup::isSet(std::string_view name, std::string_view level) const {

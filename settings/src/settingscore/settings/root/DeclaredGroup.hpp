@@ -51,6 +51,10 @@ class DeclaredGroup : public SettingsImpl {
         return std::chrono::nanoseconds(loadTime_.load(std::memory_order_relaxed));
     }
 
+    /// Before the group is loaded; from then on its definitions say so.
+    void show(bool isVisible) noexcept { isShown_.store(isVisible, std::memory_order_relaxed); }
+    bool isVisible() const override;
+
     bool isSet(std::string_view name, std::string_view level) const override;
     void unset(std::string_view name, std::string_view level) override;
     boost::optional<std::uint64_t> getDataTypeIndex(std::string_view name) const override;
@@ -88,6 +92,7 @@ class DeclaredGroup : public SettingsImpl {
     const std::weak_ptr<GroupLoader> loader_;
     enum class Stage : std::uint8_t { declared, appearing, loaded };
     std::atomic<Stage> stage_{Stage::declared};
+    std::atomic<bool> isShown_;
     std::atomic<std::chrono::nanoseconds::rep> loadTime_{0};
 };
 

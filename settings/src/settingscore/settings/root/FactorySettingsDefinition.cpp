@@ -65,14 +65,12 @@ DefinitionsForAnotherThread::~DefinitionsForAnotherThread() {
 }
 
 void setFactorySettingsRunner(const std::string& extension, FactorySettingsRunner runner) {
-    const bool isThere = static_cast<bool>(runner);
     Runners& runners = Runners::instance();
     {
         const std::lock_guard lock(runners.mutex);
         runners.byExtension[extension].swap(runner); // the one before is let go without the lock
     }
-    if (isThere)
-        detail::lookForSourcesInAllTrees();
+    detail::lookForSourcesInAllTrees();
 }
 
 } // namespace settings::core

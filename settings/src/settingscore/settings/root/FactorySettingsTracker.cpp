@@ -180,7 +180,7 @@ bool FactorySettingsTracker::enterOnce(Known<Key, Entry>& known, const Key& key,
 /// The next of its name takes its place at once: it may leave, too, while its code runs.
 template <class Key, class Entry>
 void FactorySettingsTracker::leave(Known<Key, Entry>& known, const Entry& entry) noexcept {
-    std::optional<Entry> next;
+    std::optional<Entry> gone, next;
     {
         const std::lock_guard lock(mutex_); // the caller holds the entry, too
         std::erase_if(known.waiting, [&](const auto& other) { return other.second.code == entry.code; });
@@ -194,9 +194,16 @@ void FactorySettingsTracker::leave(Known<Key, Entry>& known, const Entry& entry)
             left->second = {*next, ++arrivals_};
             known.waiting.erase(waiting);
         } else {
+            gone = std::move(left->second.entry); // what it said of itself, too
             known.inForce.erase(left);
         }
     }
+    if (gone)
+        try {
+            leaveTrees(*gone);
+        } catch (...) { // the framework goes on
+            VARNEK_LOG(rootLog, error) << "Exception caught: " << causeOfCurrentException();
+        }
     if (next)
         unlessBroken(*next, [&] { addToTrees(*next); });
 }
@@ -215,6 +222,10 @@ void FactorySettingsTracker::addToTrees(const Service& service) {
         VARNEK_LOG(rootLog, info) << "Subgroup Factory File Microservice for " << service.parent << " : "
                                   << service.name;
     addToAllTrees(service);
+}
+
+void FactorySettingsTracker::leaveTrees(const Service& service) {
+    leaveAllTrees(service);
 }
 
 void FactorySettingsTracker::addToTrees(const Loader& loader) {

@@ -90,6 +90,8 @@ class FactorySettingsTracker {
     bool enter(const Loader& loader);
     static void addToTrees(const Service& service);
     static void addToTrees(const Loader& loader);
+    static void leaveTrees(const Service& service);
+    static void leaveTrees(const Loader&) {} // the file that it declared stays
     void leave(const Service& service) noexcept { leave(services_, service); }
     void leave(const Loader& loader) noexcept { leave(loaders_, loader); }
 

@@ -36,10 +36,15 @@ void addToAllTrees(const FactorySettingsTracker::Service& service) {
                               << " isVisible:" << service.isVisible;
     forAllTrees([&](Toolboxes& toolboxes) {
         if (service.parent.empty())
-            toolboxes.add(service.name, service.isVisible);
+            toolboxes.add(service.name);
         else
             toolboxes.addSubgroup(service);
     });
+}
+
+void leaveAllTrees(const FactorySettingsTracker::Service& service) {
+    if (service.parent.empty())
+        forAllTrees([&](Toolboxes& toolboxes) { toolboxes.follow(service.name); });
 }
 
 void addLoaderToAllTrees(const FactorySettingsTracker::Loader& loader) {

@@ -8,7 +8,9 @@ namespace settings::core::detail {
 /// Adds a group that a service supplies to every tree that is built. Listeners hear of it.
 void addToAllTrees(const FactorySettingsTracker::Service& service);
 void addLoaderToAllTrees(const FactorySettingsTracker::Loader& loader);
-/// Looks again for groups that were declared without a source.
+/// A service that supplied a group has gone. Listeners hear of a group that goes with it.
+void leaveAllTrees(const FactorySettingsTracker::Service& service);
+/// Looks again which declared groups have a source.
 void lookForSourcesInAllTrees();
 
 } // namespace settings::core::detail

@@ -1,5 +1,7 @@
 #include "settingscore/settings/root/LoadProblems.hpp"
 
+#include <algorithm>
+
 namespace settings::core::detail {
 
 void LoadProblems::set(const std::string& group, std::vector<LoadProblem> problems) {
@@ -9,7 +11,12 @@ void LoadProblems::set(const std::string& group, std::vector<LoadProblem> proble
 
 void LoadProblems::add(const std::string& group, LoadProblem problem) {
     const std::lock_guard lock(mutex_);
-    ofGroups_[group].definitions.push_back(std::move(problem));
+    auto& known = ofGroups_[group].definitions;
+    const auto isSame = [&](const LoadProblem& other) {
+        return other.file == problem.file && other.message == problem.message;
+    };
+    if (std::none_of(known.begin(), known.end(), isSame))
+        known.push_back(std::move(problem));
 }
 
 void LoadProblems::setFile(const std::string& group, LevelIndex level, std::optional<LoadProblem> problem) {

@@ -18,7 +18,7 @@ class LoadProblems {
     /// What is known of a group's definitions, in place of what was known of them before; "" stands for the
     /// tree as a whole.
     void set(const std::string& group, std::vector<LoadProblem> problems);
-    /// One more.
+    /// One more, unless it is known.
     void add(const std::string& group, LoadProblem problem);
     /// What is known of the group's file of a level, in place of what was known of it before.
     void setFile(const std::string& group, LevelIndex level, std::optional<LoadProblem> problem);

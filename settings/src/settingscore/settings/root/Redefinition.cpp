@@ -49,15 +49,16 @@ void handOver(const Redefinition::Group& from, const Redefinition::Group& to, La
 Redefinition::Redefinition(Group group, Group fresh, LevelFileKeeper& files)
     : group_(std::move(group)), fresh_(std::move(fresh)), files_(files) {}
 
-void Redefinition::run(LateEvents& events) {
-    if (!files_.inTurns(group_, [&] { runInTurns(events); }))
+void Redefinition::run(const std::function<void()>& aboutToReplace, LateEvents& events) {
+    if (!files_.inTurns(group_, [&] { runInTurns(aboutToReplace, events); }))
         throw std::logic_error("the definitions of a group cannot be replaced while its files are saved");
 }
 
-void Redefinition::runInTurns(LateEvents& events) const {
+void Redefinition::runInTurns(const std::function<void()>& aboutToReplace, LateEvents& events) const {
     std::vector<std::pair<LevelIndex, GroupRecord>> unsaved;
     for (const LevelIndex level : levelsOfFiles)
         unsaved.emplace_back(level, files_.unsavedValues(group_, level));
+    aboutToReplace();
     replace(group_, fresh_, events);
     for (auto& [level, values] : unsaved) {
         files_.reloadLevel(group_, level, events);

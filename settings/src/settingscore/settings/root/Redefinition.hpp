@@ -7,6 +7,8 @@
 #include "settingscore/settings/file/SettingsFileContent.hpp"
 #include "settingscore/settings/settingsImpl.hpp"
 
+#include <functional>
+
 namespace settings::core::detail {
 
 class LevelFileKeeper;
@@ -22,13 +24,14 @@ class Redefinition {
     /// `fresh` is a group outside every tree; it gives its nodes away.
     Redefinition(Group group, Group fresh, LevelFileKeeper& files);
 
-    /// Changes the tree, and reads the group's files, through the changes between releases; what is not
-    /// saved yet stays or is kept. Nobody saves the group meanwhile. The events are left in `events`. Blocks
-    /// on the disk. std::logic_error inside a save that the group's files are part of.
-    void run(LateEvents& events);
+    /// Calls `aboutToReplace`, changes the tree, and reads the group's files, through the changes between
+    /// releases; what is not saved yet stays or is kept. Nobody saves the group meanwhile. The events are
+    /// left in `events`. Blocks on the disk. std::logic_error, and nothing has changed, inside a save that
+    /// the group's files are part of.
+    void run(const std::function<void()>& aboutToReplace, LateEvents& events);
 
   private:
-    void runInTurns(LateEvents& events) const;
+    void runInTurns(const std::function<void()>& aboutToReplace, LateEvents& events) const;
     void replace(const Group& now, const Group& fresh, LateEvents& events) const;
 
     const Group group_, fresh_;

@@ -3,8 +3,10 @@
 #include "settingscore/Settings.hpp"
 #include "settingscore/events/UpdatePrefdirEvent.hpp"
 #include "settingscore/exception/Exceptions.hpp"
+#include "settingscore/settings/file/FileFailureText.hpp"
 #include "settingscore/settings/level/TreeFolders.hpp"
 #include "settingscore/settings/node/NodeNames.hpp"
+#include "settingscore/settings/root/DefinesHere.hpp"
 #include "settingscore/settings/root/RootLog.hpp"
 #include "settingscore/settings/root/Toolboxes.hpp"
 #include "varnek/files/PathText.hpp"
@@ -67,10 +69,19 @@ void SettingsImplRoot::buildSettingsTree(const std::filesystem::path& factoryFol
 std::set<std::filesystem::path> SettingsImplRoot::getEarlyStartupFactoryFileNames() const {
     std::set<std::filesystem::path> files;
     for (const auto& loader : FactorySettingsTracker::start().loaders()) {
-        std::filesystem::path file = loader.code->isNeededAtStartup() ? loader.code->getFactoryFile() : "";
+        const std::string& name = loader.name;
+        std::filesystem::path file;
+        try {
+            const DefinesHere definesHere;
+            if (loader.code->isNeededAtStartup())
+                file = loader.code->getFactoryFile();
+        } catch (...) { // the others go on
+            std::string cause = causeOfCurrentException();
+            VARNEK_LOG(rootLog, error) << "Exception caught: toolbox " << name << ": " << cause;
+            toolboxes_->problems().add(name, {"toolbox " + name, std::move(cause)});
+        }
         if (file.empty())
             continue;
-        const std::string& name = loader.name;
         VARNEK_LOG(rootLog, info) << "SettingsImplRoot::getEarlyStartupFactoryFileNames: Add service: "
                                   << name;
         VARNEK_LOG(rootLog, info) << "add to settings root: " << name;

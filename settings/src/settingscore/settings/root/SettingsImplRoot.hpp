@@ -37,7 +37,8 @@ class SettingsImplRoot : public SettingsImpl {
     /// disk, starts bundles. MalformedLocationFile; exception::ErrorReadingSettingsData for a location file
     /// that is there and cannot be read.
     void buildSettingsTree(const std::filesystem::path& factoryFolder);
-    /// The factory files that loaders need before the application's start is complete.
+    /// The factory files that loaders need before the application's start is complete. A loader at fault is
+    /// noted among the problems of a root with Toolboxes.
     std::set<std::filesystem::path> getEarlyStartupFactoryFileNames() const;
     /// The top-level group of that name as it is, or empty.
     NodePtr childNamed(std::string_view name) const;

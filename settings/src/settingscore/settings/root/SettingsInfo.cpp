@@ -60,8 +60,12 @@ std::vector<std::filesystem::path> infoFiles(const std::filesystem::path& folder
 
 } // namespace
 
+bool SettingsInfo::isOfFile() const {
+    return factoryFile.extension() == Settings::settingsExtension;
+}
+
 void SettingsInfo::enter(ToolboxSources& sources) const {
-    if (factoryFile.extension() == Settings::settingsExtension)
+    if (isOfFile())
         return sources.addFactoryFile(toolboxGroupName, {factoryFile});
     sources.setDefinition(boost::make_shared<ClassDefFactorySettingsDefinition>(
         FactorySettingsCode{factoryFile, className, toolboxGroupName, !isHidden}, file));

@@ -19,6 +19,8 @@ struct SettingsInfo {
     std::filesystem::path file; // the description itself
 
     void enter(ToolboxSources& sources) const;
+    /// Its definitions are in a factory file.
+    bool isOfFile() const;
 };
 
 /// Those in the folders of "varnek/settings/toolboxes" below the factory folder, in the order of their names.

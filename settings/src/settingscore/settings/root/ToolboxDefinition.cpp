@@ -26,9 +26,11 @@ varnek::log::Channel warningsLog("settings::core::warnings");
 /// What is wrong with the group that a definition makes. Logged: never renumber.
 enum class InvalidJson : int { otherName = 3, otherVisibility = 4 };
 
-void warn(InvalidJson kind, const VARNEKFactorySettingsDefinition& definition, const std::string& detail) {
+ToolboxDefinition refused(InvalidJson kind, const VARNEKFactorySettingsDefinition& definition,
+                          std::string detail) {
     VARNEK_LOG(warningsLog, warning) << "Invalid JSON, kind " << static_cast<int>(kind) << ": "
                                      << definition.getFile().string() << ": " << detail;
+    return {{}, {}, std::move(detail)};
 }
 
 SettingsFileContent readFile(const std::string& group, const std::filesystem::path& file) {
@@ -128,18 +130,14 @@ ToolboxDefinition definitionOfCode(const VARNEKFactorySettingsDefinition& defini
     const auto made = definition.createFactorySettings();
     if (!made)
         return {};
-    if (made->getName() != name) {
-        warn(InvalidJson::otherName, definition,
-             "\"" + name + "\" is declared, the group is called \"" + made->getName() + "\"");
-        return {};
-    }
+    if (made->getName() != name)
+        return refused(InvalidJson::otherName, definition,
+                       "\"" + name + "\" is declared, the group is called \"" + made->getName() + "\"");
     const bool isMadeVisible = made->getProperties().getVisible();
-    if (isMadeVisible != isVisible) {
-        warn(InvalidJson::otherVisibility, definition,
-             "\"" + name + "\" is declared as " + (isVisible ? "visible" : "hidden") + ", the group is " +
-                 (isMadeVisible ? "visible" : "hidden"));
-        return {};
-    }
+    if (isMadeVisible != isVisible)
+        return refused(InvalidJson::otherVisibility, definition,
+                       "\"" + name + "\" is declared as " + (isVisible ? "visible" : "hidden") +
+                           ", the group is " + (isMadeVisible ? "visible" : "hidden"));
     return {attached(*made)};
 }
 

@@ -14,6 +14,7 @@ namespace settings::core::detail {
 struct ToolboxDefinition {
     boost::shared_ptr<SettingsImpl> group; // null: there is none
     std::vector<UpgraderRecord> changes{}; // that personal files go through
+    std::string refusal{};                 // why there is none, when there ought to be
 
     explicit operator bool() const noexcept { return group != nullptr; }
 };
@@ -27,7 +28,7 @@ ToolboxDefinition definitionOfFiles(const std::string& group,
                                     const std::vector<ToolboxSources::FactoryFile>& files, bool isVisible);
 ToolboxDefinition definitionOfService(const std::string& group,
                                       const FactorySettingsTracker::Service& service);
-/// None, with a warning, when the code makes a group of another name or visibility.
+/// None, with a warning and a refusal, when the code makes a group of another name or visibility.
 ToolboxDefinition definitionOfCode(const VARNEKFactorySettingsDefinition& definition, bool isVisible);
 
 /// Adds the groups that services supply below `group` and the groups in it; `fullName` is that of `group`.

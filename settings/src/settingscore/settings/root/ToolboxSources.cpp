@@ -53,23 +53,52 @@ void ToolboxSources::setFactoryFiles(const std::string& group, std::vector<Facto
 
 void ToolboxSources::setDefinition(Definition definition) {
     const std::string& group = definition->getToolboxGroupName();
-    const bool isVisible = definition->isVisible();
     const std::lock_guard lock(mutex_);
     declared_.insert(group);
-    if (isVisible)
-        visible_.insert(group);
-    else
-        visible_.erase(group);
     definitions_[group].swap(definition); // the one before is let go after the lock
+}
+
+namespace {
+
+void setMember(std::set<std::string>& set, const std::string& name, bool isMember) {
+    if (isMember)
+        set.insert(name);
+    else
+        set.erase(name);
+}
+
+template <class Of>
+Of found(const std::map<std::string, Of>& map, const std::string& name) {
+    const auto entry = map.find(name);
+    return entry == map.end() ? Of() : entry->second;
+}
+
+} // namespace
+
+void ToolboxSources::declare(const std::string& group) {
+    const std::lock_guard lock(mutex_);
+    declared_.insert(group);
 }
 
 void ToolboxSources::declare(const std::string& group, bool isVisible) {
     const std::lock_guard lock(mutex_);
     declared_.insert(group);
-    if (isVisible)
-        visible_.insert(group);
-    else
-        visible_.erase(group);
+    setMember(visible_, group, isVisible);
+}
+
+ToolboxSources::Declared ToolboxSources::declared(const std::string& group) const {
+    const std::lock_guard lock(mutex_);
+    return {declared_.contains(group), visible_.contains(group), found(files_, group),
+            found(definitions_, group)};
+}
+
+/// What it replaces is let go after the lock.
+void ToolboxSources::restore(const std::string& group, Declared declared) {
+    const std::lock_guard lock(mutex_);
+    setMember(declared_, group, declared.isDeclared);
+    setMember(visible_, group, declared.isVisible);
+    files_[group].swap(declared.files);
+    definitions_[group].swap(declared.definition);
 }
 
 void ToolboxSources::setVisibleGroups(std::set<std::string> groups) {
@@ -89,14 +118,12 @@ bool ToolboxSources::isVisible(const std::string& group) const {
 
 std::vector<ToolboxSources::FactoryFile> ToolboxSources::factoryFiles(const std::string& group) const {
     const std::lock_guard lock(mutex_);
-    const auto found = files_.find(group);
-    return found == files_.end() ? std::vector<FactoryFile>() : found->second;
+    return found(files_, group);
 }
 
 ToolboxSources::Definition ToolboxSources::definition(const std::string& group) const {
     const std::lock_guard lock(mutex_);
-    const auto found = definitions_.find(group);
-    return found == definitions_.end() ? Definition() : found->second;
+    return found(definitions_, group);
 }
 
 } // namespace settings::core::detail

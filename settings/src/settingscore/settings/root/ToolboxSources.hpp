@@ -2,7 +2,7 @@
 /// ends declare. (Services stand in FactorySettingsTracker, for all trees.)
 ///
 /// Thread-safe. mutex_ (rank "location" in ARCHITECTURE.md) guards everything here; loaders are asked under
-/// it, once, while the tree is built.
+/// it, once: while the tree is built, or when they come later.
 #pragma once
 
 #include "settingscore/root/FactorySettingsDefinition.hpp"
@@ -45,12 +45,26 @@ class ToolboxSources {
     /// In place of all files that the group had.
     void setFactoryFiles(const std::string& group, std::vector<FactoryFile> files);
     void setDefinition(Definition definition);
+    void declare(const std::string& group);
+    /// Whether users see the group when files define it.
     void declare(const std::string& group, bool isVisible);
     /// Replaces the set whole.
     void setVisibleGroups(std::set<std::string> groups);
 
+    /// What is declared of one group.
+    struct Declared {
+        bool isDeclared = false;
+        bool isVisible = false;
+        std::vector<FactoryFile> files{};
+        Definition definition{};
+    };
+    Declared declared(const std::string& group) const;
+    /// It is like that again.
+    void restore(const std::string& group, Declared declared);
+
     /// In order of their names.
     std::vector<std::string> declaredGroups() const;
+    /// As declare() and setVisibleGroups() say; definitions in code say it themselves.
     bool isVisible(const std::string& group) const;
     std::vector<FactoryFile> factoryFiles(const std::string& group) const;
     /// Null when there is none.

@@ -46,7 +46,8 @@ void Toolboxes::build(const std::filesystem::path& factoryFolder) {
         }
         for (const SettingsInfo& info : readSettingsInfos(factoryFolder, problems_)) {
             info.enter(sources_);
-            take(info.toolboxGroupName, !info.isHidden);
+            if (info.isOfFile())
+                take(info.toolboxGroupName, !info.isHidden);
         }
     }
     sources_.setVisibleGroups(std::move(visible));
@@ -54,7 +55,8 @@ void Toolboxes::build(const std::filesystem::path& factoryFolder) {
         addDummyNode(name);
     for (const FactorySettingsTracker::Service& service : tracker.topLevelServices()) {
         VARNEK_LOG(rootLog, info) << "SettingsImplRoot::buildSettingsTree: Add service: " << service.name;
-        enter(service.name, service.isVisible, nullptr);
+        sources_.declare(service.name);
+        place(service.name, nullptr);
     }
     isBuilt_.store(true, std::memory_order_release);
 }
@@ -62,53 +64,86 @@ void Toolboxes::build(const std::filesystem::path& factoryFolder) {
 void Toolboxes::addDummyNode(const std::string& name) {
     const auto root = root_.lock();
     VARNEK_LOG(rootLog, info) << "SettingsImplRoot::addDummyNode for: " << name << ":" << root->getName();
-    const auto group = DeclaredGroup::make(name, sources_.isVisible(name), shared_from_this());
-    put(group, sourceOf(name) != ToolboxSource::none, nullptr);
+    place(name, nullptr);
 }
 
-/// Below the root, or among those that wait for a source.
-void Toolboxes::put(const boost::shared_ptr<DeclaredGroup>& group, bool hasSource, LateEvents* events) {
-    const std::string& name = group->getName();
+void Toolboxes::add(const std::string& name) {
+    sources_.declare(name);
+    follow(name);
+}
+
+void Toolboxes::follow(const std::string& name) {
+    LateEvents events;
+    place(name, &events);
+}
+
+/// Sources are asked without the lock, so that one may come or go meanwhile: whoever is the last to look
+/// leaves the group as they are.
+void Toolboxes::place(const std::string& name, LateEvents* events) {
+    for (bool isDone = false; !isDone;) {
+        const bool hasSource = sourceOf(name) != ToolboxSource::none;
+        place(name, hasSource, events);
+        isDone = (sourceOf(name) != ToolboxSource::none) == hasSource;
+    }
+}
+
+void Toolboxes::place(const std::string& name, bool hasSource, LateEvents* events) {
+    const bool isShown = isVisible(name);
     const std::string source = sourceText(name);
-    const std::lock_guard lock(creation_);
     const auto root = root_.lock();
-    const NodePtr there = root == nullptr ? NodePtr() : root->childNamed(name);
+    const std::lock_guard lock(creation_);
+    if (root == nullptr)
+        return;
+    const auto behind = replaced_.find(name);
+    const NodePtr there = behind == replaced_.end() ? root->childNamed(name) : behind->second;
+    const auto declared = boost::dynamic_pointer_cast<DeclaredGroup>(there);
     if (there != nullptr && there->originLevel() != LevelIndex::factory) {
+        if (!hasSource)
+            return;
         VARNEK_LOG(rootLog, error) << "Toolbox " << name
                                    << " is left out: there is an added group of its name";
         problems_.set(name, {{source, "there is an added group of that name"}});
-    }
-    if (const auto behind = replaced_.find(name); root != nullptr && hasSource && behind != replaced_.end()) {
-        if (behind->second == nullptr)
-            behind->second = group; // until the other process ends
-        return;
-    }
-    if (root == nullptr || there != nullptr)
-        return;
-    if (!hasSource) {
-        withoutSource_[name] = group;
-        return;
-    }
-    try {
-        if (events != nullptr)
-            root->adoptWithEvents({group}, *events);
-        else
-            root->adoptChildren({group});
+    } else if (declared != nullptr) {
+        if (hasSource)
+            declared->show(isShown);
+        else if (!declared->isLoaded() && events != nullptr)
+            takeAway(root, declared, *events);
+    } else if (there == nullptr) {
+        auto& kept = withoutSource_[name];
+        if (kept == nullptr)
+            kept = DeclaredGroup::make(name, isShown, shared_from_this());
+        if (hasSource)
+            kept->show(isShown);
+        else if (!kept->isLoaded())
+            return;
+        const auto group = std::move(kept);
         withoutSource_.erase(name);
-    } catch (const std::exception& failure) { // the name differs from another one by case only
-        VARNEK_LOG(rootLog, error) << "Exception caught: " << failure.what();
-        problems_.set(name, {{source, failure.what()}});
+        try {
+            putBelowRoot(root, group, events);
+        } catch (const std::exception& failure) { // the name differs from another one by case only
+            VARNEK_LOG(rootLog, error) << "Exception caught: " << failure.what();
+            problems_.set(name, {{source, failure.what()}});
+        }
     }
 }
 
-void Toolboxes::enter(const std::string& name, bool isVisible, LateEvents* events) {
-    sources_.declare(name, isVisible);
-    put(DeclaredGroup::make(name, isVisible, shared_from_this()), true, events);
+void Toolboxes::putBelowRoot(const boost::shared_ptr<SettingsImplRoot>& root,
+                             const boost::shared_ptr<DeclaredGroup>& group, LateEvents* events) {
+    if (const auto behind = replaced_.find(group->getName()); behind != replaced_.end())
+        behind->second = group; // until the other process ends
+    else if (events != nullptr)
+        root->adoptWithEvents({group}, *events);
+    else
+        root->adoptChildren({group});
 }
 
-void Toolboxes::add(const std::string& name, bool isVisible) {
-    LateEvents events;
-    enter(name, isVisible, &events);
+void Toolboxes::takeAway(const boost::shared_ptr<SettingsImplRoot>& root,
+                         const boost::shared_ptr<DeclaredGroup>& group, LateEvents& events) {
+    withoutSource_[group->getName()] = group;
+    if (const auto behind = replaced_.find(group->getName()); behind != replaced_.end())
+        behind->second = nullptr;
+    else
+        root->dropChild(group, events);
 }
 
 void Toolboxes::logMissing(const std::string& name) const {
@@ -139,6 +174,14 @@ ToolboxSource Toolboxes::sourceOf(const std::string& name) const {
     return definition != nullptr && definition->isAvailable() ? ToolboxSource::language : ToolboxSource::none;
 }
 
+bool Toolboxes::isVisible(const std::string& name) const {
+    if (const auto service = FactorySettingsTracker::start().find(name))
+        return service->isVisible;
+    const ToolboxSources::Declared declared = sources_.declared(name);
+    return declared.files.empty() && declared.definition != nullptr ? declared.definition->isVisible()
+                                                                    : declared.isVisible;
+}
+
 /// How messages call the source.
 std::string Toolboxes::sourceText(const std::string& name) const {
     if (sourceOf(name) == ToolboxSource::file)
@@ -157,7 +200,7 @@ std::vector<ToolboxGroup> Toolboxes::list() const {
         ToolboxGroup group;
         group.name = name;
         group.source = sourceOf(name);
-        group.isVisible = sources_.isVisible(name);
+        group.isVisible = isVisible(name);
         if (group.source == ToolboxSource::file)
             for (const ToolboxSources::FactoryFile& file : sources_.factoryFiles(name))
                 group.files.push_back(file.path);
@@ -199,17 +242,18 @@ ToolboxDefinition Toolboxes::define(const std::string& name) {
         definedAt_[name] = tracker.arrivals();
     }
     ToolboxDefinition definition;
-    const bool isVisible = sources_.isVisible(name);
     if (const auto service = tracker.find(name))
         definition = definitionOfService(name, *service);
     else if (const auto files = sources_.factoryFiles(name); !files.empty())
-        definition = definitionOfFiles(name, files, isVisible);
+        definition = definitionOfFiles(name, files, sources_.isVisible(name));
     else if (const auto code = sources_.definition(name); code != nullptr && code->isAvailable())
-        definition = definitionOfCode(*code, isVisible);
+        definition = definitionOfCode(*code, code->isVisible());
     else
         VARNEK_LOG(rootLog, warning) << "No microservice and no VARNEK code for factory settings for "
                                      << name;
     std::vector<LoadProblem> problems;
+    if (!definition.refusal.empty())
+        problems.push_back({sourceText(name), definition.refusal});
     if (definition && tracker.suppliesBelow(name))
         problems = addGroupsOfServices(definition.group, name, tracker);
     problems_.set(name, std::move(problems));
@@ -258,13 +302,22 @@ void Toolboxes::dropped(DeclaredGroup& group) noexcept {
 }
 
 void Toolboxes::loaded(DeclaredGroup& group) noexcept {
+    const NodePtr self = group.shared_from_this();
+    settle(self);
     try {
-        const NodePtr self = group.shared_from_this();
-        files_->followUpgrades(self);
+        follow(self->getName()); // its source may have gone meanwhile
+    } catch (...) {
+        VARNEK_LOG(rootLog, error) << "Exception caught: " << causeOfCurrentException();
+    }
+}
+
+void Toolboxes::settle(const NodePtr& group) noexcept {
+    try {
+        files_->followUpgrades(group);
         for (const LevelIndex level : levelsOfFiles)
-            if (files_->mayHaveChanged(group.getName(), level)) // while the group was being loaded
-                files_->loadLevel(self, level);
-        takeSubgroups(group.getName());
+            if (files_->mayHaveChanged(group->getName(), level)) // while the group was being loaded
+                files_->loadLevel(group, level);
+        takeSubgroups(group->getName());
     } catch (...) {
         VARNEK_LOG(rootLog, error) << "Exception caught: " << causeOfCurrentException();
     }
@@ -279,29 +332,51 @@ void Toolboxes::reload(const std::string& name, const char* operation) {
     if (source == ToolboxSource::service)
         VARNEK_LOG(rootLog, info) << "SettingsImplRoot::" << operation << ": Add service: " << name;
     const auto group = boost::dynamic_pointer_cast<SettingsImpl>(localGroup(name));
-    if (group == nullptr)
-        return add(name, sources_.isVisible(name));
+    if (group == nullptr || group->originLevel() != LevelIndex::factory)
+        return add(name);
     for (const LevelIndex level : levelsOfFiles) // the writer's listeners may wait for the turn
         files_->awaitSave(name, level);
     LateEvents events; // told without the turn
-    {
-        const LoadTurn turn(group.get());
-        if (const auto declared = boost::dynamic_pointer_cast<DeclaredGroup>(group);
-            declared != nullptr && !declared->isLoaded())
-            return; // read when somebody needs it
-        VARNEK_LOG(rootLog, info) << "Try to load factory settings for " << name;
-        ToolboxDefinition fresh = define(name);
-        if (!fresh)
-            return;
-        VARNEK_LOG(upgradeLog, info) << "Handle upgraders for " << name;
-        upgrade_->setFactoryChanges(name, std::move(fresh.changes));
-        Redefinition(group, fresh.group, *files_).run(events);
-        for (const LevelIndex level : levelsOfFiles)
-            noteFile(files_->status(name, level));
-    }
+    const bool isRedefined = redefine(group, events);
     events.tell();
-    files_->followUpgrades(group);
-    takeSubgroups(name);
+    if (isRedefined)
+        settle(group);
+}
+
+/// False: the group is as it was.
+bool Toolboxes::redefine(const boost::shared_ptr<SettingsImpl>& group, LateEvents& events) {
+    const std::string& name = group->getName();
+    const LoadTurn turn(group.get());
+    if (const auto declared = boost::dynamic_pointer_cast<DeclaredGroup>(group);
+        declared != nullptr && !declared->isLoaded()) {
+        place(name, &events);
+        return false; // read when somebody needs it
+    }
+    VARNEK_LOG(rootLog, info) << "Try to load factory settings for " << name;
+    ToolboxDefinition fresh = define(name);
+    if (!fresh) {
+        if (fresh.refusal.empty())
+            problems_.add(name, {sourceText(name), "makes no group any more"});
+        return false;
+    }
+    VARNEK_LOG(upgradeLog, info) << "Handle upgraders for " << name;
+    Redefinition(group, fresh.group, *files_)
+        .run([&] { upgrade_->setFactoryChanges(name, std::move(fresh.changes)); }, events);
+    for (const LevelIndex level : levelsOfFiles)
+        noteFile(files_->status(name, level));
+    return true;
+}
+
+/// Does what changes a group's sources and reads them anew; they are as before when that fails.
+template <class Change>
+void Toolboxes::changeOrRestore(const std::string& name, const Change& change) {
+    ToolboxSources::Declared before = sources_.declared(name);
+    try {
+        change();
+    } catch (...) {
+        sources_.restore(name, std::move(before));
+        throw;
+    }
 }
 
 void Toolboxes::useFiles(const std::string& name, const std::vector<std::filesystem::path>& files,
@@ -310,11 +385,14 @@ void Toolboxes::useFiles(const std::string& name, const std::vector<std::filesys
     for (const std::filesystem::path& file : files)
         entries.push_back({file, false});
     definitionOfFiles(name, entries, isVisible); // raises what there is to raise
-    sources_.setFactoryFiles(name, std::move(entries));
-    sources_.declare(name, isVisible);
-    if (sourceOf(name) == ToolboxSource::service)
-        VARNEK_LOG(rootLog, warning) << "Toolbox " << name << ": its service stays in force over the files";
-    reload(name, "updateToolboxGroup");
+    changeOrRestore(name, [&] {
+        sources_.setFactoryFiles(name, std::move(entries));
+        sources_.declare(name, isVisible);
+        if (sourceOf(name) == ToolboxSource::service)
+            VARNEK_LOG(rootLog, warning)
+                << "Toolbox " << name << ": its service stays in force over the files";
+        reload(name, "updateToolboxGroup");
+    });
 }
 
 void Toolboxes::useDefinition(const ToolboxSources::Definition& definition) {
@@ -322,15 +400,10 @@ void Toolboxes::useDefinition(const ToolboxSources::Definition& definition) {
     if (sourceOf(name) == ToolboxSource::file)
         throw std::invalid_argument("factory files define the group \"" + name +
                                     "\", and updateToolboxGroup replaces them");
-    const ToolboxSources::Definition before = sources_.definition(name);
-    sources_.setDefinition(definition);
-    try {
+    changeOrRestore(name, [&] {
+        sources_.setDefinition(definition);
         reload(name, "updateToolboxGroupWithFunctions");
-    } catch (...) {
-        if (before != nullptr)
-            sources_.setDefinition(before);
-        throw;
-    }
+    });
 }
 
 } // namespace settings::core::detail

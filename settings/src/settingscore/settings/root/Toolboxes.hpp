@@ -46,19 +46,23 @@ class Toolboxes : public GroupLoader, public std::enable_shared_from_this<Toolbo
     /// A placeholder for a declared group: below the root, or kept until it has a source.
     void addDummyNode(const std::string& name);
     /// A source of a top-level group has appeared. Listeners hear of a group that is new.
-    void add(const std::string& name, bool isVisible);
+    void add(const std::string& name);
+    /// A declared group is below the root as long as it has a source, and is seen as that one says; a group
+    /// that has been loaded stays as it is. Listeners hear of it.
+    void follow(const std::string& name);
     void addLoader(const ToolboxSources::Loader& loader);
     /// The same for a group in another one; nothing when that one is not loaded or not there, or has it
     /// already.
     void addSubgroup(const FactorySettingsTracker::Service& service);
     /// Says so when a group is declared and nothing defines it.
     void logMissing(const std::string& name) const;
-    /// Puts the groups that have a source by now below the root.
+    /// follow(), for all that are declared.
     void lookForSources();
 
     /// Reads the definitions anew, for the log as part of `operation`; those of a group that nobody has
     /// needed are read when somebody needs it. CantReloadFactoryFile when there are none; what reading them
-    /// raises, and then nothing has changed.
+    /// raises, and then nothing has changed. A problem is noted, and nothing has changed, where they make no
+    /// such group, or a group of that name was added.
     void reload(const std::string& name, const char* operation);
     /// Other factory files for a group, or other code; back to those before when they cannot be read. A
     /// service stays in force over both; std::invalid_argument for code in the place of files.
@@ -95,9 +99,22 @@ class Toolboxes : public GroupLoader, public std::enable_shared_from_this<Toolbo
     void loaded(DeclaredGroup& group) noexcept override;
 
   private:
-    void put(const boost::shared_ptr<DeclaredGroup>& group, bool hasSource, LateEvents* events);
-    void enter(const std::string& name, bool isVisible, LateEvents* events);
+    /// As follow(). Without events, of a tree that is being built, a group without a source stays.
+    void place(const std::string& name, LateEvents* events);
+    void place(const std::string& name, bool hasSource, LateEvents* events);
+    /// creation_ is held.
+    void putBelowRoot(const boost::shared_ptr<SettingsImplRoot>& root,
+                      const boost::shared_ptr<DeclaredGroup>& group, LateEvents* events);
+    void takeAway(const boost::shared_ptr<SettingsImplRoot>& root,
+                  const boost::shared_ptr<DeclaredGroup>& group, LateEvents& events);
+    bool redefine(const boost::shared_ptr<SettingsImpl>& group, LateEvents& events);
+    /// What follows when a group has its definitions.
+    void settle(const NodePtr& group) noexcept;
+    template <class Change>
+    void changeOrRestore(const std::string& name, const Change& change);
     ToolboxSource sourceOf(const std::string& name) const;
+    /// As the source in force says.
+    bool isVisible(const std::string& name) const;
     std::string sourceText(const std::string& name) const;
     /// The definitions and nothing else; none when there is no source.
     ToolboxDefinition define(const std::string& name);

@@ -13,19 +13,6 @@
 
 namespace settings::core::detail {
 
-void Toolboxes::takeServices() {
-    const FactorySettingsTracker& tracker = FactorySettingsTracker::start();
-    for (const FactorySettingsTracker::Service& service : tracker.servicesSince(builtAt_))
-        unlessBroken(service.name, [&] {
-            if (service.parent.empty())
-                add(service.name, service.isVisible);
-            else
-                addSubgroup(service);
-        });
-    for (const FactorySettingsTracker::Loader& loader : tracker.loadersSince(builtAt_))
-        unlessBroken(loader.name, [&] { addLoader(loader); });
-}
-
 /// The other toolboxes go on.
 template <class Step>
 void Toolboxes::unlessBroken(const std::string& name, const Step& step) {
@@ -34,6 +21,20 @@ void Toolboxes::unlessBroken(const std::string& name, const Step& step) {
     } catch (...) {
         noteRefusal()(name, causeOfCurrentException());
     }
+}
+
+void Toolboxes::takeServices() {
+    const FactorySettingsTracker& tracker = FactorySettingsTracker::start();
+    for (const FactorySettingsTracker::Service& service : tracker.servicesSince(builtAt_))
+        unlessBroken(service.name, [&] {
+            if (service.parent.empty())
+                add(service.name);
+            else
+                addSubgroup(service);
+        });
+    for (const FactorySettingsTracker::Loader& loader : tracker.loadersSince(builtAt_))
+        unlessBroken(loader.name, [&] { addLoader(loader); });
+    lookForSources(); // some may have gone
 }
 
 void Toolboxes::addLoader(const ToolboxSources::Loader& loader) {
@@ -51,8 +52,7 @@ void Toolboxes::addLoader(const ToolboxSources::Loader& loader) {
 
 void Toolboxes::lookForSources() {
     for (const std::string& name : sources_.declaredGroups())
-        if (sourceOf(name) != ToolboxSource::none)
-            add(name, sources_.isVisible(name));
+        unlessBroken(name, [&] { follow(name); });
 }
 
 void Toolboxes::addSubgroup(const FactorySettingsTracker::Service& service) {
