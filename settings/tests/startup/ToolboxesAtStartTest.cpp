@@ -17,6 +17,7 @@
 
 #include <cstdlib>
 #include <functional>
+#include <future>
 
 namespace {
 
@@ -74,6 +75,54 @@ void add(const std::shared_ptr<AskedSettings>& service) {
     static_cast<void>(serviceContext().RegisterService<FactorySettings>(service));
 }
 
+/// What support reads.
+TEST_F(ToolboxesAtStart, TheLogFollowsThem) {
+    inAnotherProcess([] {
+        struct Loader : varnek::settings::TopLevelFactoryFileLoader {
+            std::string getName() const override { return "later"; }
+            bool isHidden() const override { return true; }
+        };
+        struct Inner : FactorySettings {
+            std::string getToolboxGroupName() const override { return "early"; }
+            void createFactorySettings(FactoryGroup& group) const override { group.addGroup("inner"); }
+        };
+        LogLines log(channel);
+        const auto expect = [&](const char* what, const Lines& wanted) {
+            EXPECT_EQ(wanted, log.lines) << what;
+            log.lines.clear();
+        };
+        static_cast<void>(serviceContext().RegisterService<FactorySettings>(std::make_shared<Inner>()));
+        init();
+        const Handle tree = root();
+        expect("the start", {"SettingsImplRoot::SettingsImplRoot  RootIndex:0",
+                             "Loading settings without RCF", "Create the Microservice tracker",
+                             "Tracker:", "Tracker: add to settings root: early isVisible:true",
+                             "SettingsImplRoot::addDummyNode for: editor:root",
+                             "SettingsImplRoot::buildSettingsTree: Add service: early"});
+        tree->getChild("early");
+        expect("loading",
+               {"Root:getChildImpl: early. Load: true", "Try to load factory settings for early",
+                "Call C++ to create factory settings for early", "Add toolbox: early wasVisible: true",
+                "Add subgroups: inner", "Add subgroups to tree: inner", "Top level node early found"});
+        tree->reloadFactoryFile("early");
+        expect("reloading",
+               {"SettingsImplRoot::reloadFactoryFile: Add service: early",
+                "Try to load factory settings for early", "Call C++ to create factory settings for early",
+                "Add toolbox: early wasVisible: true", "Add subgroups: inner",
+                "Add subgroups to tree: inner"});
+        static_cast<void>(serviceContext().RegisterService<varnek::settings::TopLevelFactoryFileLoader>(
+            std::make_shared<Loader>()));
+        expect("a loader that comes late", {"Tracker:", "Top level Factory File Loader: later",
+                                            "Tracker: add to settings root: later isVisible:false",
+                                            "SettingsImplRoot::call the loader for later"});
+        EXPECT_FALSE(tree->getChild("later"));
+        expect("no definitions",
+               {"Root:getChildImpl: later. Load: true", "Try to load factory settings for later",
+                "No microservice and no VARNEK code for factory settings for later",
+                "Top level node later not found"});
+    });
+}
+
 TEST_F(ToolboxesAtStart, OneThatThrowsAtAnyQuestionDoesNotKeepTheOthersBack) {
     for (int answers = 0; answers < 12; ++answers)
         inAnotherProcess([&] {
@@ -110,6 +159,31 @@ TEST_F(ToolboxesAtStart, OneThatComesWhileTheTreeIsBuiltIsAskedWhatItIsOnce) {
             EXPECT_EQ(7.0,
                       root()->getByFullName<double>(parent == std::string() ? "late.x" : "early.late.x"));
         });
+}
+
+TEST_F(ToolboxesAtStart, AMoveOfTheDirectoryWhileTheTreeIsBuiltReachesIt) {
+    inAnotherProcess([this] {
+        inAnotherProcess([] {
+            init();
+            root()->getChild("editor")->set("x", 10.0, "user");
+            root()->addGroup("own", true, false, "user");
+            waitForSettingsSaves();
+        });
+        std::filesystem::remove(base / "prefs/.definitions.json"); // the group is loaded by the start
+        init();
+        const auto to = base / "other";
+        const AtLine moving("settings::core::settingsFile", "prefs/editor.vksettings", [&] {
+            EXPECT_TRUE(std::async(std::launch::async, [&] { return updatePrefdir(to.string()); }).get());
+        });
+        EXPECT_EQ(1.0, root()->getByFullName<double>("editor.x"));
+        EXPECT_FALSE(root()->getChild("own"));
+        root()->addGroup("later", true, false, "user");
+        root()->getChild("editor")->set("x", 11.0, "user");
+        waitForSettingsSaves();
+        EXPECT_TRUE(std::filesystem::exists(to / "editor.vksettings"));
+        EXPECT_TRUE(std::filesystem::exists(to / "later.vksettings"));
+        EXPECT_FALSE(std::filesystem::exists(to / "own.vksettings"));
+    });
 }
 
 TEST_F(ToolboxesAtStart, OneThatComesInsideACallbackMayRegisterCallbacks) {
