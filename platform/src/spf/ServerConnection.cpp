@@ -186,21 +186,29 @@ void ServerConnection::tellChanges() {
                untakenChangeBytes_ < limits::announcementBytes) {
             const std::uint64_t number = changes_.extract(changes_.begin()).value();
             const auto published = publications.find(number);
-            if (published == publications.end()) {
-                offered_.erase(number);
-                auto request = follower->withdrawRequest(roomFor(0));
-                request.setPublication(number);
-                await(request.send().ignoreResult(), 0);
-            } else {
-                const Words& service = published->second.service;
-                offered_.insert(number);
-                auto request = follower->offerRequest(roomFor(service.count()));
-                request.setPublication(number);
-                request.setService(service.asBytes());
-                await(request.send().ignoreResult(), service.bytes());
-            }
+            const bool isRenewed = renewed_.erase(number) > 0;
+            if (published == publications.end() || isRenewed)
+                tellWithdrawal(*follower, number);
+            if (published != publications.end())
+                tellOffer(*follower, number, published->second.service);
         }
     }
+}
+
+void ServerConnection::tellOffer(wire::Follower::Client& follower, std::uint64_t publication,
+                                 const Words& service) {
+    offered_.insert(publication);
+    auto request = follower.offerRequest(roomFor(service.count()));
+    request.setPublication(publication);
+    request.setService(service.asBytes());
+    await(request.send().ignoreResult(), service.bytes());
+}
+
+void ServerConnection::tellWithdrawal(wire::Follower::Client& follower, std::uint64_t publication) {
+    offered_.erase(publication);
+    auto request = follower.withdrawRequest(roomFor(0));
+    request.setPublication(publication);
+    await(request.send().ignoreResult(), 0);
 }
 
 void ServerConnection::await(kj::Promise<void> told, std::size_t bytes) {
@@ -312,15 +320,38 @@ void ServerConnection::endSubscription(std::uint64_t subscription) {
 
 void ServerConnection::announce(std::uint64_t publication, const std::string& topic,
                                 const std::shared_ptr<const Words>& announcement) {
+    const std::size_t bytes = countedBytes(*announcement);
     for (const auto& [number, subscribed] : subscriptions_) {
-        if (isDropped_ || subscribed.publication->number != publication || subscribed.topic != topic)
+        if (subscribed.publication->number != publication || subscribed.topic != topic)
             continue;
-        untakenBytes_ += countedBytes(*announcement);
-        if (untakenBytes_ > limits::announcementBytes)
-            return drop("it does not take its announcements");
+        if (untakenBytes_ + bytes > limits::announcementBytes)
+            return renew(publication);
+        untakenBytes_ += bytes;
         announcements_.push_back({number, announcement});
     }
     tell();
+}
+
+/// Its listeners miss something: they hear nothing more, and the service comes again as another one.
+void ServerConnection::renew(std::uint64_t publication) {
+    note(log::Severity::warning, "Process ", process_, " does not take its announcements");
+    for (auto subscribed = subscriptions_.begin(); subscribed != subscriptions_.end();) {
+        const std::uint64_t number = subscribed->first;
+        const bool isMeant = subscribed->second.publication->number == publication;
+        ++subscribed;
+        if (isMeant)
+            endSubscription(number);
+    }
+    std::erase_if(announcements_, [this](const Announcement& announcement) {
+        const bool isOver = !subscriptions_.contains(announcement.subscription);
+        untakenBytes_ -= isOver ? countedBytes(*announcement.words) : 0;
+        return isOver;
+    });
+    if (offered_.contains(publication)) {
+        renewed_.insert(publication);
+        changes_.insert(publication);
+        tellChanges();
+    }
 }
 
 /// A few at a time: what is handed to the network waits in a chain, which must not grow long.

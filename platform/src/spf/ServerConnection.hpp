@@ -67,6 +67,9 @@ class ServerConnection final : private kj::TaskSet::ErrorHandler {
     wire::Subscription::Client listen(wire::Endpoint::ListenParams::Reader params);
     void endSubscription(std::uint64_t subscription);
     void tellChanges();
+    void tellOffer(wire::Follower::Client& follower, std::uint64_t publication, const Words& service);
+    void tellWithdrawal(wire::Follower::Client& follower, std::uint64_t publication);
+    void renew(std::uint64_t publication);
     void await(kj::Promise<void> told, std::size_t bytes);
     void changeTaken(std::size_t bytes);
     void tell();
@@ -89,6 +92,7 @@ class ServerConnection final : private kj::TaskSet::ErrorHandler {
     kj::Maybe<wire::Follower::Client> follower_;
     std::set<std::uint64_t> changes_;    // publications that the follower is to be told about
     std::set<std::uint64_t> offered_;    // that it was told about and not withdrawn
+    std::set<std::uint64_t> renewed_;    // of those, the ones that are to be withdrawn and offered again
     std::size_t untakenChanges_ = 0;     // that were sent and not answered
     std::size_t untakenChangeBytes_ = 0; // of those
     Line line_;

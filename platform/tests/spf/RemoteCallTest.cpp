@@ -273,9 +273,11 @@ TEST_F(RemoteCalls, AnnouncementsComeInOrderUntilTheSubscriptionEnds) {
     EXPECT_EQ(5000u, heard.numbers.size());
 }
 
-/// It is told nothing more: its connection is closed, and the service comes anew.
-TEST_F(RemoteCalls, AListenerThatStaysBehindIsCutOff) {
+/// It is told nothing more, and the service comes anew. The connection and what else goes over it stays.
+TEST_F(RemoteCalls, AListenerThatStaysBehindLosesItsServiceOnly) {
     const auto remote = published("flood");
+    const auto other = published("calm");
+    auto call = other->invoke("block", {}, patience);
     std::mutex gate;
     std::unique_lock closed(gate);
     const auto subscription =
@@ -287,6 +289,9 @@ TEST_F(RemoteCalls, AListenerThatStaysBehindIsCutOff) {
     const auto again = find("flood");
     ASSERT_NE(nullptr, again);
     EXPECT_EQ("value", outcome(again->invoke("echo", {})));
+    EXPECT_TRUE(other->isAlive());
+    EXPECT_EQ("value", outcome(other->invoke("release", {})));
+    EXPECT_EQ("value", outcome(std::move(call)));
     closed.unlock();
 }
 
