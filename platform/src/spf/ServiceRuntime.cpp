@@ -136,7 +136,7 @@ class PublicationImpl final : public Publication {
         end();
     }
 
-    void enter(cppmicroservices::BundleContext& context, const std::shared_ptr<ServiceProvider>& provider,
+    void enter(cppmicroservices::BundleContext context, const std::shared_ptr<ServiceProvider>& provider,
                const cppmicroservices::ServiceProperties& properties) {
         registration_ = context.RegisterService<ServiceProvider>(provider, properties);
     }
@@ -247,7 +247,8 @@ ServiceRuntime::publish(cppmicroservices::BundleContext context, const SPFConfig
     auto state = std::make_shared<PublicationState>(core.newNumber(), serviceName, provider);
     auto publication = std::make_unique<PublicationImpl>(core, std::move(state),
                                                          encodeService(serviceName, properties, json), limit);
-    publication->enter(context, provider, serviceProperties(serviceName, core.processName, properties, json));
+    publication->enter(std::move(context), provider,
+                       serviceProperties(serviceName, core.processName, properties, json));
     note(log::Severity::info, "Published the service \"", serviceName, '"');
     return publication;
 }

@@ -2,10 +2,9 @@
 
 #include "settingscore/MSettings.hpp"
 #include "settingscore/SettingsRoot.hpp"
-#include "settingscore/factoryfile/FactorySettings.hpp"
-#include "settingscore/plugin/ServiceFramework.hpp"
 #include "settingscore/settings/file/SaveHook.hpp"
 #include "settingscore/startup/init.hpp"
+#include "support/AtLine.hpp"
 #include "support/OtherProcess.hpp"
 #include "support/Startup.hpp"
 #include "support/Waiting.hpp"
@@ -16,36 +15,19 @@
 #include <functional>
 #include <latch>
 #include <thread>
-#include <utility>
 
 namespace {
 
 using namespace settings::core;
 using namespace settings::core::detail;
 using namespace settings::test;
-using varnek::settings::FactorySettings;
 
 struct Reset : Startup {};
 
-/// A toolbox that is asked what it is while the tree is built.
-struct AskedToolbox : FactorySettings {
-    std::string getToolboxGroupName() const override { return "asked"; }
-    bool isVisible() const override {
-        if (const auto work = std::exchange(whenAsked, {}))
-            work();
-        return true;
-    }
-    void createFactorySettings(varnek::settings::FactoryGroup&) const override {}
-    mutable std::function<void()> whenAsked;
-};
-
-AskedToolbox& askedToolbox() {
-    static const auto toolbox = [] {
-        auto made = std::make_shared<AskedToolbox>();
-        serviceContext().RegisterService<FactorySettings>(std::static_pointer_cast<FactorySettings>(made));
-        return made;
-    }();
-    return *toolbox;
+/// Does the work on the way through MSettings::reset(), while the new tree is built.
+void resetAnd(const std::function<void()>& work) {
+    const AtLine building("settings::core::settingsImplRoot", "addDummyNode for: editor", work);
+    MSettings::reset();
 }
 
 void byAnotherThread(const std::function<void()>& work) {
@@ -57,7 +39,6 @@ void byAnotherThread(const std::function<void()>& work) {
 TEST_F(Reset, WhatTwoTreesHaveToSaveStaysInOrder) {
     inAnotherProcess([] {
         ::alarm(60); // the process ends where they wait for each other
-        AskedToolbox& toolbox = askedToolbox();
         init();
         const auto set = [](const Handle& tree, const char* group, double value) {
             tree->getChild(group)->set("x", value, "user");
@@ -77,12 +58,11 @@ TEST_F(Reset, WhatTwoTreesHaveToSaveStaysInOrder) {
                 }
                 access.writeTo(file);
             });
-            toolbox.whenAsked = [&] {
+            resetAnd([&] {
                 byAnotherThread([&] { set(old, "shell", round); });
                 isSaving.wait();
                 byAnotherThread([&] { set(old, "editor", first); });
-            };
-            MSettings::reset();
+            });
             EXPECT_EQ(later, root()->getByFullName<double>("editor.x"));
             waitForSettingsSaves();
             setSaveHook({});
@@ -101,7 +81,6 @@ TEST_F(Reset, WhatIsChangedMeanwhileIsInTheNewTree) {
         std::filesystem::remove_all(base / "prefs");
         inAnotherProcess([this, isReadAtOnce] {
             ::alarm(60);
-            AskedToolbox& toolbox = askedToolbox();
             init();
             const Handle old = root(), editor = old->getChild("editor");
             editor->set("x", 5.0, "user");
@@ -128,7 +107,7 @@ TEST_F(Reset, WhatIsChangedMeanwhileIsInTheNewTree) {
                 }
                 access.writeTo(file);
             });
-            toolbox.whenAsked = [&] {
+            resetAnd([&] {
                 byAnotherThread([&] { old->getChild("shell")->set("x", 2.0, "user"); });
                 isSaving.wait();
                 byAnotherThread([&] {
@@ -141,8 +120,7 @@ TEST_F(Reset, WhatIsChangedMeanwhileIsInTheNewTree) {
                     old->addGroup("own", true, false, "user")
                         ->addSetting("s", Array::scalar(4.0), true, false, "user");
                 });
-            };
-            MSettings::reset();
+            });
             const auto check = [] {
                 const Handle now = root()->getChild("editor");
                 EXPECT_EQ(5.0, now->get<double>("x"));

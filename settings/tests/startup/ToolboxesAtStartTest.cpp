@@ -7,7 +7,6 @@
 #include "settingscore/root/ToolboxGroups.hpp"
 #include "settingscore/startup/Readiness.hpp"
 #include "settingscore/startup/init.hpp"
-#include "settingscore/startup/updatePrefdir.hpp"
 #include "support/AtLine.hpp"
 #include "support/LogLines.hpp"
 #include "support/OtherProcess.hpp"
@@ -17,7 +16,6 @@
 
 #include <cstdlib>
 #include <functional>
-#include <future>
 
 namespace {
 
@@ -159,31 +157,6 @@ TEST_F(ToolboxesAtStart, OneThatComesWhileTheTreeIsBuiltIsAskedWhatItIsOnce) {
             EXPECT_EQ(7.0,
                       root()->getByFullName<double>(parent == std::string() ? "late.x" : "early.late.x"));
         });
-}
-
-TEST_F(ToolboxesAtStart, AMoveOfTheDirectoryWhileTheTreeIsBuiltReachesIt) {
-    inAnotherProcess([this] {
-        inAnotherProcess([] {
-            init();
-            root()->getChild("editor")->set("x", 10.0, "user");
-            root()->addGroup("own", true, false, "user");
-            waitForSettingsSaves();
-        });
-        std::filesystem::remove(base / "prefs/.definitions.json"); // the group is loaded by the start
-        init();
-        const auto to = base / "other";
-        const AtLine moving("settings::core::settingsFile", "prefs/editor.vksettings", [&] {
-            EXPECT_TRUE(std::async(std::launch::async, [&] { return updatePrefdir(to.string()); }).get());
-        });
-        EXPECT_EQ(1.0, root()->getByFullName<double>("editor.x"));
-        EXPECT_FALSE(root()->getChild("own"));
-        root()->addGroup("later", true, false, "user");
-        root()->getChild("editor")->set("x", 11.0, "user");
-        waitForSettingsSaves();
-        EXPECT_TRUE(std::filesystem::exists(to / "editor.vksettings"));
-        EXPECT_TRUE(std::filesystem::exists(to / "later.vksettings"));
-        EXPECT_FALSE(std::filesystem::exists(to / "own.vksettings"));
-    });
 }
 
 TEST_F(ToolboxesAtStart, OneThatComesInsideACallbackMayRegisterCallbacks) {

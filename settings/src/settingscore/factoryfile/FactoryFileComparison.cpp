@@ -16,7 +16,6 @@
 namespace varnek::settings {
 
 using namespace ::settings::core::detail; // NOLINT: this namespace hides the library's own
-using ::settings::core::inWords;
 using ::settings::core::ReadOnlyState;
 using varnek::data::TypeCode;
 
@@ -40,7 +39,7 @@ std::string shown(const varnek::data::Array& value) {
 std::string inWords(const std::vector<::settings::core::SettingValueValidator::ConfigData>& validators) {
     std::string words;
     for (const auto& validator : validators)
-        words += (words.empty() ? "" : "; or ") + inWords(validator);
+        words += (words.empty() ? "" : "; or ") + ::settings::core::inWords(validator);
     return words.empty() ? "any value" : words;
 }
 

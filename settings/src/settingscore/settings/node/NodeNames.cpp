@@ -38,6 +38,11 @@ bool sameButForCase(std::string_view a, std::string_view b) {
                       [](char x, char y) { return lowered(x) == lowered(y); });
 }
 
+bool lessButForCase(std::string_view a, std::string_view b) {
+    return std::lexicographical_compare(a.begin(), a.end(), b.begin(), b.end(),
+                                        [](char x, char y) { return lowered(x) < lowered(y); });
+}
+
 std::string encodedName(std::string_view name) {
     constexpr char digits[] = "0123456789ABCDEF";
     std::string encoded;

@@ -15,6 +15,8 @@ std::string decodedName(std::string_view encoded);
 
 /// Equal, or different in the case of ASCII letters only: two products may not be called so.
 bool sameButForCase(std::string_view a, std::string_view b);
+/// An order in which such names are equal.
+bool lessButForCase(std::string_view a, std::string_view b);
 
 /// Any name that is not empty will do in memory, but a tree has to fit into its files: a top-level group's
 /// encoded name with the extension into a file name (255 bytes), a group's path into a part name (4 KiB).

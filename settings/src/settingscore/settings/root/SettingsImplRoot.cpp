@@ -160,16 +160,17 @@ void SettingsImplRoot::refuseInsertion(const std::string& name) const {
 }
 
 void SettingsImplRoot::checkAdoptable(const std::vector<NodePtr>& children) const {
-    for (auto child = children.begin(); child != children.end(); ++child) {
-        const std::string& name = (*child)->getName();
-        if (const NodePtr existing = clashing(name))
-            throw exception::ProductNodeAlreadyExisted(name, existing->getName());
-        const auto twin = std::find_if(children.begin(), child, [&](const NodePtr& other) {
-            return sameButForCase(other->getName(), name);
-        });
-        if (twin != child)
-            throw exception::ProductNodeAlreadyExisted(name, (*twin)->getName());
-    }
+    if (!group().children.isEmpty())
+        for (const NodePtr& child : children)
+            if (const NodePtr existing = clashing(child->getName()))
+                throw exception::ProductNodeAlreadyExisted(child->getName(), existing->getName());
+    std::vector<std::string> names;
+    for (const NodePtr& child : children)
+        names.push_back(child->getName());
+    std::stable_sort(names.begin(), names.end(), lessButForCase);
+    const auto twin = std::adjacent_find(names.begin(), names.end(), sameButForCase);
+    if (twin != names.end())
+        throw exception::ProductNodeAlreadyExisted(*std::next(twin), *twin);
 }
 
 } // namespace settings::core::detail

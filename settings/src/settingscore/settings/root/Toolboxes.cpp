@@ -51,8 +51,7 @@ void Toolboxes::build(const std::filesystem::path& factoryFolder) {
         }
     }
     sources_.setVisibleGroups(std::move(visible));
-    for (const std::string& name : sources_.declaredGroups())
-        addDummyNode(name);
+    addDummyNodes(sources_.declaredGroups());
     for (const FactorySettingsTracker::Service& service : tracker.topLevelServices()) {
         VARNEK_LOG(rootLog, info) << "SettingsImplRoot::buildSettingsTree: Add service: " << service.name;
         sources_.declare(service.name);
@@ -61,10 +60,28 @@ void Toolboxes::build(const std::filesystem::path& factoryFolder) {
     isBuilt_.store(true, std::memory_order_release);
 }
 
-void Toolboxes::addDummyNode(const std::string& name) {
+/// All at once, since each time the root's table of children is made anew.
+void Toolboxes::addDummyNodes(const std::vector<std::string>& names) {
     const auto root = root_.lock();
-    VARNEK_LOG(rootLog, info) << "SettingsImplRoot::addDummyNode for: " << name << ":" << root->getName();
+    std::vector<NodePtr> groups;
+    for (const std::string& name : names)
+        if (NodePtr group = addDummyNode(name, root))
+            groups.push_back(std::move(group));
+    try {
+        root->adoptChildren(std::move(groups));
+    } catch (const std::exception&) { // one of them is refused, which is to be told of that one only
+        for (const std::string& name : names)
+            place(name, nullptr);
+    }
+}
+
+/// Null when the group is to wait for a source.
+NodePtr Toolboxes::addDummyNode(const std::string& name, const NodePtr& parent) {
+    VARNEK_LOG(rootLog, info) << "SettingsImplRoot::addDummyNode for: " << name << ":" << parent->getName();
+    if (sourceOf(name) != ToolboxSource::none)
+        return DeclaredGroup::make(name, isVisible(name), shared_from_this());
     place(name, nullptr);
+    return {};
 }
 
 void Toolboxes::add(const std::string& name) {

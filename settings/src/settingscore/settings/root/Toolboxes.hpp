@@ -43,8 +43,6 @@ class Toolboxes : public GroupLoader, public std::enable_shared_from_this<Toolbo
     /// wrong with one is noted.
     void takeServices();
 
-    /// A placeholder for a declared group: below the root, or kept until it has a source.
-    void addDummyNode(const std::string& name);
     /// A source of a top-level group has appeared. Listeners hear of a group that is new.
     void add(const std::string& name);
     /// A declared group is below the root as long as it has a source, and is seen as that one says; a group
@@ -99,6 +97,9 @@ class Toolboxes : public GroupLoader, public std::enable_shared_from_this<Toolbo
     void loaded(DeclaredGroup& group) noexcept override;
 
   private:
+    /// Placeholders for declared groups: below the root, or kept until they have a source.
+    void addDummyNodes(const std::vector<std::string>& names);
+    NodePtr addDummyNode(const std::string& name, const NodePtr& parent);
     /// As follow(). Without events, of a tree that is being built, a group without a source stays.
     void place(const std::string& name, LateEvents* events);
     void place(const std::string& name, bool hasSource, LateEvents* events);
