@@ -3,11 +3,13 @@
 #include "varnek/files/FileError.hpp"
 #include "varnek/files/FileReplacement.hpp"
 
+#include <chrono>
 #include <cstdlib>
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <thread>
 #include <vector>
 
 namespace varnek::files {
@@ -65,12 +67,12 @@ void throwCannotCreate(const std::filesystem::path& folder, int error) {
 }
 
 TemporaryDirectory::TemporaryDirectory(const std::filesystem::path& root, std::string_view prefix) {
-    // A clean-up by another process may take a directory away before it is locked, on a busy machine several
-    // times.
-    constexpr int attempts = 100;
+    // A clean-up by another process may take a directory away before it is locked, on a busy machine a
+    // hundred times.
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
     std::string name = (root / prefix).native();
     name.append(nameRandom);
-    for (int attempt = 0; attempt < attempts; ++attempt) {
+    do {
         name.replace(name.size() - nameRandom.size(), nameRandom.size(), nameRandom);
         if (!::mkdtemp(name.data()))
             throwCannotCreate(root, errno);
@@ -81,7 +83,8 @@ TemporaryDirectory::TemporaryDirectory(const std::filesystem::path& root, std::s
         remove();
         if (error != ENOENT)
             throwCannotCreate(root, error);
-    }
+        std::this_thread::yield();
+    } while (std::chrono::steady_clock::now() < end);
     throwCannotCreate(root, EBUSY);
 }
 
