@@ -16,6 +16,15 @@ inline std::size_t statusOf(pid_t process, const std::string& key) {
     return 0;
 }
 
+/// KiB by which a process may have grown; the memory of a sanitizer counts, too.
+constexpr std::size_t mayGrowBy(std::size_t kib) {
+#if defined __SANITIZE_THREAD__ || defined __SANITIZE_ADDRESS__
+    return 6 * kib;
+#else
+    return kib;
+#endif
+}
+
 /// A process that claims to offer services in a folder.
 class HostileProvider {
   public:
