@@ -23,7 +23,7 @@ bool byName(const NodePtr& a, const NodePtr& b) {
 ChildIndex::ChildIndex(std::vector<NodePtr> children) : children_(std::move(children)) {
     if (!std::is_sorted(children_.begin(), children_.end(), byName)) // as they come from files
         std::sort(children_.begin(), children_.end(), byName);
-    slots_.resize(children_.size() + children_.size() / 2 + 1);
+    slots_.resize(children_.size() * 7 / 4 + 1);
     for (std::size_t order = 0; order < children_.size(); ++order) {
         const std::uint32_t hash = hashOf(children_[order]->getName());
         std::size_t at = firstSlot(hash);

@@ -36,7 +36,7 @@ class ChildIndex {
     const Slot* findSlot(std::string_view name) const noexcept;
 
     std::vector<NodePtr> children_;
-    std::vector<Slot> slots_; // at most two thirds full
+    std::vector<Slot> slots_; // at most four sevenths full
 };
 
 /// The child of that name among children in the order of their names, as getChildren() gives them: the child
