@@ -74,6 +74,42 @@ TEST_F(Reset, WhatTwoTreesHaveToSaveStaysInOrder) {
     });
 }
 
+/// A file that is in place but not known to be so yet is no news from another process.
+TEST_F(Reset, WhatIsBeingSavedGivesWayToWhatIsSetAfterIt) {
+    inAnotherProcess([] {
+        ::alarm(60);
+        init();
+        root()
+            ->addGroup("own", true, false, "user")
+            ->addSetting("s", Array::scalar(1.0), true, false, "user");
+        waitForSettingsSaves();
+        const Handle old = root();
+        const auto set = [&](double value) {
+            byAnotherThread([&] { old->getChild("own")->set("s", value, "user"); });
+        };
+        std::latch isWritten(1);
+        std::atomic<bool> isFirst{true};
+        setSaveHook([&](SettingsFileAccess& access, const std::filesystem::path& file) {
+            access.writeTo(file);
+            if (!isFirst.exchange(false))
+                return;
+            isWritten.count_down();
+            waitUntil([&] { return !Settings::equal(root(), old); });
+        });
+        resetAnd([&] {
+            set(5.0);
+            isWritten.wait();
+            set(7.0);
+        });
+        EXPECT_EQ(7.0, root()->getByFullName<double>("own.s"));
+        waitForSettingsSaves();
+        setSaveHook({});
+        EXPECT_EQ(7.0, root()->getByFullName<double>("own.s"));
+        MSettings::reset();
+        EXPECT_EQ(7.0, root()->getByFullName<double>("own.s"));
+    });
+}
+
 /// Everything that may have been changed meanwhile, in groups that the new tree reads when somebody needs
 /// them, and in one that it reads at once because its definitions have changed.
 TEST_F(Reset, WhatIsChangedMeanwhileIsInTheNewTree) {

@@ -17,7 +17,7 @@ class SETTINGSCORE_EXPORT RemoteCallFailed : public Cloneable<RemoteCallFailed, 
         unreachable = 0,   ///< nobody listens there
         disconnected = 1,  ///< the other process has ended, or does not publish the group any more
         timedOut = 2,      ///< no answer in time; the call may be carried out all the same
-        refused = 3,       ///< the other process has too many clients or calls, or belongs to somebody else
+        refused = 3,       ///< too much at once for the other process, or it is another user's
         tooLarge = 4,      ///< the request or the answer is over its limit
         malformed = 5,     ///< what came is not what was asked for
         unknownMethod = 6, ///< the other process does not serve the operation

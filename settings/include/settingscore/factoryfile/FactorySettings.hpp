@@ -26,6 +26,7 @@
 namespace varnek::settings {
 
 /// The definitions of one group. One service for each group: of two, the first stays until it leaves.
+/// When the last source of a group leaves that nobody has needed, the group goes from the trees.
 class SETTINGSCORE_EXPORT FactorySettings {
   public:
     virtual ~FactorySettings();

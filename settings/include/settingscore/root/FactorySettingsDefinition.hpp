@@ -77,7 +77,8 @@ class SETTINGSCORE_EXPORT ClassDefFactorySettingsDefinition : public VARNEKFacto
 };
 
 /// Says how files of an extension (".py") are run; an empty runner takes that back. Groups that are declared
-/// with such files appear in the trees that are there, with the event of an addition. Thread-safe.
+/// with such files appear in the trees that are there, with the event of an addition; those that nobody has
+/// needed and nothing else defines go again, with the event of a removal. Thread-safe.
 SETTINGSCORE_EXPORT void setFactorySettingsRunner(const std::string& extension, FactorySettingsRunner runner);
 
 /// While it lives, this thread makes definitions for another one that waits for it, so that groups which need

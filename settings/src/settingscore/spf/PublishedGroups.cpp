@@ -4,6 +4,8 @@
 #include "settingscore/exception/PublicationFailures.hpp"
 #include "settingscore/level/RootIndex.hpp"
 #include "settingscore/plugin/ServiceFramework.hpp"
+#include "settingscore/settings/file/LevelFileState.hpp"
+#include "settingscore/settings/file/prefdirWriter.hpp"
 #include "settingscore/settings/root/Toolboxes.hpp"
 #include "settingscore/spf/SharingWork.hpp"
 #include "settingscore/spf/SpfLog.hpp"
@@ -53,6 +55,13 @@ varnek::spf::ServiceDescription descriptionOf(const std::string& group) {
     description.serviceInterfaces = {"settings::spf::SpfSettingsServiceProvider"};
     description.spfRuntime = "cpp";
     return description;
+}
+
+/// Whether the calling thread may be waited for where a group is published or withdrawn: saves are awaited
+/// there.
+bool maybeAwaited() {
+    const auto* const writer = core::detail::prefdirWriter();
+    return SharingWork::isHere() || core::detail::isInsideSave() || (writer != nullptr && writer->isWorker());
 }
 
 std::chrono::milliseconds timeUntil(std::chrono::steady_clock::time_point end) {
@@ -168,8 +177,9 @@ bool PublishedGroups::publishBy(SettingsImplRoot& root, const std::string& name,
 }
 
 bool PublishedGroups::begin(const std::string& name, Clock::time_point end) {
+    const bool mayNotWait = maybeAwaited();
     std::unique_lock lock(mutex_);
-    if (isUnderWay(name) && SharingWork::isHere())
+    if (isUnderWay(name) && mayNotWait)
         throw std::runtime_error(name + " is being published or withdrawn");
     if (!changed_.wait_until(lock, end, [&] { return !isUnderWay(name); }))
         throw varnek::spf::PublicationTimeout(name + " is being published or withdrawn");
@@ -183,9 +193,10 @@ bool PublishedGroups::isUnderWay(const std::string& name) const {
 
 void PublishedGroups::withdraw(const std::string& name) {
     std::unique_ptr<PublishedGroup> group; // ended without the lock
+    const bool mayWait = !maybeAwaited();
     {
         std::unique_lock lock(mutex_);
-        if (!SharingWork::isHere())
+        if (mayWait)
             changed_.wait(lock, [&] { return !isUnderWay(name); });
         const auto found = groups_.find(name);
         if (found == groups_.end())

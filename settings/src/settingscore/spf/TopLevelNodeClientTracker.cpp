@@ -113,11 +113,11 @@ void TopLevelNodeClientTracker::beginPause() {
     Change change(*this);
     const std::lock_guard lock(mutex_);
     change.tree = tree_.lock();
-    ++pauses_;
     for (auto& [group, offers] : offers_)
         for (Offer& offer : offers)
             if (offer.attached != nullptr)
                 detach(offer, change);
+    ++pauses_;
 }
 
 TopLevelNodeClientTracker::TopLevelNodeClientTracker(cppmicroservices::BundleContext context)
@@ -297,8 +297,12 @@ void TopLevelNodeClientTracker::withdrawnHere(const std::string& group) {
         const std::lock_guard lock(mutex_);
         tree = tree_.lock();
     }
-    if (tree != nullptr)
-        tree->toolboxes->awaitSaves(group);
+    try {
+        if (tree != nullptr)
+            tree->toolboxes->awaitSaves(group);
+    } catch (const std::exception& failure) { // the group is withdrawn all the same
+        VARNEK_LOG(spfLog, error) << "Exception caught: " << failure.what();
+    }
     Change change(*this);
     const std::lock_guard lock(mutex_);
     change.tree = tree_.lock();

@@ -14,6 +14,7 @@
 #include "spf/ServiceRuntime.hpp"
 
 #include <algorithm>
+#include <atomic>
 #include <filesystem>
 #include <system_error>
 
@@ -50,8 +51,15 @@ std::vector<std::string> getPublishedTopLevelGroups() {
     return PublishedGroups::instance().names();
 }
 
+namespace {
+
+std::atomic<bool> isLookingForOthers{false};
+
+} // namespace
+
 void attachRemoteGroups() {
     varnek::spf::ServiceRuntime::instance().discover(serviceContext());
+    isLookingForOthers = true;
 }
 
 std::vector<RemotePublisher> getRemotePublishers() {
@@ -68,6 +76,8 @@ using Publishers = std::vector<TopLevelNodeClientTracker::Publisher>;
 
 /// Those that can be found at the moment and have not told what they publish, this one left out.
 std::vector<std::string> silentProcesses() {
+    if (!isLookingForOthers)
+        return {}; // nobody was asked
     const auto& runtime = varnek::spf::ServiceRuntime::instance();
     std::vector<std::string> answered = runtime.answeringProcesses();
     answered.push_back(runtime.processName());
@@ -113,10 +123,9 @@ std::vector<UnusablePublisher> getUnusablePublishers() {
         unusable.push_back({process, static_cast<RemoteCallFailed::Fault>(failure.kind()), failure.what()});
         known.push_back(process);
     }
-    if (TopLevelNodeClientTracker::instance() != nullptr)
-        for (const std::string& process : silentProcesses())
-            if (std::find(known.begin(), known.end(), process) == known.end())
-                unusable.push_back({process, RemoteCallFailed::Fault::timedOut, "it has not answered yet"});
+    for (const std::string& process : silentProcesses())
+        if (std::find(known.begin(), known.end(), process) == known.end())
+            unusable.push_back({process, RemoteCallFailed::Fault::timedOut, "it has not answered yet"});
     return unusable;
 }
 

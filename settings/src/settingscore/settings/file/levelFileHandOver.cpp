@@ -94,8 +94,11 @@ void LevelFileKeeper::catchUp(const NodePtr& topLevelGroup, LateEvents& events) 
             const auto inherited = inheritedOf(key);
             if (inherited == nullptr)
                 return;
+            // The file may hold what is being saved at the moment: the changes count on top of that.
+            const GroupRecord now = takenBefore(key).value_or(GroupRecord());
             GroupRecord rest =
-                takeOverChanges(inherited->base, inherited->tree.clone(), topLevelGroup, level, events);
+                takeOverChanges(now, withChanges(now.clone(), inherited->base, inherited->tree),
+                                topLevelGroup, level, events);
             takeUp(topLevelGroup, level, std::move(rest), events);
         });
     }

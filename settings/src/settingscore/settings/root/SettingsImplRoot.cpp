@@ -78,7 +78,8 @@ std::set<std::filesystem::path> SettingsImplRoot::getEarlyStartupFactoryFileName
         } catch (...) { // the others go on
             std::string cause = causeOfCurrentException();
             VARNEK_LOG(rootLog, error) << "Exception caught: toolbox " << name << ": " << cause;
-            toolboxes_->problems().add(name, {"toolbox " + name, std::move(cause)});
+            if (toolboxes_ != nullptr)
+                toolboxes_->problems().add(name, {"toolbox " + name, std::move(cause)});
         }
         if (file.empty())
             continue;

@@ -201,11 +201,12 @@ bool Toolboxes::isVisible(const std::string& name) const {
 
 /// How messages call the source.
 std::string Toolboxes::sourceText(const std::string& name) const {
-    if (sourceOf(name) == ToolboxSource::file)
+    const ToolboxSource source = sourceOf(name);
+    if (source == ToolboxSource::file)
         return sources_.factoryFiles(name).front().path.string();
-    if (const ToolboxSources::Definition definition = sources_.definition(name))
-        return definition->getFile().string();
-    return "toolbox " + name;
+    const ToolboxSources::Definition definition = sources_.definition(name);
+    return definition != nullptr && source != ToolboxSource::service ? definition->getFile().string()
+                                                                     : "toolbox " + name;
 }
 
 std::vector<ToolboxGroup> Toolboxes::list() const {

@@ -2,11 +2,13 @@
 
 #include "settingscore/SettingsSaving.hpp"
 #include "settingscore/exception/Exceptions.hpp"
+#include "settingscore/settings/file/FileFailureText.hpp"
 #include "settingscore/settings/file/LevelFileKeeper.hpp"
 #include "settingscore/settings/level/TreeFolders.hpp"
 #include "settingscore/settings/root/ChangedDefinitions.hpp"
 #include "settingscore/settings/root/DefinesHere.hpp"
 #include "settingscore/settings/root/PersonalFiles.hpp"
+#include "settingscore/settings/root/RootLog.hpp"
 #include "settingscore/settings/root/Toolboxes.hpp"
 #include "settingscore/settings/root/TreeBuilder.hpp"
 #include "settingscore/settings/root/TreeStart.hpp"
@@ -49,9 +51,14 @@ bool followIfMoved(const SettingsRootStateMgr& tree, const RootIndex& index, con
     return true;
 }
 
+/// Of a tree that can be found already, and so goes on.
 void readAgain(const SettingsRootStateMgr& tree) {
-    takeOverPersonalFiles(tree, {{}, true});
-    loadGroupsWithChangedDefinitions(tree);
+    try {
+        takeOverPersonalFiles(tree, {{}, true});
+        loadGroupsWithChangedDefinitions(tree);
+    } catch (...) {
+        VARNEK_LOG(rootLog, error) << "Exception caught: " << causeOfCurrentException();
+    }
 }
 
 } // namespace
@@ -83,7 +90,7 @@ boost::shared_ptr<SettingsRootStateMgr> TreesOnDemand::find(const RootIndex& ind
         start->prepare();
     const std::u16string folder = levelFolder(index, LevelIndex::user);
     bool isNew = false;
-    auto state = findOrBuild(index, isNew);
+    auto state = findOrBuild(index, folder, isNew);
     if (isNew) {
         if (followIfMoved(*state, index, folder))
             readAgain(*state);
@@ -94,13 +101,15 @@ boost::shared_ptr<SettingsRootStateMgr> TreesOnDemand::find(const RootIndex& ind
     return state;
 }
 
-boost::shared_ptr<SettingsRootStateMgr> TreesOnDemand::findOrBuild(const RootIndex& index, bool& isNew) {
+boost::shared_ptr<SettingsRootStateMgr>
+TreesOnDemand::findOrBuild(const RootIndex& index, const std::u16string& folder, bool& isNew) {
     RootStates& states = RootStates::instance();
     const BuildsHere here;
     const std::lock_guard lock(building_);
     if (auto state = states.find(index.index()))
         return state; // another thread has built it, or was just replacing it
     auto state = build(index, nullptr);
+    followIfMoved(*state, index, folder); // before anybody can save
     states.insert(index.index(), state);
     isNew = true;
     return state;
@@ -127,6 +136,7 @@ boost::shared_ptr<SettingsRootStateMgr> TreesOnDemand::rebuild(const RootIndex& 
             before->root->leaveTree();
             handOver(*before, *state, events);
         }
+        followIfMoved(*state, index, folder); // before anybody can save
         states.insert(index.index(), state);
     }
     followIfMoved(*state, index, folder);

@@ -24,7 +24,8 @@ class TreesOnDemand {
 
   private:
     TreesOnDemand() = default;
-    boost::shared_ptr<SettingsRootStateMgr> findOrBuild(const RootIndex& index, bool& isNew);
+    boost::shared_ptr<SettingsRootStateMgr> findOrBuild(const RootIndex& index, const std::u16string& folder,
+                                                        bool& isNew);
     /// building_ is held.
     boost::shared_ptr<SettingsRootStateMgr> build(const RootIndex& index,
                                                   const boost::shared_ptr<EventDelivery>& events);

@@ -4,6 +4,7 @@
 #include "settingscore/settings/root/DefinesHere.hpp"
 #include "settingscore/settings/startup/StartupLog.hpp"
 
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -109,12 +110,18 @@ void UpdatePrefdirCallbacks::makeReady(Subject& subject, Calling calling) {
     if (isRunning_)
         return;
     isRunning_ = true;
+    const auto end = [&](void*) { // also when memory runs out
+        isInsideCallback = false;
+        if (!lock.owns_lock())
+            lock.lock();
+        isRunning_ = false;
+        lock.unlock();
+        ended_.notify_all();
+    };
+    const std::unique_ptr<void, decltype(end)> running(this, end);
     run(subject, lock);
     while (prefdir_.due || tree_.due)
         run(prefdir_.due ? prefdir_ : tree_, lock);
-    isRunning_ = false;
-    lock.unlock();
-    ended_.notify_all();
 }
 
 /// `lock`: of record_; not held while the callbacks run.
