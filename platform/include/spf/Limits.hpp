@@ -22,8 +22,9 @@ inline constexpr std::size_t topicBytes = 1024;                   ///< the name 
 inline constexpr std::size_t sharedWorkers = 32;
 
 /// What a client may leave untaken before it is told no more.
-inline constexpr std::size_t announcementBytes = 16 * requestBytes;       ///< of one connection
-inline constexpr std::size_t announcementLeast = 256;                     ///< what the smallest one counts
+inline constexpr std::size_t announcementBytes = 16 * requestBytes; ///< of one connection
+inline constexpr std::size_t changesAtOnce = 256;     ///< services that come and go, of one connection
+inline constexpr std::size_t announcementLeast = 256; ///< what the smallest one counts
 inline constexpr std::size_t unsentBytes = 2 * replyBytes + requestBytes; ///< of one connection
 inline constexpr std::size_t unsentMessages = 8192;                       ///< of one connection
 

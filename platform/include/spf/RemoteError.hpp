@@ -16,7 +16,8 @@ enum class RemoteErrorKind : std::uint8_t {
     unreachable = 0,   ///< nobody listens there
     disconnected = 1,  ///< the other process has ended or hung up, or does not offer the service any more
     timedOut = 2,      ///< no answer in time; the call may be carried out all the same
-    refused = 3,       ///< another user's process, too much at once, or the child of a fork() asks
+    refused = 3,       ///< another user's process, too much at once, or the child of a fork() asks; where too
+                       ///< much waits to be taken by the caller, the call may have been carried out
     tooLarge = 4,      ///< the request or the reply is over its limit
     malformed = 5,     ///< what came is not what was asked for
     unknownMethod = 6, ///< the provider does not serve the method

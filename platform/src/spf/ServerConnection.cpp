@@ -20,8 +20,10 @@ namespace {
 /// Of a client that has too many replies waiting, until the next one has been taken.
 constexpr auto longestWait = 30 * kj::SECONDS;
 
+/// Replies up to here are sent however much waits: what took their place would hardly be smaller.
+constexpr std::size_t smallReplyBytes = 4096;
+
 constexpr std::size_t announcementsAtOnce = 256;
-constexpr std::size_t changesAtOnce = 256;
 
 std::size_t countedBytes(const Words& announcement) {
     return std::max(announcement.bytes(), limits::announcementLeast);
@@ -29,6 +31,14 @@ std::size_t countedBytes(const Words& announcement) {
 
 constexpr capnp::MessageSize roomFor(std::size_t words) {
     return {words + 16, 1};
+}
+
+/// Where there is no memory for that either, the call ends with its time.
+void dropSoon(LoopThread& loop, std::uint64_t connection) noexcept {
+    try {
+        loop.post([connection](Engine& engine) { engine.server.drop(connection); });
+    } catch (const std::bad_alloc&) {
+    }
 }
 
 void setReply(capnp::CallContext<wire::Endpoint::CallParams, wire::Endpoint::CallResults>& context,
@@ -182,7 +192,7 @@ void ServerConnection::withdraw(std::uint64_t publication) {
 void ServerConnection::tellChanges() {
     KJ_IF_MAYBE (follower, follower_) {
         const auto& publications = engine_.server.publications();
-        while (!isDropped_ && !changes_.empty() && untakenChanges_ < changesAtOnce &&
+        while (!isDropped_ && !changes_.empty() && untakenChanges_ < limits::changesAtOnce &&
                untakenChangeBytes_ < limits::announcementBytes) {
             const std::uint64_t number = changes_.extract(changes_.begin()).value();
             const auto published = publications.find(number);
@@ -251,18 +261,19 @@ kj::Promise<void> ServerConnection::carryOut(AnswerContext context,
                                              std::shared_ptr<PublicationState> publication,
                                              std::shared_ptr<Request> request) {
     const std::uint64_t number = engine_.core.newNumber();
-    auto job = [&loop = engine_.core.loop, connection = number_, number, publication, request] {
+    auto job = [&loop = engine_.core.loop, connection = number_, number, publication, request]() mutable {
         const std::optional<Words> words = request->take();
         if (!words)
             return;
         try {
             Words answer = publication->answer(*words);
             request->settle(); // before the client can ask for more
+            request.reset();
             loop.post([connection, number, reply = std::move(answer)](Engine& engine) mutable {
                 engine.server.reply(connection, number, std::move(reply));
             });
         } catch (const std::bad_alloc&) {
-            loop.post([connection](Engine& engine) { engine.server.drop(connection); });
+            dropSoon(loop, connection);
         }
     };
     try {
@@ -289,7 +300,8 @@ void ServerConnection::reply(std::uint64_t call, Words reply) {
     if (network_.getCurrentQueueSize() + answeredBytes_ + reply.bytes() > limits::unsentBytes) {
         if (network_.getOutgoingMessageWaitTime() > longestWait)
             return drop("it does not take its replies");
-        reply = encodeError({RemoteErrorKind::refused, "Too many replies have not been taken yet"});
+        if (reply.bytes() > smallReplyBytes)
+            reply = encodeError({RemoteErrorKind::refused, "Too many replies have not been taken yet"});
     }
     found->second.bytes = reply.bytes();
     answeredBytes_ += reply.bytes();

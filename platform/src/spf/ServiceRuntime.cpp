@@ -273,7 +273,7 @@ std::vector<std::string> ServiceRuntime::answeringProcesses() const {
     refuseForkChild();
     if (!impl_->isDiscovering)
         return {};
-    return onLoop(impl_->core.loop, [](Engine& engine) { return engine.client.answering(); }).get();
+    return resultOf(onLoop(impl_->core.loop, [](Engine& engine) { return engine.client.answering(); }));
 }
 
 const std::string& ServiceRuntime::processName() const noexcept {

@@ -177,6 +177,41 @@ TEST_F(HostilePeers, RepliesThatDoNotFitAreRefusedAlone) {
     EXPECT_EQ("value", answers(connection, 1)[calls + 1]);
 }
 
+/// Nothing is read while they come: one worker carries out all calls of the connection, in order.
+TEST_F(HostilePeers, SmallRepliesComeBesideLargeOnesThatWait) {
+    auto others = begun();
+    constexpr auto most = static_cast<std::uint32_t>(limits::sharedWorkers + 1);
+    for (std::uint32_t question = 1; question <= most; ++question)
+        ASSERT_TRUE(others.send(serviceCall(question, 1, 0, invocation("block"))));
+    auto connection = begun();
+    std::uint32_t question = 0;
+    ASSERT_TRUE(comesTrue([&] {
+        std::int64_t blocked = 0;
+        EXPECT_TRUE(connection.send(serviceCall(++question, 1, 0, invocation("blocked"))));
+        callsUntilAnswer(connection, question, [&](auto answer) { blocked = integerOf(answer); });
+        return blocked == most;
+    }));
+    std::string frames;
+    const auto add = [&](std::uint32_t count, const std::string& content) {
+        for (std::uint32_t i = 0; i < count; ++i)
+            frames += serviceCall(++question, 1, 0, content);
+        return question + 1;
+    };
+    const std::uint32_t large = question + 1;
+    const std::uint32_t middle = add(2, invocation("size", 67'000'000));
+    const std::uint32_t small = add(80, invocation("size", 20'000)); // until they are refused
+    add(400, invocation("echo"));
+    const std::uint32_t end = add(1, invocation("release"));
+    ASSERT_TRUE(connection.send(frames));
+    callsUntilAnswer(others, most); // now all have been carried out
+    auto ends = answers(connection, end - large);
+    ASSERT_EQ(end - large, ends.size());
+    EXPECT_EQ("value", ends[middle]);
+    EXPECT_EQ(refused, ends[small - 1]);
+    for (std::uint32_t i = small; i < end; ++i)
+        EXPECT_EQ("value", ends[i]) << i;
+}
+
 /// Questions that are left open, and answers that are not read.
 TEST_F(HostilePeers, WhatHeapsUpEndsItsConnection) {
     const auto path = socket();

@@ -138,18 +138,31 @@ inline std::size_t callsUntilAnswer(RawConnection& connection, std::uint32_t que
     return calls;
 }
 
+/// What `look` makes of the reply to a call of a service.
+template <class Look>
+auto lookAtReply(capnp::rpc::Payload::Reader results, Look look) {
+    const auto bytes = results.getContent().getAs<wire::Endpoint::CallResults>().getReply();
+    const kj::ArrayPtr<const capnp::word> segments[] = {
+        {reinterpret_cast<const capnp::word*>(bytes.begin()), bytes.size() / sizeof(capnp::word)}};
+    capnp::SegmentArrayMessageReader reader(segments);
+    return look(reader.getRoot<wire::Reply>());
+}
+
 /// How a call of a service ended: "value", or the number of the kind of its error, or something else.
 inline std::string endOf(capnp::rpc::Return::Reader answer) {
     if (!answer.isResults())
         return "no results";
-    const auto bytes = answer.getResults().getContent().getAs<wire::Endpoint::CallResults>().getReply();
-    const kj::ArrayPtr<const capnp::word> segments[] = {
-        {reinterpret_cast<const capnp::word*>(bytes.begin()), bytes.size() / sizeof(capnp::word)}};
-    capnp::SegmentArrayMessageReader reader(segments);
-    const auto reply = reader.getRoot<wire::Reply>();
-    return reply.isResult()  ? "value"
-           : reply.isError() ? std::to_string(reply.getError().getKind())
-                             : "failure";
+    return lookAtReply(answer.getResults(), [](wire::Reply::Reader reply) -> std::string {
+        return reply.isResult()  ? "value"
+               : reply.isError() ? std::to_string(reply.getError().getKind())
+                                 : "failure";
+    });
+}
+
+/// The integer that a call of a service came to.
+inline std::int64_t integerOf(capnp::rpc::Return::Reader answer) {
+    return lookAtReply(answer.getResults(),
+                       [](wire::Reply::Reader reply) { return reply.getResult().getInteger(); });
 }
 
 /// Until as many answers have come, of the endpoint (question 0) and of calls. How each of them ended; fewer
