@@ -217,15 +217,15 @@ void Client::drop(const std::string& process, std::uint64_t connection) {
     }));
 }
 
-void Client::call(std::uint64_t connection, std::uint64_t publication, const Words& request,
+void Client::call(const RemotePublication& publication, const Words& request,
                   const std::shared_ptr<PendingCall>& call, Clock::time_point end) {
-    if (const auto found = connections_.find(connection); found != connections_.end())
+    if (const auto found = connections_.find(publication.process->connection); found != connections_.end())
         found->second->call(publication, request, call, end);
 }
 
-void Client::listen(std::uint64_t connection, std::uint64_t publication, const std::string& topic,
+void Client::listen(const RemotePublication& publication, const std::string& topic,
                     const std::shared_ptr<ListenerState>& state, std::uint64_t number) {
-    if (const auto found = connections_.find(connection); found != connections_.end())
+    if (const auto found = connections_.find(publication.process->connection); found != connections_.end())
         found->second->listen(publication, topic, state, number);
 }
 

@@ -33,9 +33,9 @@ class Client final : private kj::TaskSet::ErrorHandler {
     /// The folder has changed.
     void lookAround();
 
-    void call(std::uint64_t connection, std::uint64_t publication, const Words& request,
+    void call(const RemotePublication& publication, const Words& request,
               const std::shared_ptr<PendingCall>& call, std::chrono::steady_clock::time_point end);
-    void listen(std::uint64_t connection, std::uint64_t publication, const std::string& topic,
+    void listen(const RemotePublication& publication, const std::string& topic,
                 const std::shared_ptr<ListenerState>& state, std::uint64_t number);
     void endListening(std::uint64_t connection, std::uint64_t number);
     void taken(std::uint64_t connection, std::uint64_t announcement);

@@ -17,8 +17,9 @@ namespace {
 constexpr std::size_t decodedHereBytes = 256 * 1024;
 constexpr WorkerPool::Lane decodingLane = 0;
 
-/// Of announcements. Sound providers close the connection at half of it.
+/// Of announcements, and of changes of the services. Sound providers tell no more at half of it.
 constexpr std::size_t mostUntakenBytes = 2 * limits::announcementBytes;
+constexpr std::size_t mostUntakenChanges = 2 * limits::changesAtOnce;
 
 constexpr capnp::MessageSize roomFor(std::size_t words) {
     return {words + 16, 1};
@@ -102,7 +103,7 @@ ClientConnection::~ClientConnection() {
     link_.cut();
     process_->isOpen = false;
     while (!services_.empty())
-        withdrawn(services_.begin()->first);
+        leave(services_.begin()->first);
 }
 
 void ClientConnection::drop(const char* why) {
@@ -120,7 +121,8 @@ void ClientConnection::taskFailed(kj::Exception&& failure) {
 /// Runs a task on another thread. What it is about is answered when it has run, so that the other process
 /// waits for whoever is told.
 template <class Task>
-kj::Promise<void> ClientConnection::whenTaken(SerialThread& thread, std::size_t bytes, Task task) {
+kj::Promise<void> ClientConnection::whenTaken(SerialThread& thread, Load& load, std::size_t bytes,
+                                              Task task) {
     const std::uint64_t number = engine_.core.newNumber();
     auto taken = kj::newPromiseAndFulfiller<void>();
     thread.post([&loop = engine_.core.loop, connection = process_->connection, number, task] {
@@ -129,8 +131,9 @@ kj::Promise<void> ClientConnection::whenTaken(SerialThread& thread, std::size_t 
         });
         task();
     });
-    untaken_.emplace(number, Untaken{kj::mv(taken.fulfiller), bytes});
-    untakenBytes_ += bytes;
+    untaken_.emplace(number, Untaken{kj::mv(taken.fulfiller), load, bytes});
+    ++load.count;
+    load.bytes += bytes;
     return kj::mv(taken.promise);
 }
 
@@ -138,11 +141,21 @@ void ClientConnection::taken(std::uint64_t told) {
     auto untaken = untaken_.extract(told);
     if (untaken.empty())
         return;
-    untakenBytes_ -= untaken.mapped().bytes;
+    --untaken.mapped().load.count;
+    untaken.mapped().load.bytes -= untaken.mapped().bytes;
     untaken.mapped().taken->fulfill();
 }
 
+void ClientConnection::requireRoomForChange(std::size_t bytes) {
+    if (!isDropped_ && untakenChanges_.count < mostUntakenChanges &&
+        untakenChanges_.bytes + bytes <= mostUntakenBytes)
+        return;
+    drop("it does not wait for those who are told of its services");
+    kj::throwFatalException(KJ_EXCEPTION(OVERLOADED, "too many changes of the services"));
+}
+
 kj::Promise<void> ClientConnection::offered(std::uint64_t number, kj::ArrayPtr<const kj::byte> bytes) {
+    requireRoomForChange(bytes.size());
     try {
         const Message message = decodeMessage(asWords(bytes));
         if (services_.contains(number) || services_.size() >= limits::services ||
@@ -155,7 +168,7 @@ kj::Promise<void> ClientConnection::offered(std::uint64_t number, kj::ArrayPtr<c
             serviceProperties(message.name, process_->name, properties, message.values.at(0).asText());
         const auto publication = std::make_shared<RemotePublication>(process_, number, message.name);
         const Discovery::Key key(process_->connection, number);
-        auto taken = whenTaken(engine_.core.services, 0,
+        auto taken = whenTaken(engine_.core.services, untakenChanges_, bytes.size(),
                                [&discovery = engine_.core.discovery, key, entered = std::move(entered),
                                 service = std::make_shared<RegisteredService>(publication)] {
                                    discovery.enter(key, entered, service);
@@ -170,13 +183,18 @@ kj::Promise<void> ClientConnection::offered(std::uint64_t number, kj::ArrayPtr<c
 }
 
 kj::Promise<void> ClientConnection::withdrawn(std::uint64_t number) {
+    requireRoomForChange(0);
+    return leave(number);
+}
+
+kj::Promise<void> ClientConnection::leave(std::uint64_t number) {
     const auto gone = services_.extract(number);
     if (gone.empty())
         return kj::READY_NOW;
     gone.mapped().publication->isOffered = false;
     serviceBytes_ -= gone.mapped().bytes;
     try {
-        return whenTaken(engine_.core.services, 0,
+        return whenTaken(engine_.core.services, untakenChanges_, 0,
                          [&discovery = engine_.core.discovery,
                           key = Discovery::Key(process_->connection, number)] { discovery.leave(key); });
     } catch (const std::exception& failure) {
@@ -185,12 +203,12 @@ kj::Promise<void> ClientConnection::withdrawn(std::uint64_t number) {
     }
 }
 
-void ClientConnection::call(std::uint64_t publication, const Words& request,
+void ClientConnection::call(const RemotePublication& publication, const Words& request,
                             std::shared_ptr<PendingCall> call, std::chrono::steady_clock::time_point end) {
     const auto left = end - std::chrono::steady_clock::now();
     if (left <= left.zero())
         return call->fail(RemoteErrorKind::timedOut, "No time was left for it");
-    if (!services_.contains(publication))
+    if (!publication.isOffered)
         return call->fail(RemoteErrorKind::disconnected, "The service is not published any more");
     if (calls_ >= limits::callsOfConnection)
         return call->fail(RemoteErrorKind::refused, "Too many calls have no answer yet");
@@ -198,7 +216,7 @@ void ClientConnection::call(std::uint64_t publication, const Words& request,
         network_.getCurrentQueueCount() > limits::unsentMessages / 2) // a call comes with its end
         return call->fail(RemoteErrorKind::refused, "Too much waits for the other process");
     auto message = endpoint_.callRequest(roomFor(request.count()));
-    message.setPublication(publication);
+    message.setPublication(publication.number);
     message.setRequest(request.asBytes());
     auto answered = message.send().then(
         [this, call](capnp::Response<wire::Endpoint::CallResults>&& response) {
@@ -227,10 +245,14 @@ void ClientConnection::deliver(kj::ArrayPtr<const kj::byte> reply, const std::sh
     }
 }
 
-void ClientConnection::listen(std::uint64_t publication, const std::string& topic,
+void ClientConnection::listen(const RemotePublication& publication, const std::string& topic,
                               std::shared_ptr<ListenerState> state, std::uint64_t number) {
+    if (!publication.isOffered)
+        return;
+    if (listening_.size() >= limits::callsOfConnection)
+        return note(log::Severity::warning, "Too many listen to services of process ", process_->id);
     auto request = endpoint_.listenRequest();
-    request.setPublication(publication);
+    request.setPublication(publication.number);
     request.setTopic({reinterpret_cast<const kj::byte*>(topic.data()), topic.size()});
     request.setListener(kj::heap<ListenerServer>(link_, std::move(state)));
     auto promise = request.send();
@@ -243,11 +265,11 @@ void ClientConnection::listen(std::uint64_t publication, const std::string& topi
 kj::Promise<void> ClientConnection::announced(const std::shared_ptr<ListenerState>& state,
                                               kj::ArrayPtr<const kj::byte> bytes) {
     const std::size_t counted = std::max(bytes.size(), limits::announcementLeast);
-    if (untakenBytes_ + counted > mostUntakenBytes) {
+    if (untakenAnnouncements_.bytes + counted > mostUntakenBytes) {
         drop("it does not wait for those who listen");
         kj::throwFatalException(KJ_EXCEPTION(OVERLOADED, "too many announcements"));
     }
-    return whenTaken(engine_.core.announcements, counted,
+    return whenTaken(engine_.core.announcements, untakenAnnouncements_, counted,
                      [state, words = std::make_shared<const Words>(bytes)] {
                          state->call(decodeMessage(words->all()).values);
                      });

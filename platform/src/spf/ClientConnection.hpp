@@ -36,10 +36,11 @@ class ClientConnection final : private kj::TaskSet::ErrorHandler {
 
     const RemoteProcess& process() const { return *process_; }
 
-    void call(std::uint64_t publication, const Words& request, std::shared_ptr<PendingCall> call,
+    /// Of a publication that has gone, calls fail and nothing is heard, whatever has its number now.
+    void call(const RemotePublication& publication, const Words& request, std::shared_ptr<PendingCall> call,
               std::chrono::steady_clock::time_point end);
-    void listen(std::uint64_t publication, const std::string& topic, std::shared_ptr<ListenerState> state,
-                std::uint64_t number);
+    void listen(const RemotePublication& publication, const std::string& topic,
+                std::shared_ptr<ListenerState> state, std::uint64_t number);
     void endListening(std::uint64_t number) { listening_.erase(number); }
     /// A listener has been called, or a change of the services has been told.
     void taken(std::uint64_t told);
@@ -56,17 +57,24 @@ class ClientConnection final : private kj::TaskSet::ErrorHandler {
         std::shared_ptr<RemotePublication> publication;
         std::size_t bytes = 0; // in which it was told
     };
+    struct Load {
+        std::size_t count = 0;
+        std::size_t bytes = 0;
+    };
     struct Untaken {
         kj::Own<kj::PromiseFulfiller<void>> taken;
+        Load& load; // that it is a part of
         std::size_t bytes = 0;
     };
 
     kj::Promise<void> offered(std::uint64_t number, kj::ArrayPtr<const kj::byte> bytes);
     kj::Promise<void> withdrawn(std::uint64_t number);
+    kj::Promise<void> leave(std::uint64_t number);
+    void requireRoomForChange(std::size_t bytes);
     kj::Promise<void> announced(const std::shared_ptr<ListenerState>& state,
                                 kj::ArrayPtr<const kj::byte> bytes);
     template <class Task>
-    kj::Promise<void> whenTaken(SerialThread& thread, std::size_t bytes, Task task);
+    kj::Promise<void> whenTaken(SerialThread& thread, Load& load, std::size_t bytes, Task task);
     void deliver(kj::ArrayPtr<const kj::byte> reply, const std::shared_ptr<PendingCall>& call);
     void drop(const char* why);
     void taskFailed(kj::Exception&& failure) override;
@@ -77,9 +85,10 @@ class ClientConnection final : private kj::TaskSet::ErrorHandler {
     bool isDropped_ = false;
     std::size_t calls_ = 0; // that have no answer yet
     std::map<std::uint64_t, Service> services_;
-    std::size_t serviceBytes_ = 0;             // of those
-    std::map<std::uint64_t, Untaken> untaken_; // announcements, and changes of the services
-    std::size_t untakenBytes_ = 0;             // of the announcements
+    std::size_t serviceBytes_ = 0; // of those
+    Load untakenAnnouncements_;
+    Load untakenChanges_;                      // of the services
+    std::map<std::uint64_t, Untaken> untaken_; // both
     Line line_;
     MessageGate gate_;
     LimitedStream messages_;

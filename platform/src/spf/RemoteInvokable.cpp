@@ -52,11 +52,10 @@ std::future<Value> RemoteInvokable::invoke(const std::string& method, Value::Lis
     }
     try {
         Words request = encodeMessage(method, arguments, limits::requestBytes);
-        const RemoteProcess& process = *publication_->process;
-        process.core.loop.post([connection = process.connection, publication = publication_->number, call,
-                                end, words = std::move(request)](Engine& engine) {
-            engine.client.call(connection, publication, words, call, end);
-        });
+        publication_->process->core.loop.post(
+            [publication = publication_, call, end, words = std::move(request)](Engine& engine) {
+                engine.client.call(*publication, words, call, end);
+            });
     } catch (const RemoteError& error) {
         call->fail(error.kind(), error.what());
     }
@@ -79,8 +78,8 @@ Subscription RemoteInvokable::listen(const std::string& topic, Listener listener
         core.loop.post(
             [connection, number](Engine& engine) { engine.client.endListening(connection, number); });
     });
-    core.loop.post([connection, publication = publication_->number, topic, state, number](Engine& engine) {
-        engine.client.listen(connection, publication, topic, state, number);
+    core.loop.post([publication = publication_, topic, state, number](Engine& engine) {
+        engine.client.listen(*publication, topic, state, number);
     });
     return subscription;
 }

@@ -26,6 +26,14 @@ class ProviderSide {
             params.setService(service.asBytes());
         });
     }
+    bool withdraw(std::uint64_t publication) {
+        return call(
+            follower_, capnp::typeId<wire::Follower>(),
+            [&](auto content) {
+                content.template initAs<wire::Follower::WithdrawParams>().setPublication(publication);
+            },
+            1);
+    }
     bool announce(std::uint32_t listener, std::size_t bytes) {
         const Words words = encodeMessage("t", {std::string(bytes, 'x')}, 2 * bytes + 1024);
         return call(listener, capnp::typeId<wire::Listener>(), [&](auto content) {
@@ -49,12 +57,13 @@ class ProviderSide {
 
   private:
     template <class Fill>
-    bool call(std::uint32_t target, std::uint64_t interface, Fill fill) {
+    bool call(std::uint32_t target, std::uint64_t interface, Fill fill, std::uint16_t method = 0) {
         return connection.send(frame([&](auto message) {
             auto call = message.initCall();
             call.setQuestionId(question_++);
             call.initTarget().setImportedCap(target);
             call.setInterfaceId(interface);
+            call.setMethodId(method);
             fill(call.initParams().getContent());
         }));
     }
@@ -102,6 +111,75 @@ TEST_F(HostilePeers, AnnouncementsThatNobodyWaitsForEndTheirConnection) {
     EXPECT_FALSE(isTaken);
     EXPECT_TRUE(comesTrue([&] { return !remote->isAlive(); }));
     closed.unlock();
+}
+
+/// Each time it comes and goes, the trackers are to be told.
+TEST_F(HostilePeers, ServicesThatComeAndGoWithoutWaitingEndTheirConnection) {
+    static std::mutex gate; // the trackers may still be told at the end
+    std::unique_lock closed(gate);
+    auto token = home.context.AddServiceListener([](const auto&) { const std::lock_guard wait(gate); },
+                                                 "(spf.servicename=fickle)");
+    for (const std::size_t bytes : {std::size_t{10}, std::size_t{900'000}}) {
+        const int pairs = bytes == 10 ? 1500 : 60;
+        HostileProvider provider(home.folder());
+        ProviderSide side(provider);
+        for (int i = 0; i < pairs && side.offer(1, "fickle", bytes) && side.withdraw(1); ++i) {
+        }
+        EXPECT_TRUE(side.connection.isClosed()) << bytes;
+        std::filesystem::remove(provider.place);
+    }
+    closed.unlock();
+    home.context.RemoveListener(std::move(token));
+}
+
+/// The number of a service that has gone may be given to another one.
+TEST_F(HostilePeers, AServiceThatCameAgainIsAnotherOne) {
+    HostileProvider provider(home.folder());
+    ProviderSide side(provider);
+    ASSERT_TRUE(side.offer(1, "before", 10));
+    const auto before = find("before");
+    ASSERT_NE(nullptr, before);
+    ASSERT_TRUE(side.withdraw(1));
+    ASSERT_TRUE(side.offer(1, "after", 10));
+    const auto after = find("after");
+    ASSERT_NE(nullptr, after);
+    EXPECT_FALSE(before->isAlive());
+    EXPECT_EQ("disconnected", outcome(before->invoke("echo", {}, std::chrono::seconds(1))));
+    const auto nothing = before->listen("before", [](const Value::List&) {});
+    const auto subscription = after->listen("after", [](const Value::List&) {});
+    std::string topic;
+    while (
+        topic.empty() && nextMessage(side.connection, [&](capnp::rpc::Message::Reader message) {
+            if (!message.isCall() || message.getCall().getMethodId() != 2)
+                return;
+            const auto bytes =
+                message.getCall().getParams().getContent().getAs<wire::Endpoint::ListenParams>().getTopic();
+            topic.assign(reinterpret_cast<const char*>(bytes.begin()), bytes.size());
+        })) {
+    }
+    EXPECT_EQ("after", topic);
+}
+
+TEST_F(HostilePeers, SubscriptionsBeyondTheLimitAreNotSent) {
+    HostileProvider provider(home.folder());
+    ProviderSide side(provider);
+    ASSERT_TRUE(side.offer(1, "wanted", 10));
+    const auto remote = find("wanted");
+    ASSERT_NE(nullptr, remote);
+    std::vector<Subscription> subscriptions;
+    for (std::size_t i = 0; i < limits::callsOfConnection + 10; ++i)
+        subscriptions.push_back(remote->listen("t", [](const Value::List&) {}));
+    const auto last = remote->invoke("echo", {});
+    std::size_t listening = 0;
+    bool isCalled = false;
+    const auto see = [&](capnp::rpc::Message::Reader message) {
+        listening += message.isCall() && message.getCall().getMethodId() == 2 ? 1 : 0;
+        isCalled = message.isCall() && message.getCall().getMethodId() == 1;
+    };
+    while (!isCalled && nextMessage(side.connection, see)) {
+    }
+    EXPECT_TRUE(isCalled);
+    EXPECT_EQ(limits::callsOfConnection, listening);
 }
 
 } // namespace
