@@ -10,11 +10,10 @@
 #include "support/AtLine.hpp"
 #include "support/LogLines.hpp"
 #include "support/OtherProcess.hpp"
-#include "support/StartedTree.hpp"
+#include "support/Startup.hpp"
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <functional>
 
 namespace {
@@ -28,25 +27,7 @@ using Lines = std::vector<std::string>;
 
 constexpr const char* channel = "settings::core::settingsImplRoot";
 
-struct ToolboxesAtStart : testing::Test {
-    ToolboxesAtStart() {
-        ::setenv("SETTINGS_FACTORYDIR", (base / "factory").c_str(), 1);
-        ::setenv("SETTINGS_INSTALLATIONDIR", (base / "installation").c_str(), 1);
-        ::unsetenv("SETTINGS_USERDIR");
-        ::setenv("VARNEK_PREFDIR", (base / "prefs").c_str(), 1);
-        std::filesystem::create_directories(base / "installation");
-        define("editor");
-    }
-    void define(const std::string& group) const {
-        const auto file = base / (group + ".vksettings");
-        varnek::settings::FactoryFileGenerator::fromText(
-            "{\"groupName\": \"" + group + "\", \"settings\": [{\"name\": \"x\", \"value\": 1}]}", "test")
-            .write(file);
-        installFactoryFile(file, base / "factory", false);
-    }
-    static Handle root() { return getSettingsRoot(DefaultRootIndex()); }
-    TempFolder base;
-};
+struct ToolboxesAtStart : Startup {};
 
 /// Asks `work` whenever it is asked anything about itself.
 struct AskedSettings : FactorySettings {
@@ -96,6 +77,8 @@ TEST_F(ToolboxesAtStart, TheLogFollowsThem) {
                              "Loading settings without RCF", "Create the Microservice tracker",
                              "Tracker:", "Tracker: add to settings root: early isVisible:true",
                              "SettingsImplRoot::addDummyNode for: editor:root",
+                             "SettingsImplRoot::addDummyNode for: packages:root",
+                             "SettingsImplRoot::addDummyNode for: shell:root",
                              "SettingsImplRoot::buildSettingsTree: Add service: early"});
         tree->getChild("early");
         expect("loading",
