@@ -73,10 +73,6 @@ bool sameEntry(zip_t* archive, zip_uint64_t index, const ArchiveEntry& entry) {
            (status.encryption_method == ZIP_EM_AES_256) == entry.encrypted;
 }
 
-} // namespace
-
-namespace {
-
 /// Unpacks all of `packed`, which must give exactly the announced number of bytes.
 std::string inflated(std::string_view packed, const ArchiveEntry& entry) {
     z_stream stream{};

@@ -74,8 +74,8 @@ SETTINGSCORE_EXPORT std::vector<RemotePublisher> getRemotePublishers();
 /// A process that may publish groups and cannot be used at the moment.
 struct UnusablePublisher {
     std::string process; ///< as that of RemotePublisher
-    exception::RemoteCallFailed::Fault
-        fault; ///< refused: it has too many clients; timedOut: no answer so far
+    /// refused: it has too many clients; timedOut: no answer so far
+    exception::RemoteCallFailed::Fault fault;
     std::string cause;
 };
 
