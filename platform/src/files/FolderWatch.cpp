@@ -36,6 +36,7 @@ constexpr std::uint32_t pathEvents = IN_CREATE | IN_MOVED_TO | IN_ATTRIB; // on 
 constexpr std::uint32_t parentEvents = IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO | IN_ONLYDIR;
 constexpr int mostLooks = 16;           // a folder that is there may still not be watchable
 constexpr int retryMilliseconds = 1000; // while nothing at all can be watched
+constexpr int pauseMilliseconds = 100;  // while nothing can be waited for
 
 detail::Descriptor required(int fd, const char* what) {
     if (fd < 0)
@@ -136,8 +137,12 @@ struct FolderWatch::State {
             std::array<pollfd, 2> waits{{{stop.get(), POLLIN, 0}, {events.get(), POLLIN, 0}}};
             const int timeout = watch >= 0 ? -1 : retryMilliseconds;
             const int ready = ::poll(waits.data(), waits.size(), timeout);
-            if (waits[0].revents != 0 || (ready < 0 && errno != EINTR))
+            if (waits[0].revents != 0)
                 return;
+            if (ready < 0 && errno != EINTR) { // no memory, or a limit of descriptors below what it is given
+                ::poll(nullptr, 0, pauseMilliseconds);
+                continue;
+            }
             try {
                 FolderChanges changes = collect();
                 if (!changes.names.empty() || changes.isEverything)
