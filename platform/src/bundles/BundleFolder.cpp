@@ -1,9 +1,8 @@
 #include "varnek/bundles/BundleFolder.hpp"
 
 #include "varnek/bundles/ManifestFile.hpp"
+#include "varnek/exception/CurrentException.hpp"
 #include "varnek/files/Folder.hpp"
-
-#include <exception>
 
 namespace varnek::bundles {
 namespace {
@@ -14,13 +13,7 @@ using cppmicroservices::BundleContext;
 constexpr const char* libraryExtension = ".so";
 
 std::string causeOf() {
-    try {
-        throw;
-    } catch (const std::exception& failure) {
-        return failure.what();
-    } catch (...) {
-        return "not a standard exception";
-    }
+    return exception::causeOfCurrentException("not a standard exception");
 }
 
 void addProblem(LibraryStart& start, const std::string& text) {

@@ -3,11 +3,10 @@
 #include "varnek/files/FolderWatch.hpp"
 
 #include "files/Descriptor.hpp"
+#include "varnek/concurrency/WithoutSignals.hpp"
 #include "varnek/log/Channel.hpp"
 
 #include <poll.h>
-#include <pthread.h>
-#include <signal.h>
 #include <sys/eventfd.h>
 #include <sys/inotify.h>
 #include <unistd.h>
@@ -43,22 +42,6 @@ detail::Descriptor required(int fd, const char* what) {
         throw std::system_error(errno, std::generic_category(), what);
     return detail::Descriptor(fd);
 }
-
-/// New threads inherit the mask: signals are for threads that expect them.
-class SignalsBlocked {
-  public:
-    SignalsBlocked() noexcept {
-        sigset_t all;
-        sigfillset(&all);
-        ::pthread_sigmask(SIG_SETMASK, &all, &before_);
-    }
-    SignalsBlocked(const SignalsBlocked&) = delete;
-    SignalsBlocked& operator=(const SignalsBlocked&) = delete;
-    ~SignalsBlocked() { ::pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
-
-  private:
-    sigset_t before_{};
-};
 
 } // namespace
 
@@ -210,7 +193,7 @@ FolderWatch::FolderWatch(const std::filesystem::path& folder, Listener listener)
     if (folder.empty() || !listener)
         throw std::invalid_argument("a folder watch needs a folder and a listener");
     state_ = std::make_shared<State>(folder, std::move(listener));
-    const SignalsBlocked blocked;
+    const concurrency::WithoutSignals inTheThread;
     state_->thread = std::thread([state = state_] { state->run(); });
 }
 

@@ -2,6 +2,7 @@
 
 #include "cppmicroservices/IllegalStateException.h"
 #include "microservices/FrameworkCore.hpp"
+#include "varnek/exception/CurrentException.hpp"
 
 #include <algorithm>
 #include <stdexcept>
@@ -14,13 +15,7 @@ namespace {
 
 /// The text of what is being handled.
 std::string causeOf() {
-    try {
-        throw;
-    } catch (const std::exception& failure) {
-        return failure.what();
-    } catch (...) {
-        return "not a standard exception";
-    }
+    return varnek::exception::causeOfCurrentException("not a standard exception");
 }
 
 template <class Entries>

@@ -8,16 +8,6 @@
 
 namespace settings::core::detail {
 
-std::string causeOfCurrentException() {
-    try {
-        throw;
-    } catch (const std::exception& failure) {
-        return failure.what();
-    } catch (...) {
-        return {};
-    }
-}
-
 void logCaught(std::string_view text, const std::filesystem::path& file) {
     const bool isNamed = text.find(file.filename().string()) != std::string_view::npos;
     VARNEK_LOG(fileLog, error) << "Exception caught: " << (text.empty() ? "Unknown" : text)

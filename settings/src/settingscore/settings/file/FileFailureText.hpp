@@ -1,6 +1,8 @@
 /// Failures of files as the interface shows them.
 #pragma once
 
+#include "varnek/exception/CurrentException.hpp"
+
 #include <filesystem>
 #include <string>
 #include <string_view>
@@ -11,8 +13,7 @@ class OpenError;
 
 namespace settings::core::detail {
 
-/// What the exception being handled says; empty when it is none of the standard ones. Inside a handler only.
-std::string causeOfCurrentException();
+using varnek::exception::causeOfCurrentException;
 
 /// Logs "Exception caught: " with the text, "Unknown" for an empty one, and the file where the text does not
 /// name it.

@@ -1,6 +1,6 @@
 #include "settingscore/settings/file/OrderedWorkQueue.hpp"
 
-#include "settingscore/settings/file/SeveralThreads.hpp"
+#include "varnek/concurrency/WithoutSignals.hpp"
 
 #include <pthread.h>
 
@@ -36,7 +36,7 @@ OrderedWorkQueueImpl::~OrderedWorkQueueImpl() {
 }
 
 void OrderedWorkQueueImpl::start() {
-    const WithoutSignals inTheWorker;
+    const varnek::concurrency::WithoutSignals inTheWorker;
     worker_ = std::thread([this] { run(); });
     isStarted_ = true;
 }

@@ -1,6 +1,7 @@
 #include "settingscore/settings/file/SeveralThreads.hpp"
 
 #include "settingscore/settings/file/FileLog.hpp"
+#include "varnek/concurrency/WithoutSignals.hpp"
 
 #include <algorithm>
 #include <atomic>
@@ -10,18 +11,6 @@
 
 namespace settings::core::detail {
 
-WithoutSignals::WithoutSignals() noexcept {
-    sigset_t all;
-    ::sigfillset(&all);
-    for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGABRT})
-        ::sigdelset(&all, fault);
-    ::pthread_sigmask(SIG_SETMASK, &all, &before_);
-}
-
-WithoutSignals::~WithoutSignals() {
-    ::pthread_sigmask(SIG_SETMASK, &before_, nullptr);
-}
-
 void bySeveralThreads(std::size_t count, std::size_t threads, const std::function<void(std::size_t)>& work) {
     std::atomic<std::size_t> next{0};
     const auto workOn = [&] {
@@ -30,7 +19,7 @@ void bySeveralThreads(std::size_t count, std::size_t threads, const std::functio
     };
     std::vector<std::jthread> helpers;
     try {
-        const WithoutSignals inHelpers;
+        const varnek::concurrency::WithoutSignals inHelpers;
         while (helpers.size() + 1 < std::min(count, threads))
             helpers.emplace_back(workOn);
     } catch (const std::exception& failure) { // fewer do as well
