@@ -1,5 +1,6 @@
 // A listener that the writer's thread calls ends the process: what is still to be written is written first.
 
+#include "support/Children.hpp"
 #include "support/WriterTree.hpp"
 
 #include "settingscore/events/SettingsEvent.hpp"
@@ -8,7 +9,6 @@
 
 #include <fcntl.h>
 #include <sys/resource.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -66,20 +66,8 @@ TEST_F(EndInListener, DISABLED_TheWritersListenerEndsTheProcess) {
 TEST_F(EndInListener, WhatIsLeftIsWritten) {
     for (int i = 0; i < groupCount; ++i) // they have files, which others change then
         group(FileTree(folder.path()), groupName(i))->set("s", 1.0, "user");
-    const pid_t child = ::fork();
-    ASSERT_NE(-1, child);
-    if (child == 0) {
-        ::setenv("FILE_WRITER_FOLDER", folder.path().c_str(), 1);
-        const int silent = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
-        ::dup2(silent, STDOUT_FILENO);
-        ::execl("/proc/self/exe", "settings_file_tests",
-                "--gtest_filter=EndInListener.DISABLED_TheWritersListenerEndsTheProcess",
-                "--gtest_also_run_disabled_tests", static_cast<char*>(nullptr));
-        ::_exit(127);
-    }
-    int status = 0;
-    EXPECT_EQ(child, ::waitpid(child, &status, 0));
-    EXPECT_EQ(0, status);
+    inAnotherProcess(
+        [&] { becomeTest("EndInListener.DISABLED_TheWritersListenerEndsTheProcess", folder.path()); });
     for (int i = 0; i < groupCount; ++i) {
         EXPECT_EQ(2.0, onDisk(groupName(i))) << i;
         EXPECT_EQ(7.0, onDisk(groupName(i), "t")) << i;

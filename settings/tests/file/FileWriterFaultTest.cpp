@@ -2,6 +2,7 @@
 // thread.
 
 #include "support/AtLine.hpp"
+#include "support/Children.hpp"
 #include "support/WriterTree.hpp"
 
 #include "settingscore/SaveReport.hpp"
@@ -16,7 +17,6 @@
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/resource.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -201,16 +201,13 @@ TEST_F(FileWriterFaults, AChildThatGoesOnSavesItself) {
     g->set("s", 1.0, "user");
     std::thread waiter([&] { awaitSave(*g, "user"); });
     inside.wait(); // a pass is at work: the fork waits for it
-    const pid_t child = ::fork();
-    if (child == 0) {
+    Child child([&] {
         ::alarm(60);
         const bool isThere = awaitSave(*g, "user").isOnDisk;
         g->set("t", 2.0, "user");
         ::_exit(isThere && awaitSave(*g, "user").isOnDisk ? 0 : 1);
-    }
-    int status = 0;
-    ASSERT_EQ(child, ::waitpid(child, &status, 0));
-    EXPECT_EQ(0, status);
+    });
+    EXPECT_EQ(0, child.wait());
     waiter.join();
     awaitSave(*g, "user");
     EXPECT_EQ(2.0, onDisk("g", "t"));
@@ -221,15 +218,11 @@ TEST_F(FileWriterFaults, AChildSavesWhatWasStillWaiting) {
     const Handle g = group(shared, "g");
     prefdirWriter()->holdPasses(); // so that the change still waits
     g->set("s", 1.0, "user");
-    const pid_t child = ::fork();
-    if (child == 0) {
-        ::alarm(60);
-        ::_exit(awaitSave(*g, "user").isOnDisk ? 0 : 1);
-    }
-    int status = 0;
-    const bool hasEnded = ::waitpid(child, &status, 0) == child;
+    const int status = Child([&] {
+                           ::alarm(60);
+                           ::_exit(awaitSave(*g, "user").isOnDisk ? 0 : 1);
+                       }).wait();
     prefdirWriter()->releasePasses();
-    EXPECT_TRUE(hasEnded);
     EXPECT_EQ(0, status);
     EXPECT_TRUE(awaitSave(*g, "user").isOnDisk);
 }
@@ -419,19 +412,7 @@ TEST_F(FileWriterFaults, DISABLED_EndsWhileAnotherThreadEndsTheWriter) {
 
 TEST_F(FileWriterFaults, TheEndOfTheProcess) {
     const auto run = [&](const std::string& test) {
-        const pid_t child = ::fork();
-        if (child == 0) {
-            ::setenv("FILE_WRITER_FOLDER", folder.path().c_str(), 1);
-            const std::string filter = "--gtest_filter=FileWriterFaults.DISABLED_" + test;
-            const int silent = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
-            ::dup2(silent, STDOUT_FILENO);
-            ::execl("/proc/self/exe", "settings_file_tests", filter.c_str(),
-                    "--gtest_also_run_disabled_tests", static_cast<char*>(nullptr));
-            ::_exit(127);
-        }
-        int status = 0;
-        EXPECT_EQ(child, ::waitpid(child, &status, 0));
-        return status;
+        return Child([&] { becomeTest("FileWriterFaults.DISABLED_" + test, folder.path()); }).wait();
     };
     EXPECT_EQ(0, run("EndsWhileAnotherThreadEndsTheWriter"));
     EXPECT_EQ(100U, namesIn(folder / "user").size());

@@ -1,5 +1,6 @@
 // The file-writer thread: the requests that are merged, the passes, the end of the process.
 
+#include "support/Children.hpp"
 #include "support/Waiting.hpp"
 #include "support/WriterTree.hpp"
 
@@ -12,7 +13,6 @@
 
 #include <fcntl.h>
 #include <signal.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -288,18 +288,8 @@ TEST_F(FileWriter, AHookMaySaveAgainAndReplacesTheOrderingOfTheDisk) {
 
 // ---- processes ----
 
-/// Runs one test of this program, which is disabled otherwise, as a process of its own.
-pid_t startAlone(const std::string& test, const TempFolder& folder) {
-    const pid_t child = ::fork();
-    if (child != 0)
-        return child;
-    ::setenv("FILE_WRITER_FOLDER", folder.path().c_str(), 1);
-    const std::string filter = "--gtest_filter=" + test;
-    const int silent = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
-    ::dup2(silent, STDOUT_FILENO);
-    ::execl("/proc/self/exe", "settings_file_tests", filter.c_str(), "--gtest_also_run_disabled_tests",
-            static_cast<char*>(nullptr));
-    ::_exit(127);
+std::unique_ptr<Child> startAlone(const std::string& test, const TempFolder& folder) {
+    return std::make_unique<Child>([&] { becomeTest("AloneInFolder.DISABLED_" + test, folder.path()); });
 }
 
 struct AloneInFolder : testing::Test {
@@ -344,10 +334,7 @@ TEST_F(AloneInFolder, DISABLED_CountsUp) {
 }
 
 TEST_F(FileWriter, WhatWasChangedIsOnDiskWhenAProcessEnds) {
-    const pid_t child = startAlone("AloneInFolder.DISABLED_SetsAndEnds", folder);
-    int status = 0;
-    ASSERT_EQ(child, ::waitpid(child, &status, 0));
-    ASSERT_EQ(0, status);
+    ASSERT_EQ(0, startAlone("SetsAndEnds", folder)->wait());
     EXPECT_EQ(100.0, onDisk("g"));
 }
 
@@ -357,16 +344,14 @@ TEST_F(FileWriter, AProcessKilledAtAnyMomentLeavesAWholeFile) {
     int kept = 0;
     double last = -1.0;
     for (int round = 0; round < rounds; ++round) {
-        const pid_t child = startAlone("AloneInFolder.DISABLED_SetsUntilItIsKilled", folder);
-        ASSERT_NE(-1, child);
+        const auto child = startAlone("SetsUntilItIsKilled", folder);
         const auto before = varnek::files::FileStamp::of(tree.file("g"));
         waitUntil([&] { return varnek::files::FileStamp::of(tree.file("g")) != before; });
         const int spins = std::uniform_int_distribution<int>(0, 20'000)(random);
         for (int i = 0; i < spins; ++i)
             std::atomic_signal_fence(std::memory_order_seq_cst);
-        ::kill(child, SIGKILL);
-        int status = 0;
-        ASSERT_EQ(child, ::waitpid(child, &status, 0));
+        ::kill(child->id(), SIGKILL);
+        child->wait();
         const FileTree next(folder.path());
         next.keeper->loadAddedGroups(SettingsAccess::node(*next.root), LevelIndex::user); // clears up
         const Handle g = group(next, "g");
@@ -382,17 +367,14 @@ TEST_F(FileWriter, AProcessKilledAtAnyMomentLeavesAWholeFile) {
 }
 
 TEST_F(FileWriter, EightProcessesLoseNothingOfEachOther) {
-    std::vector<pid_t> children;
+    std::vector<std::unique_ptr<Child>> children;
     for (int i = 0; i < 8; ++i) {
         ::setenv("FILE_WRITER_SETTING", ("s" + std::to_string(i)).c_str(), 1);
-        children.push_back(startAlone("AloneInFolder.DISABLED_CountsUp", folder));
+        children.push_back(startAlone("CountsUp", folder));
     }
     ::unsetenv("FILE_WRITER_SETTING");
-    for (const pid_t child : children) {
-        int status = 0;
-        ASSERT_EQ(child, ::waitpid(child, &status, 0));
-        EXPECT_EQ(0, status);
-    }
+    for (const auto& child : children)
+        EXPECT_EQ(0, child->wait());
     const Handle g = tree.group("g");
     for (int i = 0; i < 8; ++i)
         TestTree::setting(g, "s" + std::to_string(i));

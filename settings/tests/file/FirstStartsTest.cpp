@@ -1,6 +1,7 @@
 // A new preferences directory is there as a whole or not at all, whoever else starts and whoever dies
 // meanwhile.
 
+#include "support/Children.hpp"
 #include "support/PrefdirHome.hpp"
 #include "support/TracedCalls.hpp"
 
@@ -54,32 +55,15 @@ TEST_F(FirstStarts, EightProcessesMakeOneDirectoryAndNobodySeesItHalf) {
     const int rounds = isSoak() ? 200 : 5;
     for (int round = 0; round < rounds; ++round) {
         fs::remove_all(standard());
-        int barrier[2];
-        ASSERT_EQ(0, ::pipe(barrier));
-        std::vector<pid_t> children;
-        for (int i = 0; i < starters + observers; ++i) {
-            children.push_back(::fork());
-            ASSERT_NE(-1, children.back());
-            if (children.back() != 0)
-                continue;
-            char byte = 0;
-            ::close(barrier[1]);
-            [[maybe_unused]] const auto ended = ::read(barrier[0], &byte, 1);
+        SCOPED_TRACE("round " + std::to_string(round));
+        inChildrenAtOnce(starters + observers, [&](int i) {
             if (i < starters)
                 EXPECT_EQ(text(standard()), getPreferencesDirectoryUStr());
             else
                 while (!fs::exists(standard())) {
                 }
             EXPECT_TRUE(isWhole());
-            ::_exit(HasFailure() ? 1 : 0);
-        }
-        ::close(barrier[0]);
-        ::close(barrier[1]); // now they go
-        for (const pid_t child : children) {
-            int status = 0;
-            ASSERT_EQ(child, ::waitpid(child, &status, 0));
-            ASSERT_EQ(0, status) << "in round " << round;
-        }
+        });
         expectTidy();
     }
 }
@@ -94,27 +78,24 @@ TEST_F(FirstStarts, KilledAtAnyMomentTheNextOneFinishes) {
     int halves = 0;
     for (int round = 0; round < rounds; ++round) {
         fs::remove_all(standard());
-        const pid_t child = ::fork();
-        ASSERT_NE(-1, child);
-        if (child == 0) {
+        Child child([&] {
             if (round % 2 == 0) { // every other one dies for sure: of a record that is too large for it
                 const rlimit little{100, 100};
                 ::setrlimit(RLIMIT_FSIZE, &little);
                 std::signal(SIGXFSZ, SIG_DFL);
             }
             getPreferencesDirectoryUStr();
-            ::_exit(0);
-        }
+        });
         const auto end = std::chrono::steady_clock::now() + std::chrono::microseconds(random() % 8'000);
         while (round % 2 == 1 && std::chrono::steady_clock::now() < end) {
         }
         if (round % 2 == 1)
-            ::kill(child, SIGKILL);
-        ASSERT_EQ(child, ::waitpid(child, nullptr, 0));
+            ::kill(child.id(), SIGKILL);
+        child.wait();
         const auto inTheMaking = namesIn(standard().parent_path());
         halves += !fs::exists(standard()) && inTheMaking.size() == 2;
         EXPECT_TRUE(!fs::exists(standard()) || isWhole());
-        inProcess([&] {
+        inAnotherProcess([&] {
             getPreferencesDirectoryUStr();
             EXPECT_TRUE(isWhole());
         });
@@ -154,7 +135,7 @@ struct KilledStarts : FirstStarts {
     }
     std::vector<TracedCall> calls() const { return callsBetweenMarkers(trace); }
     void expectTheNextStartFinishes(const std::string& what) {
-        inProcess([&] {
+        inAnotherProcess([&] {
             getPreferencesDirectoryUStr();
             EXPECT_TRUE(isWhole()) << what;
         });
@@ -213,7 +194,7 @@ TEST_F(FirstStarts, TheWorkOfTheLivingIsLeftAlone) {
         varnek::files::NewFolder slow(standard());
         slow.addFile("f", "theirs");
         theirs = slow.path();
-        inProcess([&] {
+        inAnotherProcess([&] {
             getPreferencesDirectoryUStr();
             EXPECT_TRUE(isWhole());
         });

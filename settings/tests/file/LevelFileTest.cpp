@@ -1,5 +1,6 @@
 // The files of a tree over several starts: what comes back, what is kept for somebody else, what goes.
 
+#include "support/Children.hpp"
 #include "support/FileTree.hpp"
 
 #include "settingscore/SettingsSaving.hpp"
@@ -9,7 +10,6 @@
 
 #include <gtest/gtest.h>
 
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <thread>
@@ -609,24 +609,7 @@ TEST_F(LevelFiles, ProcessesThatSaveAtTheSameTime) {
         const FileTree tree = start(names);
         if (round % 2 == 1)
             std::filesystem::remove_all(user);
-        int barrier[2];
-        ASSERT_EQ(0, ::pipe(barrier));
-        std::vector<pid_t> children;
-        for (const std::string& name : names) {
-            children.push_back(::fork());
-            ASSERT_NE(-1, children.back());
-            if (children.back() == 0) {
-                char byte = 0;
-                ::close(barrier[1]);
-                [[maybe_unused]] const auto ended = ::read(barrier[0], &byte, 1);
-                group(tree)->set(name, double(round), "user");
-                ::_exit(0);
-            }
-        }
-        ::close(barrier[0]);
-        ::close(barrier[1]); // now they go
-        for (const pid_t child : children)
-            ASSERT_EQ(child, ::waitpid(child, nullptr, 0));
+        inChildrenAtOnce(processes, [&](int i) { group(tree)->set(names[i], double(round), "user"); });
         const FileTree end = start(names);
         for (const std::string& name : names)
             ASSERT_TRUE(group(end)->isSet(name, "user") &&

@@ -308,7 +308,7 @@ TEST_F(FirstFill, WithoutAHomeFolderTheSearchEndsAndTheStartGoesOn) {
     };
     if (::geteuid() != 0)
         GTEST_SKIP() << "only root becomes a user without a home folder";
-    inProcess(startWithoutHome);
+    inAnotherProcess(startWithoutHome);
 }
 
 TEST_F(FirstFill, AFileThatDoesNotReachTheDiskEndsTheStartAndIsNamed) {
@@ -355,7 +355,7 @@ TEST_F(FirstFill, AFileThatDoesNotReachTheDiskEndsTheStartAndIsNamed) {
 TEST_F(FirstFill, WithoutRoomForACopyNothingIsMade) {
     makeRelease(standard("R2024b"), {"a.vksettings"});
     writeBytes(standard("R2024b") / "b.vksettings", std::string(1000, 'x'));
-    inProcess([&] {
+    inAnotherProcess([&] {
         std::signal(SIGXFSZ, SIG_IGN);
         const rlimit little{100, 100}; // enough for the others
         ::setrlimit(RLIMIT_FSIZE, &little);

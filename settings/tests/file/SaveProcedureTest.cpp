@@ -1,6 +1,7 @@
 // How one file is saved: the order of the checks, the two ways to the disk, what the log says, what a failure
 // leaves behind.
 
+#include "support/Children.hpp"
 #include "support/FileTree.hpp"
 
 #include "settingscore/SettingsSaving.hpp"
@@ -70,23 +71,6 @@ struct SaveProcedure : testing::Test {
     std::filesystem::path file;
     FileLogLines log;
 };
-
-/// Runs `test` in a child process as a user without rights; the child's failures are the test's.
-template <class Test>
-void asNobody(Test test) {
-    const pid_t child = ::fork();
-    ASSERT_NE(-1, child);
-    if (child == 0) {
-        if (::setgid(65534) != 0 || ::setuid(65534) != 0)
-            ::_exit(3);
-        test();
-        ::_exit(testing::Test::HasFailure() ? 1 : 0);
-    }
-    int status = 0;
-    ASSERT_EQ(child, ::waitpid(child, &status, 0));
-    ASSERT_TRUE(WIFEXITED(status));
-    EXPECT_EQ(0, WEXITSTATUS(status));
-}
 
 TEST_F(SaveProcedure, TheWayIsChosenOnce) {
     int asked = 0;
@@ -389,7 +373,7 @@ TEST_F(SaveProcedure, AFolderThatTakesNoTemporaryDirectory) {
     if (::geteuid() != 0)
         GTEST_SKIP() << "needs root to become somebody else";
     ASSERT_EQ(0, ::chmod(folder.path().c_str(), 0755));
-    asNobody([&] {
+    asOrdinaryUser([&] {
         const std::string refused = failureOfSaveTo(folder / "file");
         EXPECT_EQ(0U, refused.find("NoWritePermissionOnDirectory ")) << refused;
         EXPECT_NE(std::string::npos, refused.find(folder.path().string())) << refused;
@@ -401,17 +385,12 @@ TEST_F(SaveProcedure, AFolderThatTakesNoTemporaryDirectory) {
 TEST_F(SaveProcedure, ADeathBetweenWriteAndRename) {
     group->set("s", 2.0, "user");
     const std::string before = bytesOf(file);
-    const pid_t child = ::fork();
-    ASSERT_NE(-1, child);
-    if (child == 0) {
+    Child child([&] {
         auto save = access(LevelIndex::user, node);
         save.onReplacing([] { ::_exit(7); });
         saveSettingsFile(save);
-        ::_exit(0);
-    }
-    int status = 0;
-    ASSERT_EQ(child, ::waitpid(child, &status, 0));
-    ASSERT_EQ(7, WEXITSTATUS(status));
+    });
+    ASSERT_EQ(7, WEXITSTATUS(child.wait()));
     EXPECT_EQ(before, bytesOf(file));
     std::filesystem::path left;
     for (const auto& entry : std::filesystem::directory_iterator(folder / "user"))
@@ -444,7 +423,7 @@ TEST_F(SaveProcedure, FoldersAndFilesThatOthersOwn) {
     ASSERT_EQ(0, ::chmod(folder.path().c_str(), 0755));
     ASSERT_EQ(0, ::chmod((folder / "user").c_str(), 0755));
     ASSERT_EQ(0, ::chmod(file.c_str(), 0644));
-    asNobody([&] { // readable, but not writable
+    asOrdinaryUser([&] { // readable, but not writable
         const FileTree theirs(folder.path());
         const Handle g = theirs.group("g");
         TestTree::setting(g, "s");
@@ -464,11 +443,8 @@ TEST_F(SaveProcedure, FoldersAndFilesThatOthersOwn) {
     ASSERT_EQ(0, ::pipe(ready));
     int goOn[2];
     ASSERT_EQ(0, ::pipe(goOn));
-    const pid_t child = ::fork();
-    ASSERT_NE(-1, child);
-    if (child == 0) {
-        if (::setgid(65534) != 0 || ::setuid(65534) != 0)
-            ::_exit(3);
+    Child child([&] {
+        becomeOrdinaryUser();
         const FileTree theirs(folder.path());
         const Handle g = theirs.group("g");
         TestTree::setting(g, "s");
@@ -485,16 +461,13 @@ TEST_F(SaveProcedure, FoldersAndFilesThatOthersOwn) {
         EXPECT_EQ(SaveOutcome::saved, theirs.status("g").saved) << theirs.status("g").saveMessage;
         EXPECT_EQ(1.5, g->get<double>("s", "user")); // what the file held came with it,
         EXPECT_EQ(4.0, g->get<double>("t", "user")); // but not over what was set meanwhile
-        ::_exit(testing::Test::HasFailure() ? 1 : 0);
-    }
+    });
     char byte = 0;
     ASSERT_EQ(1, ::read(ready[0], &byte, 1));
     EXPECT_EQ(before, bytesOf(file));
     ASSERT_EQ(0, ::chmod(file.c_str(), 0644));
     ASSERT_EQ(1, ::write(goOn[1], &byte, 1));
-    int status = 0;
-    ASSERT_EQ(child, ::waitpid(child, &status, 0));
-    EXPECT_EQ(0, status);
+    EXPECT_EQ(0, child.wait());
     EXPECT_EQ(2U, partJson(file, topPart).at("settings").asArray().size());
 }
 

@@ -1,5 +1,6 @@
 // When a callback hears of a change its save has been asked for, whatever the callback does next.
 
+#include "support/Children.hpp"
 #include "support/WriterTree.hpp"
 
 #include "settingscore/MSettings.hpp"
@@ -12,7 +13,6 @@
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -127,20 +127,10 @@ TEST_F(SavedBeforeTold, AListenerMayEndTheProcess) {
     for (const Operation& operation : operations()) {
         SCOPED_TRACE(operation.name);
         prepare(folder.path());
-        const pid_t child = ::fork();
-        if (child == 0) {
-            ::setenv("FILE_WRITER_FOLDER", folder.path().c_str(), 1);
+        inAnotherProcess([&] {
             ::setenv("SAVED_BEFORE_TOLD", operation.name.c_str(), 1);
-            const int silent = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
-            ::dup2(silent, STDOUT_FILENO);
-            ::execl("/proc/self/exe", "settings_file_tests",
-                    "--gtest_filter=SavedBeforeTold.DISABLED_TheListenerEndsTheProcess",
-                    "--gtest_also_run_disabled_tests", static_cast<char*>(nullptr));
-            ::_exit(127);
-        }
-        int status = 0;
-        EXPECT_EQ(child, ::waitpid(child, &status, 0));
-        EXPECT_EQ(0, status);
+            becomeTest("SavedBeforeTold.DISABLED_TheListenerEndsTheProcess", folder.path());
+        });
         EXPECT_EQ(operation.result, onDisk(folder.path()));
     }
 }

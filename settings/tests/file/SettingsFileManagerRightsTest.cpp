@@ -2,6 +2,7 @@
 
 #include "settingscore/SettingsFileManager.hpp"
 
+#include "support/Children.hpp"
 #include "support/ManagedFile.hpp"
 
 #include "settingscore/FactoryFileLocation.hpp"
@@ -9,7 +10,6 @@
 #include "settingscore/factoryfile/FactoryFileGenerator.hpp"
 #include "varnek/files/PathText.hpp"
 
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace {
@@ -71,11 +71,7 @@ TEST_F(FileManager, WithoutRights) {
     ASSERT_EQ(0, ::chown(file.c_str(), 65534, 65534));
     ASSERT_EQ(0, ::chmod(folder.path().c_str(), 0755));
     const std::string before = bytesOf(file);
-    const pid_t child = ::fork();
-    ASSERT_NE(-1, child);
-    if (child == 0) {
-        if (::setgid(65534) != 0 || ::setuid(65534) != 0)
-            ::_exit(3);
+    asOrdinaryUser([&] {
         EXPECT_EQ("ErrorSaveSettingsDueToFileIOError", failureOf([&] { made().save(); }));
         EXPECT_EQ("NoFileWritePermission", failureOf([&] { made(true).save(); }));
         EXPECT_EQ(0444U, modeOf(file)); // the permission that was lent is gone
@@ -91,11 +87,7 @@ TEST_F(FileManager, WithoutRights) {
         EXPECT_EQ("NoFileWritePermission", failureOf([&] {
                       SettingsFileManager::createOrUpdateInstallationFile(utf16FromPath(folder.path()), "v");
                   }));
-        ::_exit(testing::Test::HasFailure() ? 1 : 0);
-    }
-    int status = 0;
-    ASSERT_EQ(child, ::waitpid(child, &status, 0));
-    EXPECT_EQ(0, status);
+    });
     EXPECT_EQ(before, bytesOf(file));
     EXPECT_EQ(1U, namesIn(folder.path()).size());
 }

@@ -1,6 +1,7 @@
 // What happens to a group whose file, folder or very existence changes behind its back.
 
 #include "support/AtLine.hpp"
+#include "support/Children.hpp"
 #include "support/OneGroupsFile.hpp"
 
 #include "settingscore/MSettings.hpp"
@@ -14,7 +15,6 @@
 #include <gtest/gtest.h>
 
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <thread>
@@ -214,15 +214,7 @@ TEST_F(SharedFiles, ADamagedFileOfSomebodyElseBehindALink) {
     std::filesystem::create_symlink("real", user / "g.vksettings");
     ASSERT_EQ(0, ::chmod(folder.path().c_str(), 0777));
     ASSERT_EQ(0, ::chown(user.c_str(), 65534, 65534));
-    const pid_t child = ::fork();
-    ASSERT_NE(-1, child);
-    if (child == 0) {
-        if (::setgid(65534) != 0 || ::setuid(65534) != 0)
-            ::_exit(3);
-        group(start({"a"}))->set("a", 2.0, "user");
-        ::_exit(0);
-    }
-    ASSERT_EQ(child, ::waitpid(child, nullptr, 0));
+    asOrdinaryUser([&] { group(start({"a"}))->set("a", 2.0, "user"); });
     EXPECT_EQ("damaged", bytesOf(user / "g.vksettings.damaged"));
     EXPECT_EQ(2.0, group(start({"a"}))->get<double>("a", "user"));
 }

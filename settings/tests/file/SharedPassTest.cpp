@@ -1,6 +1,7 @@
 // A pass over many files, which share the waiting for the disk: in which order things happen, and what is
 // left when system calls in it fail, the process is killed at one, or the disk is full.
 
+#include "support/Children.hpp"
 #include "support/TracedCalls.hpp"
 #include "support/Waiting.hpp"
 #include "support/WriterTree.hpp"
@@ -346,17 +347,14 @@ TEST(FullDisk, KeepsTheOldFilesAndTheNextSaveSucceeds) {
 #endif
     const TempFolder folder;
     constexpr int cannotMount = 77;
-    const pid_t child = ::fork();
-    ASSERT_NE(-1, child);
-    if (child == 0) {
-        if (::unshare(CLONE_NEWNS) != 0 || ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
-            ::mount("none", folder.path().c_str(), "tmpfs", 0, "size=1m,nr_inodes=200,mode=700") != 0)
-            ::_exit(cannotMount);
-        saveOnAFullDisk(folder.path());
-        ::_exit(testing::Test::HasFailure() ? 1 : 0);
-    }
-    int status = 0;
-    ASSERT_EQ(child, ::waitpid(child, &status, 0));
+    const int status =
+        Child([&] {
+            if (::unshare(CLONE_NEWNS) != 0 ||
+                ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+                ::mount("none", folder.path().c_str(), "tmpfs", 0, "size=1m,nr_inodes=200,mode=700") != 0)
+                ::_exit(cannotMount);
+            saveOnAFullDisk(folder.path());
+        }).wait();
     if (WIFEXITED(status) && WEXITSTATUS(status) == cannotMount) {
         std::cerr << "NOT TESTED: a full disk, because no file system can be mounted here\n";
         GTEST_SKIP() << "no file system can be mounted here";

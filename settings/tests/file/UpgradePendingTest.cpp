@@ -25,17 +25,10 @@ struct UpgradePending : AcrossGroups {
         use({"g", {"a", "x"}});
         use({"h", {"y"}});
         use({"k", {"z"}});
-        const pid_t child = ::fork();
-        ASSERT_NE(-1, child);
-        if (child == 0) {
-            const AtLine moment("settings::core::settingsFile", "realFilePath = " + file("h").string(),
-                                [] { ::kill(::getpid(), SIGKILL); });
-            start({g, h});
-            ::_exit(0);
-        }
-        int status = 0;
-        ASSERT_EQ(child, ::waitpid(child, &status, 0));
-        ASSERT_TRUE(WIFSIGNALED(status));
+        ASSERT_TRUE(
+            isKilledAtLine("settings::core::settingsFile", "realFilePath = " + file("h").string(), [&] {
+                start({g, h});
+            }));
         ASSERT_TRUE(isPending());
     }
     bool isPending() const { return hasPendingFiles(folder / "user"); }

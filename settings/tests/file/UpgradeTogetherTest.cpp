@@ -24,7 +24,7 @@ TEST_F(UpgradesTogether, WhatAnotherProcessSavesMeanwhileMoves) {
     const Product h{"h", {"a"}};
     {
         const AtLine pause("settings::core::upgrade", "Handle upgraders for g", [&] {
-            inProcess([&] { start({{"g", {"a", "x"}}}).root->getChild("g")->set("a", 5.0, "user"); });
+            inAnotherProcess([&] { start({{"g", {"a", "x"}}}).root->getChild("g")->set("a", 5.0, "user"); });
         });
         EXPECT_EQ("5 2", valuesOf(start({g, h}), {"h.a", "g.x"}));
     }
@@ -42,7 +42,7 @@ TEST_F(UpgradesTogether, WhatAnotherProcessHasMovedMeanwhileIsNotMovedAgain) {
         use({"h", {"y"}});
         {
             const AtLine pause("settings::core::upgrade", "Handle upgraders for g", [&] {
-                inProcess([&] {
+                inAnotherProcess([&] {
                     const Start tree = start({g, h});
                     if (isUnset)
                         tree.root->getChild("h")->unset("a", "user");
@@ -62,27 +62,10 @@ TEST_F(UpgradesTogether, ProcessesThatStartAtTheSameTimeLoseNothing) {
         std::filesystem::remove_all(folder / "user");
         use({"g", {"a", "b"}});
         use({"h", {"old"}});
-        int barrier[2];
-        ASSERT_EQ(0, ::pipe(barrier));
-        std::vector<pid_t> children;
-        for (int i = 0; i < 4; ++i) {
-            children.push_back(::fork());
-            ASSERT_NE(-1, children.back());
-            if (children.back() != 0)
-                continue;
-            char byte = 0;
-            ::close(barrier[1]);
-            [[maybe_unused]] const auto ended = ::read(barrier[0], &byte, 1);
+        SCOPED_TRACE("round " + std::to_string(round));
+        inChildrenAtOnce(4, [&](int i) {
             EXPECT_EQ("1 2 1", valuesOf(i % 2 == 0 ? start({g, h}) : start({h, g}), {"h.a", "g.x", "h.y"}));
-            ::_exit(HasFailure() ? 1 : 0);
-        }
-        ::close(barrier[0]);
-        ::close(barrier[1]); // now they go
-        for (const pid_t child : children) {
-            int status = 0;
-            ASSERT_EQ(child, ::waitpid(child, &status, 0));
-            ASSERT_EQ(0, status) << "in round " << round;
-        }
+        });
         EXPECT_EQ("1 2 1", valuesOf(start({g, h}), {"h.a", "g.x", "h.y"}));
         EXPECT_EQ("(1, 0) R2025a", recordIn("g"));
         expectNoFailure();
@@ -103,7 +86,7 @@ TEST_F(UpgradesTogether, OtherProcessesAreKeptOut) {
         use({"g", {"a", "x"}});
         use({"h", {"y"}});
         const AtLine pause(channel, line, [&, text = line] {
-            inProcess([&] {
+            inAnotherProcess([&] {
                 const int user = ::open((folder / "user").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
                 EXPECT_NE(0, ::flock(user, LOCK_EX | LOCK_NB)) << text;
             });
@@ -125,18 +108,12 @@ TEST_F(UpgradesTogether, KilledBetweenTheFilesTheNextStartFinishes) {
         std::filesystem::remove_all(folder / "user");
         use({"g", {"a", "x"}});
         use({"h", {"b", "y", "c"}});
-        const pid_t child = ::fork();
-        ASSERT_NE(-1, child);
-        if (child == 0) {
-            const AtLine moment(
-                "settings::core::settingsFile", "Renaming tmp file: ", [] { ::kill(::getpid(), SIGKILL); },
-                times);
-            start({g, h, k});
-            ::_exit(0);
-        }
-        int status = 0;
-        ASSERT_EQ(child, ::waitpid(child, &status, 0));
-        isKilled = WIFSIGNALED(status);
+        isKilled = isKilledAtLine(
+            "settings::core::settingsFile", "Renaming tmp file: ",
+            [&] {
+                start({g, h, k});
+            },
+            times);
         SCOPED_TRACE("at rename " + std::to_string(times));
         for (int i = 0; i < 2; ++i)
             EXPECT_EQ("1 1 2 2 3", valuesOf(start({g, h, k}), {"h.a", "g.b", "g.x", "h.y", "k.c"}));
@@ -152,17 +129,9 @@ TEST_F(UpgradesTogether, WhatIsSavedAfterACrashStays) {
     const Product g{"g", {"x"}, {{u"R2025a", {move("g.a", "h.a")}}}};
     const Product h{"h", {"a", "y"}};
     const Start older = start({{"g", {"a", "x"}}, {"h", {"a", "y"}}});
-    const pid_t child = ::fork();
-    ASSERT_NE(-1, child);
-    if (child == 0) {
-        const AtLine moment("settings::core::settingsFile", "realFilePath = " + file("g").string(),
-                            [] { ::kill(::getpid(), SIGKILL); });
+    ASSERT_TRUE(isKilledAtLine("settings::core::settingsFile", "realFilePath = " + file("g").string(), [&] {
         start({g, h});
-        ::_exit(0);
-    }
-    int status = 0;
-    ASSERT_EQ(child, ::waitpid(child, &status, 0));
-    ASSERT_TRUE(WIFSIGNALED(status));
+    }));
     older.root->getChild("h")->set("a", 9.0, "user");
     older.root->getChild("h")->set("y", 8.0, "user");
     EXPECT_EQ("9 2 8", valuesOf(start({g, h}), {"h.a", "g.x", "h.y"}));

@@ -284,7 +284,7 @@ TEST_F(UpgradedFiles, AFileThatAnotherProcessHasUpgradedIsNotKept) {
     turnOffSettingsSaving();
     const Start tree = start({product});
     turnOnSettingsSaving();
-    inProcess([&] { start({product}).root->getChild("g")->set("b", 5.0, "user"); });
+    inAnotherProcess([&] { start({product}).root->getChild("g")->set("b", 5.0, "user"); });
     tree.load(tree.root->getChild("g"));
     tree.root->getChild("g")->set("x", 6.0, "user");
     EXPECT_EQ("5 6", valuesOf(start({product}), {"g.b", "g.x"}));

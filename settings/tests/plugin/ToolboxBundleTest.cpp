@@ -1,6 +1,7 @@
 // Toolboxes in real bundle libraries below an installation. Each case runs in a process of its own, since a
 // process starts the bundles once.
 
+#include "support/Children.hpp"
 #include "support/LogLines.hpp"
 #include "support/TempFolder.hpp"
 
@@ -13,7 +14,6 @@
 
 #include <gtest/gtest.h>
 
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -48,26 +48,14 @@ struct ToolboxBundles : testing::Test {
     }
     /// Runs `body` in a process that uses the installation, and reports what it expects in vain.
     void inAProcess(const std::function<void()>& body) {
-        std::fflush(nullptr);
-        const pid_t child = ::fork();
-        ASSERT_GE(child, 0);
-        if (child == 0) {
+        settings::test::inAnotherProcess([&] {
             for (const char* variable : {"SETTINGS_FACTORYDIR", "SETTINGS_INSTALLATIONDIR", "LOADED_FILES"})
                 ::setenv(variable, (base / "files").c_str(), 1);
             ::setenv("SETTINGS_USERDIR", (base / "user").c_str(), 1);
             ::unsetenv("STARTED_BUNDLES");
             setInstallationRoot([this] { return base.path(); });
-            try {
-                body();
-            } catch (const std::exception& failure) { // never on into the tests of the parent
-                ADD_FAILURE() << failure.what();
-            }
-            std::fflush(nullptr);
-            ::_exit(testing::Test::HasFailure() ? 1 : 0);
-        }
-        int status = 0;
-        ASSERT_EQ(child, ::waitpid(child, &status, 0));
-        EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "status " << status;
+            body();
+        });
     }
 
     static boost::shared_ptr<Settings> root() { return detail::getSettingsRoot(DefaultRootIndex()); }

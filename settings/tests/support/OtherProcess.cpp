@@ -128,22 +128,4 @@ void OtherProcess::goOn() const {
     ::kill(process_, SIGCONT);
 }
 
-void inAnotherProcess(const std::function<void()>& body) {
-    std::fflush(nullptr);
-    const pid_t child = ::fork();
-    ASSERT_GE(child, 0);
-    if (child == 0) {
-        try {
-            body();
-        } catch (const std::exception& failure) { // must not go on with the parent's tests
-            ADD_FAILURE() << failure.what();
-        }
-        std::fflush(nullptr);
-        ::_exit(testing::Test::HasFailure() ? 1 : 0);
-    }
-    int status = 0;
-    ASSERT_EQ(child, ::waitpid(child, &status, 0));
-    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "status " << status;
-}
-
 } // namespace settings::test

@@ -3,6 +3,8 @@
 /// To be made while the test's own process has one thread.
 #pragma once
 
+#include "support/Children.hpp"
+
 #include <functional>
 #include <map>
 #include <string>
@@ -44,8 +46,5 @@ class OtherProcess {
     int commands_ = -1;
     int replies_ = -1;
 };
-
-/// Runs the body of a test in a process of its own; the failures of its expectations are the test's.
-void inAnotherProcess(const std::function<void()>& body);
 
 } // namespace settings::test

@@ -1,6 +1,7 @@
 /// A home folder of its own for tests of the preferences directory, and other processes to look at it.
 #pragma once
 
+#include "support/Children.hpp"
 #include "support/TempFolder.hpp"
 
 #include "settingscore/settings/level/LevelFolders.hpp"
@@ -15,34 +16,11 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <functional>
 #include <map>
 #include <optional>
 #include <string>
 
 namespace settings::test {
-
-/// Runs `work` in a process of its own; the failures of its expectations are the test's.
-inline void inProcess(const std::function<void()>& work) {
-    const pid_t child = ::fork();
-    ASSERT_NE(-1, child);
-    if (child == 0) {
-        work();
-        ::_exit(testing::Test::HasFailure() ? 1 : 0);
-    }
-    int status = 0;
-    ASSERT_EQ(child, ::waitpid(child, &status, 0));
-    EXPECT_EQ(0, status);
-}
-
-/// The same as a user without rights.
-inline void asOrdinaryUser(const std::function<void()>& work) {
-    inProcess([&] {
-        if (::geteuid() == 0 && (::setgid(65534) != 0 || ::setuid(65534) != 0))
-            ::_exit(3);
-        work();
-    });
-}
 
 /// The names of a new directory that was given these files.
 inline std::vector<std::string> withOwnFiles(std::vector<std::string> names) {

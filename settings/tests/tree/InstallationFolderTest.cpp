@@ -1,5 +1,6 @@
 // Whether the installation's settings can be changed: found out once for each folder, by trying.
 
+#include "support/Children.hpp"
 #include "support/LogLines.hpp"
 #include "support/TempFolder.hpp"
 #include "support/TestTree.hpp"
@@ -10,7 +11,6 @@
 #include <gtest/gtest.h>
 
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace {
@@ -103,11 +103,7 @@ TEST_F(InstallationFolder, WithoutPermissionTheLevelIsReadOnly) {
         GTEST_SKIP() << "needs root to become somebody else";
     use(folder.path());
     ASSERT_EQ(0, ::chmod(folder.path().c_str(), 0755));
-    const pid_t child = ::fork();
-    ASSERT_NE(-1, child);
-    if (child == 0) {
-        if (::setgid(65534) != 0 || ::setuid(65534) != 0)
-            ::_exit(3);
+    asOrdinaryUser([&] {
         log.lines.clear();
         for (const auto& change :
              std::vector<std::function<void()>>{[&] { editor->set("width", 1.0, "installation"); },
@@ -116,11 +112,7 @@ TEST_F(InstallationFolder, WithoutPermissionTheLevelIsReadOnly) {
             EXPECT_EQ("CantModifyValuesOnReadOnlyLevel", failureOf(change));
         EXPECT_EQ(Lines{answer("false")}, said());
         EXPECT_EQ(80.0, editor->get<double>("width"));
-        ::_exit(testing::Test::HasFailure() ? 1 : 0);
-    }
-    int status = 0;
-    ASSERT_EQ(child, ::waitpid(child, &status, 0));
-    EXPECT_EQ(0, status);
+    });
     EXPECT_TRUE(std::filesystem::is_empty(folder.path()));
 }
 
