@@ -13,53 +13,12 @@ import socket
 import subprocess
 import sys
 import tempfile
-import threading
 import time
 import unittest
 
+from running import PATIENCE, Running
+
 TOOL, DEFINITIONS = (os.path.abspath(argument) for argument in sys.argv[1:3])
-PATIENCE = 30
-
-
-class Running:
-    """A command that runs until it is ended, its lines as they come."""
-
-    def __init__(self, environment, *arguments, stdin=None):
-        self.process = subprocess.Popen([TOOL, *arguments], stdin=stdin, stdout=subprocess.PIPE,
-                                        stderr=subprocess.PIPE, env=environment, text=True)
-        self.lines = queue.Queue()
-        self.reader = threading.Thread(target=self.read)
-        self.reader.start()
-
-    def read(self):
-        for line in self.process.stdout:
-            self.lines.put(line.rstrip("\n"))
-
-    def next(self):
-        try:
-            return self.lines.get(timeout=PATIENCE)
-        except queue.Empty:
-            return "(nothing came)"
-
-    def say(self, line):
-        self.process.stdin.write(line + "\n")
-        self.process.stdin.flush()
-
-    def end(self, how=signal.SIGTERM):
-        if self.process.poll() is None:
-            self.process.send_signal(how)
-        try:
-            code = self.process.wait(PATIENCE)
-        except subprocess.TimeoutExpired:
-            self.process.kill()
-            code = "hangs"
-        self.reader.join()
-        self.process.stdout.close()
-        if self.process.stdin is not None:
-            self.process.stdin.close()
-        self.errors = self.process.stderr.read()
-        self.process.stderr.close()
-        return code
 
 
 class RemoteTest(unittest.TestCase):
@@ -84,7 +43,7 @@ class RemoteTest(unittest.TestCase):
         return (done.stdout if code == 0 else done.stderr).rstrip("\n")
 
     def serve(self, *groups, environment=None):
-        served = Running(environment or self.other, "serve", *groups)
+        served = Running([TOOL, "serve", *groups], environment or self.other)
         self.addCleanup(lambda: served.process.stdout.closed or served.end(signal.SIGKILL))
         self.assertEqual("serving " + " ".join(groups), served.next())
         return served
@@ -124,7 +83,7 @@ class RemoteTest(unittest.TestCase):
                       self.run_tool("unset", "editor.font.size", "--remote", code=1))
 
     def shell(self):
-        shell = Running(self.environment, "shell", stdin=subprocess.PIPE)
+        shell = Running([TOOL, "shell"], self.environment, stdin=subprocess.PIPE)
         self.addCleanup(lambda: shell.process.stdout.closed or shell.end(signal.SIGKILL))
         return shell
 
@@ -202,7 +161,7 @@ class RemoteTest(unittest.TestCase):
 
     def test_a_watch_ends_while_a_process_does_not_answer(self):
         served = self.serve("editor")
-        watches = [Running(self.environment, "watch", "--remote") for _ in range(2)]
+        watches = [Running([TOOL, "watch", "--remote"], self.environment) for _ in range(2)]
         for watch in watches:
             self.addCleanup(lambda watch=watch: watch.process.stdout.closed or watch.end(signal.SIGKILL))
             self.assertEqual("attached editor.", watch.next())
@@ -224,7 +183,7 @@ class RemoteTest(unittest.TestCase):
         self.assertIn("Failed to publish service: ", self.run_tool("serve", "editor", code=1))
 
     def test_two_groups_and_json(self):
-        served = Running(self.other, "serve", "editor", "numerics", "--json")
+        served = Running([TOOL, "serve", "editor", "numerics", "--json"], self.other)
         self.addCleanup(lambda: served.process.stdout.closed or served.end(signal.SIGKILL))
         self.assertEqual({"serving": ["editor", "numerics"]}, json.loads(served.next()))
         groups = json.loads(self.run_tool("list", "--remote", "--json"))
@@ -232,7 +191,7 @@ class RemoteTest(unittest.TestCase):
         self.assertEqual(0, served.end(signal.SIGTERM))
 
     def test_a_watch_while_processes_come_and_go(self):
-        watch = Running(self.environment, "watch", "--remote", "editor")
+        watch = Running([TOOL, "watch", "--remote", "editor"], self.environment)
         self.addCleanup(lambda: watch.process.stdout.closed or watch.end(signal.SIGKILL))
         first = self.serve("editor", "numerics")
         self.assertEqual("attached editor.", watch.next())
@@ -252,7 +211,7 @@ class RemoteTest(unittest.TestCase):
         self.assertEqual("", watch.errors)
 
     def test_a_watch_of_one_setting_as_json(self):
-        watch = Running(self.environment, "watch", "--remote", "--json", "editor.font.size")
+        watch = Running([TOOL, "watch", "--remote", "--json", "editor.font.size"], self.environment)
         self.addCleanup(lambda: watch.process.stdout.closed or watch.end(signal.SIGKILL))
         served = self.serve("editor")
         self.assertEqual({"event": "attached", "name": "editor", "type": "group"}, json.loads(watch.next()))

@@ -6,41 +6,24 @@ Usage: tool_watch_test.py TOOL FOLDER_OF_THE_DEFINITIONS
 import json
 import os
 import pathlib
-import queue
 import re
 import shutil
 import signal
 import subprocess
 import sys
 import tempfile
-import threading
 import time
 import unittest
 
+from running import PATIENCE, Running
+
 TOOL, DEFINITIONS = (os.path.abspath(argument) for argument in sys.argv[1:3])
-PATIENCE = 30
 
 
-class Watch:
-    """A running watch, its lines as they come."""
-
+class Watch(Running):
     def __init__(self, place, *arguments):
+        super().__init__([TOOL, "watch", *arguments], place.environment, place.folder)
         self.place = place
-        self.process = subprocess.Popen([TOOL, "watch", *arguments], stdout=subprocess.PIPE, stderr=subprocess.PIPE,
-                                        env=place.environment, cwd=place.folder, text=True)
-        self.lines = queue.Queue()
-        self.reader = threading.Thread(target=self.read)
-        self.reader.start()
-
-    def read(self):
-        for line in self.process.stdout:
-            self.lines.put(line.rstrip("\n"))
-
-    def next(self):
-        try:
-            return self.lines.get(timeout=PATIENCE)
-        except queue.Empty:
-            return "(nothing came)"
 
     def begin(self):
         """Changes a setting until the watch tells of it; then takes the change back and waits for that too."""
@@ -54,22 +37,6 @@ class Watch:
         self.place.run("unset", "editor.font.size")
         self.next()
         return self
-
-    def end(self, how):
-        self.process.send_signal(how)
-        return self.close()
-
-    def close(self):
-        try:
-            code = self.process.wait(PATIENCE)
-        except subprocess.TimeoutExpired:
-            self.process.kill()
-            code = "hangs"
-        self.reader.join()
-        self.process.stdout.close()
-        self.errors = self.process.stderr.read()
-        self.process.stderr.close()
-        return code
 
 
 class Place:
