@@ -38,6 +38,14 @@ class VARNEK_EXPORT Text {
     }
     operator std::string_view() const noexcept { return view(); }
 
+    /// The same as comparing the view, without making one of a short text.
+    bool is(std::string_view text) const noexcept {
+        if (text.size() > inlineSize) // only these have a block
+            return view() == text;
+        return static_cast<std::size_t>(bytes_[inlineSize]) == text.size() &&
+               std::memcmp(bytes_, text.data(), text.size()) == 0;
+    }
+
     friend bool operator==(const Text& a, const Text& b) noexcept { return a.view() == b.view(); }
     friend std::strong_ordering operator<=>(const Text& a, const Text& b) noexcept {
         return a.view() <=> b.view();

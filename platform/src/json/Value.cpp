@@ -194,7 +194,7 @@ const Value* Object::find(std::string_view key) const noexcept {
     constexpr std::size_t few = 16; // among them most differ in their lengths
     if (members_.size() <= few) {
         for (const Member& member : members_)
-            if (member.key.view() == key)
+            if (member.key.is(key))
                 return &member.value;
         return nullptr;
     }

@@ -2,6 +2,7 @@
 // application's. Each case runs in a process of its own.
 
 #include "settingscore/MSettings.hpp"
+#include "settingscore/SaveReport.hpp"
 #include "settingscore/SettingsRoot.hpp"
 #include "settingscore/startup/Readiness.hpp"
 #include "settingscore/startup/init.hpp"
@@ -109,6 +110,39 @@ TEST_F(MovedTrees, AnyTreeMayBeTheOneThatIsReadAnew) {
         EXPECT_FALSE(updatePrefdir((base / "prefs/editor.vksettings").string(), own));
         EXPECT_EQ(4.0, getSettingsRoot(own)->getByFullName<double>("tools.size"));
     });
+}
+
+/// What could not be saved before the move goes into the new directory, with the next save there.
+TEST_F(MovedTrees, WhatWasLeftUnsavedGoesAlong) {
+    struct Case {
+        const char* name;
+        std::function<void()> prevent, allow;
+    };
+    const auto inTheWay = base / "prefs/editor.vksettings";
+    const Case cases[] = {
+        {"saving is off", [] { turnOffSettingsSaving(); }, [] { turnOnSettingsSaving(); }},
+        {"a folder is in the way", [&] { std::filesystem::create_directories(inTheWay / "x"); }, [] {}},
+    };
+    for (const Case& each : cases)
+        inAnotherProcess([&] {
+            SCOPED_TRACE(each.name);
+            std::filesystem::remove_all(base / "other");
+            init();
+            const Handle editor = root()->getChild("editor"), shell = root()->getChild("shell");
+            each.prevent();
+            editor->set("x", 5.0, "user");
+            waitForSettingsSaves();
+            EXPECT_FALSE(lastSave(*editor, "user").isOnDisk);
+            move();
+            EXPECT_EQ(5.0, editor->get<double>("x"));
+            each.allow();
+            shell->set("x", 7.0, "user");
+            waitForSettingsSaves();
+            waitForSettingsSaves(); // of what has gone along
+            MSettings::reset();
+            EXPECT_EQ(5.0, root()->getByFullName<double>("editor.x"));
+            EXPECT_EQ(7.0, root()->getByFullName<double>("shell.x"));
+        });
 }
 
 } // namespace

@@ -310,7 +310,7 @@ void LevelFileKeeper::saveWhatWasSkipped(const Key& besides) {
         if (!std::exchange(anySkipped_, false))
             return;
         for (const auto& [key, state] : states_)
-            if (key != besides && state->status.isMarked && state->status.saved == SaveOutcome::switchedOff)
+            if (key != besides && state->status.isMarked && state->isSkipped)
                 skipped.push_back(key);
     }
     for (const Key& key : skipped)

@@ -223,7 +223,7 @@ class LevelFileKeeper : public SaveRequests, public boost::enable_shared_from_th
     mutable std::mutex mutex_;
     std::condition_variable turnEnded_;
     std::map<LevelIndex, std::filesystem::path> followed_;     // folders that became others
-    bool anySkipped_ = false;                                  // a save was left out because saving is off
+    bool anySkipped_ = false;                                  // a save follows the next one of another file
     mutable std::map<Key, std::unique_ptr<FileState>> states_; // entries are never removed
 };
 

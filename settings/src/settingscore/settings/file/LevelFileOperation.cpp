@@ -186,7 +186,8 @@ void LevelFileKeeper::Operation::finish() {
         state.attempted = taken_;
         state.status.saved = outcome;
         state.status.saveMessage = std::move(message_);
-        keeper_.anySkipped_ = keeper_.anySkipped_ || outcome == SaveOutcome::switchedOff;
+        state.isSkipped = outcome == SaveOutcome::switchedOff;
+        keeper_.anySkipped_ = keeper_.anySkipped_ || state.isSkipped;
         if (state.requested == taken_) {
             root = std::move(state.root);
             state.status.isMarked = leavesMark(outcome);

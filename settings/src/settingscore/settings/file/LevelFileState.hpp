@@ -34,6 +34,7 @@ struct LevelFileKeeper::FileState {
     bool isBusy = false;                           // somebody has the turn
     bool isLeftToOthers = false;                   // a request that could not wait for it
     bool isUpgraded = false;                       // since the file was read, and not saved yet
+    bool isSkipped = false;                        // where it is marked, the next save takes it along
 
     /// What the file holds beyond the tree.
     void forgetKept() {

@@ -21,6 +21,8 @@ void LevelFileKeeper::moveBase(const Key& key, const std::filesystem::path& file
     state.forgetContent();
     state.base = std::make_shared<const GroupRecord>(taken ? std::move(*taken) : GroupRecord());
     state.folder = folder;
+    if (state.status.isMarked) // whatever kept it from the old folder
+        anySkipped_ = state.isSkipped = true;
 }
 
 void LevelFileKeeper::followFolder(LevelIndex level, const std::filesystem::path& folder) {

@@ -364,8 +364,9 @@ void SettingsImpl::adopt(const std::vector<NodePtr>& children, std::vector<Event
         for (std::size_t i = 0; places != nullptr && i < children.size(); ++i)
             places->push_back(reserveEvent(tree.get(), Origin::file));
         try {
+            const NodePtr self = shared_from_this();
             for (const NodePtr& child : children)
-                child->setParent(shared_from_this());
+                child->setParent(self);
             group_->children.insertAll(children);
         } catch (...) {
             for (const NodePtr& child : children)
