@@ -178,6 +178,9 @@ TEST_F(EndpointFolders, AreClearedByManyAtOnce) {
 
 /// Descriptors that run out while the first look is taken, at each place where one is needed.
 TEST_F(EndpointFolders, AreLookedAtAgainWhenDescriptorsHadRunOut) {
+#ifdef __SANITIZE_ADDRESS__
+    GTEST_SKIP() << "the sanitizer takes objects for damaged when it has no descriptor to look at them with";
+#endif
     PeerProcess peer(folder);
     ASSERT_EQ("ok", peer.ask("publish there"));
     int failures = 0;
@@ -199,6 +202,9 @@ TEST_F(EndpointFolders, AreLookedAtAgainWhenDescriptorsHadRunOut) {
 }
 
 TEST_F(EndpointFolders, GetTheirEndpointsBackWhenThatFailsAtFirst) {
+#ifdef __SANITIZE_ADDRESS__
+    GTEST_SKIP() << "the sanitizer takes objects for damaged when it has no descriptor to look at them with";
+#endif
     PeerProcess peer(folder), client(folder);
     ASSERT_EQ("ok", peer.ask("publish lasting"));
     const auto socket = folder / (peer.ask("process") + ".socket");

@@ -19,7 +19,7 @@ inline std::size_t statusOf(pid_t process, const std::string& key) {
 /// KiB by which a process may have grown; the memory of a sanitizer counts, too.
 constexpr std::size_t mayGrowBy(std::size_t kib) {
 #if defined __SANITIZE_THREAD__ || defined __SANITIZE_ADDRESS__
-    return 6 * kib;
+    return 12 * kib;
 #else
     return kib;
 #endif
