@@ -13,6 +13,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <new>
 #include <set>
 
 namespace varnek::spf {
@@ -37,7 +38,7 @@ int uninterrupted(Call call) noexcept {
 }
 
 Descriptor openAt(int folder, const char* path, int flags) noexcept {
-    return Descriptor(uninterrupted([&] { return ::openat(folder, path, flags | O_CLOEXEC); }));
+    return Descriptor(uninterrupted([&] { return ::openat(folder, path, flags | O_CLOEXEC, 0600); }));
 }
 
 std::string with(const std::string& name, std::string_view ending) {
@@ -81,10 +82,19 @@ bool tryLock(int file) noexcept {
     return uninterrupted([&] { return ::flock(file, LOCK_EX | LOCK_NB); }) == 0;
 }
 
-void removeFiles(int folder, const std::string& name) noexcept {
+void removeFiles(int folder, const std::string& name) {
     // The lock goes last: as long as it is there, nobody else takes the name for free.
     for (const std::string_view ending : {socketEnding, newEnding, lockEnding})
         ::unlinkat(folder, with(name, ending).c_str(), 0);
+}
+
+/// Whether nothing is there to be removed.
+bool isFree(int folder, const std::string& name) {
+    struct stat status;
+    const auto isThere = [&](std::string_view ending) {
+        return ::fstatat(folder, with(name, ending).c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0;
+    };
+    return !isThere(socketEnding) && !isThere(newEnding);
 }
 
 /// Throws FileError where the folder cannot be read to its end: some of its entries would be none.
@@ -151,7 +161,11 @@ std::vector<std::string> EndpointFolder::names() const {
 
 bool EndpointFolder::has(const std::string& name) const noexcept {
     struct stat status;
-    return ::lstat((folder_ / with(name, socketEnding)).c_str(), &status) == 0;
+    try {
+        return ::lstat((folder_ / with(name, socketEnding)).c_str(), &status) == 0;
+    } catch (const std::bad_alloc&) {
+        return true;
+    }
 }
 
 int EndpointFolder::connect(int socket, const std::string& name) const {
@@ -168,10 +182,15 @@ bool EndpointFolder::removeStale(const std::string& name) const {
     if (!folder)
         return true;
     const std::string lockName = with(name, lockEnding);
-    const auto lock = openAt(folder.get(), lockName.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK);
-    if (!lock && errno != ENOENT) // where there is none, nobody owns the name
+    const char* const lockEntry = lockName.c_str();
+    Descriptor lock = openAt(folder.get(), lockEntry, O_RDWR | O_NOFOLLOW | O_NONBLOCK);
+    if (!lock && errno != ENOENT)
         return false;
-    if (lock && (!tryLock(lock.get()) || !isNamed(lock.get(), folder.get(), lockName.c_str())))
+    if (!lock && isFree(folder.get(), name))
+        return true;
+    if (!lock) // nobody owns the name, or is to while its files are removed
+        lock = openAt(folder.get(), lockEntry, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW);
+    if (!lock || !tryLock(lock.get()) || !isNamed(lock.get(), folder.get(), lockEntry))
         return false;
     removeFiles(folder.get(), name);
     return true;
@@ -245,7 +264,7 @@ Endpoint::~Endpoint() {
     if (!lock_ || isForkChild() || !isNamed(lock_.get(), AT_FDCWD, lockFile_.c_str()))
         return;
     ::unlink(socket_.c_str());
-    ::unlink(std::filesystem::path(socket_).replace_extension(newEnding).c_str());
+    ::unlink(newSocket_.c_str());
     ::unlink(lockFile_.c_str());
 }
 

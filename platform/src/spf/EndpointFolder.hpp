@@ -2,7 +2,8 @@
 //
 // A process that can be called owns the lock file "<name>.lock", locked (flock) as long as it lives, and
 // beside it the socket "<name>.socket", which gets that name when it listens. Names are never used again, so
-// that what a dead process left behind can be removed whenever its lock is free.
+// that what a dead process left behind can be removed whenever its lock is free. Whoever removes holds the
+// lock, and makes it where there is none.
 #pragma once
 
 #include "spf/Descriptors.hpp"
@@ -29,6 +30,7 @@ class EndpointFolder {
     /// files::FileError when the folder belongs to somebody else, is open to others, is a link, or cannot be
     /// read now.
     std::vector<std::string> names() const;
+    /// True also where there is no memory to look.
     bool has(const std::string& name) const noexcept;
 
     /// Of a socket that does not block: 0 or the error.
@@ -61,12 +63,13 @@ class Endpoint {
     friend class EndpointFolder;
     Endpoint(std::filesystem::path folder, const std::string& name)
         : folder_(std::move(folder)), socket_(folder_ / (name + ".socket")),
-          lockFile_(folder_ / (name + ".lock")) {}
+          newSocket_(folder_ / (name + ".new")), lockFile_(folder_ / (name + ".lock")) {}
     void lock();
     void listen(int folder, const std::string& name);
 
     std::filesystem::path folder_;
     std::filesystem::path socket_;
+    std::filesystem::path newSocket_; // until it listens
     std::filesystem::path lockFile_;
     struct stat made_ {}; // the file of the socket
     GuardedDescriptor lock_;

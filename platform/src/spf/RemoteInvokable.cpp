@@ -7,6 +7,7 @@
 #include "spf/PendingCall.hpp"
 
 #include <algorithm>
+#include <new>
 
 namespace varnek::spf {
 namespace {
@@ -75,8 +76,11 @@ Subscription RemoteInvokable::listen(const std::string& topic, Listener listener
         if (isForkChild())
             return;
         state->end();
-        core.loop.post(
-            [connection, number](Engine& engine) { engine.client.endListening(connection, number); });
+        try {
+            core.loop.post(
+                [connection, number](Engine& engine) { engine.client.endListening(connection, number); });
+        } catch (const std::bad_alloc&) { // what comes is not heard; the other process tells it all the same
+        }
     });
     core.loop.post([publication = publication_, topic, state, number](Engine& engine) {
         engine.client.listen(*publication, topic, state, number);

@@ -14,6 +14,7 @@
 
 #include <cstdlib>
 #include <mutex>
+#include <new>
 #include <random>
 #include <sstream>
 
@@ -152,7 +153,10 @@ class PublicationImpl final : public Publication {
 
   private:
     void end() {
-        core_.loop.post([number = state_->number](Engine& engine) { engine.server.withdraw(number); });
+        try {
+            core_.loop.post([number = state_->number](Engine& engine) { engine.server.withdraw(number); });
+        } catch (const std::bad_alloc&) { // it stays offered; its calls fail
+        }
         state_->end();
     }
 

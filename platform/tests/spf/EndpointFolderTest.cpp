@@ -1,12 +1,30 @@
 // The folder in which processes find each other, and what becomes of those that end.
 
+#include "spf/EndpointFolder.hpp"
 #include "spf/Limits.hpp"
 #include "spf/PeerProcess.hpp"
+#include "varnek/files/FileError.hpp"
 
 #include <fcntl.h>
 #include <random>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
+
+namespace {
+
+/// What is done once before a file is removed.
+thread_local std::function<void()> beforeRemoval;
+
+} // namespace
+
+/// In place of the system's.
+extern "C" __attribute__((visibility("default"))) int unlinkat(int folder, const char* path,
+                                                               int flags) noexcept {
+    if (const auto action = std::exchange(beforeRemoval, nullptr))
+        action();
+    return static_cast<int>(::syscall(SYS_unlinkat, folder, path, flags));
+}
 
 namespace varnek::spf::test {
 namespace {
@@ -174,6 +192,26 @@ TEST_F(EndpointFolders, AreClearedByManyAtOnce) {
             ASSERT_TRUE(comesTrue([&] { return client->ask("found live") == "yes"; }));
         }
     }
+}
+
+/// Somebody makes an endpoint of the name just then.
+TEST_F(EndpointFolders, LoseNothingFreshWhereALeftoverHasNoLock) {
+    putLeftovers(folder, "1-name");
+    std::filesystem::remove(folder / "1-name.lock");
+    const EndpointFolder endpoints(folder);
+    std::unique_ptr<Endpoint> made;
+    beforeRemoval = [&] {
+        try {
+            made = endpoints.create("1-name");
+        } catch (const files::FileError&) { // the name is not free
+        }
+    };
+    EXPECT_TRUE(endpoints.removeStale("1-name"));
+    EXPECT_TRUE(made == nullptr || made->isInPlace());
+    made = nullptr;
+    EXPECT_EQ(0u, entriesOf(folder));
+    EXPECT_TRUE(endpoints.removeStale("1-name"));
+    EXPECT_TRUE(endpoints.create("1-name")->isInPlace());
 }
 
 /// Descriptors that run out while the first look is taken, at each place where one is needed.
