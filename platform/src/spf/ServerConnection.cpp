@@ -23,7 +23,9 @@ constexpr auto longestWait = 30 * kj::SECONDS;
 /// Replies up to here are sent however much waits: what took their place would hardly be smaller.
 constexpr std::size_t smallReplyBytes = 4096;
 
+/// Of announcements; or one, however large. What is on its way cannot be taken back.
 constexpr std::size_t announcementsAtOnce = 256;
+constexpr std::size_t announcementBytesAtOnce = limits::requestBytes;
 
 std::size_t countedBytes(const Words& announcement) {
     return std::max(announcement.bytes(), limits::announcementLeast);
@@ -336,12 +338,46 @@ void ServerConnection::announce(std::uint64_t publication, const std::string& to
     for (const auto& [number, subscribed] : subscriptions_) {
         if (subscribed.publication->number != publication || subscribed.topic != topic)
             continue;
-        if (untakenBytes_ + bytes > limits::announcementBytes)
-            return renew(publication);
+        if (!makeRoomFor(bytes, publication))
+            break;
         untakenBytes_ += bytes;
         announcements_.push_back({number, announcement});
     }
     tell();
+}
+
+/// Renews the services of which most waits. False when the publication that has something to say is one.
+bool ServerConnection::makeRoomFor(std::size_t bytes, std::uint64_t publication) {
+    if (untakenBytes_ + bytes > limits::announcementBytes)
+        forgetEnded();
+    while (untakenBytes_ + bytes > limits::announcementBytes) {
+        const std::uint64_t heaviest = heaviestOr(publication);
+        renew(heaviest);
+        if (heaviest == publication)
+            return false;
+    }
+    return true;
+}
+
+/// Of which most waits to be sent; the given one when there is none.
+std::uint64_t ServerConnection::heaviestOr(std::uint64_t publication) const {
+    std::map<std::uint64_t, std::size_t> waiting;
+    for (const Announcement& announcement : announcements_)
+        waiting[subscriptions_.at(announcement.subscription).publication->number] +=
+            countedBytes(*announcement.words);
+    const auto most = std::max_element(waiting.begin(), waiting.end(), [](const auto& one, const auto& two) {
+        return one.second < two.second;
+    });
+    return most == waiting.end() ? publication : most->first;
+}
+
+/// What waits for subscriptions that have ended.
+void ServerConnection::forgetEnded() {
+    std::erase_if(announcements_, [this](const Announcement& announcement) {
+        const bool isOver = !subscriptions_.contains(announcement.subscription);
+        untakenBytes_ -= isOver ? countedBytes(*announcement.words) : 0;
+        return isOver;
+    });
 }
 
 /// Its listeners miss something: they hear nothing more, and the service comes again as another one.
@@ -354,11 +390,7 @@ void ServerConnection::renew(std::uint64_t publication) {
         if (isMeant)
             endSubscription(number);
     }
-    std::erase_if(announcements_, [this](const Announcement& announcement) {
-        const bool isOver = !subscriptions_.contains(announcement.subscription);
-        untakenBytes_ -= isOver ? countedBytes(*announcement.words) : 0;
-        return isOver;
-    });
+    forgetEnded();
     if (offered_.contains(publication)) {
         renewed_.insert(publication);
         changes_.insert(publication);
@@ -368,7 +400,8 @@ void ServerConnection::renew(std::uint64_t publication) {
 
 /// A few at a time: what is handed to the network waits in a chain, which must not grow long.
 void ServerConnection::tell() {
-    while (untaken_ < announcementsAtOnce && !announcements_.empty()) {
+    while (untaken_ < announcementsAtOnce && sentBytes_ < announcementBytesAtOnce &&
+           !announcements_.empty()) {
         const Announcement next = std::move(announcements_.front());
         announcements_.pop_front();
         const std::size_t bytes = countedBytes(*next.words);
@@ -380,6 +413,7 @@ void ServerConnection::tell() {
         auto request = subscribed->second.listener.announceRequest(roomFor(next.words->count()));
         request.setAnnouncement(next.words->asBytes());
         ++untaken_;
+        sentBytes_ += bytes;
         tasks_.add(request.send().ignoreResult().then([this, bytes] { taken(bytes); },
                                                       [this, bytes](kj::Exception&& failure) {
                                                           taskFailed(kj::mv(failure));
@@ -390,6 +424,7 @@ void ServerConnection::tell() {
 
 void ServerConnection::taken(std::size_t bytes) {
     --untaken_;
+    sentBytes_ -= bytes;
     untakenBytes_ -= bytes;
     tell();
 }

@@ -69,6 +69,9 @@ class ServerConnection final : private kj::TaskSet::ErrorHandler {
     void tellChanges();
     void tellOffer(wire::Follower::Client& follower, std::uint64_t publication, const Words& service);
     void tellWithdrawal(wire::Follower::Client& follower, std::uint64_t publication);
+    bool makeRoomFor(std::size_t bytes, std::uint64_t publication);
+    std::uint64_t heaviestOr(std::uint64_t publication) const;
+    void forgetEnded();
     void renew(std::uint64_t publication);
     void await(kj::Promise<void> told, std::size_t bytes);
     void changeTaken(std::size_t bytes);
@@ -88,6 +91,7 @@ class ServerConnection final : private kj::TaskSet::ErrorHandler {
     std::map<std::uint64_t, Subscribed> subscriptions_;
     std::deque<Announcement> announcements_; // that were not sent
     std::size_t untaken_ = 0;                // that were sent and not answered
+    std::size_t sentBytes_ = 0;              // of those
     std::size_t untakenBytes_ = 0;           // of both
     kj::Maybe<wire::Follower::Client> follower_;
     std::set<std::uint64_t> changes_;    // publications that the follower is to be told about

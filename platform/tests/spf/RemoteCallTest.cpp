@@ -295,5 +295,34 @@ TEST_F(RemoteCalls, AListenerThatStaysBehindLosesItsServiceOnly) {
     closed.unlock();
 }
 
+/// However large they are: what is on its way already does not go with the service.
+TEST_F(RemoteCalls, TheServiceOfWhichMostWaitsIsTheOneThatIsLost) {
+    for (const std::size_t bytes : {std::size_t{0}, std::size_t{100'000}}) {
+        const std::size_t each = std::max(bytes + 100, limits::announcementLeast);
+        const auto text = std::to_string(limits::announcementBytes / each - 10);
+        const auto loud = published("loud");
+        const auto quiet = published("quiet");
+        std::mutex gate;
+        std::unique_lock closed(gate);
+        const auto stuck =
+            loud->listen("topic", [&](const Value::List&) { const std::lock_guard wait(gate); });
+        Heard heard;
+        const auto subscription = quiet->listen("topic", heard.listener());
+        EXPECT_EQ("value", outcome(quiet->invoke("echo", {})));
+        EXPECT_EQ("ok", peer.ask("announce loud topic " + text + " " + std::to_string(bytes)));
+        EXPECT_EQ("ok", peer.ask("announce quiet topic 20 " + std::to_string(bytes)));
+        EXPECT_TRUE(comesTrue([&] { return !loud->isAlive() || !quiet->isAlive(); }));
+        EXPECT_TRUE(quiet->isAlive());
+        closed.unlock();
+        EXPECT_TRUE(heard.reaches(20));
+        EXPECT_TRUE(quiet->isAlive());
+        EXPECT_FALSE(loud->isAlive());
+        for (const char* name : {"loud", "quiet"}) {
+            EXPECT_EQ("ok", peer.ask(std::string("withdraw ") + name));
+            EXPECT_TRUE(comesTrue([&] { return services(name).empty(); }));
+        }
+    }
+}
+
 } // namespace
 } // namespace varnek::spf::test

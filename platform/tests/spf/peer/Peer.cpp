@@ -138,9 +138,10 @@ class Peer {
             publications_.erase(name);
         } else if (command == "announce") {
             int count = 0;
-            words >> name >> topic >> count;
+            std::size_t bytes = 0; // that come with each number
+            words >> name >> topic >> count >> bytes;
             for (std::int64_t i = 0; i < count; ++i)
-                publications_.at(name)->announce(topic, {Value(i)});
+                publications_.at(name)->announce(topic, {Value(i), std::string(bytes, 'x')});
         } else if (command == "discover") {
             ServiceRuntime::instance().discover(context_);
         } else if (command == "call") { // how a call of another process ends
