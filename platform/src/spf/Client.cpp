@@ -81,6 +81,15 @@ void Client::lookAgain() {
     }));
 }
 
+/// That of an earlier connection, as long as some of it is there.
+std::shared_ptr<UntakenLoad> Client::loadOf(const std::string& name) {
+    std::erase_if(loads_, [](const auto& load) { return load.second.expired(); });
+    std::shared_ptr<UntakenLoad> load = loads_[name].lock();
+    if (load == nullptr)
+        loads_[name] = load = std::make_shared<UntakenLoad>();
+    return load;
+}
+
 Client::Found* Client::find(const std::string& name, std::uint64_t number) {
     const auto place = found_.find(name);
     return place != found_.end() && place->second.number == number ? &place->second : nullptr;
@@ -184,7 +193,8 @@ void Client::welcome(const std::string& name, std::uint64_t number, const Greeti
         return;
     auto remote = std::make_shared<RemoteProcess>(engine_.core, name, engine_.core.newNumber(), process);
     const std::uint64_t connection = remote->connection;
-    found->connection = std::make_unique<ClientConnection>(engine_, std::move(remote), std::move(line));
+    found->connection =
+        std::make_unique<ClientConnection>(engine_, std::move(remote), loadOf(name), std::move(line));
     found->failures = 0;
     found->failure.reset();
     connections_.emplace(connection, found->connection.get());
@@ -234,9 +244,9 @@ void Client::endListening(std::uint64_t connection, std::uint64_t number) {
         found->second->endListening(number);
 }
 
-void Client::taken(std::uint64_t connection, std::uint64_t announcement) {
+void Client::taken(std::uint64_t connection, std::uint64_t told) {
     if (const auto found = connections_.find(connection); found != connections_.end())
-        found->second->taken(announcement);
+        found->second->taken(told);
 }
 
 void Client::taskFailed(kj::Exception&& failure) {

@@ -38,7 +38,7 @@ class Client final : private kj::TaskSet::ErrorHandler {
     void listen(const RemotePublication& publication, const std::string& topic,
                 const std::shared_ptr<ListenerState>& state, std::uint64_t number);
     void endListening(std::uint64_t connection, std::uint64_t number);
-    void taken(std::uint64_t connection, std::uint64_t announcement);
+    void taken(std::uint64_t connection, std::uint64_t told);
 
     /// Those without a connection, and why.
     std::vector<ServiceRuntime::UnusableProcess> unusable() const;
@@ -58,6 +58,7 @@ class Client final : private kj::TaskSet::ErrorHandler {
     };
 
     void lookAgain();
+    std::shared_ptr<UntakenLoad> loadOf(const std::string& name);
     Found* find(const std::string& name, std::uint64_t number);
     void tryToConnect(const std::string& name, std::uint64_t number);
     void tryAgain(const std::string& name, std::uint64_t number);
@@ -76,6 +77,7 @@ class Client final : private kj::TaskSet::ErrorHandler {
     unsigned failedLooks_ = 0; // in a row
     std::map<std::string, Found> found_;
     std::map<std::uint64_t, ClientConnection*> connections_; // those of found_
+    std::map<std::string, std::weak_ptr<UntakenLoad>> loads_;
     kj::TaskSet tasks_;
 };
 

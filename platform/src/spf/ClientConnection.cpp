@@ -17,7 +17,8 @@ namespace {
 constexpr std::size_t decodedHereBytes = 256 * 1024;
 constexpr WorkerPool::Lane decodingLane = 0;
 
-/// Of announcements, and of changes of the services. Sound providers tell no more at half of it.
+/// Of announcements, and of changes of the services, of one process. Sound providers tell no more at half of
+/// it.
 constexpr std::size_t mostUntakenBytes = 2 * limits::announcementBytes;
 constexpr std::size_t mostUntakenChanges = 2 * limits::changesAtOnce;
 
@@ -79,8 +80,9 @@ class ClientConnection::ListenerServer final : public wire::Listener::Server {
     const std::shared_ptr<ListenerState> state_;
 };
 
-ClientConnection::ClientConnection(Engine& engine, std::shared_ptr<RemoteProcess> process, Line line)
-    : engine_(engine), process_(std::move(process)), line_(std::move(line)),
+ClientConnection::ClientConnection(Engine& engine, std::shared_ptr<RemoteProcess> process,
+                                   std::shared_ptr<UntakenLoad> untaken, Line line)
+    : engine_(engine), process_(std::move(process)), load_(std::move(untaken)), line_(std::move(line)),
       messages_(
           *line_.stream, limits::replyBytes + envelopeBytes,
           [this](capnp::MessageReader& message) { gate_.check(message, network_.getCurrentQueueCount()); },
@@ -102,8 +104,14 @@ ClientConnection::ClientConnection(Engine& engine, std::shared_ptr<RemoteProcess
 ClientConnection::~ClientConnection() {
     link_.cut();
     process_->isOpen = false;
-    while (!services_.empty())
-        leave(services_.begin()->first);
+    for (const auto& [number, service] : services_) {
+        service.publication->isOffered = false;
+        try {
+            engine_.core.services.post(leaving(number));
+        } catch (const std::exception& failure) {
+            note(log::Severity::error, "Exception caught: ", failure.what());
+        }
+    }
 }
 
 void ClientConnection::drop(const char* why) {
@@ -121,34 +129,35 @@ void ClientConnection::taskFailed(kj::Exception&& failure) {
 /// Runs a task on another thread. What it is about is answered when it has run, so that the other process
 /// waits for whoever is told.
 template <class Task>
-kj::Promise<void> ClientConnection::whenTaken(SerialThread& thread, Load& load, std::size_t bytes,
-                                              Task task) {
+kj::Promise<void> ClientConnection::whenTaken(SerialThread& thread, UntakenLoad::Part UntakenLoad::*part,
+                                              std::size_t bytes, Task task) {
     const std::uint64_t number = engine_.core.newNumber();
     auto taken = kj::newPromiseAndFulfiller<void>();
-    thread.post([&loop = engine_.core.loop, connection = process_->connection, number, task] {
+    thread.post([&loop = engine_.core.loop, connection = process_->connection, load = load_, part, number,
+                 bytes, task] {
         const auto told = kj::defer([&] {
-            loop.post([connection, number](Engine& engine) { engine.client.taken(connection, number); });
+            loop.post([connection, load, part, number, bytes](Engine& engine) {
+                --((*load).*part).count;
+                ((*load).*part).bytes -= bytes;
+                engine.client.taken(connection, number);
+            });
         });
         task();
     });
-    untaken_.emplace(number, Untaken{kj::mv(taken.fulfiller), load, bytes});
-    ++load.count;
-    load.bytes += bytes;
+    untaken_.emplace(number, kj::mv(taken.fulfiller));
+    ++((*load_).*part).count;
+    ((*load_).*part).bytes += bytes;
     return kj::mv(taken.promise);
 }
 
 void ClientConnection::taken(std::uint64_t told) {
-    auto untaken = untaken_.extract(told);
-    if (untaken.empty())
-        return;
-    --untaken.mapped().load.count;
-    untaken.mapped().load.bytes -= untaken.mapped().bytes;
-    untaken.mapped().taken->fulfill();
+    if (auto untaken = untaken_.extract(told); !untaken.empty())
+        untaken.mapped()->fulfill();
 }
 
 void ClientConnection::requireRoomForChange(std::size_t bytes) {
-    if (!isDropped_ && untakenChanges_.count < mostUntakenChanges &&
-        untakenChanges_.bytes + bytes <= mostUntakenBytes)
+    if (!isDropped_ && load_->changes.count < mostUntakenChanges &&
+        load_->changes.bytes + bytes <= mostUntakenBytes)
         return;
     drop("it does not wait for those who are told of its services");
     kj::throwFatalException(KJ_EXCEPTION(OVERLOADED, "too many changes of the services"));
@@ -168,7 +177,7 @@ kj::Promise<void> ClientConnection::offered(std::uint64_t number, kj::ArrayPtr<c
             serviceProperties(message.name, process_->name, properties, message.values.at(0).asText());
         const auto publication = std::make_shared<RemotePublication>(process_, number, message.name);
         const Discovery::Key key(process_->connection, number);
-        auto taken = whenTaken(engine_.core.services, untakenChanges_, bytes.size(),
+        auto taken = whenTaken(engine_.core.services, &UntakenLoad::changes, bytes.size(),
                                [&discovery = engine_.core.discovery, key, entered = std::move(entered),
                                 service = std::make_shared<RegisteredService>(publication)] {
                                    discovery.enter(key, entered, service);
@@ -184,23 +193,23 @@ kj::Promise<void> ClientConnection::offered(std::uint64_t number, kj::ArrayPtr<c
 
 kj::Promise<void> ClientConnection::withdrawn(std::uint64_t number) {
     requireRoomForChange(0);
-    return leave(number);
-}
-
-kj::Promise<void> ClientConnection::leave(std::uint64_t number) {
     const auto gone = services_.extract(number);
     if (gone.empty())
         return kj::READY_NOW;
     gone.mapped().publication->isOffered = false;
     serviceBytes_ -= gone.mapped().bytes;
     try {
-        return whenTaken(engine_.core.services, untakenChanges_, 0,
-                         [&discovery = engine_.core.discovery,
-                          key = Discovery::Key(process_->connection, number)] { discovery.leave(key); });
+        return whenTaken(engine_.core.services, &UntakenLoad::changes, 0, leaving(number));
     } catch (const std::exception& failure) {
         note(log::Severity::error, "Exception caught: ", failure.what());
         return kj::READY_NOW;
     }
+}
+
+SerialThread::Task ClientConnection::leaving(std::uint64_t number) const {
+    return [&discovery = engine_.core.discovery, key = Discovery::Key(process_->connection, number)] {
+        discovery.leave(key);
+    };
 }
 
 void ClientConnection::call(const RemotePublication& publication, const Words& request,
@@ -265,11 +274,11 @@ void ClientConnection::listen(const RemotePublication& publication, const std::s
 kj::Promise<void> ClientConnection::announced(const std::shared_ptr<ListenerState>& state,
                                               kj::ArrayPtr<const kj::byte> bytes) {
     const std::size_t counted = std::max(bytes.size(), limits::announcementLeast);
-    if (untakenAnnouncements_.bytes + counted > mostUntakenBytes) {
+    if (load_->announcements.bytes + counted > mostUntakenBytes) {
         drop("it does not wait for those who listen");
         kj::throwFatalException(KJ_EXCEPTION(OVERLOADED, "too many announcements"));
     }
-    return whenTaken(engine_.core.announcements, untakenAnnouncements_, counted,
+    return whenTaken(engine_.core.announcements, &UntakenLoad::announcements, counted,
                      [state, words = std::make_shared<const Words>(bytes)] {
                          state->call(decodeMessage(words->all()).values);
                      });

@@ -7,6 +7,7 @@
 #include "spf/MessageGate.hpp"
 #include "spf/PendingCall.hpp"
 #include "spf/RemoteInvokable.hpp"
+#include "spf/SerialThread.hpp"
 #include "spf/Words.hpp"
 
 #include <capnp/rpc-twoparty.h>
@@ -23,13 +24,24 @@
 namespace varnek::spf {
 
 class Engine;
-class SerialThread;
+
+/// What a process has told and nobody has taken yet: it is held, also when the connection has ended that it
+/// came over. Confined to the thread of the event loop.
+struct UntakenLoad {
+    struct Part {
+        std::size_t count = 0;
+        std::size_t bytes = 0;
+    };
+    Part announcements;
+    Part changes; // of the services
+};
 
 /// Confined to the thread of the event loop. The destructor withdraws all services and fails all calls.
 class ClientConnection final : private kj::TaskSet::ErrorHandler {
   public:
     /// Of a socket whose greeting has been read.
-    ClientConnection(Engine& engine, std::shared_ptr<RemoteProcess> process, Line line);
+    ClientConnection(Engine& engine, std::shared_ptr<RemoteProcess> process,
+                     std::shared_ptr<UntakenLoad> untaken, Line line);
     ClientConnection(const ClientConnection&) = delete;
     ClientConnection& operator=(const ClientConnection&) = delete;
     ~ClientConnection();
@@ -57,24 +69,16 @@ class ClientConnection final : private kj::TaskSet::ErrorHandler {
         std::shared_ptr<RemotePublication> publication;
         std::size_t bytes = 0; // in which it was told
     };
-    struct Load {
-        std::size_t count = 0;
-        std::size_t bytes = 0;
-    };
-    struct Untaken {
-        kj::Own<kj::PromiseFulfiller<void>> taken;
-        Load& load; // that it is a part of
-        std::size_t bytes = 0;
-    };
 
     kj::Promise<void> offered(std::uint64_t number, kj::ArrayPtr<const kj::byte> bytes);
     kj::Promise<void> withdrawn(std::uint64_t number);
-    kj::Promise<void> leave(std::uint64_t number);
+    SerialThread::Task leaving(std::uint64_t number) const;
     void requireRoomForChange(std::size_t bytes);
     kj::Promise<void> announced(const std::shared_ptr<ListenerState>& state,
                                 kj::ArrayPtr<const kj::byte> bytes);
     template <class Task>
-    kj::Promise<void> whenTaken(SerialThread& thread, Load& load, std::size_t bytes, Task task);
+    kj::Promise<void> whenTaken(SerialThread& thread, UntakenLoad::Part UntakenLoad::*part, std::size_t bytes,
+                                Task task);
     void deliver(kj::ArrayPtr<const kj::byte> reply, const std::shared_ptr<PendingCall>& call);
     void drop(const char* why);
     void taskFailed(kj::Exception&& failure) override;
@@ -85,10 +89,9 @@ class ClientConnection final : private kj::TaskSet::ErrorHandler {
     bool isDropped_ = false;
     std::size_t calls_ = 0; // that have no answer yet
     std::map<std::uint64_t, Service> services_;
-    std::size_t serviceBytes_ = 0; // of those
-    Load untakenAnnouncements_;
-    Load untakenChanges_;                      // of the services
-    std::map<std::uint64_t, Untaken> untaken_; // both
+    std::size_t serviceBytes_ = 0;            // of those
+    const std::shared_ptr<UntakenLoad> load_; // of this connection and those before
+    std::map<std::uint64_t, kj::Own<kj::PromiseFulfiller<void>>> untaken_; // of this one
     Line line_;
     MessageGate gate_;
     LimitedStream messages_;

@@ -4,6 +4,7 @@
 #include "spf/Limits.hpp"
 #include "spf/Messages.hpp"
 
+#include <atomic>
 #include <mutex>
 
 namespace varnek::spf::test {
@@ -111,6 +112,43 @@ TEST_F(HostilePeers, AnnouncementsThatNobodyWaitsForEndTheirConnection) {
     EXPECT_FALSE(isTaken);
     EXPECT_TRUE(comesTrue([&] { return !remote->isAlive(); }));
     closed.unlock();
+}
+
+/// What came over a connection that has ended is still to be taken.
+TEST_F(HostilePeers, AProviderThatConnectsAgainMayNotTellAsMuchAgain) {
+    HostileProvider provider(home.folder());
+    std::mutex gate;
+    std::unique_lock closed(gate);
+    std::vector<Subscription> subscriptions;
+    const auto announcedUntilTheEnd = [&](const std::string& name) {
+        ProviderSide side(provider);
+        EXPECT_TRUE(side.offer(1, name, 10));
+        const auto remote = find(name);
+        EXPECT_NE(nullptr, remote);
+        subscriptions.push_back(
+            remote->listen("t", [&](const Value::List&) { const std::lock_guard wait(gate); }));
+        const std::uint32_t listener = side.capabilityOfCall(2);
+        int count = 0;
+        while (count < 200 && side.announce(listener, 500'000))
+            ++count;
+        EXPECT_TRUE(comesTrue([&] { return !remote->isAlive(); }));
+        return count;
+    };
+    EXPECT_LT(60, announcedUntilTheEnd("first"));
+    EXPECT_GT(10, announcedUntilTheEnd("second")); // of which some are on their way
+    closed.unlock();
+    subscriptions.clear();
+    ProviderSide side(provider);
+    ASSERT_TRUE(side.offer(1, "third", 10));
+    const auto remote = find("third");
+    ASSERT_NE(nullptr, remote);
+    std::atomic<int> heard{0};
+    const auto subscription = remote->listen("t", [&](const Value::List&) { ++heard; });
+    const std::uint32_t listener = side.capabilityOfCall(2);
+    for (int i = 0; i < 3; ++i)
+        EXPECT_TRUE(side.announce(listener, 500'000));
+    EXPECT_TRUE(comesTrue([&] { return heard == 3; }));
+    EXPECT_TRUE(remote->isAlive());
 }
 
 /// Each time it comes and goes, the trackers are to be told.
