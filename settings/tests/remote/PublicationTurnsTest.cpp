@@ -2,6 +2,7 @@
 
 #include "remote/SharedPlace.hpp"
 
+#include "settingscore/SettingsSaving.hpp"
 #include "settingscore/exception/Exceptions.hpp"
 #include "support/AtLine.hpp"
 #include "support/WatchedThread.hpp"
@@ -178,6 +179,36 @@ TEST_F(PublicationTurns, OfAPublishedGroupNoOtherIsEverAttached) {
             EXPECT_TRUE(isRemoteNow());
         }
     });
+}
+
+// A withdrawal waits for the saves of the group, so that nobody who saves may wait for the withdrawal.
+TEST_F(PublicationTurns, WhoeverSavesDoesNotWaitForAWithdrawal) {
+    for (const bool isWriterThere : {true, false})
+        inAnotherProcess([&] {
+            start(isWriterThere ? "client" : "ending");
+            ::alarm(60); // rather than wait for itself for ever
+            const Handle editor = root()->getChild("editor");
+            publishTopLevelGroups({"editor"});
+            if (!isWriterThere)
+                endSettingsWriter();
+            std::unique_ptr<WatchedThread> withdrawing;
+            std::string again;
+            {
+                const AtLine inTheSave("settings::core::settingsFile", "Save settings file: ", [&] {
+                    withdrawing = std::make_unique<WatchedThread>([] { withdrawTopLevelGroups({"editor"}); });
+                    waitUntil([] { return !isPublished(); });
+                    withdrawing->settle();
+                    withdrawTopLevelGroups({"editor"});
+                    again = publishing();
+                });
+                editor->set("size", 20.0, "user");
+                waitForSettingsSaves();
+            }
+            withdrawing.reset();
+            EXPECT_EQ("FailedToPublishException", again);
+            EXPECT_FALSE(isPublished());
+            EXPECT_EQ("", publishing());
+        });
 }
 
 TEST_F(PublicationTurns, LogSinksMayUseTheGroups) {

@@ -147,6 +147,7 @@ void LevelFileKeeper::Operation::letGo() noexcept {
 }
 
 void LevelFileKeeper::Operation::announce() const {
+    const InsideSave inside; // for log sinks
     VARNEK_LOG(fileLog, info) << (isRemoval_ ? "Delete settings file: " : "Save settings file: ")
                               << file_.string();
     if (outcome_ == SaveOutcome::failed)
