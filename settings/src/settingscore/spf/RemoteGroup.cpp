@@ -76,13 +76,17 @@ void RemoteGroup::forgetTold(const Path& parent, const std::string& child) {
     path.push_back(child);
     std::vector<RemoteNode> gone; // let go without the lock
     const std::lock_guard lock(mutex_);
-    for (auto place = nodes_.lower_bound(path); place != nodes_.end() && place->first.size() >= path.size() &&
-                                                std::equal(path.begin(), path.end(), place->first.begin());
-         ++place)
+    auto place = nodes_.lower_bound(path);
+    while (place != nodes_.end() && place->first.size() >= path.size() &&
+           std::equal(path.begin(), path.end(), place->first.begin())) {
         if (auto node = place->second.node.lock()) {
             node->forgetTold();
             gone.push_back(std::move(node));
+            ++place;
+        } else {
+            place = nodes_.erase(place);
         }
+    }
 }
 
 // ---- calls ----

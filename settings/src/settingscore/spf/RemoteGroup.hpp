@@ -71,7 +71,7 @@ class RemoteGroup : public std::enable_shared_from_this<RemoteGroup> {
     RemoteGroup(std::string name, std::shared_ptr<varnek::spf::Invokable> invokable,
                 const core::detail::NodePtr& root);
 
-    /// What is kept of a path for the life of the group.
+    /// What is kept of a path until it is known to be gone and nobody holds its node.
     struct Known {
         std::uint64_t serial = 0;
         boost::weak_ptr<SettingsRemoteImpl> node;

@@ -117,8 +117,10 @@ std::string SettingsRemoteImpl::getParentFullName() const {
 
 NodePtr SettingsRemoteImpl::getChild(std::string_view name, bool) {
     return call(method::callGetChild, {name}, [&](const Value& reply) -> NodePtr {
-        if (reply.isNothing())
+        if (reply.isNothing()) {
+            group_->forgetTold(path_, std::string(name));
             return {};
+        }
         const Value::List& child = reply.asList();
         const std::int64_t flags = at(child, 0).asInteger();
         const auto node =
