@@ -8,11 +8,15 @@
 #include "settingscore/ValueCheck.hpp"
 #include "settingscore/exception/Exceptions.hpp"
 #include "settingscore/settings/level/LevelFolders.hpp"
+#include "varnek/event/EventManager.hpp"
 #include "varnek/files/FileStamp.hpp"
 #include "varnek/files/PathText.hpp"
 
 #include <atomic>
+#include <mutex>
 #include <thread>
+
+#include <unistd.h>
 
 namespace {
 
@@ -171,6 +175,96 @@ TEST_F(Attach, TheFirstOfTwoPublishersStaysAndTheSecondTakesOver) {
         (firstIsFirst ? second : first).kill();
         waitUntil([] { return !isRemoteNow(); });
         EXPECT_EQ(Array::scalar(12.0), size());
+    });
+}
+
+TEST_F(Attach, OfThoseThatWaitTheOneThatCameFirstTakesOver) {
+    const auto waiting = [this](const std::string& who, double value) {
+        return [=, this] {
+            start(who);
+            root()->getChild("editor")->set("size", value, "session");
+        };
+    };
+    OtherProcess third(waiting("third", 53.0), steps());
+    OtherProcess first(waiting("first", 51.0), steps());
+    OtherProcess second(waiting("second", 52.0), steps());
+    OtherProcess fourth(waiting("fourth", 54.0), steps());
+    inAnotherProcess([&] {
+        start("client");
+        root();
+        attachRemoteGroups();
+        std::size_t count = 0;
+        for (OtherProcess* const each : {&first, &second, &third, &fourth}) {
+            ASSERT_EQ("", each->started());
+            ASSERT_EQ("", each->run("publish"));
+            ++count;
+            waitUntil([&] { return getRemotePublishers().size() == count; });
+        }
+        EXPECT_EQ(Array::scalar(51.0), size());
+        const auto isGone = [&](OtherProcess& process) {
+            process.kill();
+            --count;
+            waitUntil([&] { return getRemotePublishers().size() == count; });
+            waitUntil([&] { return isRemoteNow() == (count > 0); });
+        };
+        isGone(third);
+        EXPECT_EQ(Array::scalar(51.0), size());
+        isGone(first);
+        EXPECT_EQ(Array::scalar(52.0), size());
+        isGone(second);
+        EXPECT_EQ(Array::scalar(54.0), size());
+        isGone(fourth);
+        EXPECT_EQ(Array::scalar(12.0), size());
+    });
+}
+
+// It goes and comes, with the own group in between; another group of the same process stays.
+TEST_F(Attach, AGroupWhoseListenersStayBehindComesAnew) {
+    const auto change = [] {
+        return step([] {
+            const Handle editor = root()->getChild("editor");
+            for (int i = 0; i < 25; ++i) // what is announced is the value before
+                editor->set("size", Array::row(std::vector<double>(100'000, i)), "session");
+            editor->set("size", 77.0, "session");
+            root()->getChild("shell")->set("x", 8.0, "session");
+        });
+    };
+    OtherProcess provider(publisher("provider", {"editor", "shell"}), {{"change", change}});
+    inAnotherProcess([&] {
+        start("client");
+        ::alarm(100); // rather than wait for ever
+        const Handle own = root()->getChild("editor");
+        ASSERT_EQ("", provider.started());
+        const Handle before = attached();
+        const Handle shell = attached("shell");
+        EXPECT_EQ(Array::scalar(12.0), before->get("size")); // now the provider knows who listens
+        EXPECT_EQ(Array::scalar(7.0), shell->get("x"));
+        std::mutex gate;
+        std::unique_lock closed(gate);
+        const varnek::event::Connection stuck = varnek::event::EventManager::instance().subscribe(
+            u"settings::core::SettingsValueChangeEvent",
+            [&](const auto&) { const std::lock_guard wait(gate); });
+        RecordedEvents events;
+        ASSERT_EQ("", provider.run("change"));
+        waitUntil([&] { return own->isConnectedToTheSettingsTree(); });
+        EXPECT_EQ(Array::scalar(12.0), size());
+        closed.unlock();
+        waitUntil([] { return isRemoteNow(); });
+        EXPECT_EQ(Array::scalar(77.0), size());
+        EXPECT_FALSE(Settings::equal(before, root()->getChild("editor")));
+        EXPECT_THROW(before->get("size"), exception::RemoteCallFailed);
+        EXPECT_TRUE(Settings::equal(shell, root()->getChild("shell")));
+        EXPECT_EQ(Array::scalar(8.0), shell->get("x"));
+        Lines moves;
+        waitUntil([&] {
+            for (const std::string& line : events.take())
+                if (line.find(" editor ") != std::string::npos)
+                    moves.push_back(line);
+            return moves.size() >= 4;
+        });
+        const Lines each{"removed editor from ", "added editor to "};
+        EXPECT_EQ(each, Lines(moves.end() - 4, moves.end() - 2));
+        EXPECT_EQ(each, Lines(moves.end() - 2, moves.end()));
     });
 }
 
