@@ -76,8 +76,9 @@ class VARNEK_EXPORT Invokable {
     /// a time, in their order. The provider's announcements that follow the answer of a call made after
     /// listen() are heard. Nothing from a provider that announces nothing, or once the service has ended.
     /// RemoteError (tooLarge) for a topic of more than limits::topicBytes.
-    /// A listener that stays behind by limits::announcementBytes hears no more: the service ends for this
-    /// process and is registered anew. What a listener throws is logged.
+    /// When the listeners of one process stay behind by limits::announcementBytes, those of the service of
+    /// which most waits hear no more: it ends for this process and is registered anew. What a listener
+    /// throws is logged.
     virtual Subscription listen(const std::string& topic, Listener listener) = 0;
 };
 
