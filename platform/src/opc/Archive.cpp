@@ -77,8 +77,11 @@ bool sameEntry(zip_t* archive, zip_uint64_t index, const ArchiveEntry& entry) {
 std::string inflated(std::string_view packed, const ArchiveEntry& entry) {
     z_stream stream{};
     constexpr int bareDeflate = -MAX_WBITS; // no header of its own
-    if (inflateInit2(&stream, bareDeflate) != Z_OK)
+    const int begun = inflateInit2(&stream, bareDeflate);
+    if (begun == Z_MEM_ERROR)
         throw std::bad_alloc();
+    if (begun != Z_OK) // another library than this was made for, which says nothing about the bytes
+        throw Refusal{ErrorKind::ioFault, entry.name, zError(begun)};
     const std::unique_ptr<z_stream, int (*)(z_stream*)> end(&stream, inflateEnd);
     std::string bytes(std::size_t{entry.size} + 1, '\0'); // one more, so that too much is seen
     stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(packed.data()));
