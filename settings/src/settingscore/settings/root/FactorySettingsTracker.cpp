@@ -48,6 +48,14 @@ void requireName(const std::string& name) {
         throw std::runtime_error("the name of the group is empty");
 }
 
+/// Without memory nothing is said.
+void logException() noexcept {
+    try {
+        VARNEK_LOG(rootLog, error) << "Exception caught: " << causeOfCurrentException();
+    } catch (...) {
+    }
+}
+
 // The name comes first, for what is told of one that then throws.
 void ask(FactorySettingsTracker::Service& service) {
     const DefinesHere definesHere;
@@ -158,53 +166,61 @@ bool FactorySettingsTracker::unlessBroken(const Entry& entry, const Step& step) 
         step();
         return true;
     } catch (...) {
-        std::string cause = causeOfCurrentException();
         leave(entry);
-        note({entry.name.empty() ? "a toolbox without a name" : "toolbox " + entry.name, std::move(cause)});
+        noteBroken(entry.name);
         return false;
+    }
+}
+
+/// What is wrong with it is being handled. Without memory nobody learns of it.
+void FactorySettingsTracker::noteBroken(const std::string& name) noexcept {
+    try {
+        note({name.empty() ? "a toolbox without a name" : "toolbox " + name, causeOfCurrentException()});
+    } catch (...) {
     }
 }
 
 template <class Key, class Entry>
 bool FactorySettingsTracker::enterOnce(Known<Key, Entry>& known, const Key& key, const Entry& entry) {
+    auto kept = std::make_shared<const Entry>(entry);
     const std::lock_guard lock(mutex_);
-    if (known.inForce.try_emplace(key, Arrived<Entry>{entry, arrivals_ + 1}).second) {
+    if (known.inForce.try_emplace(key, Arrived<Entry>{kept, arrivals_ + 1}).second) {
         ++arrivals_;
         return true;
     }
     VARNEK_LOG(rootLog, warning) << "Toolbox " << entry.name << " is already registered";
-    known.waiting.emplace(key, entry);
+    known.waiting.emplace(key, std::move(kept));
     return false;
 }
 
 /// The next of its name takes its place at once: it may leave, too, while its code runs.
 template <class Key, class Entry>
 void FactorySettingsTracker::leave(Known<Key, Entry>& known, const Entry& entry) noexcept {
-    std::optional<Entry> gone, next;
+    Shared<Entry> gone, next;
     {
-        const std::lock_guard lock(mutex_); // the caller holds the entry, too
-        std::erase_if(known.waiting, [&](const auto& other) { return other.second.code == entry.code; });
+        const std::lock_guard lock(mutex_); // the caller holds the code, too
+        std::erase_if(known.waiting, [&](const auto& other) { return other.second->code == entry.code; });
         const auto left = std::find_if(known.inForce.begin(), known.inForce.end(), [&](const auto& other) {
-            return other.second.entry.code == entry.code;
+            return other.second.entry->code == entry.code;
         });
         if (left == known.inForce.end())
             return;
         if (const auto waiting = known.waiting.find(left->first); waiting != known.waiting.end()) {
             next = waiting->second;
-            left->second = {*next, ++arrivals_};
+            left->second = {next, ++arrivals_};
             known.waiting.erase(waiting);
         } else {
             gone = std::move(left->second.entry); // what it said of itself, too
             known.inForce.erase(left);
         }
     }
-    if (gone)
+    if (gone != nullptr)
         try {
             leaveTrees(*gone);
         } catch (...) { // the framework goes on
-            VARNEK_LOG(rootLog, error) << "Exception caught: " << causeOfCurrentException();
+            logException();
         }
-    if (next)
+    if (next != nullptr)
         unlessBroken(*next, [&] { addToTrees(*next); });
 }
 
@@ -237,7 +253,7 @@ void FactorySettingsTracker::addToTrees(const Loader& loader) {
 std::optional<FactorySettingsTracker::Service> FactorySettingsTracker::find(const std::string& group) const {
     const std::lock_guard lock(mutex_);
     const auto found = services_.inForce.find(Name({}, group));
-    return found == services_.inForce.end() ? std::nullopt : std::optional(found->second.entry);
+    return found == services_.inForce.end() ? std::nullopt : std::optional(*found->second.entry);
 }
 
 std::vector<FactorySettingsTracker::Service> FactorySettingsTracker::topLevelServices() const {
@@ -250,7 +266,7 @@ FactorySettingsTracker::servicesBelow(const std::string& parent) const {
     const std::lock_guard lock(mutex_);
     for (const auto& [name, service] : services_.inForce)
         if (name.first == parent)
-            services.push_back(service.entry);
+            services.push_back(*service.entry);
     return services;
 }
 
@@ -266,7 +282,7 @@ std::vector<FactorySettingsTracker::Loader> FactorySettingsTracker::loaders() co
     std::vector<Loader> loaders;
     const std::lock_guard lock(mutex_);
     for (const auto& [name, loader] : loaders_.inForce)
-        loaders.push_back(loader.entry);
+        loaders.push_back(*loader.entry);
     return loaders;
 }
 
@@ -281,7 +297,7 @@ FactorySettingsTracker::servicesSince(std::uint64_t arrivals) const {
     const std::lock_guard lock(mutex_);
     for (const auto& [name, service] : services_.inForce)
         if (service.number > arrivals)
-            services.push_back(service.entry);
+            services.push_back(*service.entry);
     return services;
 }
 
@@ -291,7 +307,7 @@ FactorySettingsTracker::loadersSince(std::uint64_t arrivals) const {
     const std::lock_guard lock(mutex_);
     for (const auto& [name, loader] : loaders_.inForce)
         if (loader.number > arrivals)
-            loaders.push_back(loader.entry);
+            loaders.push_back(*loader.entry);
     return loaders;
 }
 

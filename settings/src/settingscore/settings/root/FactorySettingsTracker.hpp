@@ -65,17 +65,20 @@ class FactorySettingsTracker {
     void track();
     void startFolders();
     void note(LoadProblem problem);
+    void noteBroken(const std::string& name) noexcept;
     using Name = std::pair<std::string, std::string>; // of the group above, and of the group
     template <class Entry>
+    using Shared = std::shared_ptr<const Entry>; // goes from hand to hand without memory
+    template <class Entry>
     struct Arrived {
-        Entry entry;
+        Shared<Entry> entry;
         std::uint64_t number; // of those that have come
     };
 
     template <class Key, class Entry>
     struct Known {
         std::map<Key, Arrived<Entry>> inForce{};
-        std::multimap<Key, Entry> waiting{}; // for the one of its name to leave
+        std::multimap<Key, Shared<Entry>> waiting{}; // for the one of its name to leave
     };
 
     template <class Key, class Entry>
