@@ -97,6 +97,19 @@ struct ToolboxSourcesOfATree : testing::Test {
     StartedTree tree;
 };
 
+/// As createEmptySettingsFor makes it.
+TEST_F(ToolboxSourcesOfATree, ATreeThatWasMadeEmptyTakesNoServices) {
+    const Registered service("alpha", false);
+    tree.state = detail::emptyTree(tree.index);
+    detail::RootStates::instance().insert(tree.index.index(), tree.state);
+    update("alpha", file("alpha", 1));
+    EXPECT_EQ("file visible, visible", seen("alpha"));
+    EXPECT_EQ(1.0, tree.root()->getByFullName<double>("alpha.x"));
+    update("alpha", file("alpha", 2));
+    EXPECT_EQ(2.0, tree.root()->getByFullName<double>("alpha.x"));
+    EXPECT_EQ("file visible loaded, visible", seen("alpha"));
+}
+
 TEST_F(ToolboxSourcesOfATree, TheOneInForceSaysWhetherUsersSeeTheGroup) {
     tree.defineOne("alpha");
     tree.start();

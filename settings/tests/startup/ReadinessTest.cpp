@@ -109,6 +109,7 @@ TEST_F(Readiness, WhatIsStartedForOneTreeIsRefusedTheOther) {
         const RootIndex own(5, true, false);
         ASSERT_TRUE(MSettings::createEmptySettingsFor(own));
         updateToolboxGroup(own, "editor", {base / "editor.vksettings"});
+        getEarlyStartupFactoryFileNames(own);
         EXPECT_EQ("refused", answer);
         EXPECT_EQ(1.0, getSettingsRoot(own)->getByFullName<double>("editor.x"));
         EXPECT_TRUE(root()->getChild("asking"));

@@ -31,6 +31,7 @@ Toolboxes::~Toolboxes() = default;
 void Toolboxes::build(const std::filesystem::path& factoryFolder) {
     FactorySettingsTracker& tracker = FactorySettingsTracker::start();
     builtAt_ = tracker.arrivals();
+    takesServices_ = true;
     for (const LoadProblem& problem : tracker.problems())
         problems_.add("", problem);
     std::set<std::string> visible;
@@ -182,8 +183,12 @@ ToolboxSources::Refused Toolboxes::noteRefusal() {
 
 // ---- sources ----
 
+std::optional<FactorySettingsTracker::Service> Toolboxes::serviceOf(const std::string& name) const {
+    return takesServices_ ? FactorySettingsTracker::start().find(name) : std::nullopt;
+}
+
 ToolboxSource Toolboxes::sourceOf(const std::string& name) const {
-    if (FactorySettingsTracker::start().find(name))
+    if (serviceOf(name))
         return ToolboxSource::service;
     if (!sources_.factoryFiles(name).empty())
         return ToolboxSource::file;
@@ -192,7 +197,7 @@ ToolboxSource Toolboxes::sourceOf(const std::string& name) const {
 }
 
 bool Toolboxes::isVisible(const std::string& name) const {
-    if (const auto service = FactorySettingsTracker::start().find(name))
+    if (const auto service = serviceOf(name))
         return service->isVisible;
     const ToolboxSources::Declared declared = sources_.declared(name);
     return declared.files.empty() && declared.definition != nullptr ? declared.definition->isVisible()
@@ -254,13 +259,13 @@ std::optional<FactoryChanges> Toolboxes::changesOf(const std::string& name) cons
 // ---- loading ----
 
 ToolboxDefinition Toolboxes::define(const std::string& name) {
-    FactorySettingsTracker& tracker = FactorySettingsTracker::start();
-    {
+    const FactorySettingsTracker* const tracker = takesServices_ ? &FactorySettingsTracker::start() : nullptr;
+    if (tracker != nullptr) {
         const std::lock_guard lock(creation_);
-        definedAt_[name] = tracker.arrivals();
+        definedAt_[name] = tracker->arrivals();
     }
     ToolboxDefinition definition;
-    if (const auto service = tracker.find(name))
+    if (const auto service = serviceOf(name))
         definition = definitionOfService(name, *service);
     else if (const auto files = sources_.factoryFiles(name); !files.empty())
         definition = definitionOfFiles(name, files, sources_.isVisible(name));
@@ -272,8 +277,8 @@ ToolboxDefinition Toolboxes::define(const std::string& name) {
     std::vector<LoadProblem> problems;
     if (!definition.refusal.empty())
         problems.push_back({sourceText(name), definition.refusal});
-    if (definition && tracker.suppliesBelow(name))
-        problems = addGroupsOfServices(definition.group, name, tracker);
+    if (definition && tracker != nullptr && tracker->suppliesBelow(name))
+        problems = addGroupsOfServices(definition.group, name, *tracker);
     problems_.set(name, std::move(problems));
     return definition;
 }

@@ -115,6 +115,8 @@ class Toolboxes : public GroupLoader, public std::enable_shared_from_this<Toolbo
     void changeOrRestore(const std::string& name, const Change& change);
     ToolboxSource sourceOf(const std::string& name) const;
     /// As the source in force says.
+    /// The one in force, in a tree that takes them.
+    std::optional<FactorySettingsTracker::Service> serviceOf(const std::string& name) const;
     bool isVisible(const std::string& name) const;
     std::string sourceText(const std::string& name) const;
     /// The definitions and nothing else; none when there is no source.
@@ -131,7 +133,8 @@ class Toolboxes : public GroupLoader, public std::enable_shared_from_this<Toolbo
     ToolboxSources sources_;
     LoadProblems problems_;
     std::atomic<bool> isBuilt_{false};
-    std::uint64_t builtAt_ = 0; // arrivals of the tracker then; as before build() or after it
+    bool takesServices_ = false; // from the beginning of build() on
+    std::uint64_t builtAt_ = 0;  // arrivals of the tracker then; as before build() or after it
     mutable std::mutex creation_;
     // Guarded by creation_.
     std::map<std::string, boost::shared_ptr<DeclaredGroup>> withoutSource_;

@@ -97,6 +97,8 @@ void Toolboxes::addSubgroup(const FactorySettingsTracker::Service& service) {
 }
 
 void Toolboxes::takeSubgroups(const std::string& name) {
+    if (!takesServices_)
+        return;
     std::uint64_t definedAt = 0;
     {
         const std::lock_guard lock(creation_);
