@@ -225,6 +225,32 @@ TEST_F(ToolboxLoading, AServiceThatThrowsIsAskedAgain) {
     EXPECT_TRUE(problemsOf(*tree.state).empty());
 }
 
+/// Others write the file while the group is loaded, so that it is read twice.
+TEST_F(ToolboxLoading, WhatWasReadLastIsWhatIsWrongWithAFile) {
+    tree.defineOne("alpha");
+    tree.start()->getChild("alpha")->set("x", 5.0, "user");
+    tree.start(); // sees the definitions together with a personal file for the first time
+    const auto file = tree.userFile("alpha");
+    const std::string good = bytesOf(file);
+    constexpr char channel[] = "settings::core::settingsFile";
+    for (const bool isGoodAtLast : {true, false}) {
+        const Handle root = tree.start();
+        int readings = 0;
+        varnek::log::setLevel(channel, varnek::log::Severity::info);
+        const auto sink =
+            varnek::log::setSink([&](std::string_view, varnek::log::Severity, std::string_view line) {
+                if (line.find("Read settings file: " + file.string()) != line.npos)
+                    writeBytes(file, (++readings == 1) == isGoodAtLast ? "no package" : good);
+            });
+        root->getChild("alpha");
+        varnek::log::setSink(sink);
+        varnek::log::setLevel(channel, varnek::log::Severity::off);
+        EXPECT_LE(2, readings);
+        EXPECT_EQ(isGoodAtLast ? 0U : 1U, problemsOf(*tree.state).size());
+        EXPECT_EQ(isGoodAtLast ? 0U : 1U, detail::getLoadProblems(tree.index).size());
+    }
+}
+
 TEST_F(ToolboxLoading, AServiceThatComesLateReachesTheTreeWithOneEvent) {
     tree.defineOne("alpha");
     const Handle root = tree.start();

@@ -18,7 +18,7 @@ std::vector<LoadProblem> getLoadProblems(const RootIndex& index) {
         return {};
     if (tree->toolboxes != nullptr)
         for (const LevelFileStatus& file : tree->files->allStatuses())
-            if (file.loaded == LoadOutcome::ok) // a save has replaced it, perhaps
+            if (file.loaded != LoadOutcome::notRead) // saves replace files, and read them
                 tree->toolboxes->noteFile(file);
     return problemsOf(*tree);
 }

@@ -309,6 +309,11 @@ boost::shared_ptr<SettingsImpl> Toolboxes::load(DeclaredGroup& group) {
     }
 }
 
+void Toolboxes::loadLevel(const NodePtr& group, LevelIndex level) {
+    files_->loadLevel(group, level);
+    noteFile(files_->status(group->getName(), level));
+}
+
 void Toolboxes::noteFile(const LevelFileStatus& file) {
     const auto isGone = [&] {
         std::error_code ignored;
@@ -339,7 +344,7 @@ void Toolboxes::settle(const NodePtr& group) noexcept {
         files_->followUpgrades(group);
         for (const LevelIndex level : levelsOfFiles)
             if (files_->mayHaveChanged(group->getName(), level)) // while the group was being loaded
-                files_->loadLevel(group, level);
+                loadLevel(group, level);
         takeSubgroups(group->getName());
     } catch (...) {
         VARNEK_LOG(rootLog, error) << "Exception caught: " << causeOfCurrentException();

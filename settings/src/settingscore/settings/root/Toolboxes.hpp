@@ -109,14 +109,16 @@ class Toolboxes : public GroupLoader, public std::enable_shared_from_this<Toolbo
     void takeAway(const boost::shared_ptr<SettingsImplRoot>& root,
                   const boost::shared_ptr<DeclaredGroup>& group, LateEvents& events);
     bool redefine(const boost::shared_ptr<SettingsImpl>& group, LateEvents& events);
+    /// Reads a file again, and notes what comes of it.
+    void loadLevel(const NodePtr& group, LevelIndex level);
     /// What follows when a group has its definitions.
     void settle(const NodePtr& group) noexcept;
     template <class Change>
     void changeOrRestore(const std::string& name, const Change& change);
-    ToolboxSource sourceOf(const std::string& name) const;
-    /// As the source in force says.
     /// The one in force, in a tree that takes them.
     std::optional<FactorySettingsTracker::Service> serviceOf(const std::string& name) const;
+    ToolboxSource sourceOf(const std::string& name) const;
+    /// As the source in force says.
     bool isVisible(const std::string& name) const;
     std::string sourceText(const std::string& name) const;
     /// The definitions and nothing else; none when there is no source.

@@ -133,7 +133,7 @@ void Toolboxes::isBack(const NodePtr& group) {
         return; // read when somebody needs it
     try {
         for (const LevelIndex level : levelsOfFiles) {
-            files_->loadLevel(group, level);
+            loadLevel(group, level);
             if (files_->differsFromFile(group, level))
                 group->saveThisSubTree(level);
         }
