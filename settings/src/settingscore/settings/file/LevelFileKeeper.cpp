@@ -204,6 +204,8 @@ void LevelFileKeeper::submit(const Key& key, NodePtr group) {
     bool isPending = false;
     {
         const std::lock_guard lock(mutex_);
+        if (isReplaced_)
+            return; // it was on its way when another tree took the place
         if (!isRemoval && group->getTopLevelNodeForSave() != group)
             return; // removed meanwhile; there may be another group of its name
         FileState& state = stateOf(key);

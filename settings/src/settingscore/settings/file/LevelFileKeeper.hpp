@@ -124,8 +124,9 @@ class LevelFileKeeper : public SaveRequests, public boost::enable_shared_from_th
     // For a tree that takes the place of another one.
 
     /// What was changed in the tree of `before` and is not in its files yet is part of what is read here for
-    /// the first time. `before` saves it, ahead of the saves of this keeper.
-    void inheritFrom(const LevelFileKeeper& before);
+    /// the first time. `before` saves it, ahead of the saves of this keeper, and meets no other request any
+    /// more: what comes late would be older than what is asked of this one.
+    void inheritFrom(LevelFileKeeper& before);
     /// The same for a group that has been read: with what has come into its files since.
     void catchUp(const NodePtr& topLevelGroup, LateEvents& events);
     /// What `before` has saved by now is in the files.
@@ -170,6 +171,7 @@ class LevelFileKeeper : public SaveRequests, public boost::enable_shared_from_th
     /// What a tree held that has been replaced, and its file did not.
     struct Inherited;
     std::map<Key, NodePtr> pendingSaves() const;
+    std::map<Key, NodePtr> endRequests();
     std::shared_ptr<const Inherited> unsavedIn(const Key& key, const NodePtr& group) const;
     std::shared_ptr<const Inherited> inheritedOf(const Key& key) const;
     void submit(const Key& key, NodePtr group);
@@ -224,6 +226,7 @@ class LevelFileKeeper : public SaveRequests, public boost::enable_shared_from_th
     std::condition_variable turnEnded_;
     std::map<LevelIndex, std::filesystem::path> followed_;     // folders that became others
     bool anySkipped_ = false;                                  // a save follows the next one of another file
+    bool isReplaced_ = false;                                  // by the keeper of another tree
     mutable std::map<Key, std::unique_ptr<FileState>> states_; // entries are never removed
 };
 

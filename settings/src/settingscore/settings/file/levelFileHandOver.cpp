@@ -64,8 +64,17 @@ std::map<LevelFileKeeper::Key, NodePtr> LevelFileKeeper::pendingSaves() const {
     return pending;
 }
 
-void LevelFileKeeper::inheritFrom(const LevelFileKeeper& before) {
-    for (const auto& [key, group] : before.pendingSaves()) {
+/// The same, and no others come.
+std::map<LevelFileKeeper::Key, NodePtr> LevelFileKeeper::endRequests() {
+    {
+        const std::lock_guard lock(mutex_);
+        isReplaced_ = true;
+    }
+    return pendingSaves();
+}
+
+void LevelFileKeeper::inheritFrom(LevelFileKeeper& before) {
+    for (const auto& [key, group] : before.endRequests()) {
         auto unsaved = before.unsavedIn(key, group);
         const std::lock_guard lock(mutex_);
         stateOf(key).inherited = std::move(unsaved);

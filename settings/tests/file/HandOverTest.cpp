@@ -1,0 +1,34 @@
+// What is asked of the files of a tree when another one has taken its place.
+
+#include "support/WriterTree.hpp"
+
+namespace {
+
+using namespace settings::core;
+using namespace settings::test;
+
+struct HandOver : WriterTree {};
+
+/// Of threads that were on their way when the tree was replaced.
+TEST_F(HandOver, LateRequestsChangeNothing) {
+    const Handle old = group("g");
+    tree.root->addGroup("own", true, false, "user")->addSetting("s", Array::scalar(4.0), true, false, "user");
+    queue.waitForAll();
+    old->set("s", 1.0, "user");
+    FileTree next(folder.path(), writer);
+    next.keeper->inheritFrom(*tree.keeper);
+    const Handle now = group(next, "g");
+    EXPECT_EQ(1.0, now->get<double>("s"));
+    queue.waitForAll();
+    EXPECT_EQ(1.0, onDisk("g")); // it was asked for before
+    now->set("s", 2.0, "user");
+    queue.waitForAll();
+    old->set("s", 3.0, "user");
+    tree.root->removeNode("own");
+    queue.waitForAll();
+    EXPECT_EQ(2.0, onDisk("g"));
+    EXPECT_EQ(4.0, onDisk("own"));
+    EXPECT_EQ(SaveOutcome::saved, tree.keeper->awaitSave("g", LevelIndex::user).saved);
+}
+
+} // namespace
