@@ -176,6 +176,49 @@ TEST_F(Reset, WhatIsChangedMeanwhileIsInTheNewTree) {
     }
 }
 
+/// There nobody can wait for what the old tree has to save. What others write afterwards is news all the
+/// same.
+TEST_F(Reset, OnTheWritersThread) {
+    for (const bool isLoaded : {false, true}) {
+        std::filesystem::remove_all(base / "prefs");
+        inAnotherProcess([this, isLoaded] {
+            ::alarm(60);
+            init();
+            const Handle old = root();
+            const auto file = base / "prefs/shell.vksettings", theirs = base / "prefs/theirs";
+            old->getChild("shell")->set("x", 9.0, "user");
+            waitForSettingsSaves();
+            std::filesystem::copy_file(file, theirs);
+            std::latch isSaving(1), isAllSet(1), isReset(1);
+            std::atomic<bool> isFirst{true};
+            setSaveHook([&](SettingsFileAccess& access, const std::filesystem::path& path) {
+                if (isFirst.exchange(false)) {
+                    isSaving.count_down();
+                    isAllSet.wait();
+                    MSettings::reset();
+                    if (isLoaded) {
+                        EXPECT_EQ(7.0, root()->getByFullName<double>("shell.x"));
+                    }
+                    isReset.count_down();
+                }
+                access.writeTo(path);
+            });
+            old->getChild("editor")->set("x", 5.0, "user");
+            isSaving.wait();
+            old->getChild("shell")->set("x", 7.0, "user");
+            isAllSet.count_down();
+            isReset.wait();
+            waitForSettingsSaves();
+            setSaveHook({});
+            EXPECT_EQ(5.0, root()->getByFullName<double>("editor.x"));
+            std::filesystem::rename(theirs, file);
+            root()->getChild("shell")->set("y", 3.0, "user");
+            waitForSettingsSaves();
+            EXPECT_EQ(9.0, root()->getByFullName<double>("shell.x"));
+        });
+    }
+}
+
 /// Nobody ever sees an older value than one that somebody has set.
 TEST_F(Reset, UnderWritersNothingGoesBack) {
     inAnotherProcess([] {

@@ -129,8 +129,8 @@ class LevelFileKeeper : public SaveRequests, public boost::enable_shared_from_th
     void inheritFrom(LevelFileKeeper& before);
     /// The same for a group that has been read: with what has come into its files since.
     void catchUp(const NodePtr& topLevelGroup, LateEvents& events);
-    /// What `before` has saved by now is in the files.
-    void forgetInherited(const LevelFileKeeper& before);
+    /// What `before` has saved by now is in the files. False: there is something that it has still to try.
+    bool forgetInherited(const LevelFileKeeper& before);
 
     /// What was read of a group never came into the tree: its files count as not read.
     void forgetFilesOf(const std::string& group) noexcept;

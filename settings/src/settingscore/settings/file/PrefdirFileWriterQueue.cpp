@@ -350,6 +350,13 @@ void PrefdirFileWriterQueue::waitForAll() {
     --waiting_;
 }
 
+void PrefdirFileWriterQueue::whenAllIsTried(std::function<void()> work) {
+    queue_.push([this, mine = std::move(work)] {
+        processWhatIsLeft(Pending::besides);
+        mine();
+    });
+}
+
 void PrefdirFileWriterQueue::waitForEnd() {
     if (isWorker())
         return;

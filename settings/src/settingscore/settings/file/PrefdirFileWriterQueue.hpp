@@ -18,6 +18,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -49,6 +50,9 @@ class PrefdirFileWriterQueue {
     void hurry();
     /// Returns when everything has been tried that was requested before; at once when the worker itself asks.
     void waitForAll();
+    /// The worker runs `work` when everything has been tried that was requested before. Does not wait for it.
+    /// As OrderedWorkQueue::push.
+    void whenAllIsTried(std::function<void()> work);
     /// No thread from now on; with `wait` everything requested before has been tried when this returns,
     /// unless the worker itself calls. As OrderedWorkQueue::terminate.
     void terminate(bool wait);

@@ -115,12 +115,16 @@ void LevelFileKeeper::catchUp(const NodePtr& topLevelGroup, LateEvents& events) 
     }
 }
 
-void LevelFileKeeper::forgetInherited(const LevelFileKeeper& before) {
+bool LevelFileKeeper::forgetInherited(const LevelFileKeeper& before) {
     const auto pending = before.pendingSaves();
+    bool isAllForgotten = true;
     const std::lock_guard lock(mutex_);
-    for (const auto& [key, state] : states_)
+    for (const auto& [key, state] : states_) {
         if (!pending.contains(key))
             state->inherited = nullptr;
+        isAllForgotten = isAllForgotten && state->inherited == nullptr;
+    }
+    return isAllForgotten;
 }
 
 } // namespace settings::core::detail

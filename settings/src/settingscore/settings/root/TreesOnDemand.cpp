@@ -4,6 +4,7 @@
 #include "settingscore/exception/Exceptions.hpp"
 #include "settingscore/settings/file/FileFailureText.hpp"
 #include "settingscore/settings/file/LevelFileKeeper.hpp"
+#include "settingscore/settings/file/prefdirWriter.hpp"
 #include "settingscore/settings/level/TreeFolders.hpp"
 #include "settingscore/settings/root/ChangedDefinitions.hpp"
 #include "settingscore/settings/root/DefinesHere.hpp"
@@ -62,6 +63,22 @@ void readAgain(const SettingsRootStateMgr& tree) {
 }
 
 } // namespace
+using Tree = boost::shared_ptr<SettingsRootStateMgr>;
+
+/// What came into the files while the old tree was the one to be found, and what it has handed over. The
+/// thread that writes that cannot wait for it: it reads once more when it has tried everything.
+void readWhatWasSaved(const Tree& before, const Tree& after) {
+    readAgain(*after);
+    if (before == nullptr || after->files->forgetInherited(*before->files))
+        return;
+    try {
+        if (PrefdirFileWriterQueue* const writer = prefdirWriter())
+            writer->whenAllIsTried([before, after] { readWhatWasSaved(before, after); });
+    } catch (const std::exception& failure) { // the process ends
+        VARNEK_LOG(rootLog, error) << "Exception caught: " << failure.what();
+    }
+}
+
 
 void setTreeStart(TreeStart* start) {
     treeStart = start;
@@ -143,9 +160,7 @@ boost::shared_ptr<SettingsRootStateMgr> TreesOnDemand::rebuild(const RootIndex& 
     // Listeners hear of what comes now, and may ask for the tree.
     events.tell();
     waitForSettingsSaves(); // of what the old tree has handed over, too
-    readAgain(*state);      // what came while the old tree was the one to be found
-    if (before != nullptr)
-        state->files->forgetInherited(*before->files);
+    readWhatWasSaved(before, state);
     state->toolboxes->takeServices(); // those that came before the tree could be found
     return state;
 }
