@@ -7,6 +7,7 @@
 #include "settingscore/settings/file/LevelFileState.hpp"
 #include "settingscore/settings/file/prefdirWriter.hpp"
 #include "settingscore/settings/root/Toolboxes.hpp"
+#include "settingscore/settings/root/TreesOnDemand.hpp"
 #include "settingscore/spf/SharingWork.hpp"
 #include "settingscore/spf/SpfLog.hpp"
 #include "settingscore/spf/SpfSettingsServiceProvider.hpp"
@@ -31,7 +32,7 @@ namespace {
 /// Of the application's tree as it is at the moment; its own group, where another process's still stands in
 /// its place.
 NodePtr groupNow(const std::string& name) {
-    const auto tree = core::detail::RootStates::instance().find(core::DefaultRootIndex().index());
+    const auto tree = core::detail::TreesOnDemand::instance().existing(core::DefaultRootIndex());
     return tree == nullptr ? NodePtr() : tree->toolboxes->localGroup(name);
 }
 

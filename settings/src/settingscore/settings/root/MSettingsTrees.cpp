@@ -6,7 +6,6 @@
 #include "settingscore/SettingsSaving.hpp"
 #include "settingscore/events/EventDelivery.hpp"
 #include "settingscore/settings/level/TreeFolders.hpp"
-#include "settingscore/settings/root/RootStates.hpp"
 #include "settingscore/settings/root/TreesOnDemand.hpp"
 #include "varnek/log/Channel.hpp"
 
@@ -53,9 +52,7 @@ void MSettings::eventQueue(std::queue<boost::shared_ptr<const SettingsEvent>>& e
 void MSettings::eventQueue(const RootIndex& tree,
                            std::queue<boost::shared_ptr<const SettingsEvent>>& events) {
     // A tree that nobody has asked for yet has no events.
-    if (!tree.namesTree())
-        return;
-    if (const auto state = detail::RootStates::instance().find(tree.index()))
+    if (const auto state = detail::TreesOnDemand::instance().existing(tree))
         deliveryOf(*state).moveQueuedTo(events);
 }
 

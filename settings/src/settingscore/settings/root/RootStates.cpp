@@ -32,12 +32,24 @@ boost::shared_ptr<SettingsRootStateMgr> RootStates::find(std::int32_t index) con
     return map_->find(found, index) ? found->second : nullptr;
 }
 
+std::optional<RootState> RootStates::lookUp(std::int32_t index) const {
+    Map::const_accessor found;
+    return map_->find(found, index) ? std::optional(found->second) : std::nullopt;
+}
+
 bool RootStates::insert(std::int32_t index, boost::shared_ptr<SettingsRootStateMgr> state) {
     if (!map_->insert({index, std::move(state)}))
         return false;
     const std::lock_guard lock(map_->mutex);
     map_->indices.insert(index);
     return true;
+}
+
+/// What it replaces is let go without the lock of the entry.
+void RootStates::replace(std::int32_t index, RootState state) noexcept {
+    Map::accessor found;
+    if (map_->find(found, index))
+        found->second.swap(state);
 }
 
 bool RootStates::erase(std::int32_t index) {

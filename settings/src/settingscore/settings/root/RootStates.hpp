@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <vector>
 
 namespace settings::core::detail {
@@ -28,10 +29,14 @@ class RootStates {
   public:
     static RootStates& instance();
 
-    /// Empty when there is no tree of that index.
+    /// Empty when there is no tree of that index, or another one is about to take its place.
     boost::shared_ptr<SettingsRootStateMgr> find(std::int32_t index) const;
+    /// Tells the two apart: nothing when there is none, empty when it is being replaced.
+    std::optional<boost::shared_ptr<SettingsRootStateMgr>> lookUp(std::int32_t index) const;
     /// False, and nothing changed, when the index is taken.
     bool insert(std::int32_t index, boost::shared_ptr<SettingsRootStateMgr> state);
+    /// Of a tree that is there. Empty: nobody finds it until another one is put in its place.
+    void replace(std::int32_t index, boost::shared_ptr<SettingsRootStateMgr> state) noexcept;
     bool erase(std::int32_t index);
     /// In no order; what comes or goes meanwhile may be missing.
     std::vector<boost::shared_ptr<SettingsRootStateMgr>> all() const;

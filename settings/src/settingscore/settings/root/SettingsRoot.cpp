@@ -13,7 +13,7 @@ boost::shared_ptr<Settings> getSettingsRoot(const RootIndex& index) {
 }
 
 std::vector<LoadProblem> getLoadProblems(const RootIndex& index) {
-    const auto tree = index.namesTree() ? RootStates::instance().find(index.index()) : nullptr;
+    const auto tree = TreesOnDemand::instance().existing(index);
     if (tree == nullptr)
         return {};
     if (tree->toolboxes != nullptr)

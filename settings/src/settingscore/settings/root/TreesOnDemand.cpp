@@ -16,6 +16,7 @@
 #include "varnek/files/PathText.hpp"
 
 #include <atomic>
+#include <memory>
 
 namespace settings::core::detail {
 
@@ -62,7 +63,6 @@ void readAgain(const SettingsRootStateMgr& tree) {
     }
 }
 
-} // namespace
 using Tree = boost::shared_ptr<SettingsRootStateMgr>;
 
 /// What came into the files while the old tree was the one to be found, and what it has handed over. The
@@ -79,6 +79,7 @@ void readWhatWasSaved(const Tree& before, const Tree& after) {
     }
 }
 
+} // namespace
 
 void setTreeStart(TreeStart* start) {
     treeStart = start;
@@ -118,6 +119,17 @@ boost::shared_ptr<SettingsRootStateMgr> TreesOnDemand::find(const RootIndex& ind
     return state;
 }
 
+boost::shared_ptr<SettingsRootStateMgr> TreesOnDemand::existing(const RootIndex& index) {
+    if (!index.namesTree())
+        return {};
+    for (;;) {
+        const auto found = RootStates::instance().lookUp(index.index());
+        if (!found || *found != nullptr || BuildsHere::isSo())
+            return found.value_or(nullptr);
+        const std::lock_guard lock(building_); // of whoever exchanges it
+    }
+}
+
 boost::shared_ptr<SettingsRootStateMgr>
 TreesOnDemand::findOrBuild(const RootIndex& index, const std::u16string& folder, bool& isNew) {
     RootStates& states = RootStates::instance();
@@ -148,13 +160,12 @@ boost::shared_ptr<SettingsRootStateMgr> TreesOnDemand::rebuild(const RootIndex& 
         const std::lock_guard lock(building_);
         before = states.find(index.index());
         state = build(index, before == nullptr ? nullptr : before->root->treeContext()->events);
-        states.erase(index.index()); // whoever finds nothing waits for the lock
         if (before != nullptr) {
-            before->root->leaveTree();
-            handOver(*before, *state, events);
+            exchange(index, *before, state, folder, events);
+        } else {
+            followIfMoved(*state, index, folder); // before anybody can save
+            states.insert(index.index(), state);
         }
-        followIfMoved(*state, index, folder); // before anybody can save
-        states.insert(index.index(), state);
     }
     followIfMoved(*state, index, folder);
     // Listeners hear of what comes now, and may ask for the tree.
@@ -163,6 +174,20 @@ boost::shared_ptr<SettingsRootStateMgr> TreesOnDemand::rebuild(const RootIndex& 
     readWhatWasSaved(before, state);
     state->toolboxes->takeServices(); // those that came before the tree could be found
     return state;
+}
+
+/// Nobody finds either tree meanwhile: what is set on the old one after it has handed over what it holds
+/// would be lost, and the new one does not have that yet. Whoever looks for the tree waits for the lock.
+void TreesOnDemand::exchange(const RootIndex& index, const SettingsRootStateMgr& before,
+                             const boost::shared_ptr<SettingsRootStateMgr>& after,
+                             const std::u16string& folder, LateEvents& events) {
+    RootStates& states = RootStates::instance();
+    states.replace(index.index(), nullptr);
+    const auto put = [&](const void*) { states.replace(index.index(), after); };
+    const std::unique_ptr<const void, decltype(put)> atLast(&before, put); // the old one cannot come back
+    before.root->leaveTree();
+    handOver(before, *after, events);
+    followIfMoved(*after, index, folder); // before anybody can save
 }
 
 bool TreesOnDemand::createEmpty(const RootIndex& index) {

@@ -4,9 +4,11 @@
 /// so that the first callers wait for one.
 #pragma once
 
+#include "settingscore/events/EventDelivery.hpp"
 #include "settingscore/settings/root/RootStates.hpp"
 
 #include <mutex>
+#include <string>
 
 namespace settings::core::detail {
 
@@ -16,6 +18,9 @@ class TreesOnDemand {
 
     /// As getSettingsRoot; never empty.
     boost::shared_ptr<SettingsRootStateMgr> find(const RootIndex& index);
+    /// Empty when nobody has asked for the tree yet. Waits while it is exchanged for another one, except on
+    /// the thread that does so: not to be called with a lock.
+    boost::shared_ptr<SettingsRootStateMgr> existing(const RootIndex& index);
     /// Puts a new tree in place of the one of a tree that is built on demand. When it cannot be built,
     /// nothing changes.
     boost::shared_ptr<SettingsRootStateMgr> rebuild(const RootIndex& index);
@@ -29,6 +34,11 @@ class TreesOnDemand {
     /// building_ is held.
     boost::shared_ptr<SettingsRootStateMgr> build(const RootIndex& index,
                                                   const boost::shared_ptr<EventDelivery>& events);
+
+    /// building_ is held.
+    void exchange(const RootIndex& index, const SettingsRootStateMgr& before,
+                  const boost::shared_ptr<SettingsRootStateMgr>& after, const std::u16string& folder,
+                  LateEvents& events);
 
     std::mutex building_;
 };

@@ -15,6 +15,7 @@
 #include "settingscore/settings/root/RootStates.hpp"
 #include "settingscore/settings/root/Toolboxes.hpp"
 #include "settingscore/settings/root/TreeStart.hpp"
+#include "settingscore/settings/root/TreesOnDemand.hpp"
 #include "settingscore/settings/settingsPathUtil.hpp"
 #include "settingscore/settings/startup/StartupLog.hpp"
 #include "settingscore/settings/startup/UpdatePrefdirCallbacks.hpp"
@@ -111,7 +112,7 @@ bool detail::updatePrefdirImpl(const std::string& newPath, const RootIndex& tree
     callbacks->prefdirIsReady(); // whoever has paused goes on
     if (refusal != nullptr)
         std::rethrow_exception(refusal);
-    const Tree state = tree.namesTree() ? RootStates::instance().find(tree.index()) : nullptr;
+    const Tree state = TreesOnDemand::instance().existing(tree);
     if (!isMoved || !isReload || state == nullptr)
         return isMoved;
     std::exception_ptr failure; // whoever waits for the tree goes on all the same
