@@ -72,37 +72,81 @@ std::chrono::milliseconds timeUntil(std::chrono::steady_clock::time_point end) {
 
 } // namespace
 
+namespace {
+
+/// Announces changes of a group's values. Other processes find the group before its publication is known
+/// here; what changes until then is announced afterwards, once for each setting: what it was before.
+class ChangeAnnouncer {
+  public:
+    explicit ChangeAnnouncer(const SpfSettingsServiceProvider& provider)
+        : provider_(provider), changes_(varnek::event::EventManager::instance().subscribe(
+                                   u"settings::core::SettingsValueChangeEvent",
+                                   [this](const varnek::event::EventHandle& event) { take(*event); })) {}
+    ChangeAnnouncer(const ChangeAnnouncer&) = delete;
+    ChangeAnnouncer& operator=(const ChangeAnnouncer&) = delete;
+    ~ChangeAnnouncer() { end(); }
+
+    /// It is to be there until end().
+    void begin(Publication& publication) {
+        const std::lock_guard lock(mutex_);
+        for (const auto& [path, before] : early_)
+            announce(publication, path, before);
+        early_.clear();
+        publication_ = &publication;
+    }
+    void end() noexcept { changes_.disconnectAndWait(); }
+
+  private:
+    void take(const varnek::event::Event& event) {
+        const auto* change = dynamic_cast<const core::SettingsValueChangeEvent*>(&event);
+        const auto path = change == nullptr ? std::nullopt : provider_.pathOf(*change->getObj());
+        if (!path)
+            return;
+        const varnek::data::Array before = change->getOldValue();
+        const std::lock_guard lock(mutex_);
+        if (publication_ == nullptr)
+            early_.try_emplace(*path, before);
+        else
+            announce(*publication_, *path, before);
+    }
+
+    /// Does not block.
+    static void announce(Publication& publication, const Path& path, const varnek::data::Array& before) {
+        try {
+            publication.announce(valueChangeTopic, {toValue(path), before});
+        } catch (const varnek::spf::RemoteError&) { // too large: the change counts, not what was before
+            publication.announce(valueChangeTopic, {toValue(path), varnek::data::Array()});
+        }
+    }
+
+    const SpfSettingsServiceProvider& provider_;
+    std::mutex mutex_; // rank "announced changes"; guards the next two, and keeps announcements in order
+    Publication* publication_ = nullptr;
+    std::map<Path, varnek::data::Array> early_;
+    const varnek::event::Connection changes_; // the last: it uses the others
+};
+
+} // namespace
+
 /// One group, while it is published.
 class PublishedGroup {
   public:
     PublishedGroup(const std::string& name, const SPFConfiguration& configuration,
                    std::chrono::milliseconds limit)
         : provider_(std::make_shared<SpfSettingsServiceProvider>(name, [name] { return groupNow(name); })),
+          changes_(*provider_),
           publication_(varnek::spf::ServiceRuntime::instance().publish(
-              core::serviceContext(), configuration, publisherId, descriptionOf(name), provider_, limit)),
-          changes_(varnek::event::EventManager::instance().subscribe(
-              u"settings::core::SettingsValueChangeEvent",
-              [this](const varnek::event::EventHandle& event) { announce(*event); })) {}
+              core::serviceContext(), configuration, publisherId, descriptionOf(name), provider_, limit)) {
+        changes_.begin(*publication_);
+    }
     PublishedGroup(const PublishedGroup&) = delete;
     PublishedGroup& operator=(const PublishedGroup&) = delete;
-    ~PublishedGroup() { changes_.disconnectAndWait(); }
+    ~PublishedGroup() { changes_.end(); } // before the publication
 
   private:
-    void announce(const varnek::event::Event& event) const {
-        const auto* change = dynamic_cast<const core::SettingsValueChangeEvent*>(&event);
-        const auto path = change == nullptr ? std::nullopt : provider_->pathOf(*change->getObj());
-        if (!path)
-            return;
-        try {
-            publication_->announce(valueChangeTopic, {toValue(*path), change->getOldValue()});
-        } catch (const varnek::spf::RemoteError&) { // too large: the change counts, not what was before
-            publication_->announce(valueChangeTopic, {toValue(*path), varnek::data::Array()});
-        }
-    }
-
     const std::shared_ptr<SpfSettingsServiceProvider> provider_;
+    ChangeAnnouncer changes_;
     const std::unique_ptr<Publication> publication_;
-    const varnek::event::Connection changes_;
 };
 
 PublishedGroups& PublishedGroups::instance() {
