@@ -211,6 +211,32 @@ TEST_F(PublicationTurns, WhoeverSavesDoesNotWaitForAWithdrawal) {
         });
 }
 
+// Who was told meanwhile that a group is published relies on it; who asked for it twice does not.
+TEST_F(PublicationTurns, AFailedPublishingTakesBackWhatOnlyItHasPublished) {
+    inAnotherProcess([&] {
+        start("client");
+        const auto publishThatFails = [](const std::vector<std::string>& groups,
+                                         const std::function<void()>& meanwhile) {
+            root()->addGroup("extra", true, false, "session");
+            const AtLine between(channel, "Successfully registered SPF service editor", [&] {
+                root()->removeNode("extra");
+                meanwhile();
+            });
+            EXPECT_THROW(publishTopLevelGroups(groups), exception::SettingsException);
+        };
+        publishThatFails({"editor", "editor", "extra"}, [] {});
+        EXPECT_FALSE(isPublished());
+        publishThatFails({"editor", "extra"}, [] { publishTopLevelGroups({"editor"}); });
+        EXPECT_EQ(std::vector<std::string>{"editor"}, getPublishedTopLevelGroups());
+        withdrawTopLevelGroups({"editor"});
+        publishThatFails({"editor", "extra"}, [] {
+            withdrawTopLevelGroups({"editor"});
+            publishTopLevelGroups({"editor"});
+        });
+        EXPECT_EQ(std::vector<std::string>{"editor"}, getPublishedTopLevelGroups());
+    });
+}
+
 TEST_F(PublicationTurns, LogSinksMayUseTheGroups) {
     OtherProcess other(publisher("other"), steps());
     inAnotherProcess([&] {

@@ -41,9 +41,9 @@ class Settings;
 /// publishing or withdrawing one of them. What is called in the middle of that (listeners, log sinks,
 /// functions of served calls) cannot wait for it, and fails.
 ///
-/// Errors, and then none of the groups is published that was not before: NoSuchNode for a name without a
-/// group; exception::SettingsException with the text "Failed to publish service: " and the cause, or "Timeout
-/// publishing services"; those of getSettingsRoot().
+/// Errors, and then none of the groups is published that was not before, unless another thread was told
+/// meanwhile that it is: NoSuchNode for a name without a group; exception::SettingsException with the text
+/// "Failed to publish service: " and the cause, or "Timeout publishing services"; those of getSettingsRoot().
 SETTINGSCORE_EXPORT void publishTopLevelGroups(const std::vector<std::string>& names,
                                                std::chrono::milliseconds limit = std::chrono::seconds(5));
 

@@ -186,25 +186,28 @@ class PublishedGroups::Turn {
     bool isPublished_ = false;
 };
 
-bool PublishedGroups::publish(SettingsImplRoot& root, const std::string& name,
-                              std::chrono::milliseconds limit) {
+PublishedGroups::Number PublishedGroups::publish(SettingsImplRoot& root, const std::string& name,
+                                                 std::chrono::milliseconds limit) {
     constexpr std::chrono::milliseconds most = std::chrono::hours(24); // so that sums stay in range
+    Begun begun;
     try {
-        if (!publishBy(root, name, Clock::now() + std::min(limit, most)))
-            return false;
+        begun = publishBy(root, name, Clock::now() + std::clamp(limit, limit.zero(), most));
     } catch (const std::exception& failure) {
         VARNEK_LOG(spfLog, error) << "Failed to register service " << name;
         if (dynamic_cast<const varnek::spf::PublicationTimeout*>(&failure) != nullptr)
             throw core::exception::ServicePublishTimeout();
         throw core::exception::FailedToPublishException(failure.what());
     }
-    VARNEK_LOG(spfLog, info) << "Successfully registered SPF service " << name;
-    return true;
+    if (begun.isNew)
+        VARNEK_LOG(spfLog, info) << "Successfully registered SPF service " << name;
+    return begun.number;
 }
 
-bool PublishedGroups::publishBy(SettingsImplRoot& root, const std::string& name, Clock::time_point end) {
-    if (!begin(name, end))
-        return false;
+PublishedGroups::Begun PublishedGroups::publishBy(SettingsImplRoot& root, const std::string& name,
+                                                  Clock::time_point end) {
+    const Begun begun = begin(name, end);
+    if (!begun.isNew)
+        return begun;
     Turn turn(*this, name);
     const SharingWork work;
     auto& tracker = TopLevelNodeClientTracker::ofProcess(); // it is to know, whether or not there is a tree
@@ -214,21 +217,27 @@ bool PublishedGroups::publishBy(SettingsImplRoot& root, const std::string& name,
             throw std::runtime_error("there is no group " + name);
         auto group = std::make_unique<PublishedGroup>(name, *configurationOf(root), timeUntil(end));
         turn.publish(group);
-        return true;
+        return begun;
     } catch (...) {
         tracker.withdrawnHere(name);
         throw;
     }
 }
 
-bool PublishedGroups::begin(const std::string& name, Clock::time_point end) {
+PublishedGroups::Begun PublishedGroups::begin(const std::string& name, Clock::time_point end) {
     const bool mayNotWait = maybeAwaited();
     std::unique_lock lock(mutex_);
     if (isUnderWay(name) && mayNotWait)
         throw std::runtime_error(name + " is being published or withdrawn");
     if (!changed_.wait_until(lock, end, [&] { return !isUnderWay(name); }))
         throw varnek::spf::PublicationTimeout(name + " is being published or withdrawn");
-    return groups_.try_emplace(name).second;
+    const auto [place, isNew] = groups_.try_emplace(name);
+    Entry& entry = place->second;
+    if (isNew)
+        entry.number = ++last_;
+    else
+        ++entry.told;
+    return {entry.number, isNew};
 }
 
 bool PublishedGroups::isUnderWay(const std::string& name) const {
@@ -237,6 +246,16 @@ bool PublishedGroups::isUnderWay(const std::string& name) const {
 }
 
 void PublishedGroups::withdraw(const std::string& name) {
+    withdrawIf(name, [](const Entry&) { return true; });
+}
+
+void PublishedGroups::takeBack(const std::string& name, Number publication) {
+    withdrawIf(name, [&](Entry& entry) { return entry.number == publication && --entry.told == 0; });
+}
+
+/// What is asked under the lock, of the entry as it is when nobody else is at work on the name.
+template <class Condition>
+void PublishedGroups::withdrawIf(const std::string& name, const Condition& condition) {
     std::unique_ptr<PublishedGroup> group; // ended without the lock
     const bool mayWait = !maybeAwaited();
     {
@@ -244,7 +263,7 @@ void PublishedGroups::withdraw(const std::string& name) {
         if (mayWait)
             changed_.wait(lock, [&] { return !isUnderWay(name); });
         const auto found = groups_.find(name);
-        if (found == groups_.end())
+        if (found == groups_.end() || !condition(found->second))
             return;
         if (found->second.stage != Stage::published) {
             found->second.isCancelled = true;

@@ -12,6 +12,7 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <cstdint>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -26,11 +27,17 @@ class PublishedGroups {
   public:
     static PublishedGroups& instance(); // never destroyed
 
-    /// False when the group is published already. Takes `limit` at most, the waiting included.
+    /// One publication of a name; whoever is told of it counts.
+    using Number = std::uint64_t;
+
+    /// Of the publication that there is, or that is new. Takes `limit` at most, the waiting included.
     /// FailedToPublishException, ServicePublishTimeout.
-    bool publish(core::detail::SettingsImplRoot& root, const std::string& name,
-                 std::chrono::milliseconds limit);
+    Number publish(core::detail::SettingsImplRoot& root, const std::string& name,
+                   std::chrono::milliseconds limit);
     void withdraw(const std::string& name);
+    /// As if publish() had not returned it: withdraws the group unless somebody else was told of this
+    /// publication.
+    void takeBack(const std::string& name, Number publication);
     std::vector<std::string> names() const;
 
   private:
@@ -39,18 +46,27 @@ class PublishedGroups {
     struct Entry {
         Stage stage = Stage::publishing;
         bool isCancelled = false; // somebody withdraws it who must not wait
+        Number number = 0;
+        std::size_t told = 1; // those who asked for it and rely on it
         std::unique_ptr<PublishedGroup> group{};
     };
     class Turn;
 
     PublishedGroups() = default;
-    bool publishBy(core::detail::SettingsImplRoot& root, const std::string& name, Clock::time_point end);
-    bool begin(const std::string& name, Clock::time_point end);
+    struct Begun {
+        Number number = 0;
+        bool isNew = false;
+    };
+    Begun publishBy(core::detail::SettingsImplRoot& root, const std::string& name, Clock::time_point end);
+    Begun begin(const std::string& name, Clock::time_point end);
+    template <class Condition>
+    void withdrawIf(const std::string& name, const Condition& condition);
     bool isUnderWay(const std::string& name) const; // mutex_ is held
 
     mutable std::mutex mutex_;
     std::condition_variable changed_;
-    std::map<std::string, Entry> groups_; // guarded by mutex_
+    std::map<std::string, Entry> groups_; // guarded by mutex_, as the next
+    Number last_ = 0;
 };
 
 } // namespace settings::spf

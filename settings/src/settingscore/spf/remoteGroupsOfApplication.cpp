@@ -31,13 +31,15 @@ void publishTopLevelGroups(const std::vector<std::string>& names, std::chrono::m
         if (group == nullptr || (!isReplaced && tree->root->getChild(name, true) == nullptr))
             throw exception::NoSuchNode(tree->root->getThisObject(), name);
     }
-    std::vector<std::string> published;
+    auto& groups = PublishedGroups::instance();
+    std::vector<PublishedGroups::Number> published;
+    published.reserve(names.size());
     try {
         for (const std::string& name : names)
-            if (PublishedGroups::instance().publish(*tree->root, name, limit))
-                published.push_back(name);
+            published.push_back(groups.publish(*tree->root, name, limit));
     } catch (...) {
-        withdrawTopLevelGroups(published);
+        for (std::size_t i = 0; i < published.size(); ++i)
+            groups.takeBack(names[i], published[i]);
         throw;
     }
 }
