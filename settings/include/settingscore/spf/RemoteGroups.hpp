@@ -83,8 +83,10 @@ struct UnusablePublisher {
 /// Nothing before attachRemoteGroups(). The errors of that are its errors.
 SETTINGSCORE_EXPORT std::vector<UnusablePublisher> getUnusablePublishers();
 
-/// Waits until these groups are attached; without a name until everything is attached that the processes
-/// publish which are there now. False when the time is over before, or there is nothing. Those of
+/// Waits until these groups are attached; false when the time is over before. Without a name it waits until
+/// the processes that are there now have told what they publish and that has been taken in, or the time is
+/// over; true when a group of any of them is attached then. A group may wait for another publisher, or be
+/// refused because its name differs from that of an own one by case only (getRemotePublishers). Those of
 /// getSettingsRoot() are its errors.
 SETTINGSCORE_EXPORT bool awaitRemoteGroups(const std::vector<std::string>& names,
                                            std::chrono::milliseconds limit);

@@ -102,16 +102,19 @@ bool isAttached(const std::string& group, const Publishers& publishers) {
 /// Everything that the processes publish which are there now. Processes that publish none of ours are not
 /// heard of, but for that they answer: so it is looked for from time to time.
 bool awaitAll(const TopLevelNodeClientTracker& tracker, std::chrono::milliseconds limit) {
-    constexpr std::chrono::milliseconds quiet{50}; // the groups of one process come one after the other
-    constexpr std::chrono::milliseconds pause{5};
+    using std::chrono::milliseconds;
+    constexpr milliseconds quiet{50}; // the groups of one process come one after the other
+    constexpr milliseconds pause{5};
     const auto end = std::chrono::steady_clock::now() + limit;
-    while (!silentProcesses().empty() && std::chrono::steady_clock::now() < end)
-        tracker.waitFor([](const Publishers&) { return false; }, pause);
+    const auto left = [&] { return std::chrono::ceil<milliseconds>(end - std::chrono::steady_clock::now()); };
+    while (left() > pause.zero() && !silentProcesses().empty())
+        tracker.waitFor([](const Publishers&) { return false; }, std::min(pause, left()));
     std::size_t known = 0;
     do
         known = tracker.publishers().size();
-    while (known > 0 &&
-           tracker.waitFor([&](const Publishers& publishers) { return publishers.size() != known; }, quiet));
+    while (known > 0 && left() > quiet.zero() &&
+           tracker.waitFor([&](const Publishers& publishers) { return publishers.size() != known; },
+                           std::min(quiet, left())));
     return isAttached({}, tracker.publishers());
 }
 
@@ -132,6 +135,8 @@ std::vector<UnusablePublisher> getUnusablePublishers() {
 }
 
 bool awaitRemoteGroups(const std::vector<std::string>& names, std::chrono::milliseconds limit) {
+    constexpr std::chrono::milliseconds most = std::chrono::hours(24 * 365); // so that sums stay in range
+    limit = std::clamp(limit, limit.zero(), most);
     detail::TreesOnDemand::instance().find(DefaultRootIndex()); // they stand in it
     const TopLevelNodeClientTracker& tracker = TopLevelNodeClientTracker::ofProcess();
     if (names.empty())

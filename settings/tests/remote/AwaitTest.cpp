@@ -1,0 +1,101 @@
+// Waiting for the groups of other processes.
+
+#include "remote/SharedPlace.hpp"
+
+#include "cppmicroservices/BundleContext.h"
+#include "settingscore/plugin/ServiceFramework.hpp"
+#include "settingscore/spf/TopLevelNodeClientTracker.hpp"
+#include "spf/ServiceRuntime.hpp"
+#include "support/WatchedThread.hpp"
+
+#include <atomic>
+#include <memory>
+#include <thread>
+
+namespace {
+
+using namespace settings::core;
+using namespace settings::test;
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+using std::chrono::steady_clock;
+
+struct Await : SharedPlace {};
+
+/// A service as others publish it, which nobody calls.
+struct Offered : varnek::spf::RemoteService {
+    struct Uncalled : varnek::spf::Invokable {
+        std::future<varnek::spf::Value> invoke(const std::string&, varnek::spf::Value::List,
+                                               milliseconds) override {
+            return {};
+        }
+        bool isAlive() const noexcept override { return true; }
+        varnek::spf::Subscription listen(const std::string&, Listener) override { return {}; }
+    };
+    std::shared_ptr<varnek::spf::Invokable> invokable() const override {
+        return std::make_shared<Uncalled>();
+    }
+};
+
+auto offer(const std::string& group) {
+    cppmicroservices::ServiceProperties properties;
+    properties[varnek::spf::property::serviceName] = std::string(settings::spf::publisherId);
+    properties[varnek::spf::property::process] = std::string("another one");
+    properties[std::string(varnek::spf::property::serviceProperty) + settings::spf::groupProperty] = group;
+    return serviceContext().RegisterService<varnek::spf::RemoteService>(std::make_shared<Offered>(),
+                                                                        properties);
+}
+
+TEST_F(Await, EverythingThatProcessesPublish) {
+    OtherProcess first(publisher("first", {"editor", "shell"}), steps());
+    OtherProcess second(
+        publisher("second", {"third"}, [] { root()->addGroup("third", true, false, "session"); }), steps());
+    inAnotherProcess([&] {
+        start("client");
+        ASSERT_EQ("", first.started());
+        ASSERT_EQ("", second.started());
+        attachRemoteGroups();
+        EXPECT_TRUE(awaitRemoteGroups({}, seconds(30)));
+        for (const char* group : {"editor", "shell", "third"})
+            EXPECT_TRUE(isRemote(*root()->getChild(group))) << group;
+    });
+}
+
+TEST_F(Await, EndsWithItsTimeWhileGroupsComeAndGo) {
+    inAnotherProcess([&] {
+        start("client");
+        root();
+        const auto stays = offer("editor");
+        const auto begin = steady_clock::now();
+        std::atomic<bool> isOver{false};
+        std::jthread comesAndGoes([&] {
+            while (!isOver && steady_clock::now() - begin < seconds(10))
+                offer("shell").Unregister();
+        });
+        awaitRemoteGroups({}, milliseconds(100));
+        EXPECT_GT(seconds(5), steady_clock::now() - begin);
+        isOver = true;
+    });
+}
+
+TEST_F(Await, AsLongAsItTakes) {
+    inAnotherProcess([&] {
+        start("client");
+        root();
+        for (const milliseconds nothing : {milliseconds(0), milliseconds(-1), milliseconds::min()}) {
+            EXPECT_FALSE(awaitRemoteGroups({"editor"}, nothing));
+            EXPECT_FALSE(awaitRemoteGroups({}, nothing));
+        }
+        bool isThere = false;
+        {
+            const WatchedThread waiting(
+                [&] { isThere = awaitRemoteGroups({"editor"}, milliseconds::max()); });
+            waiting.settle();
+            offer("editor");
+        }
+        EXPECT_TRUE(isThere);
+        EXPECT_TRUE(awaitRemoteGroups({}, milliseconds::max()));
+    });
+}
+
+} // namespace
