@@ -4,8 +4,10 @@
 
 #include "cppmicroservices/BundleContext.h"
 #include "settingscore/plugin/ServiceFramework.hpp"
+#include "varnek/event/EventManager.hpp"
 
 #include <algorithm>
+#include <atomic>
 #include <latch>
 #include <thread>
 
@@ -67,6 +69,36 @@ TEST_F(AnnouncedChanges, WhileTheGroupIsStillBeingPublished) {
         ASSERT_EQ("", provider.run("15"));
         waitUntil([&] { return isTold("changed editor.size was 14"); });
         EXPECT_EQ((Lines{"changed editor.size was 12", "changed editor.size was 14"}), told);
+    });
+}
+
+/// The listener hears of a change for as long as the test likes; other processes are found meanwhile.
+TEST_F(AnnouncedChanges, AListenerThatDoesNotReturnHoldsUpNoOtherProcess) {
+    OtherProcess provider(publisher("provider"), steps());
+    OtherProcess other(publisher("other", {"shell"}), steps());
+    inAnotherProcess([&] {
+        start("client");
+        ASSERT_EQ("", provider.started());
+        ASSERT_EQ("", other.started());
+        ASSERT_EQ("", other.run("withdraw shell"));
+        attached();
+        std::latch isCalled(1), mayReturn(1);
+        std::atomic<bool> isFirst{true};
+        const varnek::event::Connection listening = varnek::event::EventManager::instance().subscribe(
+            u"settings::core::SettingsValueChangeEvent", [&](const auto&) {
+                if (!isFirst.exchange(false))
+                    return;
+                isCalled.count_down();
+                mayReturn.wait();
+            });
+        ASSERT_EQ("", provider.run("size 50"));
+        isCalled.wait();
+        provider.kill();
+        waitUntil([] { return !isRemoteNow(); });
+        ASSERT_EQ("", other.run("publish shell"));
+        EXPECT_TRUE(awaitRemoteGroups({"shell"}, std::chrono::seconds(20)));
+        mayReturn.count_down();
+        listening.disconnectAndWait();
     });
 }
 

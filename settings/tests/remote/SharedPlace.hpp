@@ -89,6 +89,8 @@ inline const OtherProcess::Steps& steps() {
                               core::withdrawTopLevelGroups({"editor", "no such group"});
                           }); }},
         {"publish", [] { return step([] { core::publishTopLevelGroups({"editor"}); }); }},
+        {"withdraw shell", [] { return step([] { core::withdrawTopLevelGroups({"shell"}); }); }},
+        {"publish shell", [] { return step([] { core::publishTopLevelGroups({"shell"}); }); }},
         {"size 50",
          [] { return step([] { SharedPlace::root()->getChild("editor")->set("size", 50.0, "session"); }); }},
     };

@@ -12,7 +12,9 @@
 /// Changes of values in the other process are events here, too. When it withdraws the group or ends, however
 /// it ends, the own group is back, again with events; handles to the other one fail from then on. Of several
 /// publishers of one group the first is attached, and the next takes over when that one ends. What a process
-/// publishes itself it does not attach.
+/// publishes itself it does not attach. A listener that does not return holds up all later events; when it
+/// hears of a group that comes or goes, no other group comes or goes meanwhile, nor while the own group is
+/// being saved.
 ///
 ///     settings::core::init();
 ///     settings::core::publishTopLevelGroups({"editor"}); // in one process

@@ -159,16 +159,53 @@ void RemoteGroup::fail(const char* method, const std::string& node, const Remote
 
 // ---- announcements ----
 
+/// A thread is at work on an announcement. The last one ends the listening that was stopped meanwhile: who
+/// has stopped it must not wait for listeners, which may take any time.
+class RemoteGroup::Announced {
+  public:
+    explicit Announced(RemoteGroup& group) : group_(group) {
+        const std::lock_guard lock(group_.listening_);
+        isHeard = !group_.hasStopped_;
+        ++group_.announced_;
+    }
+    Announced(const Announced&) = delete;
+    Announced& operator=(const Announced&) = delete;
+    ~Announced() {
+        varnek::spf::Subscription ended; // without the lock
+        const std::lock_guard lock(group_.listening_);
+        if (--group_.announced_ == 0 && group_.hasStopped_)
+            ended = std::move(group_.announcements_);
+    }
+
+    bool isHeard = false;
+
+  private:
+    RemoteGroup& group_;
+};
+
+void RemoteGroup::stopListening() {
+    varnek::spf::Subscription ended;
+    const std::lock_guard lock(listening_);
+    hasStopped_ = true;
+    if (announced_ == 0)
+        ended = std::move(announcements_);
+}
+
 void RemoteGroup::listen() {
-    announcements_ =
+    auto announcements =
         invokable_->listen(valueChangeTopic, [weak = weak_from_this()](const Value::List& announcement) {
             if (const auto self = weak.lock())
                 self->valueChanged(announcement);
         });
+    const std::lock_guard lock(listening_);
+    announcements_ = std::move(announcements);
 }
 
 void RemoteGroup::valueChanged(const Value::List& announcement) {
     const SharingWork work;
+    const Announced announced(*this);
+    if (!announced.isHeard)
+        return;
     using namespace core::detail;
     const NodePtr root = this->root();
     const auto tree = root == nullptr ? nullptr : root->treeContext();

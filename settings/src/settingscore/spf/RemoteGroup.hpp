@@ -64,8 +64,9 @@ class RemoteGroup : public std::enable_shared_from_this<RemoteGroup> {
     void listen();
     void setAttached(bool attached) noexcept { isAttached_ = attached; }
     bool isAttached() const noexcept { return isAttached_; }
-    /// Ends the listening: waits for listeners that are at work on other threads. Once, without locks.
-    void stopListening() { announcements_ = {}; }
+    /// Ends the listening. Does not wait for listeners that are at work: it ends when they are done. Without
+    /// locks.
+    void stopListening();
 
   private:
     RemoteGroup(std::string name, std::shared_ptr<varnek::spf::Invokable> invokable,
@@ -78,6 +79,7 @@ class RemoteGroup : public std::enable_shared_from_this<RemoteGroup> {
     };
 
     class FailureHandles;
+    class Announced;
     Value ask(const char* method, const std::string& node, Value::List arguments);
     [[noreturn]] static void fail(const char* method, const std::string& node,
                                   const varnek::spf::RemoteError& error);
@@ -90,6 +92,9 @@ class RemoteGroup : public std::enable_shared_from_this<RemoteGroup> {
     std::atomic<bool> isAttached_{false};
     std::mutex mutex_;
     std::map<Path, Known> nodes_; // guarded by mutex_
+    std::mutex listening_;        // rank "remote nodes"; guards the rest
+    int announced_ = 0;           // announcements that threads are at work on
+    bool hasStopped_ = false;
     varnek::spf::Subscription announcements_;
 };
 
