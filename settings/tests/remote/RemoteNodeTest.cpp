@@ -192,6 +192,52 @@ TEST_F(RemoteNode, CallsCanBeRead) {
     });
 }
 
+std::mutex servedMutex;
+std::string served; // by the other process, as its log says; guarded by servedMutex
+
+std::string readAlong() {
+    varnek::log::setLevel("settings::core::spf", varnek::log::Severity::debug);
+    varnek::log::setSink([](std::string_view, varnek::log::Severity, std::string_view text) {
+        const std::lock_guard lock(servedMutex);
+        served = text;
+    });
+    return "";
+}
+
+std::string lastServed() {
+    const std::lock_guard lock(servedMutex);
+    return served;
+}
+
+TEST_F(RemoteNode, CallsThatFailCanBeReadOnBothSides) {
+    withProvider(
+        {{"read along", readAlong}, {"last", lastServed}}, [](OtherProcess& provider, const Handle& editor) {
+            ASSERT_EQ("", provider.run("read along"));
+            LogLines log("settings::core::spf");
+            std::string text;
+            try {
+                editor->get("nothing", "user");
+                ADD_FAILURE();
+            } catch (const exception::NoSuchKey& failure) {
+                text = failure.what();
+            }
+            const std::string line =
+                R"({"arguments":[[],"nothing","user"],"name":"getSettingMDArray","return":null})"
+                " failed: " +
+                text;
+            EXPECT_EQ(std::vector<std::string>{line}, log.lines);
+            EXPECT_EQ("served " + line, provider.run("last"));
+            log.lines.clear();
+            provider.kill();
+            waitUntil([] { return !isRemoteNow(); });
+            EXPECT_EQ("RemoteCallFailed", failureOf([&] { editor->get("size"); }));
+            const std::string failed =
+                R"({"arguments":[[],"size",""],"name":"getSettingMDArray","return":null} failed: )";
+            EXPECT_TRUE(std::any_of(log.lines.begin(), log.lines.end(),
+                                    [&](const std::string& said) { return said.starts_with(failed); }));
+        });
+}
+
 // Names need not be UTF-8; a log of the calls in either process changes nothing.
 TEST_F(RemoteNode, ALogOfTheCallsDoesNotMakeThemFail) {
     const std::string name = "caf\xe9";
@@ -209,7 +255,7 @@ TEST_F(RemoteNode, ALogOfTheCallsDoesNotMakeThemFail) {
         EXPECT_EQ("", failureOf([&] { editor->removeNode(name); }));
         EXPECT_EQ(nullptr, editor->getChild(name));
         EXPECT_EQ("NoSuchKey", failureOf([&] { editor->get(name); }));
-        EXPECT_EQ(4U, log.lines.size());
+        EXPECT_EQ(5U, log.lines.size());
         EXPECT_TRUE(log.lines[0].starts_with("callGetChild cannot be shown: ")) << log.lines[0];
     });
 }

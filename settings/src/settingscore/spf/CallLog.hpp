@@ -3,6 +3,7 @@
 
 #include "settingscore/spf/RemoteMethods.hpp"
 
+#include <exception>
 #include <string>
 
 namespace settings::spf {
@@ -13,5 +14,9 @@ bool isLoggingCalls() noexcept;
 /// that are not UTF-8, is named: it must not fail because somebody reads along.
 void logCall(const char* what, const std::string& method, const Value& result,
              const Value::List& arguments) noexcept;
+/// The same for a call that has raised something: it returns nothing, and the line ends with the text of
+/// that.
+void logFailedCall(const char* what, const std::string& method, const std::exception& failure,
+                   const Value::List& arguments) noexcept;
 
 } // namespace settings::spf

@@ -146,9 +146,11 @@ Value RemoteGroup::ask(const char* method, const std::string& node, Value::List 
         logCall("", method, result, logged);
         return result;
     } catch (const ProviderFailure& failure) {
+        logFailedCall("", method, failure, logged);
         raiseAsItsType(failure, FailureHandles(*this, asked));
         raise(RemoteCallFailed::Fault::provider, method, node, failure.what());
     } catch (const RemoteError& error) {
+        logFailedCall("", method, error, logged);
         fail(method, node, error);
     }
 }

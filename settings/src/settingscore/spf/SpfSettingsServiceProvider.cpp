@@ -47,16 +47,18 @@ SpfSettingsServiceProvider::Operation SpfSettingsServiceProvider::operationOf(co
 }
 
 Value SpfSettingsServiceProvider::invoke(const std::string& method, const Value::List& arguments) {
-    const Operation operation = operationOf(method);
     const SharingWork work;
     try {
+        const Operation operation = operationOf(method);
         const NodePtr node = nodeAt(toPath(at(arguments, 0)));
         Value result = (this->*operation)(node, Arguments(arguments.begin() + 1, arguments.end()));
         logCall("served ", method, result, arguments);
         return result;
-    } catch (const RemoteError&) { // it crosses as it is
+    } catch (const RemoteError& error) { // it crosses as it is
+        logFailedCall("served ", method, error, arguments);
         throw;
     } catch (const std::exception& failure) {
+        logFailedCall("served ", method, failure, arguments);
         raiseForCaller(failure, *this);
         throw;
     }
