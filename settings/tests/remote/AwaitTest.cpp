@@ -4,6 +4,7 @@
 
 #include "cppmicroservices/BundleContext.h"
 #include "settingscore/plugin/ServiceFramework.hpp"
+#include "settingscore/settings/root/RootStates.hpp"
 #include "settingscore/spf/TopLevelNodeClientTracker.hpp"
 #include "spf/ServiceRuntime.hpp"
 #include "support/WatchedThread.hpp"
@@ -95,6 +96,19 @@ TEST_F(Await, AsLongAsItTakes) {
         }
         EXPECT_TRUE(isThere);
         EXPECT_TRUE(awaitRemoteGroups({}, milliseconds::max()));
+    });
+}
+
+/// What comes when there is no tree is attached to the next one.
+TEST_F(Await, AGroupThatComesWithoutATree) {
+    inAnotherProcess([&] {
+        start("client");
+        root();
+        detail::RootStates::instance().erase(DefaultRootIndex().index());
+        offer("editor");
+        ASSERT_EQ(1U, getRemotePublishers().size());
+        EXPECT_FALSE(getRemotePublishers()[0].isAttached);
+        EXPECT_TRUE(isRemoteNow());
     });
 }
 

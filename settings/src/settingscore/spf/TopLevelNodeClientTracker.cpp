@@ -28,6 +28,15 @@ std::string textProperty(const cppmicroservices::ServiceReferenceBase& reference
     return text == nullptr ? std::string() : *text;
 }
 
+/// Where that fails, the groups come and go all the same.
+void awaitSaves(const core::detail::SettingsRootStateMgr& tree, const std::string& group) {
+    try {
+        tree.toolboxes->awaitSaves(group);
+    } catch (const std::exception& failure) {
+        VARNEK_LOG(spfLog, error) << "Exception caught: " << failure.what();
+    }
+}
+
 } // namespace
 
 /// What is to be done without the lock once the groups are in their places.
@@ -135,7 +144,7 @@ bool TopLevelNodeClientTracker::moveToTree() {
     };
     if (const Tree tree = treeNow())
         for (const std::string& group : offeredGroups())
-            tree->toolboxes->awaitSaves(group); // of those that are replaced
+            awaitSaves(*tree, group); // of those that are replaced
     Change change(*this);
     const std::lock_guard lock(mutex_);
     change.tree = treeNow();
@@ -189,12 +198,16 @@ TopLevelNodeClientTracker::take(const Reference& reference) {
     auto invokable = service == nullptr ? nullptr : service->invokable();
     if (invokable == nullptr)
         throw core::exception::NoInvokableForServiceReference(group);
-    Tree tree;
-    {
-        const std::lock_guard lock(mutex_);
-        tree = Tree(tree_); // boost::bad_weak_ptr when the root is gone
+    try {
+        Tree tree;
+        {
+            const std::lock_guard lock(mutex_);
+            tree = Tree(tree_);
+        }
+        awaitSaves(*tree, group);               // of the group that may be replaced
+    } catch (const boost::bad_weak_ptr& gone) { // the root is gone; the next one gets the group
+        VARNEK_LOG(spfLog, error) << "Exception caught: " << gone.what();
     }
-    tree->toolboxes->awaitSaves(group); // of the group that may be replaced
     Change change(*this);
     const std::lock_guard lock(mutex_);
     change.tree = tree_.lock();
@@ -297,12 +310,8 @@ void TopLevelNodeClientTracker::withdrawnHere(const std::string& group) {
         const std::lock_guard lock(mutex_);
         tree = tree_.lock();
     }
-    try {
-        if (tree != nullptr)
-            tree->toolboxes->awaitSaves(group);
-    } catch (const std::exception& failure) { // the group is withdrawn all the same
-        VARNEK_LOG(spfLog, error) << "Exception caught: " << failure.what();
-    }
+    if (tree != nullptr)
+        awaitSaves(*tree, group);
     Change change(*this);
     const std::lock_guard lock(mutex_);
     change.tree = tree_.lock();
