@@ -15,6 +15,9 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <tuple>
+
+#include <unistd.h>
 
 namespace {
 
@@ -155,6 +158,25 @@ TEST_F(ToolboxesAtStart, OneThatComesInsideACallbackMayRegisterCallbacks) {
         root();
         EXPECT_TRUE(isTold);
         EXPECT_EQ(7.0, root()->getByFullName<double>("late.x"));
+    });
+}
+
+/// Who writes the log may use the groups, also where one of them is refused.
+TEST_F(ToolboxesAtStart, WhatIsLeftOutIsSaidWithoutALock) {
+    inAnotherProcess([this] {
+        ::alarm(60); // rather than wait for itself for ever
+        init();
+        for (const auto& [added, declared, line] : {std::tuple("extra", "extra", "Toolbox extra is left out"),
+                                                    std::tuple("other", "Other", "Exception caught: ")}) {
+            root()->addGroup(added, true, false, "user");
+            std::size_t found = 0;
+            const auto look = [&found] { found = getToolboxGroups(DefaultRootIndex()).size(); };
+            const AtLine refused(channel, line, look);
+            define(declared);
+            updateToolboxGroup(DefaultRootIndex(), declared,
+                               {base / (std::string(declared) + ".vksettings")});
+            EXPECT_LE(4U, found);
+        }
     });
 }
 

@@ -106,21 +106,26 @@ void Toolboxes::place(const std::string& name, LateEvents* events) {
 }
 
 void Toolboxes::place(const std::string& name, bool hasSource, LateEvents* events) {
-    const bool isShown = isVisible(name);
-    const std::string source = sourceText(name);
+    const Refusal refusal = placeNow(name, hasSource, isVisible(name), events);
+    if (refusal.line.empty())
+        return;
+    problems_.set(name, {{sourceText(name), refusal.cause}});
+    VARNEK_LOG(rootLog, error) << refusal.line; // sinks may ask for the groups
+}
+
+Toolboxes::Refusal Toolboxes::placeNow(const std::string& name, bool hasSource, bool isShown,
+                                       LateEvents* events) {
     const auto root = root_.lock();
     const std::lock_guard lock(creation_);
     if (root == nullptr)
-        return;
+        return {};
     const auto behind = replaced_.find(name);
     const NodePtr there = behind == replaced_.end() ? root->childNamed(name) : behind->second;
     const auto declared = boost::dynamic_pointer_cast<DeclaredGroup>(there);
     if (there != nullptr && there->originLevel() != LevelIndex::factory) {
-        if (!hasSource)
-            return;
-        VARNEK_LOG(rootLog, error) << "Toolbox " << name
-                                   << " is left out: there is an added group of its name";
-        problems_.set(name, {{source, "there is an added group of that name"}});
+        if (hasSource)
+            return {"Toolbox " + name + " is left out: there is an added group of its name",
+                    "there is an added group of that name"};
     } else if (declared != nullptr) {
         if (hasSource)
             declared->show(isShown);
@@ -133,16 +138,16 @@ void Toolboxes::place(const std::string& name, bool hasSource, LateEvents* event
         if (hasSource)
             kept->show(isShown);
         else if (!kept->isLoaded())
-            return;
+            return {};
         const auto group = std::move(kept);
         withoutSource_.erase(name);
         try {
             putBelowRoot(root, group, events);
         } catch (const std::exception& failure) { // the name differs from another one by case only
-            VARNEK_LOG(rootLog, error) << "Exception caught: " << failure.what();
-            problems_.set(name, {{source, failure.what()}});
+            return {std::string("Exception caught: ") + failure.what(), failure.what()};
         }
     }
+    return {};
 }
 
 void Toolboxes::putBelowRoot(const boost::shared_ptr<SettingsImplRoot>& root,

@@ -103,6 +103,12 @@ class Toolboxes : public GroupLoader, public std::enable_shared_from_this<Toolbo
     /// As follow(). Without events, of a tree that is being built, a group without a source stays.
     void place(const std::string& name, LateEvents* events);
     void place(const std::string& name, bool hasSource, LateEvents* events);
+    /// Why a group is not below the root, for the log and for who asks; empty when there is nothing to say.
+    struct Refusal {
+        std::string line{};
+        std::string cause{};
+    };
+    Refusal placeNow(const std::string& name, bool hasSource, bool isShown, LateEvents* events);
     /// creation_ is held.
     void putBelowRoot(const boost::shared_ptr<SettingsImplRoot>& root,
                       const boost::shared_ptr<DeclaredGroup>& group, LateEvents* events);
