@@ -30,11 +30,11 @@ void SerialThread::post(Task task) {
     const std::lock_guard lock(mutex_);
     if (isEnding_ || waiting_.size() >= mostWaiting_)
         return;
-    waiting_.push_back(std::move(task));
     if (!hasThread_) {
         startThread(name_, [this] { run(); }).detach();
         hasThread_ = true;
     }
+    waiting_.push_back(std::move(task));
     changed_.notify_all();
 }
 

@@ -24,7 +24,7 @@ class SerialThread {
     SerialThread(const SerialThread&) = delete;
     SerialThread& operator=(const SerialThread&) = delete;
 
-    /// Throws std::bad_alloc, and std::system_error when there is no thread; the task waits for the next one.
+    /// std::bad_alloc, and std::system_error when there is no thread; then the task is not done.
     void post(Task task);
     /// No task begins any more. Waits for the one that is running, unless that is the caller.
     void end(std::chrono::milliseconds patience);
