@@ -55,9 +55,9 @@ class VARNEK_EXPORT PublicationTimeout : public std::runtime_error {
 class VARNEK_EXPORT Publication {
   public:
     virtual ~Publication();
-    /// Tells the clients that listen on the topic. Does not block: the connection of a client that does not
-    /// take what it is told is closed. RemoteError of kind tooLarge over limits::requestBytes. Does nothing
-    /// in a child of fork().
+    /// Tells the clients that listen on the topic. Does not block: a client that does not take what it is
+    /// told hears no more, and has the service withdrawn and offered anew. RemoteError of kind tooLarge over
+    /// limits::requestBytes. Does nothing in a child of fork().
     virtual void announce(const std::string& topic, Value::List announcement) = 0;
 };
 
