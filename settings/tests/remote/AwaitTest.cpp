@@ -1,4 +1,4 @@
-// Waiting for the groups of other processes.
+// Waiting for the groups of other processes, and what is said of processes that cannot be asked.
 
 #include "remote/SharedPlace.hpp"
 
@@ -10,13 +10,20 @@
 #include "support/WatchedThread.hpp"
 
 #include <atomic>
+#include <cstring>
+#include <fstream>
 #include <memory>
 #include <thread>
+
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
 
 namespace {
 
 using namespace settings::core;
 using namespace settings::test;
+using exception::RemoteCallFailed;
 using std::chrono::milliseconds;
 using std::chrono::seconds;
 using std::chrono::steady_clock;
@@ -109,6 +116,75 @@ TEST_F(Await, AGroupThatComesWithoutATree) {
         ASSERT_EQ(1U, getRemotePublishers().size());
         EXPECT_FALSE(getRemotePublishers()[0].isAttached);
         EXPECT_TRUE(isRemoteNow());
+    });
+}
+
+/// Whoever stops a process does not wait for its threads.
+bool isStopped(const std::string& process) {
+    for (const auto& thread : std::filesystem::directory_iterator("/proc/" + process + "/task")) {
+        std::string line;
+        std::ifstream stat(thread.path() / "stat");
+        std::getline(stat, line);
+        if (line.find(") T ") == std::string::npos)
+            return false;
+    }
+    return true;
+}
+
+TEST_F(Await, AProcessThatDoesNotAnswerIsNamed) {
+    OtherProcess provider(publisher("provider"), {{"id", [] { return std::to_string(::getpid()); }}});
+    inAnotherProcess([&] {
+        start("client");
+        ASSERT_EQ("", provider.started());
+        const std::string process = provider.run("id");
+        provider.stop();
+        waitUntil([&] { return isStopped(process); });
+        root();
+        attachRemoteGroups();
+        EXPECT_FALSE(awaitRemoteGroups({}, milliseconds(50)));
+        const auto unusable = getUnusablePublishers();
+        ASSERT_EQ(1U, unusable.size());
+        EXPECT_EQ(RemoteCallFailed::Fault::timedOut, unusable[0].fault) << unusable[0].cause;
+        provider.goOn();
+        EXPECT_TRUE(awaitRemoteGroups({"editor"}, seconds(30)));
+        EXPECT_EQ(getRemotePublishers()[0].process, unusable[0].process);
+        waitUntil([] { return getUnusablePublishers().empty(); });
+    });
+}
+
+/// A connection to the only process that publishes, which has said whether it goes on.
+int connectionToIt() {
+    const int connection = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    for (const auto& entry :
+         std::filesystem::directory_iterator(varnek::spf::ServiceRuntime::endpointFolder()))
+        if (entry.is_socket())
+            std::strncpy(address.sun_path, entry.path().c_str(), sizeof address.sun_path - 1);
+    EXPECT_EQ(0, ::connect(connection, reinterpret_cast<const sockaddr*>(&address), sizeof address));
+    char greeting[8];
+    EXPECT_EQ(8, ::recv(connection, greeting, sizeof greeting, MSG_WAITALL));
+    return connection;
+}
+
+TEST_F(Await, AProcessWithTooManyClientsIsNamed) {
+    OtherProcess provider(publisher("provider"), steps());
+    inAnotherProcess([&] {
+        start("client");
+        ASSERT_EQ("", provider.started());
+        std::vector<int> connections;
+        while (connections.size() < varnek::spf::limits::connections)
+            connections.push_back(connectionToIt());
+        root();
+        attachRemoteGroups();
+        waitUntil([] {
+            const auto unusable = getUnusablePublishers();
+            return unusable.size() == 1 && unusable[0].fault == RemoteCallFailed::Fault::refused;
+        });
+        EXPECT_TRUE(getRemotePublishers().empty());
+        for (const int connection : connections)
+            ::close(connection);
+        EXPECT_TRUE(awaitRemoteGroups({"editor"}, seconds(30)));
     });
 }
 

@@ -9,6 +9,7 @@
 #include "settingscore/settings/node/SettingsAccess.hpp"
 #include "settingscore/spf/RemoteMethods.hpp"
 #include "settingscore/spf/SettingsRemoteImpl.hpp"
+#include "spf/Limits.hpp"
 #include "support/Definitions.hpp"
 #include "support/LogLines.hpp"
 #include "json/Parser.hpp"
@@ -210,32 +211,29 @@ std::string lastServed() {
 }
 
 TEST_F(RemoteNode, CallsThatFailCanBeReadOnBothSides) {
-    withProvider(
-        {{"read along", readAlong}, {"last", lastServed}}, [](OtherProcess& provider, const Handle& editor) {
-            ASSERT_EQ("", provider.run("read along"));
-            LogLines log("settings::core::spf");
-            std::string text;
-            try {
-                editor->get("nothing", "user");
-                ADD_FAILURE();
-            } catch (const exception::NoSuchKey& failure) {
-                text = failure.what();
-            }
-            const std::string line =
-                R"({"arguments":[[],"nothing","user"],"name":"getSettingMDArray","return":null})"
-                " failed: " +
-                text;
-            EXPECT_EQ(std::vector<std::string>{line}, log.lines);
-            EXPECT_EQ("served " + line, provider.run("last"));
-            log.lines.clear();
-            provider.kill();
-            waitUntil([] { return !isRemoteNow(); });
-            EXPECT_EQ("RemoteCallFailed", failureOf([&] { editor->get("size"); }));
-            const std::string failed =
-                R"({"arguments":[[],"size",""],"name":"getSettingMDArray","return":null} failed: )";
-            EXPECT_TRUE(std::any_of(log.lines.begin(), log.lines.end(),
-                                    [&](const std::string& said) { return said.starts_with(failed); }));
-        });
+    withProvider({{"read along", readAlong}, {"last", lastServed}},
+                 [](OtherProcess& provider, const Handle& editor) {
+                     ASSERT_EQ("", provider.run("read along"));
+                     LogLines log("settings::core::spf");
+                     std::string text;
+                     try {
+                         editor->get("nothing", "user");
+                         ADD_FAILURE();
+                     } catch (const exception::NoSuchKey& failure) {
+                         text = failure.what();
+                     }
+                     const std::string line =
+                         R"({"arguments":[[],"nothing","user"],"name":"getSettingMDArray","return":null})"
+                         " failed: " +
+                         text;
+                     EXPECT_EQ(std::vector<std::string>{line}, log.lines);
+                     EXPECT_EQ("served " + line, provider.run("last"));
+                     log.lines.clear();
+                     const std::string tooLong(varnek::spf::limits::requestBytes, 'x');
+                     EXPECT_EQ("RemoteCallFailed", failureOf([&] { editor->get(tooLong); }));
+                     ASSERT_EQ(2U, log.lines.size());
+                     EXPECT_NE(std::string::npos, log.lines[0].find(R"("return":null} failed: )"));
+                 });
 }
 
 // Names need not be UTF-8; a log of the calls in either process changes nothing.
@@ -396,6 +394,19 @@ TEST_F(RemoteNode, BrowsingTakesOneCallForAGroup) {
                                "call couldn't be found.",
                                refusal([&] { (*added)->isLeafNode(); }));
                  });
+}
+
+TEST_F(RemoteNode, WhatABrowseHasToldIsAskedForLater) {
+    using Clock = std::chrono::steady_clock;
+    withProvider({}, [](OtherProcess&, const Handle& editor) {
+        LogLines log("settings::core::spf");
+        const auto children = editor->getChildren();
+        const auto end = Clock::now() + settings::spf::SettingsRemoteImpl::browseTime;
+        ASSERT_EQ(1U, log.lines.size());
+        waitUntil([&] { return Clock::now() > end; });
+        children.front()->isLeafNode();
+        EXPECT_EQ(2U, log.lines.size());
+    });
 }
 
 // What was told of it is not true any more, nor of what was in it.
