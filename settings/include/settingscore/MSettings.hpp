@@ -134,7 +134,8 @@ class SETTINGSCORE_EXPORT MSettings : public Settings {
     /// The root of a tree; as detail::getSettingsRoot.
     static boost::shared_ptr<MSettings> getMSettingsRoot(const RootIndex& tree);
     /// Makes a tree without groups, whose changes raise events and are saved. False when there is a tree of
-    /// that index, or the index names none.
+    /// that index, or the index names none. That of DefaultRootIndex is the application's: it counts as ready
+    /// (startup/Readiness.hpp), and reset() builds it from files.
     static bool createEmptySettingsFor(const RootIndex& tree);
     /// Builds the tree of DefaultRootIndex anew from its files and returns its root. What only the old tree
     /// held is lost: values on "session", and what could not be saved. What other threads change meanwhile is

@@ -29,6 +29,11 @@ bool isBuiltOnDemand(const RootIndex& index) {
 /// What is about the building of trees; may be null.
 std::atomic<TreeStart*> treeStart{nullptr};
 
+/// Null for trees other than the application's.
+TreeStart* startOf(const RootIndex& index) {
+    return index.index() == DefaultRootIndex().index() ? treeStart.load() : nullptr;
+}
+
 std::string asking(const RootIndex& index) {
     return "getSettingsRoot(" + std::to_string(index.index()) + ")";
 }
@@ -103,7 +108,7 @@ boost::shared_ptr<SettingsRootStateMgr> TreesOnDemand::find(const RootIndex& ind
         refuse(index);
     requireInitialized(asking(index));
     refuseWhereTreesAreBuilt(index);
-    TreeStart* const start = treeStart;
+    TreeStart* const start = startOf(index);
     if (start != nullptr)
         start->prepare();
     const std::u16string folder = levelFolder(index, LevelIndex::user);
@@ -148,9 +153,11 @@ boost::shared_ptr<SettingsRootStateMgr> TreesOnDemand::rebuild(const RootIndex& 
     requireInitialized(asking(index));
     refuseWhereTreesAreBuilt(index);
     RootStates& states = RootStates::instance();
-    TreeStart* const start = index.index() == DefaultRootIndex().index() ? treeStart.load() : nullptr;
+    TreeStart* const start = startOf(index);
+    if (start != nullptr)
+        start->prepare();                           // it may be the first tree
     boost::shared_ptr<SettingsRootStateMgr> before; // let go last, and without the lock
-    const auto going = start == nullptr ? nullptr : start->treeGoes();
+    auto going = start == nullptr ? nullptr : start->treeGoes();
     waitForSettingsSaves(); // the new tree reads what the old one holds; the thread may ask for the tree
     const std::u16string folder = levelFolder(index, LevelIndex::user);
     LateEvents events; // told after the lock
@@ -173,6 +180,9 @@ boost::shared_ptr<SettingsRootStateMgr> TreesOnDemand::rebuild(const RootIndex& 
     waitForSettingsSaves(); // of what the old tree has handed over, too
     readWhatWasSaved(before, state);
     state->toolboxes->takeServices(); // those that came before the tree could be found
+    going.reset();
+    if (start != nullptr && before == nullptr)
+        start->treeIsBuilt();
     return state;
 }
 
@@ -195,9 +205,18 @@ bool TreesOnDemand::createEmpty(const RootIndex& index) {
         return false;
     requireInitialized(asking(index));
     refuseWhereTreesAreBuilt(index);
-    const BuildsHere here;
-    const std::lock_guard lock(building_);
-    return RootStates::instance().insert(index.index(), emptyTree(index));
+    TreeStart* const start = startOf(index);
+    if (start != nullptr)
+        start->prepare();
+    {
+        const BuildsHere here;
+        const std::lock_guard lock(building_);
+        if (!RootStates::instance().insert(index.index(), emptyTree(index)))
+            return false;
+    }
+    if (start != nullptr)
+        start->treeIsBuilt();
+    return true;
 }
 
 boost::shared_ptr<SettingsRootStateMgr> TreesOnDemand::build(const RootIndex& index,
