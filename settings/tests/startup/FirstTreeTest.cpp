@@ -4,6 +4,7 @@
 #include "settingscore/SettingsRoot.hpp"
 #include "settingscore/startup/Readiness.hpp"
 #include "settingscore/startup/init.hpp"
+#include "settingscore/startup/updatePrefdir.hpp"
 #include "support/OtherProcess.hpp"
 #include "support/Startup.hpp"
 
@@ -72,6 +73,24 @@ TEST_F(FirstTree, IsThatOfTheApplication) {
         ASSERT_TRUE(MSettings::createEmptySettingsFor(RootIndex(5, true, false)));
         EXPECT_EQ(Lines(), calls);
         EXPECT_FALSE(isSettingsTreeReady());
+    });
+}
+
+/// A directory that was refused is none that became ready.
+TEST_F(FirstTree, TheDirectoryBecomesReadyOnce) {
+    inAProcess([&](Lines& calls) {
+        EXPECT_TRUE(updatePrefdir((base / "other").string()));
+        EXPECT_EQ(Lines{"prefdir"}, calls);
+        root();
+        EXPECT_EQ((Lines{"prefdir", "tree"}), calls);
+        EXPECT_TRUE(std::filesystem::exists(base / "other"));
+    });
+    inAProcess([&](Lines& calls) {
+        EXPECT_THROW(updatePrefdir("relative"), std::exception);
+        EXPECT_EQ(Lines{"prefdir"}, calls); // whoever has paused goes on
+        EXPECT_FALSE(isPrefdirReady([] {}));
+        root();
+        EXPECT_EQ((Lines{"prefdir", "prefdir", "tree"}), calls);
     });
 }
 

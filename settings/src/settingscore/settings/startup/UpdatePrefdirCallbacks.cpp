@@ -92,21 +92,32 @@ bool UpdatePrefdirCallbacks::isSettingsTreeReady() {
 }
 
 void UpdatePrefdirCallbacks::prefdirIsReady(Calling calling) {
-    makeReady(prefdir_, calling);
+    tell(prefdir_, News::ready, calling);
+}
+
+void UpdatePrefdirCallbacks::prefdirIsFound() {
+    tell(prefdir_, News::readyAtFirst, Calling::byWhoeverCalls);
+}
+
+void UpdatePrefdirCallbacks::prefdirIsAsBefore() {
+    tell(prefdir_, News::asBefore, Calling::here);
 }
 
 void UpdatePrefdirCallbacks::settingsTreeIsReady(Calling calling) {
-    makeReady(tree_, calling);
+    tell(tree_, News::ready, calling);
 }
 
 /// The callbacks that are there now are due: whoever registers one afterwards hears that it is ready.
-void UpdatePrefdirCallbacks::makeReady(Subject& subject, Calling calling) {
+void UpdatePrefdirCallbacks::tell(Subject& subject, News news, Calling calling) {
     Lock lock(record_);
+    const auto isKnown = [&] { return news == News::readyAtFirst && subject.isReady; };
     const bool mayLeave = isInsideCallback || calling == Calling::byWhoeverCalls;
     const auto isFree = [this] { return !isRunning_ && !isChanging_; };
-    ended_.wait(lock, [&] { return isFree() || (mayLeave && isRunning_); });
+    ended_.wait(lock, [&] { return isKnown() || isFree() || (mayLeave && isRunning_); });
+    if (isKnown())
+        return; // whoever said so runs them, before those that become due from now on
     subject.due = subject.callbacks;
-    subject.isReady = true;
+    subject.isReady = subject.isReady || news != News::asBefore;
     if (isRunning_)
         return;
     isRunning_ = true;

@@ -33,6 +33,11 @@ class UpdatePrefdirCallbacks {
     void prefdirIsReady(Calling calling = Calling::here);
     void settingsTreeIsReady(Calling calling = Calling::here);
 
+    /// The start has found the directory: prefdirIsReady(byWhoeverCalls), unless it is ready already.
+    void prefdirIsFound();
+    /// A change was refused: runs the callbacks, and what the flag says stays.
+    void prefdirIsAsBefore();
+
     /// Waits for callbacks that run and for a change. std::logic_error inside a callback, naming `operation`.
     void wait(const char* operation);
 
@@ -64,7 +69,8 @@ class UpdatePrefdirCallbacks {
     Lock quietLock(const char* operation);
     bool add(Subject& subject, ReadinessCallback callback, const char* operation);
     bool isReady(const Subject& subject, const char* operation);
-    void makeReady(Subject& subject, Calling calling);
+    enum class News { ready, readyAtFirst, asBefore };
+    void tell(Subject& subject, News news, Calling calling);
     void run(Subject& subject, Lock& lock);
 
     std::mutex record_;

@@ -25,8 +25,7 @@ class Start : public detail::TreeStart {
     bool isInitialized() const override { return isInitialized_.load(std::memory_order_acquire); }
     void prepare() override {
         detail::userFolder(); // a folder that cannot be determined ends the process here
-        if (!isPrefdirAnnounced_.exchange(true))
-            callbacks().prefdirIsReady(Calling::byWhoeverCalls);
+        callbacks().prefdirIsFound();
     }
     void treeIsBuilt() override {
         spf::TopLevelNodeClientTracker::follow(); // groups of others stand below the root that there is
@@ -41,7 +40,6 @@ class Start : public detail::TreeStart {
     static detail::UpdatePrefdirCallbacks& callbacks() { return *detail::UpdatePrefdirCallbacks::instance(); }
 
     std::atomic<bool> isInitialized_{false};
-    std::atomic<bool> isPrefdirAnnounced_{false};
 };
 
 [[maybe_unused]] const bool isInstalled = (detail::setTreeStart(&Start::instance()), true);

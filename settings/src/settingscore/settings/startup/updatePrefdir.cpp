@@ -109,9 +109,12 @@ bool detail::updatePrefdirImpl(const std::string& newPath, const RootIndex& tree
         VARNEK_LOG(startupLog, warning) << "Could not update prefdir location";
         refusal = std::current_exception();
     }
-    callbacks->prefdirIsReady(); // whoever has paused goes on
-    if (refusal != nullptr)
+    // Whoever has paused goes on.
+    if (refusal != nullptr) {
+        callbacks->prefdirIsAsBefore();
         std::rethrow_exception(refusal);
+    }
+    callbacks->prefdirIsReady();
     const Tree state = TreesOnDemand::instance().existing(tree);
     if (!isMoved || !isReload || state == nullptr)
         return isMoved;
