@@ -27,6 +27,7 @@
 #include <functional>
 #include <future>
 #include <latch>
+#include <optional>
 #include <thread>
 
 namespace {
@@ -245,9 +246,9 @@ TEST_F(Startup, SourcesThatComeWhileTheTreeIsBuiltReachIt) {
 }
 
 struct ThisHost : varnek::host::HostInfo {
-    explicit ThisHost(bool session) : session_(session) {}
-    bool isSession() const override { return session_; }
-    bool session_;
+    explicit ThisHost(std::optional<bool> session) : session_(session) {}
+    bool isSession() const override { return session_ ? *session_ : throw std::runtime_error("no answer"); }
+    const std::optional<bool> session_;
 };
 
 TEST_F(Startup, TheLogTellsWhatKindOfHostItIs) {
@@ -259,6 +260,22 @@ TEST_F(Startup, TheLogTellsWhatKindOfHostItIs) {
         EXPECT_EQ(Lines{"Host info : Compute"}, log.lines);
         serviceContext().RegisterService<varnek::host::HostInfo>(std::make_shared<ThisHost>(true));
         EXPECT_EQ((Lines{"Host info : Compute", "Host info : Compute", "Host info : Session"}), log.lines);
+    });
+}
+
+TEST_F(Startup, AHostThatDoesNotSayWhatItIsDoesNotKeepTheLibraryBack) {
+    inAnotherProcess([] {
+        for (const std::optional<bool> session : {std::optional<bool>(), std::optional(true)})
+            serviceContext().RegisterService<varnek::host::HostInfo>(std::make_shared<ThisHost>(session));
+        LogLines log("settings::core::startup");
+        EXPECT_NO_THROW(init());
+        init();
+        EXPECT_EQ(1,
+                  std::count(log.lines.begin(), log.lines.end(), "Create the HostInfo Microservice tracker"));
+        EXPECT_EQ(0, std::count(log.lines.begin(), log.lines.end(), ""));
+        EXPECT_LT(0, std::count(log.lines.begin(), log.lines.end(), "Host info : Session"));
+        EXPECT_LT(0, std::count(log.lines.begin(), log.lines.end(), "Exception caught: no answer"));
+        EXPECT_EQ(1.0, root()->getByFullName<double>("editor.x"));
     });
 }
 

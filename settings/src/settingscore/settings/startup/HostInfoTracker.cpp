@@ -1,6 +1,7 @@
 #include "settingscore/settings/startup/HostInfoTracker.hpp"
 
 #include "settingscore/plugin/ServiceFramework.hpp"
+#include "settingscore/settings/file/FileFailureText.hpp"
 #include "settingscore/settings/startup/StartupLog.hpp"
 
 namespace settings::core::detail {
@@ -21,9 +22,14 @@ HostInfoTracker::HostInfoTracker(cppmicroservices::BundleContext context)
 std::shared_ptr<varnek::host::HostInfo>
 HostInfoTracker::AddingService(const cppmicroservices::ServiceReference<Service>& reference) {
     for (const auto& each : context_.GetServiceReferences<Service>())
-        if (const auto info = context_.GetService(each))
-            VARNEK_LOG(startupLog, info)
-                << (info->isSession() ? "Host info : Session" : "Host info : Compute");
+        try {
+            if (const auto info = context_.GetService(each)) {
+                const bool isSession = info->isSession(); // may throw: before the line is begun
+                VARNEK_LOG(startupLog, info) << (isSession ? "Host info : Session" : "Host info : Compute");
+            }
+        } catch (...) { // the library starts all the same
+            VARNEK_LOG(startupLog, error) << "Exception caught: " << causeOfCurrentException();
+        }
     return context_.GetService(reference);
 }
 
