@@ -85,7 +85,7 @@ void reloadPersonalValues(const SettingsRootStateMgr& tree) {
     tree.files->loadAddedGroups(tree.root, LevelIndex::user, true);
     loadGroupsWithChangedDefinitions(tree);
     for (const LevelFileStatus& file : tree.files->allStatuses())
-        if (file.level == LevelIndex::user && tree.toolboxes != nullptr)
+        if (file.level == LevelIndex::user)
             tree.toolboxes->noteFile(file);
 }
 
