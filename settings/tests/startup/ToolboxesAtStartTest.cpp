@@ -12,12 +12,13 @@
 #include "support/OtherProcess.hpp"
 #include "support/Startup.hpp"
 
+#include <boost/make_shared.hpp>
 #include <gtest/gtest.h>
+
+#include <unistd.h>
 
 #include <functional>
 #include <tuple>
-
-#include <unistd.h>
 
 namespace {
 
@@ -56,6 +57,19 @@ struct AskedSettings : FactorySettings {
 void add(const std::shared_ptr<AskedSettings>& service) {
     static_cast<void>(serviceContext().RegisterService<FactorySettings>(service));
 }
+
+FactoryGroup described(const std::string& name, double value) {
+    FactoryGroup group(name, {true, false, {}, {}, {}, false, true, {}});
+    group.addSetting("x", {true, false, Array::scalar(value), {}, {}, false, false, {}});
+    return group;
+}
+
+struct Code : VARNEKFactorySettingsDefinition {
+    Code(const std::string& name, std::function<FactoryGroup()> work)
+        : VARNEKFactorySettingsDefinition(name, true, "/code.lab"), make(std::move(work)) {}
+    boost::optional<FactoryGroup> createFactorySettings() const override { return make(); }
+    const std::function<FactoryGroup()> make;
+};
 
 /// What support reads.
 TEST_F(ToolboxesAtStart, TheLogFollowsThem) {
@@ -177,6 +191,32 @@ TEST_F(ToolboxesAtStart, WhatIsLeftOutIsSaidWithoutALock) {
                                {base / (std::string(declared) + ".vksettings")});
             EXPECT_LE(4U, found);
         }
+    });
+}
+
+/// The tree of its own that a service may have defines settings while the services are still gathered.
+TEST_F(ToolboxesAtStart, OneThatIsAskedWhatItIsMayDefineSettingsInItsOwnTree) {
+    inAnotherProcess([&] {
+        ::alarm(20);
+        const RootIndex own(5, true, false);
+        const auto code = boost::make_shared<Code>("lab", [] { return described("lab", 3.0); });
+        int asked = 0;
+        add(std::make_shared<AskedSettings>("early", [&] {
+            ++asked;
+            addFactorySettingsDefinition(own, code);
+            updateToolboxGroupWithFunctions(own, code);
+            updateToolboxGroup(own, "editor", {base / "editor.vksettings"});
+            getEarlyStartupFactoryFileNames(own);
+            getToolboxGroups(own);
+            EXPECT_EQ(3.0, getSettingsRoot(own)->getByFullName<double>("lab.x"));
+        }));
+        init();
+        ASSERT_TRUE(MSettings::createEmptySettingsFor(own));
+        EXPECT_EQ(7.0, root()->getByFullName<double>("early.x"));
+        EXPECT_EQ(3, asked);
+        EXPECT_EQ(3.0, getSettingsRoot(own)->getByFullName<double>("lab.x"));
+        EXPECT_EQ(1.0, getSettingsRoot(own)->getByFullName<double>("editor.x"));
+        EXPECT_TRUE(getLoadProblems(DefaultRootIndex()).empty());
     });
 }
 

@@ -100,10 +100,17 @@ class FactorySettingsTracker::Customizer : public ServiceTrackerCustomizer<Inter
 };
 
 FactorySettingsTracker& FactorySettingsTracker::start() {
+    static thread_local FactorySettingsTracker* starting = nullptr;
+    if (starting != nullptr) // services and bundles that are started here define settings already
+        return *starting;
     static auto* const tracker = [] {
         const BuildsHere buildsHere; // a tree that is asked for there would need what is just being made
         VARNEK_LOG(rootLog, info) << "Create the Microservice tracker";
+        const struct End {
+            ~End() { starting = nullptr; }
+        } end{};
         std::unique_ptr<FactorySettingsTracker> made(new FactorySettingsTracker);
+        starting = made.get();
         made->track<FactorySettings>();
         made->track<TopLevelFactoryFileLoader>();
         made->startFolders();

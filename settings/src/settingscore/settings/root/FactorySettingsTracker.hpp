@@ -35,7 +35,8 @@ class FactorySettingsTracker {
 
     /// Made at the first call, never destroyed. Tracks from then on, and installs and starts the bundles of
     /// the installation's factory folders, once in a process; runs their code. Threads that come meanwhile
-    /// wait. Errors: those of serviceContext().
+    /// wait; what is started on the calling thread finds what has come so far. Errors: those of
+    /// serviceContext().
     static FactorySettingsTracker& start();
 
     std::optional<Service> find(const std::string& group) const;
