@@ -3,6 +3,7 @@
 #include "settingscore/MSettings.hpp"
 #include "settingscore/SettingsRoot.hpp"
 #include "settingscore/factoryfile/FactorySettings.hpp"
+#include "settingscore/plugin/InstallationRoot.hpp"
 #include "settingscore/plugin/ServiceFramework.hpp"
 #include "settingscore/root/ToolboxGroups.hpp"
 #include "settingscore/startup/Readiness.hpp"
@@ -218,6 +219,45 @@ TEST_F(ToolboxesAtStart, OneThatIsAskedWhatItIsMayDefineSettingsInItsOwnTree) {
         EXPECT_EQ(1.0, getSettingsRoot(own)->getByFullName<double>("editor.x"));
         EXPECT_TRUE(getLoadProblems(DefaultRootIndex()).empty());
     });
+}
+
+/// What the host says of its folders is no reason to be without settings.
+TEST_F(ToolboxesAtStart, AHostThatThrowsCostsItsBundlesOnly) {
+    inAnotherProcess([] {
+        add(std::make_shared<AskedSettings>("early"));
+        setInstallationRoot([]() -> std::filesystem::path { throw std::runtime_error("no licence"); });
+        init();
+        EXPECT_EQ(7.0, root()->getByFullName<double>("early.x"));
+        EXPECT_EQ(1.0, root()->getByFullName<double>("editor.x"));
+        const auto problems = getLoadProblems(DefaultRootIndex());
+        ASSERT_EQ(1U, problems.size());
+        EXPECT_EQ("the folder of the installation", problems[0].file);
+        EXPECT_EQ("no licence", problems[0].message);
+    });
+}
+
+/// The framework of the host is not there yet: the next attempt has everything.
+TEST_F(ToolboxesAtStart, AFrameworkThatCannotBeHadIsAskedForAgain) {
+    for (int failing = 0; failing < 3; ++failing)
+        inAnotherProcess([&] {
+            const auto context = serviceContext();
+            init();
+            add(std::make_shared<AskedSettings>("early"));
+            int left = failing;
+            bool isRefused = false;
+            setServiceContext([&] {
+                if (left-- == 0)
+                    throw std::runtime_error("not yet");
+                return context;
+            });
+            try {
+                root();
+            } catch (const std::runtime_error&) {
+                isRefused = true;
+            }
+            EXPECT_TRUE(isRefused || failing > 0);
+            EXPECT_EQ(7.0, root()->getByFullName<double>("early.x"));
+        });
 }
 
 } // namespace

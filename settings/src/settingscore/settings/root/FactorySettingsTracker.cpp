@@ -73,7 +73,7 @@ void ask(FactorySettingsTracker::Loader& loader) {
 
 } // namespace
 
-/// What the framework calls when services come and go. Never destroyed.
+/// What the framework calls when services come and go. As long as the tracker.
 template <class Interface>
 class FactorySettingsTracker::Customizer : public ServiceTrackerCustomizer<Interface> {
     using Entry = std::conditional_t<std::is_same_v<Interface, FactorySettings>, Service, Loader>;
@@ -106,44 +106,55 @@ FactorySettingsTracker& FactorySettingsTracker::start() {
     static auto* const tracker = [] {
         const BuildsHere buildsHere; // a tree that is asked for there would need what is just being made
         VARNEK_LOG(rootLog, info) << "Create the Microservice tracker";
+        const BundleContext context = serviceContext();
         const struct End {
             ~End() { starting = nullptr; }
         } end{};
         std::unique_ptr<FactorySettingsTracker> made(new FactorySettingsTracker);
         starting = made.get();
-        made->track<FactorySettings>();
-        made->track<TopLevelFactoryFileLoader>();
-        made->startFolders();
+        made->track<FactorySettings>(context);
+        made->track<TopLevelFactoryFileLoader>(context);
+        made->startFolders(context);
         return made.release();
     }();
     return *tracker;
 }
 
 template <class Interface>
-void FactorySettingsTracker::track() {
-    const BundleContext context = serviceContext();
+void FactorySettingsTracker::track(const BundleContext& context) {
     auto customizer = std::make_shared<Customizer<Interface>>(*this, context);
     auto tracker = std::make_shared<ServiceTracker<Interface>>(context, customizer.get());
     tracker->Open();
     open_.push_back({std::move(customizer), std::move(tracker)});
 }
 
-void FactorySettingsTracker::startFolders() {
-    const std::filesystem::path root = installationRoot();
+/// What goes wrong is noted: settings are there without bundles, too.
+void FactorySettingsTracker::startFolders(const BundleContext& context) {
+    std::filesystem::path root;
+    try {
+        root = installationRoot();
+    } catch (...) {
+        note({"the folder of the installation", causeOfCurrentException()});
+    }
     if (root.empty())
         return;
     for (const std::string_view folder : bundleFolders)
-        try {
-            for (const auto& started :
-                 varnek::bundles::startBundles(serviceContext(), root / nativeFolder(folder), isTrusted))
-                if (started.outcome == varnek::bundles::LibraryOutcome::failed)
-                    note({started.library.string(), started.problem});
-                else if (started.outcome == varnek::bundles::LibraryOutcome::refused)
-                    note({started.library.string(), "others than its owner can write it"});
-        } catch (const varnek::files::FileError& failure) {
-            if (failure.kind() != varnek::files::FileErrorKind::notFound)
-                note({(root / nativeFolder(folder)).string(), failure.what()});
-        }
+        startFolder(context, root / nativeFolder(folder));
+}
+
+void FactorySettingsTracker::startFolder(const BundleContext& context, const std::filesystem::path& folder) {
+    try {
+        for (const auto& started : varnek::bundles::startBundles(context, folder, isTrusted))
+            if (started.outcome == varnek::bundles::LibraryOutcome::failed)
+                note({started.library.string(), started.problem});
+            else if (started.outcome == varnek::bundles::LibraryOutcome::refused)
+                note({started.library.string(), "others than its owner can write it"});
+    } catch (const varnek::files::FileError& failure) {
+        if (failure.kind() != varnek::files::FileErrorKind::notFound)
+            note({folder.string(), failure.what()});
+    } catch (...) {
+        note({folder.string(), causeOfCurrentException()});
+    }
 }
 
 void FactorySettingsTracker::note(LoadProblem problem) {

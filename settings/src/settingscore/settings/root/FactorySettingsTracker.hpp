@@ -5,10 +5,12 @@
 /// are called.
 #pragma once
 
+#include "cppmicroservices/BundleContext.h"
 #include "settingscore/SettingsRoot.hpp"
 #include "settingscore/factoryfile/FactorySettings.hpp"
 
 #include <cstdint>
+#include <filesystem>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -36,7 +38,7 @@ class FactorySettingsTracker {
     /// Made at the first call, never destroyed. Tracks from then on, and installs and starts the bundles of
     /// the installation's factory folders, once in a process; runs their code. Threads that come meanwhile
     /// wait; what is started on the calling thread finds what has come so far. Errors: those of
-    /// serviceContext().
+    /// serviceContext(), and then the next call tries again.
     static FactorySettingsTracker& start();
 
     std::optional<Service> find(const std::string& group) const;
@@ -63,8 +65,9 @@ class FactorySettingsTracker {
 
     FactorySettingsTracker() = default;
     template <class Interface>
-    void track();
-    void startFolders();
+    void track(const cppmicroservices::BundleContext& context);
+    void startFolders(const cppmicroservices::BundleContext& context);
+    void startFolder(const cppmicroservices::BundleContext& context, const std::filesystem::path& folder);
     void note(LoadProblem problem);
     void noteBroken(const std::string& name) noexcept;
     using Name = std::pair<std::string, std::string>; // of the group above, and of the group
@@ -99,15 +102,16 @@ class FactorySettingsTracker {
     void leave(const Service& service) noexcept { leave(services_, service); }
     void leave(const Loader& loader) noexcept { leave(loaders_, loader); }
 
-    struct OpenTracker {
-        std::shared_ptr<void> customizer, tracker;
-    };
-    std::vector<OpenTracker> open_; // to the end of the process
     mutable std::mutex mutex_;
     Known<Name, Service> services_;
     Known<std::string, Loader> loaders_;
     std::uint64_t arrivals_ = 0;
     std::vector<LoadProblem> problems_;
+
+    struct OpenTracker {
+        std::shared_ptr<void> customizer, tracker;
+    };
+    std::vector<OpenTracker> open_; // the last: where the start fails, services leave the others
 };
 
 } // namespace settings::core::detail
