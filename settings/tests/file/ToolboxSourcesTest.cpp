@@ -5,11 +5,13 @@
 #include "settingscore/root/ToolboxGroups.hpp"
 #include "settingscore/settings/file/SaveHook.hpp"
 #include "support/FileTree.hpp"
+#include "support/LogLines.hpp"
 #include "support/StartedTree.hpp"
 
 #include <boost/make_shared.hpp>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <functional>
 #include <stdexcept>
 
@@ -69,6 +71,9 @@ struct ToolboxSourcesOfATree : testing::Test {
     }
     void take(const std::string& name, std::function<Made()> work, bool isVisible = true) const {
         addFactorySettingsDefinition(tree.index, boost::make_shared<Code>(name, std::move(work), isVisible));
+    }
+    void replaceByCode(const std::string& name, std::function<Made()> work) const {
+        detail::updateToolboxGroupWithFunctions(tree.index, boost::make_shared<Code>(name, std::move(work)));
     }
     void update(const std::string& name, const std::filesystem::path& path, bool isVisible = true) const {
         detail::updateToolboxGroup(tree.index, name, {path}, isVisible);
@@ -288,32 +293,59 @@ TEST_F(ToolboxSourcesOfATree, AreLeftOutWhereAGroupOfTheNameWasAdded) {
     EXPECT_EQ(1U, tree.root()->getChild("extra")->getChildren().size());
 }
 
+struct Loader : TopLevelFactoryFileLoader {
+    Loader(std::string group, std::filesystem::path path, bool hidden)
+        : name(std::move(group)), file(std::move(path)), flag(hidden) {}
+    std::string getName() const override { return name; }
+    bool isHidden() const override { return flag; }
+    std::filesystem::path getFactoryFile() const override { return file; }
+    bool isNeededAtStartup() const override {
+        return name == "alpha" ? throw std::runtime_error("no licence") : true;
+    }
+    const std::string name;
+    const std::filesystem::path file;
+    const bool flag;
+};
+
+cppmicroservices::ServiceRegistration<TopLevelFactoryFileLoader>
+registered(const std::string& name, const std::filesystem::path& path, bool isHidden = false) {
+    return serviceContext().RegisterService<TopLevelFactoryFileLoader>(
+        std::make_shared<Loader>(name, path, isHidden));
+}
+
 TEST_F(ToolboxSourcesOfATree, ALoaderAtFaultDoesNotKeepTheEarlyFilesOfOthersBack) {
-    struct Loader : TopLevelFactoryFileLoader {
-        Loader(std::string group, std::filesystem::path path)
-            : name(std::move(group)), file(std::move(path)) {}
-        std::string getName() const override { return name; }
-        bool isHidden() const override { return false; }
-        std::filesystem::path getFactoryFile() const override { return file; }
-        bool isNeededAtStartup() const override {
-            return name == "alpha" ? throw std::runtime_error("no licence") : true;
-        }
-        const std::string name;
-        const std::filesystem::path file;
-    };
-    const auto add = [](const std::string& name, const std::filesystem::path& path) {
-        return serviceContext().RegisterService<TopLevelFactoryFileLoader>(
-            std::make_shared<Loader>(name, path));
-    };
-    auto alpha = add("alpha", file("alpha", 1)), beta = add("beta", file("beta", 1));
+    auto alpha = registered("alpha", file("alpha", 1)), beta = registered("beta", file("beta", 1));
     tree.start();
+    LogLines log("settings::core::settingsImplRoot");
     for (int i = 0; i < 2; ++i) {
         EXPECT_EQ(std::set{tree.base / "beta1.vksettings"},
                   detail::getEarlyStartupFactoryFileNames(tree.index));
         EXPECT_EQ("toolbox alpha: no licence", problem());
+        EXPECT_EQ((Lines{"Exception caught: toolbox alpha: no licence",
+                         "SettingsImplRoot::getEarlyStartupFactoryFileNames: Add service: beta",
+                         "add to settings root: beta"}),
+                  log.lines);
+        log.lines.clear();
     }
     alpha.Unregister();
     beta.Unregister();
+}
+
+TEST_F(ToolboxSourcesOfATree, TheLogTellsOfCodeAndOfServices) {
+    tree.start();
+    take("lab", [] { return Made(group("lab", 1.0)); });
+    LogLines log("settings::core::settingsImplRoot");
+    const auto expect = [&](const std::string& line) {
+        EXPECT_EQ(1, std::count(log.lines.begin(), log.lines.end(), line)) << line;
+        log.lines.clear();
+    };
+    tree.root()->getByFullName<double>("lab.x");
+    expect("Call VARNEK to create factory settings for lab");
+    const Registered service("lab", true);
+    replaceByCode("lab", [] { return Made(group("lab", 2.0)); });
+    expect("SettingsImplRoot::updateToolboxGroupWithFunctions: Add service: lab");
+    update("lab", file("lab", 3));
+    expect("SettingsImplRoot::updateToolboxGroup: Add service: lab");
 }
 
 } // namespace

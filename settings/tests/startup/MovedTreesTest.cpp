@@ -4,6 +4,7 @@
 #include "settingscore/MSettings.hpp"
 #include "settingscore/SaveReport.hpp"
 #include "settingscore/SettingsRoot.hpp"
+#include "settingscore/prefdir/PreferencesDirectory.hpp"
 #include "settingscore/startup/Readiness.hpp"
 #include "settingscore/startup/init.hpp"
 #include "settingscore/startup/updatePrefdir.hpp"
@@ -143,6 +144,26 @@ TEST_F(MovedTrees, WhatWasLeftUnsavedGoesAlong) {
             EXPECT_EQ(5.0, root()->getByFullName<double>("editor.x"));
             EXPECT_EQ(7.0, root()->getByFullName<double>("shell.x"));
         });
+}
+
+/// The variable names the folder of personal settings, wherever the directory is.
+TEST_F(MovedTrees, AFolderThatAVariableNamesStaysInUse) {
+    inAnotherProcess([this] {
+        ::setenv("SETTINGS_USERDIR", (base / "mine").c_str(), 1);
+        std::filesystem::create_directories(base / "mine");
+        init();
+        root()->getChild("editor")->set("x", 10.0, "user");
+        move();
+        EXPECT_EQ(varnek::files::utf16FromPath(base / "other"), getPreferencesDirectoryUStr());
+        EXPECT_EQ(10.0, root()->getByFullName<double>("editor.x"));
+        root()->getChild("editor")->set("y", 3.0, "user");
+        waitForSettingsSaves();
+        EXPECT_FALSE(std::filesystem::exists(base / "other/editor.vksettings"));
+        EXPECT_TRUE(std::filesystem::exists(base / "mine/editor.vksettings"));
+        MSettings::reset();
+        EXPECT_EQ(10.0, root()->getByFullName<double>("editor.x"));
+        EXPECT_EQ(3.0, root()->getByFullName<double>("editor.y"));
+    });
 }
 
 } // namespace

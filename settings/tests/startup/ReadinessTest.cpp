@@ -9,6 +9,7 @@
 #include "settingscore/root/ToolboxGroups.hpp"
 #include "settingscore/startup/init.hpp"
 #include "settingscore/startup/updatePrefdir.hpp"
+#include "support/LogLines.hpp"
 #include "support/OtherProcess.hpp"
 #include "support/Startup.hpp"
 
@@ -113,6 +114,17 @@ TEST_F(Readiness, WhatIsStartedForOneTreeIsRefusedTheOther) {
         EXPECT_EQ("refused", answer);
         EXPECT_EQ(1.0, getSettingsRoot(own)->getByFullName<double>("editor.x"));
         EXPECT_TRUE(root()->getChild("asking"));
+    });
+}
+
+TEST_F(Readiness, TheLogTellsOfWhoeverPauses) {
+    inAnotherProcess([] {
+        init();
+        const LogLines log("settings::core::startup");
+        waitForUpdatePrefdir();
+        EXPECT_EQ((Lines{"Acquiring mutex to pause prefdir and settings services.",
+                         "Releasing mutex after pausing prefdir and settings services."}),
+                  log.lines);
     });
 }
 
