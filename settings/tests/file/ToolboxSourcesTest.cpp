@@ -293,6 +293,28 @@ TEST_F(ToolboxSourcesOfATree, AreLeftOutWhereAGroupOfTheNameWasAdded) {
     EXPECT_EQ(1U, tree.root()->getChild("extra")->getChildren().size());
 }
 
+TEST_F(ToolboxSourcesOfATree, AreDescribedOnce) {
+    const auto describe = [&](const std::string& folder, const std::string& code) {
+        const auto place = tree.base / "factory/varnek/settings/toolboxes" / folder;
+        std::filesystem::create_directories(place);
+        writeBytes(place / "settingsInfo.json",
+                   R"({"ToolboxGroupName": "lab", "FactoryFileName": ")" + code + "\"}");
+        return place / "settingsInfo.json";
+    };
+    setFactorySettingsRunner(".lab", [](const FactorySettingsCode& code) {
+        return Made(group("lab", code.file.filename() == "one.lab" ? 1.0 : 2.0));
+    });
+    const auto first = describe("a", "one.lab"), second = describe("b", "two.lab");
+    EXPECT_EQ(1.0, tree.start()->getByFullName<double>("lab.x"));
+    EXPECT_EQ(std::vector{first}, files());
+    EXPECT_EQ(second.string() + ": the toolbox \"lab\" is described by " + first.string() + " already",
+              problem());
+    std::filesystem::remove(first);
+    EXPECT_EQ(2.0, tree.start()->getByFullName<double>("lab.x"));
+    EXPECT_EQ("0 problems", problem());
+    setFactorySettingsRunner(".lab", {});
+}
+
 struct Loader : TopLevelFactoryFileLoader {
     Loader(std::string group, std::filesystem::path path, bool hidden)
         : name(std::move(group)), file(std::move(path)), flag(hidden) {}

@@ -45,6 +45,14 @@ SettingsInfo read(const std::filesystem::path& file) {
     return info;
 }
 
+/// The first one stays, as with services and loaders.
+void requireNew(const SettingsInfo& info, const std::vector<SettingsInfo>& known) {
+    for (const SettingsInfo& other : known)
+        if (other.toolboxGroupName == info.toolboxGroupName)
+            throw std::runtime_error("the toolbox \"" + info.toolboxGroupName + "\" is described by " +
+                                     other.file.string() + " already");
+}
+
 std::vector<std::filesystem::path> infoFiles(const std::filesystem::path& folder) {
     std::vector<std::filesystem::path> files;
     std::error_code failure;
@@ -76,7 +84,9 @@ std::vector<SettingsInfo> readSettingsInfos(const std::filesystem::path& factory
     std::vector<SettingsInfo> infos;
     for (const std::filesystem::path& file : infoFiles(factoryFolder / folderOfToolboxes))
         try {
-            infos.push_back(read(file));
+            SettingsInfo info = read(file);
+            requireNew(info, infos);
+            infos.push_back(std::move(info));
         } catch (const std::exception& failure) {
             VARNEK_LOG(rootLog, error) << "Exception caught: " << file.string() << ": " << failure.what();
             problems.add("", {file.string(), failure.what()});
