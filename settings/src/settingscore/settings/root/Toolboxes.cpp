@@ -212,8 +212,9 @@ bool Toolboxes::isVisible(const std::string& name) const {
 /// How messages call the source.
 std::string Toolboxes::sourceText(const std::string& name) const {
     const ToolboxSource source = sourceOf(name);
-    if (source == ToolboxSource::file)
-        return sources_.factoryFiles(name).front().path.string();
+    const auto files = sources_.factoryFiles(name); // may have gone meanwhile
+    if (source == ToolboxSource::file && !files.empty())
+        return files.front().path.string();
     const ToolboxSources::Definition definition = sources_.definition(name);
     return definition != nullptr && source != ToolboxSource::service ? definition->getFile().string()
                                                                      : "toolbox " + name;
@@ -250,7 +251,10 @@ std::optional<FactoryChanges> Toolboxes::changesOf(const std::string& name) cons
         return std::nullopt;
     if (source != ToolboxSource::file) // such definitions tell of no changes
         return std::make_shared<const std::vector<UpgraderRecord>>();
-    const ToolboxSources::FactoryFile file = sources_.factoryFiles(name).front();
+    const auto files = sources_.factoryFiles(name);
+    if (files.empty()) // gone meanwhile
+        return std::nullopt;
+    const ToolboxSources::FactoryFile& file = files.front();
     if (file.changes != nullptr)
         return file.changes;
     try {
