@@ -7,12 +7,14 @@
 #include "support/FileTree.hpp"
 #include "support/LogLines.hpp"
 #include "support/StartedTree.hpp"
+#include "support/WatchedThread.hpp"
 
 #include <boost/make_shared.hpp>
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <functional>
+#include <latch>
 #include <stdexcept>
 
 namespace {
@@ -291,6 +293,39 @@ TEST_F(ToolboxSourcesOfATree, AreLeftOutWhereAGroupOfTheNameWasAdded) {
     EXPECT_EQ(refusal, problem());
     EXPECT_EQ(Lines(), events.take());
     EXPECT_EQ(1U, tree.root()->getChild("extra")->getChildren().size());
+}
+
+/// What fails while another change of the group waits takes only itself back.
+TEST_F(ToolboxSourcesOfATree, AChangeThatFailsLeavesTheOneThatWaitsForIt) {
+    tree.start();
+    take("lab", [] { return Made(group("lab", 1.0)); });
+    const Handle lab = tree.root()->getChild("lab");
+    for (const bool isOfFiles : {false, true}) {
+        std::latch isMaking(1), mayFail(1);
+        const auto fail = [&]() -> Made {
+            isMaking.count_down();
+            mayFail.wait();
+            throw std::runtime_error("oops");
+        };
+        {
+            const WatchedThread failing(
+                [&] { EXPECT_THROW(replaceByCode("lab", fail), std::runtime_error); });
+            isMaking.wait();
+            const WatchedThread other([&] {
+                if (isOfFiles)
+                    update("lab", file("lab", 3));
+                else
+                    replaceByCode("lab", [] { return Made(group("lab", 2.0)); });
+            });
+            other.settle();
+            mayFail.count_down();
+        }
+        EXPECT_EQ(isOfFiles ? 3.0 : 2.0, lab->get<double>("x"));
+        EXPECT_EQ(isOfFiles ? "file visible loaded, visible" : "language visible loaded, visible",
+                  seen("lab"));
+        tree.root()->reloadFactoryFile("lab");
+        EXPECT_EQ(isOfFiles ? 3.0 : 2.0, lab->get<double>("x"));
+    }
 }
 
 TEST_F(ToolboxSourcesOfATree, AreDescribedOnce) {

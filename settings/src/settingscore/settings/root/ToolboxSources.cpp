@@ -45,19 +45,6 @@ void ToolboxSources::addFactoryFile(const std::string& group, FactoryFile file) 
     files_[group].push_back(std::move(file));
 }
 
-void ToolboxSources::setFactoryFiles(const std::string& group, std::vector<FactoryFile> files) {
-    const std::lock_guard lock(mutex_);
-    declared_.insert(group);
-    files_[group].swap(files);
-}
-
-void ToolboxSources::setDefinition(Definition definition) {
-    const std::string& group = definition->getToolboxGroupName();
-    const std::lock_guard lock(mutex_);
-    declared_.insert(group);
-    definitions_[group].swap(definition); // the one before is let go after the lock
-}
-
 namespace {
 
 void setMember(std::set<std::string>& set, const std::string& name, bool isMember) {
@@ -86,19 +73,63 @@ void ToolboxSources::declare(const std::string& group, bool isVisible) {
     setMember(visible_, group, isVisible);
 }
 
-ToolboxSources::Declared ToolboxSources::declared(const std::string& group) const {
-    const std::lock_guard lock(mutex_);
+ToolboxSources::Declared ToolboxSources::declaredNow(const std::string& group) const {
     return {declared_.contains(group), visible_.contains(group), found(files_, group),
             found(definitions_, group)};
 }
 
-/// What it replaces is let go after the lock.
-void ToolboxSources::restore(const std::string& group, Declared declared) {
+ToolboxSources::Declared ToolboxSources::declared(const std::string& group) const {
     const std::lock_guard lock(mutex_);
-    setMember(declared_, group, declared.isDeclared);
-    setMember(visible_, group, declared.isVisible);
-    files_[group].swap(declared.files);
-    definitions_[group].swap(declared.definition);
+    return declaredNow(group);
+}
+
+// What is replaced is let go after the lock: the caller has it.
+
+ToolboxSources::Change ToolboxSources::setFactoryFiles(const std::string& group,
+                                                       std::vector<FactoryFile> files, bool isVisible) {
+    Change change;
+    const std::lock_guard lock(mutex_);
+    change.before = declaredNow(group);
+    declared_.insert(group);
+    setMember(visible_, group, isVisible);
+    files_[group].swap(files);
+    change.after = declaredNow(group);
+    return change;
+}
+
+ToolboxSources::Change ToolboxSources::setDefinition(Definition definition) {
+    Change change;
+    const std::string group = definition->getToolboxGroupName();
+    const std::lock_guard lock(mutex_);
+    change.before = declaredNow(group);
+    declared_.insert(group);
+    definitions_[group].swap(definition);
+    change.after = declaredNow(group);
+    return change;
+}
+
+namespace {
+
+/// Whether that is what the change made.
+template <class Value>
+bool isFrom(const Value& before, const Value& after, const Value& now) {
+    return !(before == after) && now == after;
+}
+
+} // namespace
+
+void ToolboxSources::takeBack(const std::string& group, Change change) {
+    auto& [before, after] = change;
+    const std::lock_guard lock(mutex_);
+    const Declared now = declaredNow(group);
+    if (isFrom(before.files, after.files, now.files)) {
+        files_[group].swap(before.files);
+        setMember(visible_, group, before.isVisible);
+    }
+    if (isFrom(before.definition, after.definition, now.definition))
+        definitions_[group].swap(before.definition);
+    if (!before.isDeclared && found(files_, group).empty() && found(definitions_, group) == nullptr)
+        declared_.erase(group);
 }
 
 void ToolboxSources::setVisibleGroups(std::set<std::string> groups) {

@@ -29,6 +29,7 @@ class ToolboxSources {
         std::filesystem::path path;
         bool isListed = true;     ///< by the location file or a service; false: registered at run time
         FactoryChanges changes{}; ///< in the place of those in the file; null: those
+        bool operator==(const FactoryFile&) const = default;
     };
 
     /// Takes (name, whether users see it); called with mutex_ held.
@@ -42,9 +43,6 @@ class ToolboxSources {
     void takeLoaders(const std::vector<Loader>& loaders, const TakeGroup& take, const Refused& refused);
     /// Appends to the files of the group.
     void addFactoryFile(const std::string& group, FactoryFile file);
-    /// In place of all files that the group had.
-    void setFactoryFiles(const std::string& group, std::vector<FactoryFile> files);
-    void setDefinition(Definition definition);
     void declare(const std::string& group);
     /// Whether users see the group when files define it.
     void declare(const std::string& group, bool isVisible);
@@ -59,8 +57,15 @@ class ToolboxSources {
         Definition definition{};
     };
     Declared declared(const std::string& group) const;
-    /// It is like that again.
-    void restore(const std::string& group, Declared declared);
+
+    struct Change {
+        Declared before{}, after{};
+    };
+    /// In place of all files that the group had; whether users see it when files define it.
+    Change setFactoryFiles(const std::string& group, std::vector<FactoryFile> files, bool isVisible);
+    Change setDefinition(Definition definition);
+    /// What the change replaced is there again, unless something else has been given in its place since.
+    void takeBack(const std::string& group, Change change);
 
     /// In order of their names.
     std::vector<std::string> declaredGroups() const;
@@ -71,6 +76,8 @@ class ToolboxSources {
     Definition definition(const std::string& group) const;
 
   private:
+    Declared declaredNow(const std::string& group) const; // mutex_ is held
+
     mutable std::mutex mutex_;
     std::set<std::string> declared_;
     std::set<std::string> visible_;

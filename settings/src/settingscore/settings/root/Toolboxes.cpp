@@ -363,27 +363,56 @@ void Toolboxes::settle(const NodePtr& group) noexcept {
 // ---- other definitions ----
 
 void Toolboxes::reload(const std::string& name, const char* operation) {
-    const ToolboxSource source = sourceOf(name);
-    if (source == ToolboxSource::none)
-        throw exception::CantReloadFactoryFile(name);
-    if (source == ToolboxSource::service)
-        VARNEK_LOG(rootLog, info) << "SettingsImplRoot::" << operation << ": Add service: " << name;
+    reload(name, operation, [] { return ToolboxSources::Change(); });
+}
+
+/// The sources change in the group's turn: another change waits, and finds what came of this one.
+template <class ChangeSources>
+void Toolboxes::reload(const std::string& name, const char* operation, const ChangeSources& change) {
     const auto group = boost::dynamic_pointer_cast<SettingsImpl>(localGroup(name));
     if (group == nullptr || group->originLevel() != LevelIndex::factory)
-        return add(name);
+        return orTakeBack(name, change(), [&] {
+            requireSource(name, operation);
+            add(name);
+        });
     for (const LevelIndex level : levelsOfFiles) // the writer's listeners may wait for the turn
         files_->awaitSave(name, level);
     LateEvents events; // told without the turn
-    const bool isRedefined = redefine(group, events);
+    bool isRedefined = false;
+    {
+        const LoadTurn turn(group.get());
+        orTakeBack(name, change(), [&] {
+            requireSource(name, operation);
+            isRedefined = redefine(group, events);
+        });
+    }
     events.tell();
     if (isRedefined)
         settle(group);
 }
 
-/// False: the group is as it was.
+void Toolboxes::requireSource(const std::string& name, const char* operation) const {
+    const ToolboxSource source = sourceOf(name);
+    if (source == ToolboxSource::none)
+        throw exception::CantReloadFactoryFile(name);
+    if (source == ToolboxSource::service)
+        VARNEK_LOG(rootLog, info) << "SettingsImplRoot::" << operation << ": Add service: " << name;
+}
+
+/// The sources are as before when the step fails.
+template <class Step>
+void Toolboxes::orTakeBack(const std::string& name, ToolboxSources::Change change, const Step& step) {
+    try {
+        step();
+    } catch (...) {
+        sources_.takeBack(name, std::move(change));
+        throw;
+    }
+}
+
+/// In the group's turn. False: the group is as it was.
 bool Toolboxes::redefine(const boost::shared_ptr<SettingsImpl>& group, LateEvents& events) {
     const std::string& name = group->getName();
-    const LoadTurn turn(group.get());
     if (const auto declared = boost::dynamic_pointer_cast<DeclaredGroup>(group);
         declared != nullptr && !declared->isLoaded()) {
         place(name, &events);
@@ -404,42 +433,27 @@ bool Toolboxes::redefine(const boost::shared_ptr<SettingsImpl>& group, LateEvent
     return true;
 }
 
-/// Does what changes a group's sources and reads them anew; they are as before when that fails.
-template <class Change>
-void Toolboxes::changeOrRestore(const std::string& name, const Change& change) {
-    ToolboxSources::Declared before = sources_.declared(name);
-    try {
-        change();
-    } catch (...) {
-        sources_.restore(name, std::move(before));
-        throw;
-    }
-}
-
 void Toolboxes::useFiles(const std::string& name, const std::vector<std::filesystem::path>& files,
                          bool isVisible) {
     std::vector<ToolboxSources::FactoryFile> entries;
     for (const std::filesystem::path& file : files)
         entries.push_back({file, false});
     definitionOfFiles(name, entries, isVisible); // raises what there is to raise
-    changeOrRestore(name, [&] {
-        sources_.setFactoryFiles(name, std::move(entries));
-        sources_.declare(name, isVisible);
+    reload(name, "updateToolboxGroup", [&] {
         if (sourceOf(name) == ToolboxSource::service)
             VARNEK_LOG(rootLog, warning)
                 << "Toolbox " << name << ": its service stays in force over the files";
-        reload(name, "updateToolboxGroup");
+        return sources_.setFactoryFiles(name, entries, isVisible);
     });
 }
 
 void Toolboxes::useDefinition(const ToolboxSources::Definition& definition) {
     const std::string& name = definition->getToolboxGroupName();
-    if (sourceOf(name) == ToolboxSource::file)
-        throw std::invalid_argument("factory files define the group \"" + name +
-                                    "\", and updateToolboxGroup replaces them");
-    changeOrRestore(name, [&] {
-        sources_.setDefinition(definition);
-        reload(name, "updateToolboxGroupWithFunctions");
+    reload(name, "updateToolboxGroupWithFunctions", [&] {
+        if (sourceOf(name) == ToolboxSource::file)
+            throw std::invalid_argument("factory files define the group \"" + name +
+                                        "\", and updateToolboxGroup replaces them");
+        return sources_.setDefinition(definition);
     });
 }
 

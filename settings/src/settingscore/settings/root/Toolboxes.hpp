@@ -119,8 +119,11 @@ class Toolboxes : public GroupLoader, public std::enable_shared_from_this<Toolbo
     void loadLevel(const NodePtr& group, LevelIndex level);
     /// What follows when a group has its definitions.
     void settle(const NodePtr& group) noexcept;
-    template <class Change>
-    void changeOrRestore(const std::string& name, const Change& change);
+    template <class ChangeSources>
+    void reload(const std::string& name, const char* operation, const ChangeSources& change);
+    void requireSource(const std::string& name, const char* operation) const;
+    template <class Step>
+    void orTakeBack(const std::string& name, ToolboxSources::Change change, const Step& step);
     /// The one in force, in a tree that takes them.
     std::optional<FactorySettingsTracker::Service> serviceOf(const std::string& name) const;
     ToolboxSource sourceOf(const std::string& name) const;

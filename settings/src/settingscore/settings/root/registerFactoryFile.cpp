@@ -59,8 +59,8 @@ void SettingsImpl::registerFactoryFile(const std::u16string& file, const std::u1
     ToolboxSources::FactoryFile entry{path, false};
     if (!isSettingsSavingTurnedOn()) // the file does not say what it is given
         entry.changes = std::make_shared<const std::vector<UpgraderRecord>>(factory.upgraders());
-    tree->toolboxes->sources().setFactoryFiles(group, {std::move(entry)});
-    tree->toolboxes->sources().declare(group, factory.topLevelNode()->isVisible());
+    tree->toolboxes->sources().setFactoryFiles(group, {std::move(entry)},
+                                               factory.topLevelNode()->isVisible());
     tree->toolboxes->add(group);
 }
 
