@@ -388,6 +388,45 @@ TEST_F(ToolboxSourcesOfATree, ALoaderAtFaultDoesNotKeepTheEarlyFilesOfOthersBack
     beta.Unregister();
 }
 
+TEST_F(ToolboxSourcesOfATree, TheNextLoaderOfANameBringsItsFileInThePlaceOfTheFirstOnes) {
+    tree.start();
+    auto first = registered("beta", file("beta", 1)), next = registered("beta", file("beta", 2), true);
+    EXPECT_EQ(1.0, tree.root()->getByFullName<double>("beta.x"));
+    EXPECT_EQ("file visible loaded, visible", seen("beta"));
+    first.Unregister();
+    const auto second = std::vector{tree.base / "beta2.vksettings"};
+    EXPECT_EQ(second, files());
+    tree.root()->reloadFactoryFile("beta");
+    EXPECT_EQ(2.0, tree.root()->getByFullName<double>("beta.x"));
+    EXPECT_EQ("file hidden loaded, hidden", seen("beta"));
+    tree.start();
+    EXPECT_EQ(second, files());
+    EXPECT_EQ(2.0, tree.root()->getByFullName<double>("beta.x"));
+    EXPECT_EQ("file hidden loaded, hidden", seen("beta"));
+    next.Unregister(); // what it declared stays
+    EXPECT_EQ(second, files());
+}
+
+/// Whatever comes first.
+TEST_F(ToolboxSourcesOfATree, AHiddenLoaderDoesNotHideWhatTheLocationFileShows) {
+    tree.defineOne("beta");
+    tree.start();
+    auto loader = registered("beta", {}, true);
+    EXPECT_EQ("file visible, visible", seen("beta"));
+    tree.start();
+    EXPECT_EQ("file visible, visible", seen("beta"));
+    loader.Unregister();
+    // The other way round.
+    tree.defineOne("beta", 1, true);
+    tree.start();
+    EXPECT_EQ("file hidden, hidden", seen("beta"));
+    loader = registered("beta", {});
+    EXPECT_EQ("file visible, visible", seen("beta"));
+    tree.start();
+    EXPECT_EQ("file visible, visible", seen("beta"));
+    loader.Unregister();
+}
+
 TEST_F(ToolboxSourcesOfATree, TheLogTellsOfCodeAndOfServices) {
     tree.start();
     take("lab", [] { return Made(group("lab", 1.0)); });

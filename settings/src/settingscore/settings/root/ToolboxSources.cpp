@@ -9,8 +9,44 @@
 
 namespace settings::core::detail {
 
-void ToolboxSources::takeLoaders(const std::vector<Loader>& loaders, const TakeGroup& take,
-                                 const Refused& refused) {
+namespace {
+
+using FactoryFile = ToolboxSources::FactoryFile;
+
+void setMember(std::set<std::string>& set, const std::string& name, bool isMember) {
+    if (isMember)
+        set.insert(name);
+    else
+        set.erase(name);
+}
+
+template <class Of>
+Of found(const std::map<std::string, Of>& map, const std::string& name) {
+    const auto entry = map.find(name);
+    return entry == map.end() ? Of() : entry->second;
+}
+
+std::filesystem::path fileOf(const FactorySettingsTracker::Loader& loader) {
+    std::filesystem::path file = loader.code->getFactoryFile();
+    if (!file.empty() && !file.is_absolute())
+        throw std::runtime_error("the path of its factory file is not absolute: " + file.string());
+    return file;
+}
+
+/// Where it stands does not depend on what came first: behind those that were given at run time.
+void enterFileOfLoader(std::vector<FactoryFile>& files, std::filesystem::path file) {
+    std::erase_if(files, [](const FactoryFile& other) { return other.isOfLoader; });
+    const auto isTheSame = [&](const FactoryFile& other) { return other.path == file; };
+    if (file.empty() || std::any_of(files.begin(), files.end(), isTheSame))
+        return;
+    const auto listed =
+        std::find_if(files.begin(), files.end(), [](const FactoryFile& other) { return other.isListed; });
+    files.insert(listed, {.path = std::move(file), .isOfLoader = true});
+}
+
+} // namespace
+
+void ToolboxSources::takeLoaders(const std::vector<Loader>& loaders, const Refused& refused) {
     std::vector<std::pair<std::string, std::string>> failures; // told without the lock
     {
         const std::lock_guard lock(mutex_);
@@ -19,17 +55,10 @@ void ToolboxSources::takeLoaders(const std::vector<Loader>& loaders, const TakeG
             try {
                 VARNEK_LOG(rootLog, info) << "SettingsImplRoot::call the loader for " << name;
                 const bool isVisible = !loader.code->isHidden();
-                std::filesystem::path file = loader.code->getFactoryFile();
-                if (!file.empty() && !file.is_absolute())
-                    throw std::runtime_error("the path of its factory file is not absolute: " +
-                                             file.string());
-                take(name, isVisible);
+                std::filesystem::path file = fileOf(loader);
                 declared_.insert(name);
-                auto& known = files_[name];
-                const bool isKnown = std::any_of(
-                    known.begin(), known.end(), [&](const FactoryFile& other) { return other.path == file; });
-                if (!file.empty() && !isKnown) // it may have been registered before
-                    known.push_back({std::move(file), true});
+                setMember(visibleByLoader_, name, isVisible);
+                enterFileOfLoader(files_[name], std::move(file));
             } catch (...) { // the others go on
                 failures.emplace_back(name, causeOfCurrentException());
             }
@@ -45,37 +74,14 @@ void ToolboxSources::addFactoryFile(const std::string& group, FactoryFile file) 
     files_[group].push_back(std::move(file));
 }
 
-namespace {
-
-void setMember(std::set<std::string>& set, const std::string& name, bool isMember) {
-    if (isMember)
-        set.insert(name);
-    else
-        set.erase(name);
-}
-
-template <class Of>
-Of found(const std::map<std::string, Of>& map, const std::string& name) {
-    const auto entry = map.find(name);
-    return entry == map.end() ? Of() : entry->second;
-}
-
-} // namespace
-
 void ToolboxSources::declare(const std::string& group) {
     const std::lock_guard lock(mutex_);
     declared_.insert(group);
 }
 
-void ToolboxSources::declare(const std::string& group, bool isVisible) {
-    const std::lock_guard lock(mutex_);
-    declared_.insert(group);
-    setMember(visible_, group, isVisible);
-}
-
 ToolboxSources::Declared ToolboxSources::declaredNow(const std::string& group) const {
-    return {declared_.contains(group), visible_.contains(group), found(files_, group),
-            found(definitions_, group)};
+    return {declared_.contains(group), visible_.contains(group), visibleByLoader_.contains(group),
+            found(files_, group), found(definitions_, group)};
 }
 
 ToolboxSources::Declared ToolboxSources::declared(const std::string& group) const {
@@ -92,6 +98,7 @@ ToolboxSources::Change ToolboxSources::setFactoryFiles(const std::string& group,
     change.before = declaredNow(group);
     declared_.insert(group);
     setMember(visible_, group, isVisible);
+    visibleByLoader_.erase(group);
     files_[group].swap(files);
     change.after = declaredNow(group);
     return change;
@@ -124,7 +131,8 @@ void ToolboxSources::takeBack(const std::string& group, Change change) {
     const Declared now = declaredNow(group);
     if (isFrom(before.files, after.files, now.files)) {
         files_[group].swap(before.files);
-        setMember(visible_, group, before.isVisible);
+        setMember(visible_, group, before.isShown);
+        setMember(visibleByLoader_, group, before.isShownByLoader);
     }
     if (isFrom(before.definition, after.definition, now.definition))
         definitions_[group].swap(before.definition);
@@ -144,7 +152,7 @@ std::vector<std::string> ToolboxSources::declaredGroups() const {
 
 bool ToolboxSources::isVisible(const std::string& group) const {
     const std::lock_guard lock(mutex_);
-    return visible_.contains(group);
+    return declaredNow(group).isVisible();
 }
 
 std::vector<ToolboxSources::FactoryFile> ToolboxSources::factoryFiles(const std::string& group) const {

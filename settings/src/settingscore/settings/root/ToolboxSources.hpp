@@ -29,32 +29,32 @@ class ToolboxSources {
         std::filesystem::path path;
         bool isListed = true;     ///< by the location file or a service; false: registered at run time
         FactoryChanges changes{}; ///< in the place of those in the file; null: those
+        bool isOfLoader = false;
         bool operator==(const FactoryFile&) const = default;
     };
-
-    /// Takes (name, whether users see it); called with mutex_ held.
-    using TakeGroup = std::function<void(const std::string& group, bool isVisible)>;
 
     /// Takes (name, cause) of a loader at fault; called without a lock.
     using Refused = std::function<void(const std::string& group, const std::string& cause)>;
 
-    /// Declares the group of each loader, in their order, and hands it to `take`. One that throws, or whose
-    /// path is not absolute, is left out.
-    void takeLoaders(const std::vector<Loader>& loaders, const TakeGroup& take, const Refused& refused);
+    /// Declares the group of each loader, in their order, in the place of what the loader of its name before
+    /// has declared. One that throws, or whose path is not absolute, is left out. Whenever a loader comes,
+    /// its file precedes those that are listed, and its group is seen when it or the location file says so.
+    void takeLoaders(const std::vector<Loader>& loaders, const Refused& refused);
     /// Appends to the files of the group.
     void addFactoryFile(const std::string& group, FactoryFile file);
     void declare(const std::string& group);
-    /// Whether users see the group when files define it.
-    void declare(const std::string& group, bool isVisible);
-    /// Replaces the set whole.
+    /// Replaces the set whole; loaders' groups beside.
     void setVisibleGroups(std::set<std::string> groups);
 
     /// What is declared of one group.
     struct Declared {
         bool isDeclared = false;
-        bool isVisible = false;
+        bool isShown = false; ///< by others than its loader
+        bool isShownByLoader = false;
         std::vector<FactoryFile> files{};
         Definition definition{};
+
+        bool isVisible() const noexcept { return isShown || isShownByLoader; }
     };
     Declared declared(const std::string& group) const;
 
@@ -69,7 +69,7 @@ class ToolboxSources {
 
     /// In order of their names.
     std::vector<std::string> declaredGroups() const;
-    /// As declare() and setVisibleGroups() say; definitions in code say it themselves.
+    /// Definitions in code say it themselves.
     bool isVisible(const std::string& group) const;
     std::vector<FactoryFile> factoryFiles(const std::string& group) const;
     /// Null when there is none.
@@ -81,6 +81,7 @@ class ToolboxSources {
     mutable std::mutex mutex_;
     std::set<std::string> declared_;
     std::set<std::string> visible_;
+    std::set<std::string> visibleByLoader_;
     std::map<std::string, std::vector<FactoryFile>> files_;
     std::map<std::string, Definition> definitions_;
 };

@@ -39,7 +39,7 @@ void Toolboxes::build(const std::filesystem::path& factoryFolder) {
         if (isVisible)
             visible.insert(group);
     };
-    sources_.takeLoaders(tracker.loaders(), take, noteRefusal());
+    sources_.takeLoaders(tracker.loaders(), noteRefusal());
     if (!factoryFolder.empty()) {
         for (const FactoryFileLocation& location : readFactoryFileLocations(factoryFolder)) {
             sources_.addFactoryFile(location.toolboxGroupName, {factoryFolder / location.factoryFile});
@@ -206,7 +206,7 @@ bool Toolboxes::isVisible(const std::string& name) const {
         return service->isVisible;
     const ToolboxSources::Declared declared = sources_.declared(name);
     return declared.files.empty() && declared.definition != nullptr ? declared.definition->isVisible()
-                                                                    : declared.isVisible;
+                                                                    : declared.isVisible();
 }
 
 /// How messages call the source.

@@ -8,7 +8,6 @@
 #include "settingscore/settings/root/SettingsImplRoot.hpp"
 #include "settingscore/settings/root/Toolboxes.hpp"
 
-#include <optional>
 #include <utility>
 
 namespace settings::core::detail {
@@ -38,15 +37,10 @@ void Toolboxes::takeServices() {
 }
 
 void Toolboxes::addLoader(const ToolboxSources::Loader& loader) {
-    std::optional<std::pair<std::string, bool>> taken;
-    const auto take = [&](const std::string& name, bool isVisible) { taken.emplace(name, isVisible); };
     {
         const DefinesHere definesHere;
-        sources_.takeLoaders({loader}, take, noteRefusal());
+        sources_.takeLoaders({loader}, noteRefusal());
     }
-    if (!taken)
-        return;
-    sources_.declare(taken->first, taken->second);
     lookForSources();
 }
 
