@@ -427,6 +427,19 @@ TEST_F(ToolboxSourcesOfATree, AHiddenLoaderDoesNotHideWhatTheLocationFileShows) 
     loader.Unregister();
 }
 
+TEST_F(ToolboxSourcesOfATree, ALoadersFilePrecedesThoseOfTheLocationFile) {
+    tree.defineOne("beta");
+    tree.start();
+    auto loader = registered("beta", file("beta", 2));
+    const auto late = files();
+    EXPECT_EQ(2U, late.size());
+    EXPECT_EQ(2.0, tree.root()->getByFullName<double>("beta.x"));
+    tree.start();
+    EXPECT_EQ(late, files());
+    EXPECT_EQ(2.0, tree.root()->getByFullName<double>("beta.x"));
+    loader.Unregister();
+}
+
 TEST_F(ToolboxSourcesOfATree, TheLogTellsOfCodeAndOfServices) {
     tree.start();
     take("lab", [] { return Made(group("lab", 1.0)); });
