@@ -139,9 +139,9 @@ class SETTINGSCORE_EXPORT MSettings : public Settings {
     static bool createEmptySettingsFor(const RootIndex& tree);
     /// Builds the tree of DefaultRootIndex anew from its files and returns its root. What only the old tree
     /// held is lost: values on "session", and what could not be saved. What other threads change meanwhile is
-    /// in the new tree. Listeners of the old nodes hear nothing any more; the event queue, switched on or off,
-    /// goes over with what is in it. Old handles of groups and settings stay valid outside the tree. When it
-    /// cannot be built, the old tree stays. Errors and blocking: as detail::getSettingsRoot.
+    /// in the new tree. Listeners of the old nodes hear nothing any more; the event queue, switched on or
+    /// off, goes over with what is in it. Old handles of groups and settings stay valid outside the tree.
+    /// When it cannot be built, the old tree stays. Errors and blocking: as detail::getSettingsRoot.
     static boost::shared_ptr<MSettings> reset();
 
     // ---- the event queue ----

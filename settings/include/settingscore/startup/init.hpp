@@ -13,9 +13,9 @@ namespace settings::core {
 
 /// To be called before the first settings tree is asked for: before that
 /// VARNEK::settings::core::SettingsLibraryNotInitialized is raised, except by the standalone tree and by file
-/// managers. Reads nothing yet: whoever makes the application's tree first, getSettingsRoot() as a rule, finds
-/// the preferences directory and builds the tree. Calling it again does nothing. Thread-safe. Errors: those of
-/// serviceContext() (plugin/ServiceFramework.hpp).
+/// managers. Reads nothing yet: whoever makes the application's tree first, getSettingsRoot() as a rule,
+/// finds the preferences directory and builds the tree. Calling it again does nothing. Thread-safe. Errors:
+/// those of serviceContext() (plugin/ServiceFramework.hpp).
 SETTINGSCORE_EXPORT void init();
 
 namespace detail {
