@@ -46,7 +46,8 @@ class Walk {
                 continue;
             if (child->isLeafNode())
                 show({group, child->getName(), group->getChild(child->getName())});
-            else if (options_.recursive && (group->getParent() != nullptr || canBeLoaded(child)))
+            else if (options_.recursive &&
+                     (options_.remote || group->getParent() != nullptr || canBeLoaded(child)))
                 visit(child, child->getChildren());
             else if (options_.recursive)
                 continue; // whoever asked is warned
@@ -123,22 +124,22 @@ void writeLine(std::ostream& out, const char* label, const std::string& text) {
 
 void list(const ListOptions& options, std::ostream& out) {
     Walk walk(options, out);
-    if (options.remote)
-        attachRemote(options.name);
     if (options.name.empty()) {
-        walk.visit(root(), options.remote ? remoteGroups() : root()->getChildren());
-    } else if (const Handle start = resolve(options.name); start->isLeafNode()) {
-        walk.show(resolveSetting(options.name));
-    } else {
-        walk.visit(start, start->getChildren());
+        walk.visit(rootForRemoteGroups(), options.remote ? attachAllRemote() : root()->getChildren());
+        return walk.finish();
     }
+    const Handle remote = options.remote ? attachRemote(options.name) : Handle();
+    const Handle start = remote ? resolveIn(remote, options.name) : resolve(options.name);
+    if (start->isLeafNode())
+        walk.show(remote ? resolveSettingIn(remote, options.name) : resolveSetting(options.name));
+    else
+        walk.visit(start, start->getChildren());
     walk.finish();
 }
 
 void get(const GetOptions& options, std::ostream& out) {
-    if (options.remote)
-        attachRemote(options.name);
-    const Setting setting = resolveSetting(options.name);
+    const Setting setting = options.remote ? resolveSettingIn(attachRemote(options.name), options.name)
+                                           : resolveSetting(options.name);
     const auto [value, level] = options.level.empty()
                                     ? effectiveValue(setting)
                                     : EffectiveValue{valueOn(setting, options.level), options.level};

@@ -21,10 +21,29 @@ namespace {
 constexpr std::chrono::milliseconds usual{200};
 constexpr std::chrono::seconds patience{2};
 
-/// True as soon as it is there; false when all processes that are there have told what they publish.
-bool comes(const std::string& group) {
-    return core::awaitRemoteGroups({group}, usual) ||
-           (core::awaitRemoteGroups({}, patience) && core::awaitRemoteGroups({group}, {}));
+std::vector<Handle> attachedNow() {
+    std::vector<Handle> groups;
+    for (const Handle& group : rootForRemoteGroups()->getChildren())
+        if (core::isRemote(*group))
+            groups.push_back(group);
+    return groups;
+}
+
+/// Empty when it is not there, or not any more.
+Handle attachedNow(const std::string& name) {
+    for (const Handle& group : attachedNow())
+        if (group->getName() == name)
+            return group;
+    return {};
+}
+
+/// As soon as it is there; empty when all processes that are there have told what they publish.
+Handle whenItComes(const std::string& group) {
+    core::awaitRemoteGroups({group}, usual);
+    if (Handle found = attachedNow(group))
+        return found;
+    core::awaitRemoteGroups({}, patience);
+    return attachedNow(group);
 }
 
 std::string pidOf(const std::string& process) {
@@ -58,15 +77,30 @@ void checkAllAnswered() {
 
 } // namespace
 
-void attachRemote(const std::string& fullName) {
+Handle attachRemote(const std::string& fullName) {
     rootForRemoteGroups();
     core::attachRemoteGroups();
-    const std::string group = fullName.substr(0, fullName.find('.'));
-    if (group.empty() ? core::awaitRemoteGroups({}, patience) : comes(group))
-        return warnOfSeveral(group);
-    checkAllAnswered();
-    throw std::invalid_argument(group.empty() ? "no process publishes groups; \"vksettings serve\" does"
-                                              : "no process publishes the group \"" + group + "\"");
+    const std::string name = fullName.substr(0, fullName.find('.'));
+    Handle group = whenItComes(name);
+    if (group == nullptr) {
+        checkAllAnswered();
+        throw std::invalid_argument("no process publishes the group \"" + name + "\"");
+    }
+    warnOfSeveral(name);
+    return group;
+}
+
+std::vector<Handle> attachAllRemote() {
+    rootForRemoteGroups();
+    core::attachRemoteGroups();
+    core::awaitRemoteGroups({}, patience);
+    std::vector<Handle> groups = attachedNow();
+    if (groups.empty()) {
+        checkAllAnswered();
+        throw std::invalid_argument("no process publishes groups; \"vksettings serve\" does");
+    }
+    warnOfSeveral({});
+    return groups;
 }
 
 void requireOwn(const core::Settings& node) {
@@ -74,14 +108,6 @@ void requireOwn(const core::Settings& node) {
         throw std::invalid_argument("\"" + node.getFullName() +
                                     "\" belongs to another process: list, get and unset work there, "
                                     "with --remote");
-}
-
-std::vector<Handle> remoteGroups() {
-    std::vector<Handle> groups;
-    for (const Handle& group : root()->getChildren())
-        if (core::isRemote(*group))
-            groups.push_back(group);
-    return groups;
 }
 
 } // namespace vksettings

@@ -15,15 +15,15 @@ class UnusableProcesses : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-/// Attaches the group that the full name is in; all that are published where it is empty. Waits a little for
-/// them; warns when several processes publish it. std::invalid_argument when nobody publishes it,
-/// UnusableProcesses when somebody might.
-void attachRemote(const std::string& fullName);
+/// Attaches the group that the full name is in, and waits a little for it; warns when several processes
+/// publish it. What is asked of the handle is asked of that process, or fails: when the process ends, the own
+/// group is back in the tree. std::invalid_argument when nobody publishes it, UnusableProcesses when somebody
+/// might.
+Handle attachRemote(const std::string& fullName);
+/// The same of all groups that are published, in order of their names.
+std::vector<Handle> attachAllRemote();
 
 /// std::invalid_argument, which says so, for a node of another process.
 void requireOwn(const settings::core::Settings& node);
-
-/// Those that are attached, in order of their names.
-std::vector<Handle> remoteGroups();
 
 } // namespace vksettings

@@ -45,6 +45,22 @@ Setting findOrThrow(const std::string& fullName) {
     return found;
 }
 
+Setting findInOrThrow(const Handle& group, const std::string& fullName) {
+    const std::string& name = group->getName();
+    if (fullName == name)
+        return {rootForRemoteGroups(), name, group};
+    Setting found = find(group, fullName.substr(name.size() + 1));
+    if (found.handle == nullptr)
+        throw settings::core::exception::InvalidNodePath(rootForRemoteGroups(), fullName);
+    return found;
+}
+
+Setting requireLeaf(Setting found) {
+    if (!found.handle->isLeafNode())
+        throw settings::core::exception::NotAKeyName(found.group, found.name);
+    return found;
+}
+
 /// Helps whoever has set up nothing yet.
 std::string whereDefinitionsAre() {
     const auto* level = settings::core::getSettingsLevelManagerInstance()->getSettingsLevelByName("factory");
@@ -118,10 +134,15 @@ Handle Setting::itself() const {
 }
 
 Setting resolveSetting(const std::string& fullName) {
-    Setting found = findOrThrow(fullName);
-    if (!found.handle->isLeafNode())
-        throw settings::core::exception::NotAKeyName(found.group, found.name);
-    return found;
+    return requireLeaf(findOrThrow(fullName));
+}
+
+Handle resolveIn(const Handle& group, const std::string& fullName) {
+    return findInOrThrow(group, fullName).handle;
+}
+
+Setting resolveSettingIn(const Handle& group, const std::string& fullName) {
+    return requireLeaf(findInOrThrow(group, fullName));
 }
 
 settingscore::boostany::ShapedArray shapedValue(const settings::core::Settings& group,

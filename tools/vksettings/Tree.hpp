@@ -28,6 +28,8 @@ void warnOfLoadProblems(const std::string& told = {});
 /// The group or setting of that full name, an alias followed as reading does: one step. InvalidNodePath.
 /// Names that contain dots themselves are found as well.
 Handle resolve(const std::string& fullName);
+/// The same with a top-level group that may not be in the tree any more; the full name begins with its name.
+Handle resolveIn(const Handle& group, const std::string& fullName);
 
 /// A setting where it was found.
 struct Setting {
@@ -42,6 +44,7 @@ struct Setting {
 };
 /// InvalidNodePath for nothing, NotAKeyName for a group.
 Setting resolveSetting(const std::string& fullName);
+Setting resolveSettingIn(const Handle& group, const std::string& fullName);
 
 /// Of the effective value without a level.
 settingscore::boostany::ShapedArray shapedValue(const settings::core::Settings& group,

@@ -110,12 +110,13 @@ void set(const SetOptions& options) {
 }
 
 void unset(const UnsetOptions& options) {
-    if (options.remote)
-        attachRemote(options.name);
+    if (options.remote) { // the other process saves it
+        const Setting setting = resolveSettingIn(attachRemote(options.name), options.name);
+        return setting.group->unset(setting.name, options.level);
+    }
     const Setting setting = resolveSetting(options.name);
-    if (!options.remote)
-        requireOwn(*setting.group);
-    if (options.remote || options.level == "session") // another process saves it; says that there is none
+    requireOwn(*setting.group);
+    if (options.level == "session") // says that there is none
         return setting.group->unset(setting.name, options.level);
     saveChange(setting, options.level, [&](settings::core::Settings& group, const std::string& name) {
         group.unset(name, options.level);

@@ -150,6 +150,32 @@ class RemoteTest(unittest.TestCase):
         self.assertEqual(3, done.returncode, done.stderr)
         self.assertIn("too many clients", done.stderr)
 
+    def ended_before_it_is_used(self, *arguments):
+        """What a command says when the process that publishes ends as soon as its group is attached."""
+        served = self.serve("editor")
+        done = subprocess.Popen([TOOL, *arguments, "--remote"], text=True, stdout=subprocess.PIPE,
+                                stderr=subprocess.PIPE,
+                                env={**self.environment, "VKSETTINGS_LOG": "settings::core::spf:info"})
+        self.addCleanup(done.stdout.close)
+        self.addCleanup(done.stderr.close)
+        for line in done.stderr:
+            if "Attach RemoteNodeImpl editor" in line:
+                break
+        served.end(signal.SIGKILL)
+        out, errors = done.communicate(timeout=PATIENCE)
+        return done.returncode, out, errors
+
+    def test_a_process_that_ends_meanwhile_is_not_replaced_by_the_own_group(self):
+        self.run_tool("set", "editor.font.size", "20", environment=self.other)
+        self.run_tool("set", "editor.font.size", "15")
+        for _ in range(3):
+            for command in (("get", "editor.font.size"), ("list", "editor.font"),
+                            ("list", "--recursive"), ("unset", "editor.font.size", "--level", "user")):
+                code, out, errors = self.ended_before_it_is_used(*command)
+                self.assertNotIn("15", out)  # 0: the command was faster, 1: it found nobody any more
+                self.assertIn(code, (0, 1, 3), errors)
+        self.assertEqual("15", self.run_tool("get", "editor.font.size"))
+
     def test_without_definitions_here(self):
         self.serve("editor")
         (self.folder / "nothing").mkdir()
