@@ -192,6 +192,7 @@ TEST_F(FailureCrossing, AFailureComesThroughTwoProcesses) {
     inAnotherProcess([&] {
         start("client");
         const Handle shell = attached("shell");
+        attached(); // what the failures name
         EXPECT_EQ(Array::scalar(12.0), shell->get("far"));
         ASSERT_EQ("", far.run("size 50"));
         EXPECT_EQ(Array::scalar(50.0), shell->get("far"));

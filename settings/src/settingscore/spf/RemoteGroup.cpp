@@ -6,6 +6,7 @@
 #include "settingscore/events/SettingsValueChangeEvent.hpp"
 #include "settingscore/exception/Exceptions.hpp"
 #include "settingscore/settings/node/SettingsAccess.hpp"
+#include "settingscore/settings/root/DeclaredGroup.hpp"
 #include "settingscore/spf/CallLog.hpp"
 #include "settingscore/spf/SettingsRemoteImpl.hpp"
 #include "settingscore/spf/SharingWork.hpp"
@@ -91,8 +92,30 @@ void RemoteGroup::forgetTold(const Path& parent, const std::string& child) {
 
 // ---- calls ----
 
-/// The handles in a failure of one call.
+namespace {
+
+/// As far as it is there: nothing is loaded, no alias followed and no other process asked, which might fail
+/// in the same way.
+NodePtr nodeHere(core::detail::SettingsNodeImpl& root, const Path& names) {
+    NodePtr node = root.getChild(names.front(), false);
+    if (const auto* remote = dynamic_cast<const SettingsRemoteImpl*>(node.get()))
+        return remote->group().nodeAt({names.begin() + 1, names.end()});
+    const auto* declared = dynamic_cast<const core::detail::DeclaredGroup*>(node.get());
+    if (names.size() > 1 && declared != nullptr && !declared->isLoaded())
+        return {};
+    for (auto name = names.begin() + 1; node != nullptr && name != names.end(); ++name) {
+        const auto children = node->getChildren();
+        const auto found = std::find_if(children.begin(), children.end(),
+                                        [&](const NodePtr& child) { return child->getName() == *name; });
+        node = found == children.end() ? NodePtr() : *found;
+    }
+    return node;
+}
+
+} // namespace
+
 class RemoteGroup::FailureHandles : public HandleCoding {
+/// The handles in a failure of one call.
   public:
     FailureHandles(RemoteGroup& group, const Path& asked) : group_(group), asked_(asked) {}
 
@@ -112,13 +135,8 @@ class RemoteGroup::FailureHandles : public HandleCoding {
   private:
     /// That of this process; where it has none, the node that was asked stands for it.
     NodePtr foreignNode(const Path& names) const {
-        NodePtr node = group_.root();
-        try {
-            for (const std::string& name : names)
-                node = node == nullptr ? node : node->getChild(name, true);
-        } catch (const std::exception&) { // it cannot be loaded, or belongs to a process that is gone
-            node = nullptr;
-        }
+        const NodePtr root = group_.root();
+        const NodePtr node = root == nullptr ? root : nodeHere(*root, names);
         return node == nullptr ? group_.nodeAt(asked_) : node;
     }
 

@@ -52,7 +52,7 @@ class SettingsRemoteImpl final : public core::detail::SettingsNodeImpl,
     ~SettingsRemoteImpl() override;
 
     const Path& path() const noexcept { return path_; }
-    const RemoteGroup& group() const noexcept { return *group_; }
+    RemoteGroup& group() const noexcept { return *group_; }
     /// What a reply has said of this node does not hold any more.
     void forgetTold() const noexcept;
     /// What the other process calls the parent; empty for its top-level group.

@@ -1,0 +1,132 @@
+// Processes that answer what no sound one does, or tell more than is taken.
+
+#include "remote/SharedPlace.hpp"
+
+#include "settingscore/events/EventNotifyFunction.hpp"
+#include "settingscore/events/SettingsValueChangeEvent.hpp"
+#include "settingscore/exception/Exceptions.hpp"
+#include "settingscore/plugin/ServiceFramework.hpp"
+#include "settingscore/settings/node/SettingsAccess.hpp"
+#include "settingscore/settings/root/DeclaredGroup.hpp"
+#include "settingscore/spf/RemoteMethods.hpp"
+#include "settingscore/spf/TopLevelNodeClientTracker.hpp"
+#include "spf/ServiceRuntime.hpp"
+#include "varnek/event/EventManager.hpp"
+
+#include <atomic>
+#include <future>
+#include <mutex>
+#include <thread>
+
+namespace {
+
+using namespace settings::core;
+using namespace settings::test;
+namespace spf = settings::spf;
+using exception::RemoteCallFailed;
+using spf::Path;
+using spf::Value;
+using varnek::spf::ProviderFailure;
+
+/// Answers as it is told to.
+class Answers : public varnek::spf::ServiceProvider {
+  public:
+    using Function = std::function<Value(const std::string& method, const Value::List& arguments)>;
+
+    explicit Answers(Function answer) : answer_(std::move(answer)) {}
+    Value invoke(const std::string& method, const Value::List& arguments) override {
+        ++calls;
+        return answer_(method, arguments);
+    }
+    std::atomic<int> calls{0};
+
+  private:
+    const Function answer_;
+};
+
+/// What the other process has.
+std::shared_ptr<Answers> answers;
+std::unique_ptr<varnek::spf::Publication> publication;
+
+void announce(const Path& path, const Array& before) {
+    publication->announce(spf::valueChangeTopic, {spf::toValue(path), before});
+}
+
+const Path& longPath() {
+    static const Path path(1000, "x");
+    return path;
+}
+
+struct HostileGroup : SharedPlace {
+    void withProvider(Answers::Function answer,
+                      const std::function<void(OtherProcess&, const Handle&)>& expectations) const {
+        const auto publish = [this, answer = std::move(answer)] {
+            start("provider");
+            varnek::spf::ServiceDescription description;
+            description.name = "editor";
+            description.serviceProperties = {{spf::groupProperty, "editor"}};
+            answers = std::make_shared<Answers>(answer);
+            publication = varnek::spf::ServiceRuntime::instance().publish(
+                serviceContext(),
+                varnek::spf::SPFConfiguration::Builder()
+                    .addServicePublisher("rpcservicepublisher", {"localServiceOnly"})
+                    .build(),
+                spf::publisherId, description, answers);
+        };
+        const OtherProcess::Steps told = {
+            {"calls", [] { return std::to_string(answers->calls.exchange(0)); }},
+            {"announce", [] { return step([] { announce({"size"}, Array::scalar(1.0)); }); }},
+            {"announce long paths",
+             [] {
+                 return step([] {
+                     announce(longPath(), Array::scalar(1.0));
+                     announce({std::string(5000, 'x')}, Array::scalar(1.0));
+                     announce({"size"}, Array::scalar(1.0));
+                 });
+             }},
+            {"announce a large value",
+             [] { return step([] { announce({"size"}, Array::text(std::u16string(100'000, u'x'))); }); }},
+        };
+        OtherProcess provider(publish, told);
+        inAnotherProcess([&] {
+            start("client");
+            ASSERT_EQ("", provider.started());
+            expectations(provider, attached());
+        });
+    }
+};
+
+/// The object of a NoSuchNode, or what else is raised.
+std::string objectOf(const std::function<void()>& operation) {
+    try {
+        operation();
+    } catch (const exception::NoSuchNode& failure) {
+        return failure.getObjectInvovled()->getFullName();
+    } catch (const RemoteCallFailed& failure) {
+        return "fault " + std::to_string(int(failure.getFault())) + ": " + failure.getCause();
+    }
+    return "nothing";
+}
+
+TEST_F(HostileGroup, TakingAFailureAsksNobodyAndLoadsNothing) {
+    const auto fail = [](const std::string&, const Value::List& arguments) -> Value {
+        const std::string& name = arguments.at(1).asText();
+        const bool isOther = name == "shell" || name == "nowhere";
+        throw ProviderFailure("settings::core::exception::NoSuchNode", "failure",
+                              {spf::foreignHandle({isOther ? name : "editor", isOther ? "far" : "x"}), ""});
+    };
+    withProvider(fail, [](OtherProcess& provider, const Handle& editor) {
+        const auto object = [&](const char* name) { return objectOf([&] { editor->getChild(name); }); };
+        EXPECT_EQ("editor.x", object("x"));
+        EXPECT_EQ("1", provider.run("calls"));
+        EXPECT_EQ("editor", object("shell"));
+        const auto shell = detail::SettingsAccess::mutableNode(*root())->getChild("shell", false);
+        EXPECT_FALSE(dynamic_cast<const detail::DeclaredGroup&>(*shell).isLoaded());
+        root()->getChild("shell");
+        EXPECT_EQ("shell.far", object("shell")); // an alias that leads to the other process
+        EXPECT_EQ("editor", object("nowhere"));
+        EXPECT_EQ("3", provider.run("calls"));
+    });
+}
+
+} // namespace
