@@ -129,4 +129,59 @@ TEST_F(HostileGroup, TakingAFailureAsksNobodyAndLoadsNothing) {
     });
 }
 
+TEST_F(HostileGroup, PathsThatAreTooLongAreRefused) {
+    const auto answer = [](const std::string&, const Value::List& arguments) -> Value {
+        const std::string& name = arguments.at(1).asText();
+        if (name == "steps")
+            return Value::List{2, spf::toValue(longPath())};
+        if (name == "bytes")
+            return Value::List{2, spf::toValue({std::string(3000, 'x'), std::string(3000, 'y')})};
+        if (name == "most")
+            return Value::List{2, spf::toValue(Path(spf::mostSteps, "x"))};
+        throw ProviderFailure(
+            "settings::core::exception::NoSuchNode", "failure",
+            {name == "own" ? spf::toValue(longPath()) : spf::foreignHandle(longPath()), "name"});
+    };
+    withProvider(answer, [](OtherProcess& provider, const Handle& editor) {
+        const auto object = [&](const char* name) { return objectOf([&] { editor->getChild(name); }); };
+        for (const char* name : {"steps", "bytes"})
+            EXPECT_EQ("fault 5: the path of a node is too long", object(name));
+        EXPECT_EQ("nothing", object("most"));
+        for (const char* name : {"own", "of another group"}) // as fields of an unknown kind
+            EXPECT_EQ("fault 7: failure", object(name));
+        std::mutex mutex;
+        std::vector<std::size_t> heard;
+        const varnek::event::ScopedConnection listening = varnek::event::EventManager::instance().subscribe(
+            u"settings::core::SettingsValueChangeEvent", [&](const varnek::event::EventHandle& event) {
+                const auto& change = dynamic_cast<const SettingsValueChangeEvent&>(*event);
+                const std::lock_guard lock(mutex);
+                heard.push_back(change.getObj()->getFullName().size());
+            });
+        ASSERT_EQ("", provider.run("announce long paths"));
+        waitUntil([&] {
+            const std::lock_guard lock(mutex);
+            return !heard.empty() && heard.back() == std::string("editor.size").size();
+        });
+        const std::lock_guard lock(mutex);
+        EXPECT_EQ(1U, heard.size());
+    });
+}
+
+TEST_F(HostileGroup, GroupsThatNeverEndEnd) {
+    const auto answer = [](const std::string& method, const Value::List&) -> Value {
+        if (method == spf::method::getChildrenNames)
+            return Value::List{"again", 2};
+        return false;
+    };
+    withProvider(answer, [](OtherProcess&, const Handle& editor) {
+        std::size_t deep = 0;
+        const auto goDown = [&] {
+            for (Handle group = editor; deep < 10 * spf::mostSteps; ++deep)
+                group = group->getChildren().at(0);
+        };
+        EXPECT_EQ("fault 5: the path of a node is too long", objectOf(goDown));
+        EXPECT_EQ(spf::mostSteps, deep);
+    });
+}
+
 } // namespace

@@ -53,6 +53,7 @@ RemoteGroup::RemoteNode RemoteGroup::makeTopLevelNode() {
 RemoteGroup::RemoteNode RemoteGroup::childOf(const RemoteNode& parent, const std::string& name) {
     Path path = parent->path();
     path.push_back(name);
+    requireShort(path);
     const std::lock_guard lock(mutex_);
     Known& known = nodes_[std::move(path)];
     RemoteNode node = known.node.lock();

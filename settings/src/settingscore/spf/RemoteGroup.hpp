@@ -38,7 +38,7 @@ class RemoteGroup : public std::enable_shared_from_this<RemoteGroup> {
     RemoteNode makeTopLevelNode();
     /// Null when nobody holds it.
     RemoteNode topLevelNode() const { return topLevelNode_.lock(); }
-    /// That of `name` below `parent`.
+    /// That of `name` below `parent`. RemoteError of kind malformed for a path that is too long.
     RemoteNode childOf(const RemoteNode& parent, const std::string& name);
     /// The node of a path, empty for the top-level node; null when that one is gone.
     RemoteNode nodeAt(const Path& path);

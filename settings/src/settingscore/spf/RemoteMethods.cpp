@@ -25,18 +25,50 @@ Value foreignHandle(const Path& names) {
     return Value(std::move(list));
 }
 
+namespace {
+
+/// Of names one by one: what is too much is not copied.
+class PathLength {
+  public:
+    void add(const std::string& name) {
+        bytes_ += name.size();
+        if (++steps_ > mostSteps || bytes_ > mostBytesOfNames)
+            throw varnek::spf::RemoteError(varnek::spf::RemoteErrorKind::malformed,
+                                           "the path of a node is too long");
+    }
+
+  private:
+    std::size_t steps_ = 0;
+    std::size_t bytes_ = 0;
+};
+
+Path namesFrom(const Value::List& list, std::size_t first) {
+    PathLength length;
+    Path path;
+    for (; first < list.size(); ++first) {
+        length.add(list[first].asText());
+        path.push_back(list[first].asText());
+    }
+    return path;
+}
+
+} // namespace
+
+void requireShort(const Path& path) {
+    PathLength length;
+    for (const std::string& name : path)
+        length.add(name);
+}
+
 Path foreignNames(const Value& value) {
     const Value::List& list = value.asList();
     if (list.empty() || !list.front().isNothing())
         return {};
-    return toPath(Value(Value::List(list.begin() + 1, list.end())));
+    return namesFrom(list, 1);
 }
 
 Path toPath(const Value& value) {
-    Path path;
-    for (const Value& name : value.asList())
-        path.push_back(name.asText());
-    return path;
+    return namesFrom(value.asList(), 0);
 }
 
 const Value& at(const Value::List& values, std::size_t position) {

@@ -8,6 +8,7 @@
 #include "spf/Value.hpp"
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -49,6 +50,11 @@ inline constexpr char isLeafNode[] = "isLeafNode";
 /// What a publishing process announces beside the calls: [path of a setting, its effective value before].
 inline constexpr char valueChangeTopic[] = "valueChange";
 
+/// What another process may call a node: each step is a node here. Definition documents nest about 30 deep;
+/// the names of a group have to fit into 4 KiB wherever it is (isAcceptableName).
+inline constexpr std::size_t mostSteps = 64;
+inline constexpr std::size_t mostBytesOfNames = 4096;
+
 /// What a reply says of a node.
 namespace flag {
 inline constexpr std::uint32_t leaf = 1;
@@ -65,10 +71,12 @@ inline Value rootHandle() {
 }
 /// A handle to a node of another group crosses as nothing, then the names from the top-level group down.
 Value foreignHandle(const Path& names);
-/// The names; empty for any other value.
+/// The names; empty for any other value. RemoteError of kind malformed as toPath().
 Path foreignNames(const Value& value);
-/// RemoteError of kind malformed for anything but a list of texts.
+/// RemoteError of kind malformed for anything but a list of texts, and for a path that is too long.
 Path toPath(const Value& value);
+/// RemoteError of kind malformed for a path that is too long.
+void requireShort(const Path& path);
 
 /// The argument at `position`; RemoteError of kind malformed when there is none.
 const Value& at(const Value::List& values, std::size_t position);
