@@ -184,4 +184,21 @@ TEST_F(HostileGroup, GroupsThatNeverEndEnd) {
     });
 }
 
+TEST_F(HostileGroup, CodesThatNobodyKnowsAreNotTaken) {
+    const auto fail = [](const std::string&, const Value::List& arguments) -> Value {
+        const std::string type = "settings::core::exception::" + arguments.at(1).asText();
+        const Value text = Array::text(u"detail");
+        if (type.ends_with("RemoteCallFailed"))
+            throw ProviderFailure(type, "failure", {8, "node", "operation", "cause"});
+        if (type.ends_with("ErrorReadingSettingsData"))
+            throw ProviderFailure(type, "failure", {-16, text});
+        throw ProviderFailure(type, "failure", {Value(), text, std::int64_t{1} << 32, text});
+    };
+    withProvider(fail, [](OtherProcess&, const Handle& editor) {
+        for (const char* type :
+             {"RemoteCallFailed", "ErrorReadingSettingsData", "ErrorWriteToTempSettingsFile"})
+            EXPECT_EQ("fault 7: failure", objectOf([&] { editor->getChild(type); })) << type;
+    });
+}
+
 } // namespace

@@ -1,6 +1,8 @@
 /// How each kind of field of a failure crosses.
 #pragma once
 
+#include "settingscore/exception/FileFailures.hpp"
+#include "settingscore/exception/RemoteCallFailed.hpp"
 #include "settingscore/level/SettingsLevel.hpp"
 #include "settingscore/level/SettingsLevelManager.hpp"
 #include "settingscore/spf/FailureCoding.hpp"
@@ -80,10 +82,35 @@ struct Decoding<std::u16string> {
         return std::u16string(text.text());
     }
 };
-template <class T>
-requires std::integral<T> || std::is_enum_v<T>
+template <std::integral T>
 struct Decoding<T> {
-    static T decode(const Value& value, const HandleCoding&) { return static_cast<T>(value.asInteger()); }
+    static T decode(const Value& value, const HandleCoding&) {
+        const std::int64_t number = value.asInteger();
+        if (static_cast<std::int64_t>(static_cast<T>(number)) != number)
+            refuse("a number is out of range");
+        return static_cast<T>(number);
+    }
+};
+
+/// Whether this process knows the value.
+constexpr bool isKnown(core::exception::RemoteCallFailed::Fault fault) {
+    using Fault = core::exception::RemoteCallFailed::Fault;
+    return fault >= Fault::unreachable && fault <= Fault::provider;
+}
+constexpr bool isKnown(core::exception::ErrorReadingSettingsData::ErrorCode code) {
+    using Code = core::exception::ErrorReadingSettingsData::ErrorCode;
+    return (code <= Code::open && code >= Code::shape) ||
+           (code <= Code::objectStart && code >= Code::trailingText);
+}
+template <class T>
+requires std::is_enum_v<T>
+struct Decoding<T> {
+    static T decode(const Value& value, const HandleCoding& handles) {
+        const T decoded{Decoding<std::underlying_type_t<T>>::decode(value, handles)};
+        if (!isKnown(decoded))
+            refuse("a code is not known");
+        return decoded;
+    }
 };
 template <>
 struct Decoding<Array> {
