@@ -201,4 +201,80 @@ TEST_F(HostileGroup, CodesThatNobodyKnowsAreNotTaken) {
     });
 }
 
+/// A listener of this process that is at work on a thread of its own, until it is let go.
+class BusyListener {
+  public:
+    explicit BusyListener(std::function<void()> work = [] {}) : work_(std::move(work)) {
+        const Handle shell = SharedPlace::root()->getChild("shell");
+        listening_ = varnek::event::EventManager::instance().subscribe(
+            shell->getChild("x")->getListenerValueChangeEventType(), [this](const auto&) {
+                begun_.set_value();
+                end_.get_future().wait();
+                work_();
+            });
+        thread_ = std::thread([shell] { shell->set("x", 8.0, "session"); });
+        begun_.get_future().wait();
+    }
+    BusyListener(const BusyListener&) = delete;
+    BusyListener& operator=(const BusyListener&) = delete;
+    ~BusyListener() {
+        letGo();
+        thread_.join();
+    }
+    void letGo() {
+        if (!std::exchange(isLetGo_, true))
+            end_.set_value();
+    }
+
+  private:
+    const std::function<void()> work_;
+    std::promise<void> begun_, end_;
+    bool isLetGo_ = false;
+    varnek::event::ScopedConnection listening_;
+    std::thread thread_;
+};
+
+Value one(const std::string&, const Value::List&) {
+    return Array::scalar(1.0);
+}
+
+// What is announced counts until it has been told.
+TEST_F(HostileGroup, ListenersThatStayBehindLoseTheGroup) {
+    withProvider(one, [](OtherProcess& provider, const Handle& editor) {
+        BusyListener busy;
+        for (int i = 0; i < 200; ++i) // one by one: what can be taken is
+            ASSERT_EQ("", provider.run("announce a large value"));
+        waitUntil([&] { return failureOf([&] { editor->get("size"); }) == "RemoteCallFailed"; });
+        bool isBack = false; // perhaps not for long
+        waitUntil([&] {
+            const Handle anew = root()->getChild("editor");
+            return isBack = isBack || (isRemote(*anew) && failureOf([&] { anew->get("size"); }).empty());
+        });
+    });
+}
+
+// The thread that hands on ends the group whose announcement waits for it.
+TEST_F(HostileGroup, AListenerMayUseAndEndTheGroupMeanwhile) {
+    withProvider(one, [](OtherProcess& provider, const Handle& editor) {
+        std::promise<void> told;
+        std::atomic<int> hooks{0};
+        Array asked;
+        {
+            BusyListener busy([&] {
+                asked = editor->get("size");
+                publishTopLevelGroups({"editor"});
+            });
+            detail::setEventNotifyFunction([&](const auto&) {
+                if (++hooks == 1)
+                    told.set_value();
+            });
+            ASSERT_EQ("", provider.run("announce"));
+            told.get_future().wait(); // it waits for the listeners next
+        }
+        detail::setEventNotifyFunction({});
+        EXPECT_EQ(Array::scalar(1.0), asked);
+        EXPECT_FALSE(isRemoteNow());
+    });
+}
+
 } // namespace

@@ -12,6 +12,7 @@
 
 #include <atomic>
 #include <future>
+#include <stop_token>
 #include <thread>
 
 namespace {
@@ -152,6 +153,46 @@ TEST_F(HandingOn, ABatchHoldsNobodyBackInItsHooks) {
     setEventNotifyFunction({});
     EXPECT_EQ(3, calls);
     EXPECT_EQ(upTo(3), heard);
+}
+
+/// Whoever tells of much is held up while another thread hands on.
+TEST_F(HandingOn, CanBeWaitedFor) {
+    std::promise<void> told;
+    Place own = place(), second = place();
+    std::size_t heardByThen = 0;
+    std::thread waiting;
+    std::atomic<int> hooks{0};
+    setEventNotifyFunction([&](const EventHandle&) {
+        if (++hooks == 2)
+            told.set_value();
+    });
+    inListener = [&] {
+        waiting = std::thread([&] {
+            second.tellAndWait({});
+            heardByThen = heard.size();
+        });
+        told.get_future().wait();
+    };
+    own.tell();
+    waiting.join();
+    setEventNotifyFunction({});
+    EXPECT_EQ(2U, heardByThen);
+    EXPECT_EQ(upTo(2), heard);
+    place().tellAndWait({}); // by itself
+    EXPECT_EQ(upTo(3), heard);
+}
+
+TEST_F(HandingOn, WhatIsWaitedForInVainIsTakenBack) {
+    Place own = place(), second = place(), third = place();
+    std::stop_source end;
+    inListener = [&] {
+        std::thread waiting([&] { second.tellAndWait(end.get_token()); });
+        third.tell();
+        end.request_stop();
+        waiting.join();
+    };
+    own.tell();
+    EXPECT_EQ((Numbers{1, 3}), heard);
 }
 
 TEST_F(HandingOn, EventsOfASaveFollowTheChange) {

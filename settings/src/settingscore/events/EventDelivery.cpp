@@ -72,6 +72,13 @@ void EventDelivery::Place::tell() noexcept {
     handOn();
 }
 
+void EventDelivery::Place::tellAndWait(const std::stop_token& stop) noexcept {
+    const boost::shared_ptr<EventDelivery> delivery = event_ != nullptr ? delivery_ : nullptr;
+    tell();
+    if (delivery != nullptr)
+        delivery->awaitTold(number_, stop);
+}
+
 // ---- the order ----
 
 bool EventDelivery::isWanted() const noexcept {
@@ -131,8 +138,9 @@ void EventDelivery::handOn(std::unique_lock<std::mutex>& lock, std::uint64_t own
         Slot slot = std::move(slots_.front());
         slots_.pop_front();
         ++first_;
-        if (slot.event == nullptr)
+        if (slot.event == nullptr) // given up or taken back
             continue;
+        isCalling_ = true;
         lock.unlock();
         if (slot.isNotQueued)
             logDropped(std::bad_alloc());
@@ -143,8 +151,25 @@ void EventDelivery::handOn(std::unique_lock<std::mutex>& lock, std::uint64_t own
         }
         slot.event.reset(); // perhaps the last handle of a node
         lock.lock();
+        isCalling_ = false;
+        if (waiting_ > 0)
+            told_.notify_all();
     }
     isHandingOn_ = false;
+}
+
+bool EventDelivery::isTold(std::uint64_t number) const noexcept {
+    return number < first_ - (isCalling_ ? 1 : 0);
+}
+
+void EventDelivery::awaitTold(std::uint64_t number, const std::stop_token& stop) noexcept {
+    EventHandle takenBack; // destroyed without the lock
+    std::unique_lock lock(mutex_);
+    ++waiting_;
+    const bool isOver = told_.wait(lock, stop, [&] { return isTold(number); });
+    --waiting_;
+    if (!isOver && number >= first_)
+        takenBack.swap(slots_[number - first_].event);
 }
 
 // ---- the queue ----

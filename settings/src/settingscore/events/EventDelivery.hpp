@@ -8,7 +8,7 @@
 ///
 /// Whoever hands on for others need not do so to their end: when its own events are through, or
 /// `mostForOthers` of one turn, it stops as soon as somebody else is between reserving a place and releasing
-/// it, who goes on in its stead. No thread waits for another.
+/// it, who goes on in its stead. No thread waits for another, but in tellAndWait.
 ///
 /// Threads: thread-safe. mutex_ (rank "event delivery") may be taken under a node lock; it is not held while
 /// the hook or a listener runs. A place that is not complete holds back the events behind it and whoever
@@ -23,6 +23,7 @@
 #include <deque>
 #include <mutex>
 #include <queue>
+#include <stop_token>
 #include <utility>
 #include <vector>
 
@@ -71,6 +72,9 @@ class EventDelivery {
         /// Releases it, calls the notification hook on this thread, then hands on what is complete. To be
         /// called without any lock of the tree; once.
         void tell() noexcept;
+        /// The same; returns when its listeners have been called, by whomever. When a stop is asked for they
+        /// need not be any more: the event is taken back if that is still possible. Not inside of a listener.
+        void tellAndWait(const std::stop_token& stop) noexcept;
 
       private:
         friend class EventDelivery;
@@ -123,15 +127,20 @@ class EventDelivery {
     void complete(std::uint64_t number, const EventHandle& event) noexcept;
     void enqueue(Slot& slot) noexcept; // mutex_ is held
     void handOn(std::unique_lock<std::mutex>& lock, std::uint64_t own) noexcept;
-    bool isNextDue() const noexcept; // mutex_ is held
+    void awaitTold(std::uint64_t number, const std::stop_token& stop) noexcept;
+    bool isNextDue() const noexcept;                  // mutex_ is held
+    bool isTold(std::uint64_t number) const noexcept; // mutex_ is held
 
     std::mutex mutex_;
     std::condition_variable completed_;
+    std::condition_variable_any told_;
     std::deque<Slot> slots_;
     std::uint64_t first_ = 0; // the number of slots_.front(), the next for the listeners
     std::uint64_t open_ = 0;  // of the first that is not complete; all before have been queued
     bool isHandingOn_ = false;
-    std::size_t coming_ = 0; // held places whose threads are still to arrive, and hand on if nobody does
+    bool isCalling_ = false;  // the listeners of the one before first_
+    std::size_t waiting_ = 0; // threads, for listeners
+    std::size_t coming_ = 0;  // held places whose threads are still to arrive, and hand on if nobody does
     std::atomic<bool> isQueueOn_{false};
     std::queue<EventHandle> queue_;
 };

@@ -115,8 +115,8 @@ NodePtr nodeHere(core::detail::SettingsNodeImpl& root, const Path& names) {
 
 } // namespace
 
-class RemoteGroup::FailureHandles : public HandleCoding {
 /// The handles in a failure of one call.
+class RemoteGroup::FailureHandles : public HandleCoding {
   public:
     FailureHandles(RemoteGroup& group, const Path& asked) : group_(group), asked_(asked) {}
 
@@ -186,7 +186,7 @@ class RemoteGroup::Announced {
   public:
     explicit Announced(RemoteGroup& group) : group_(group) {
         const std::lock_guard lock(group_.listening_);
-        isHeard = !group_.hasStopped_;
+        isHeard = !group_.stop_.stop_requested();
         ++group_.announced_;
     }
     Announced(const Announced&) = delete;
@@ -194,7 +194,7 @@ class RemoteGroup::Announced {
     ~Announced() {
         varnek::spf::Subscription ended; // without the lock
         const std::lock_guard lock(group_.listening_);
-        if (--group_.announced_ == 0 && group_.hasStopped_)
+        if (--group_.announced_ == 0 && group_.stop_.stop_requested())
             ended = std::move(group_.announcements_);
     }
 
@@ -205,9 +205,9 @@ class RemoteGroup::Announced {
 };
 
 void RemoteGroup::stopListening() {
+    stop_.request_stop();
     varnek::spf::Subscription ended;
     const std::lock_guard lock(listening_);
-    hasStopped_ = true;
     if (announced_ == 0)
         ended = std::move(announcements_);
 }
@@ -222,6 +222,8 @@ void RemoteGroup::listen() {
     announcements_ = std::move(announcements);
 }
 
+/// Waits for the listeners: what they have not heard of counts as not taken, so that the publisher stops when
+/// it is too much.
 void RemoteGroup::valueChanged(const Value::List& announcement) {
     const SharingWork work;
     const Announced announced(*this);
@@ -243,6 +245,7 @@ void RemoteGroup::valueChanged(const Value::List& announcement) {
             std::vector{eventType(valueChangeEventName, id), eventType(settingsEventName, id)},
             tree->rootIndex, at(announcement, 1).asArray());
     });
+    place.tellAndWait(stop_.get_token());
 }
 
 } // namespace settings::spf

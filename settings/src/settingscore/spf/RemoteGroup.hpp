@@ -17,6 +17,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <stop_token>
 #include <string>
 
 namespace settings::spf {
@@ -92,9 +93,9 @@ class RemoteGroup : public std::enable_shared_from_this<RemoteGroup> {
     std::atomic<bool> isAttached_{false};
     std::mutex mutex_;
     std::map<Path, Known> nodes_; // guarded by mutex_
-    std::mutex listening_;        // rank "remote nodes"; guards the rest
-    int announced_ = 0;           // announcements that threads are at work on
-    bool hasStopped_ = false;
+    std::stop_source stop_;
+    std::mutex listening_; // rank "remote nodes"; guards the rest
+    int announced_ = 0;    // announcements that threads are at work on
     varnek::spf::Subscription announcements_;
 };
 
