@@ -1,5 +1,7 @@
 #include "varnek/concurrency/WithoutSignals.hpp"
 
+#include <initializer_list>
+
 namespace varnek::concurrency {
 
 WithoutSignals::WithoutSignals() noexcept {

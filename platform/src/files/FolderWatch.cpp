@@ -123,6 +123,9 @@ struct FolderWatch::State {
             if (waits[0].revents != 0)
                 return;
             if (ready < 0 && errno != EINTR) { // no memory, or a limit of descriptors below what it is given
+                std::uint64_t stops = 0;
+                if (::read(stop.get(), &stops, sizeof stops) > 0)
+                    return;
                 ::poll(nullptr, 0, pauseMilliseconds);
                 continue;
             }

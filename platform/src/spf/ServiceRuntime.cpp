@@ -261,7 +261,9 @@ void ServiceRuntime::discover(cppmicroservices::BundleContext context) {
     impl_->start();
     Core& core = impl_->core;
     resultOf(onLoop(core.loop, [](Engine& engine) { engine.watchFolder(); })); // what can fail goes first
-    core.services.post([&discovery = core.discovery, context] { discovery.add(context); });
+    core.services.post([&discovery = core.discovery, mine = std::move(context)]() mutable {
+        discovery.add(std::move(mine));
+    });
     impl_->isDiscovering = true;
     resultOf(onLoop(core.loop, [](Engine& engine) { engine.client.discover(); }));
 }

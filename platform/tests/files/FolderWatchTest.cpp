@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -311,6 +312,22 @@ TEST(FolderWatch, SignalsGoToOtherThreads) {
     std::unique_lock lock(mutex);
     ASSERT_TRUE(news.wait_for(lock, patience, [&] { return isBlocked.has_value(); }));
     EXPECT_TRUE(*isBlocked);
+}
+
+/// A limit below what the thread waits for makes its waiting fail.
+TEST(FolderWatch, EndsWhileWaitingFails) {
+    const TemporaryFolder folder;
+    rlimit before{};
+    ASSERT_EQ(0, ::getrlimit(RLIMIT_NOFILE, &before));
+    auto watch = std::make_unique<FolderWatch>(folder.path(), [](const FolderChanges&) {});
+    putContent(folder / "file", "1");
+    const rlimit none{0, before.rlim_max};
+    ASSERT_EQ(0, ::setrlimit(RLIMIT_NOFILE, &none));
+    std::filesystem::rename(folder / "file", folder / "other"); // wakes it
+    auto ended = std::async(std::launch::async, [&] { watch.reset(); });
+    const bool isOver = ended.wait_for(patience) == std::future_status::ready;
+    ASSERT_EQ(0, ::setrlimit(RLIMIT_NOFILE, &before));
+    EXPECT_TRUE(isOver);
 }
 
 TEST(FolderWatch, NeedsAFolderAndAListener) {

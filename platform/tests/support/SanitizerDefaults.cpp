@@ -12,7 +12,8 @@
 // NOLINTBEGIN(bugprone-reserved-identifier): looked up by name
 extern "C" [[gnu::visibility("default")]] const char* __tsan_default_suppressions();
 extern "C" const char* __tsan_default_suppressions() {
-    return "race:tzset_internal\nrace:std::__exception_ptr::exception_ptr::_M_release\n";
+    return "race:tzset_internal\nrace:std::__exception_ptr::exception_ptr::_M_release\n"
+           "race:std::__future_base::_Result<void>::_M_destroy\n";
 }
 // Children of tests start threads of their own.
 extern "C" [[gnu::visibility("default")]] const char* __tsan_default_options();

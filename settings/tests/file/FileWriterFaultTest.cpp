@@ -254,6 +254,29 @@ TEST_F(FileWriterFaults, ASaveThatBeginsAnewKeepsTheFolder) {
     EXPECT_EQ(5.0, onDisk("g", "t"));
 }
 
+/// Without a writer thread the caller saves, and tells of a failure while others wait for the file.
+TEST_F(FileWriterFaults, ALogSinkMaySetWhatCouldNotBeSaved) {
+    inAnotherProcess([&] {
+        ::alarm(60); // rather than wait for itself for ever
+        const SavesThroughTheHook through;
+        const FileTree alone(folder.path());
+        const Handle g = group(alone, "g");
+        setSaveHook(
+            [](SettingsFileAccess&, const std::filesystem::path&) { throw std::runtime_error("cause"); });
+        {
+            const AtLine failed("settings::core::settingsFile", "cause", [&] {
+                setSaveHook([](SettingsFileAccess& access, const std::filesystem::path& path) {
+                    access.writeTo(path);
+                });
+                g->set("t", 2.0, "user");
+            });
+            g->set("s", 1.0, "user");
+        }
+        EXPECT_EQ(1.0, onDisk("g"));
+        EXPECT_EQ(2.0, onDisk("g", "t"));
+    });
+}
+
 TEST_F(FileWriterFaults, AStoppedProcessHoldsAPassUpOnce) {
     const SavesThroughTheHook through;
     const std::vector<Handle> groups{group(tree, "a"), group(tree, "b"), group(tree, "c")};

@@ -218,8 +218,11 @@ TEST_F(SharedPass, WhenCallsFailTheNextSaveSucceeds) {
         for (const char* error : errors->second) {
             if (at++ % step != 0)
                 continue;
-            const std::string what = name + ":error=" + error + ":when=" + std::to_string(number);
-            const int outcome = run("-e trace=" + name + " -e inject=" + what);
+            std::string what(name);
+            what.append(":error=").append(error).append(":when=").append(std::to_string(number));
+            std::string traced = "-e trace=";
+            traced.append(name).append(" -e inject=").append(what);
+            const int outcome = run(traced);
             ++runs;
             const auto values = nextStart(what);
             failures += outcome == savedAtSecondTry || outcome == never;

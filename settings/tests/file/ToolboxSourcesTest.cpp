@@ -328,6 +328,23 @@ TEST_F(ToolboxSourcesOfATree, AChangeThatFailsLeavesTheOneThatWaitsForIt) {
     }
 }
 
+/// The visibility that came with the files, too, also where the files are the same.
+TEST_F(ToolboxSourcesOfATree, AChangeThatFailsLeavesTheVisibility) {
+    struct Throwing : Service {
+        using Service::Service;
+        void createFactorySettings(FactoryGroup&) const override { throw std::runtime_error("oops"); }
+    };
+    tree.start();
+    const auto path = file("lab", 3);
+    update("lab", path);
+    tree.root()->getChild("lab");
+    auto service = serviceContext().RegisterService<FactorySettings>(std::make_shared<Throwing>("lab", true));
+    EXPECT_THROW(update("lab", path, false), std::runtime_error);
+    service.Unregister();
+    tree.root()->reloadFactoryFile("lab");
+    EXPECT_EQ("file visible loaded, visible", seen("lab"));
+}
+
 TEST_F(ToolboxSourcesOfATree, AreDescribedOnce) {
     const auto describe = [&](const std::string& folder, const std::string& code) {
         const auto place = tree.base / "factory/varnek/settings/toolboxes" / folder;

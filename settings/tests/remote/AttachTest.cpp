@@ -262,6 +262,7 @@ TEST_F(Attach, AGroupWhoseListenersStayBehindComesAnew) {
         const Lines each{"removed editor from ", "added editor to "};
         EXPECT_EQ(each, Lines(moves.end() - 4, moves.end() - 2));
         EXPECT_EQ(each, Lines(moves.end() - 2, moves.end()));
+        stuck.disconnectAndWait();
     });
 }
 

@@ -71,6 +71,7 @@ TEST_F(ExchangedTree, IsWaitedFor) {
                 asking.emplace([&] { problems = getLoadProblems(DefaultRootIndex()); });
                 asking->settle();
             });
+            asking.reset(); // it may not have got that far
             resetAnd([&] {
                 moving.emplace([&] { EXPECT_TRUE(updatePrefdir((base / "other").string())); });
                 moving->settle();

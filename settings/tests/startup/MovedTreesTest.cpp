@@ -13,6 +13,7 @@
 #include "varnek/log/Channel.hpp"
 
 #include <atomic>
+#include <fstream>
 #include <thread>
 
 namespace {
@@ -144,6 +145,23 @@ TEST_F(MovedTrees, WhatWasLeftUnsavedGoesAlong) {
             EXPECT_EQ(5.0, root()->getByFullName<double>("editor.x"));
             EXPECT_EQ(7.0, root()->getByFullName<double>("shell.x"));
         });
+}
+
+/// What is wrong with a file is said of the one that was read.
+TEST_F(MovedTrees, AProblemNamesTheFileThatHasIt) {
+    for (const char* directory : {"prefs", "other"}) {
+        std::filesystem::create_directories(base / directory);
+        if (directory == std::string("prefs"))
+            std::ofstream(base / directory / "editor.vksettings") << "no package";
+    }
+    inAnotherProcess([this] {
+        init();
+        root()->getChild("editor");
+        EXPECT_TRUE(detail::updatePrefdirImpl((base / "other").string(), DefaultRootIndex(), false, 0));
+        const auto problems = getLoadProblems(DefaultRootIndex());
+        ASSERT_EQ(1U, problems.size());
+        EXPECT_EQ((base / "prefs/editor.vksettings").string(), problems.front().file);
+    });
 }
 
 /// The variable names the folder of personal settings, wherever the directory is.

@@ -18,9 +18,12 @@ inline int times(int soak, int usual) {
 /// Waits until `condition` holds, for as long as a slow machine may need.
 inline void waitUntil(const std::function<bool()>& condition) {
     const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-    while (!condition() && std::chrono::steady_clock::now() < end)
+    bool holds = condition(); // it may not do so for long
+    while (!holds && std::chrono::steady_clock::now() < end) {
         std::this_thread::yield();
-    ASSERT_TRUE(condition());
+        holds = condition();
+    }
+    ASSERT_TRUE(holds);
 }
 
 } // namespace settings::test

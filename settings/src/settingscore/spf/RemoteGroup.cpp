@@ -26,6 +26,9 @@ using varnek::spf::RemoteError;
 
 namespace {
 
+/// At least so many nodes that nobody holds are kept.
+constexpr std::size_t fewNodes = 4096;
+
 /// Those of this process's nodes have another first half.
 std::uint64_t nextSerial() {
     static std::atomic<std::uint64_t> last{0};
@@ -36,7 +39,7 @@ std::uint64_t nextSerial() {
 
 RemoteGroup::RemoteGroup(std::string name, std::shared_ptr<varnek::spf::Invokable> invokable,
                          const NodePtr& root)
-    : name_(std::move(name)), invokable_(std::move(invokable)), root_(root) {}
+    : name_(std::move(name)), invokable_(std::move(invokable)), root_(root), mostNodes_(fewNodes) {}
 
 std::shared_ptr<RemoteGroup>
 RemoteGroup::make(std::string name, std::shared_ptr<varnek::spf::Invokable> invokable, const NodePtr& root) {
@@ -55,7 +58,8 @@ RemoteGroup::RemoteNode RemoteGroup::childOf(const RemoteNode& parent, const std
     path.push_back(name);
     requireShort(path);
     const std::lock_guard lock(mutex_);
-    Known& known = nodes_[std::move(path)];
+    letGoOfSome();
+    Known& known = nodes_[{parent->serial(), name}];
     RemoteNode node = known.node.lock();
     if (node != nullptr)
         return node;
@@ -66,6 +70,14 @@ RemoteGroup::RemoteNode RemoteGroup::childOf(const RemoteNode& parent, const std
     return node;
 }
 
+/// Others may name ever new nodes. A node that is held holds those above it.
+void RemoteGroup::letGoOfSome() {
+    if (nodes_.size() < mostNodes_)
+        return;
+    std::erase_if(nodes_, [](const auto& known) { return known.second.node.expired(); });
+    mostNodes_ = std::max(fewNodes, 2 * nodes_.size());
+}
+
 RemoteGroup::RemoteNode RemoteGroup::nodeAt(const Path& path) {
     RemoteNode node = topLevelNode();
     for (const std::string& name : path)
@@ -73,21 +85,25 @@ RemoteGroup::RemoteNode RemoteGroup::nodeAt(const Path& path) {
     return node;
 }
 
-void RemoteGroup::forgetTold(const Path& parent, const std::string& child) {
-    Path path = parent;
-    path.push_back(child);
+void RemoteGroup::forgetTold(const SettingsRemoteImpl& parent, const std::string& child) {
     std::vector<RemoteNode> gone; // let go without the lock
     const std::lock_guard lock(mutex_);
-    auto place = nodes_.lower_bound(path);
-    while (place != nodes_.end() && place->first.size() >= path.size() &&
-           std::equal(path.begin(), path.end(), place->first.begin())) {
-        if (auto node = place->second.node.lock()) {
+    std::vector<Place> below{{parent.serial(), child}};
+    while (!below.empty()) {
+        const auto known = nodes_.find(below.back());
+        below.pop_back();
+        if (known == nodes_.end())
+            continue;
+        const std::uint64_t serial = known->second.serial;
+        if (auto node = known->second.node.lock()) {
             node->forgetTold();
             gone.push_back(std::move(node));
-            ++place;
         } else {
-            place = nodes_.erase(place);
+            nodes_.erase(known);
         }
+        for (auto place = nodes_.lower_bound({serial, {}});
+             place != nodes_.end() && place->first.first == serial; ++place)
+            below.push_back(place->first);
     }
 }
 

@@ -45,7 +45,7 @@ class RemoteGroup : public std::enable_shared_from_this<RemoteGroup> {
     RemoteNode nodeAt(const Path& path);
 
     /// The child and what is below it are gone.
-    void forgetTold(const Path& parent, const std::string& child);
+    void forgetTold(const SettingsRemoteImpl& parent, const std::string& child);
 
     /// Asks the other process, waits and takes the reply (`Value` -> result). What it raises comes as its own
     /// type with this process's handles; RemoteCallFailed for everything else, a reply of another kind
@@ -73,11 +73,13 @@ class RemoteGroup : public std::enable_shared_from_this<RemoteGroup> {
     RemoteGroup(std::string name, std::shared_ptr<varnek::spf::Invokable> invokable,
                 const core::detail::NodePtr& root);
 
-    /// What is kept of a path until it is known to be gone and nobody holds its node.
+    /// What is kept of a node that nobody may hold any more, so that it is the same one when it is asked for
+    /// again: by its parent and its name, as long as those that nobody holds are few.
     struct Known {
         std::uint64_t serial = 0;
         boost::weak_ptr<SettingsRemoteImpl> node;
     };
+    using Place = std::pair<std::uint64_t, std::string>;
 
     class FailureHandles;
     class Announced;
@@ -85,6 +87,7 @@ class RemoteGroup : public std::enable_shared_from_this<RemoteGroup> {
     [[noreturn]] static void fail(const char* method, const std::string& node,
                                   const varnek::spf::RemoteError& error);
     void valueChanged(const Value::List& announcement);
+    void letGoOfSome();
 
     const std::string name_;
     const std::shared_ptr<varnek::spf::Invokable> invokable_;
@@ -92,7 +95,8 @@ class RemoteGroup : public std::enable_shared_from_this<RemoteGroup> {
     boost::weak_ptr<SettingsRemoteImpl> topLevelNode_; // set once, by makeTopLevelNode()
     std::atomic<bool> isAttached_{false};
     std::mutex mutex_;
-    std::map<Path, Known> nodes_; // guarded by mutex_
+    std::map<Place, Known> nodes_; // guarded by mutex_, as what follows
+    std::size_t mostNodes_;        // then those that nobody holds go
     std::stop_source stop_;
     std::mutex listening_; // rank "remote nodes"; guards the rest
     int announced_ = 0;    // announcements that threads are at work on

@@ -9,6 +9,8 @@
 #include "settingscore/settings/node/SettingsAccess.hpp"
 #include "settingscore/spf/RemoteGroup.hpp"
 
+#include <algorithm>
+
 namespace settings::spf {
 
 using core::detail::SettingsAccess;
@@ -20,22 +22,21 @@ namespace {
 constexpr unsigned valueBits = 8;
 constexpr std::uint32_t allFlags = flag::leaf | flag::visible | flag::readOnly;
 
-Path pathBelow(const SettingsRemoteImpl* parent, const std::string& name) {
-    if (parent == nullptr)
-        return {};
-    Path path = parent->path();
-    path.push_back(name);
-    return path;
-}
-
 } // namespace
 
 SettingsRemoteImpl::SettingsRemoteImpl(std::shared_ptr<RemoteGroup> group,
                                        boost::shared_ptr<SettingsRemoteImpl> parent, std::string name,
                                        std::uint64_t serial)
-    : group_(std::move(group)), parent_(std::move(parent)), name_(std::move(name)),
-      path_(pathBelow(parent_.get(), name_)), serial_(serial) {}
+    : group_(std::move(group)), parent_(std::move(parent)), name_(std::move(name)), serial_(serial) {}
 SettingsRemoteImpl::~SettingsRemoteImpl() = default;
+
+Path SettingsRemoteImpl::path() const {
+    Path path;
+    for (const SettingsRemoteImpl* node = this; node->parent_ != nullptr; node = node->parent_.get())
+        path.push_back(node->name_);
+    std::reverse(path.begin(), path.end());
+    return path;
+}
 
 boost::shared_ptr<SettingsRemoteImpl> SettingsRemoteImpl::self() const {
     return boost::const_pointer_cast<SettingsRemoteImpl>(shared_from_this());
@@ -55,7 +56,7 @@ constexpr auto array = [](const Value& reply) { return reply.asArray(); };
 
 template <class Take>
 auto SettingsRemoteImpl::call(const char* method, Value::List arguments, Take take) const {
-    arguments.insert(arguments.begin(), toValue(path_));
+    arguments.insert(arguments.begin(), toValue(path()));
     return group_->call(method, getFullName(false, "."), std::move(arguments), take);
 }
 
@@ -118,7 +119,7 @@ std::string SettingsRemoteImpl::getParentFullName() const {
 NodePtr SettingsRemoteImpl::getChild(std::string_view name, bool) {
     return call(method::callGetChild, {name}, [&](const Value& reply) -> NodePtr {
         if (reply.isNothing()) {
-            group_->forgetTold(path_, std::string(name));
+            group_->forgetTold(*this, std::string(name));
             return {};
         }
         const Value::List& child = reply.asList();
@@ -169,7 +170,7 @@ NodePtr SettingsRemoteImpl::findSetting(std::string_view name) const {
 
 void SettingsRemoteImpl::removeNode(std::string_view name) {
     call(method::removeNode, {name}, nothing);
-    group_->forgetTold(path_, std::string(name));
+    group_->forgetTold(*this, std::string(name));
 }
 
 // ---- values ----

@@ -51,7 +51,9 @@ class SettingsRemoteImpl final : public core::detail::SettingsNodeImpl,
                        std::string name, std::uint64_t serial);
     ~SettingsRemoteImpl() override;
 
-    const Path& path() const noexcept { return path_; }
+    /// From the top-level group down, without its name.
+    Path path() const;
+    std::uint64_t serial() const noexcept { return serial_; }
     RemoteGroup& group() const noexcept { return *group_; }
     /// What a reply has said of this node does not hold any more.
     void forgetTold() const noexcept;
@@ -153,7 +155,6 @@ class SettingsRemoteImpl final : public core::detail::SettingsNodeImpl,
     const std::shared_ptr<RemoteGroup> group_;
     const boost::shared_ptr<SettingsRemoteImpl> parent_; // null: top-level
     const std::string name_;
-    const Path path_;
     const std::uint64_t serial_;
     mutable std::atomic<std::uint32_t> told_{0}; // flags not asked for since; their values 8 bits higher
     mutable std::atomic<std::chrono::steady_clock::rep> toldUntil_{0};

@@ -52,6 +52,7 @@ LevelFileStatus LevelFileKeeper::statusOf(const Key& key, const FileState& state
     LevelFileStatus status = state.status;
     status.group = key.first;
     status.level = key.second;
+    status.readFrom = state.isOf;
     return status;
 }
 
@@ -229,7 +230,7 @@ void LevelFileKeeper::submit(const Key& key, NodePtr group) {
 }
 
 /// Once more what could not be met, or not by the one who asked.
-void LevelFileKeeper::submitAgain(const Key& key) {
+void LevelFileKeeper::submitAgain(const Key& key, Again why) {
     PrefdirFileWriterQueue* const writer = writer_ == nullptr ? nullptr : writer_();
     bool isRemoval = false;
     {
@@ -237,6 +238,8 @@ void LevelFileKeeper::submitAgain(const Key& key) {
         FileState& state = stateOf(key);
         if (!state.status.isMarked || (writer != nullptr && state.queued > 0))
             return;
+        if (why == Again::skipped && isReplaced_)
+            return; // nobody was handed it, and newer values are in its place
         ++state.requested;
         isRemoval = state.isRemoval;
     }
@@ -316,7 +319,7 @@ void LevelFileKeeper::saveWhatWasSkipped(const Key& besides) {
                 skipped.push_back(key);
     }
     for (const Key& key : skipped)
-        submitAgain(key);
+        submitAgain(key, Again::skipped);
 }
 
 LevelFileStatus LevelFileKeeper::awaitSave(std::string_view group, LevelIndex level) {

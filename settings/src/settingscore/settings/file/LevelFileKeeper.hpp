@@ -49,6 +49,7 @@ struct LevelFileStatus {
     std::string group;
     LevelIndex level = LevelIndex::user;
     std::filesystem::path file;
+    std::filesystem::path readFrom; // where it was at the last reading; empty: nowhere
     LoadOutcome loaded = LoadOutcome::notRead;
     std::string loadMessage; // of a failure
     SaveOutcome saved = SaveOutcome::none;
@@ -175,7 +176,8 @@ class LevelFileKeeper : public SaveRequests, public boost::enable_shared_from_th
     std::shared_ptr<const Inherited> unsavedIn(const Key& key, const NodePtr& group) const;
     std::shared_ptr<const Inherited> inheritedOf(const Key& key) const;
     void submit(const Key& key, NodePtr group);
-    void submitAgain(const Key& key);
+    enum class Again : bool { due, skipped }; // of a tree that has been replaced only what is due
+    void submitAgain(const Key& key, Again why = Again::due);
     bool inTurn(const Key& key, const std::function<void()>& work);
     void run(PrefdirFileWriterQueue* writer, const Key& key, bool isRemoval);
     void runHere(const Key& key);

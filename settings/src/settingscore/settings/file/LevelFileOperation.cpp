@@ -165,6 +165,7 @@ bool LevelFileKeeper::Operation::execute() {
             else
                 executeSave();
         });
+        const InsideSave inside; // for log sinks
         if (outcome_ == SaveOutcome::failed)
             logCaught(message_, file_);
     }
@@ -205,9 +206,9 @@ void LevelFileKeeper::Operation::finish() {
         isMore = std::exchange(keeper_.stateOf(key_).isLeftToOthers, false);
     }
     // Whoever looked for what was skipped since saving was turned on has not found this one.
-    isMore = isMore || (outcome == SaveOutcome::switchedOff && isSettingsSavingTurnedOn());
-    if (isMore)
-        keeper_.submitAgain(key_);
+    const bool isMissed = outcome == SaveOutcome::switchedOff && isSettingsSavingTurnedOn();
+    if (isMore || isMissed)
+        keeper_.submitAgain(key_, isMore ? Again::due : Again::skipped);
 }
 
 void LevelFileKeeper::Operation::tell() {

@@ -324,13 +324,14 @@ void Toolboxes::loadLevel(const NodePtr& group, LevelIndex level) {
 }
 
 void Toolboxes::noteFile(const LevelFileStatus& file) {
+    const std::filesystem::path& place = file.readFrom.empty() ? file.file : file.readFrom;
     const auto isGone = [&] {
         std::error_code ignored;
-        return symlink_status(file.file, ignored).type() == std::filesystem::file_type::not_found;
+        return symlink_status(place, ignored).type() == std::filesystem::file_type::not_found;
     };
     std::optional<LoadProblem> problem;
     if ((file.loaded == LoadOutcome::damaged || file.loaded == LoadOutcome::unreadable) && !isGone())
-        problem = LoadProblem{file.file.string(), file.loadMessage};
+        problem = LoadProblem{place.string(), file.loadMessage};
     problems_.setFile(file.group, file.level, std::move(problem));
 }
 

@@ -101,9 +101,8 @@ TreesOnDemand& TreesOnDemand::instance() {
 }
 
 boost::shared_ptr<SettingsRootStateMgr> TreesOnDemand::find(const RootIndex& index) {
-    if (index.namesTree())
-        if (auto state = RootStates::instance().find(index.index()))
-            return state;
+    if (auto state = existing(index))
+        return state;
     if (!isBuiltOnDemand(index))
         refuse(index);
     requireInitialized(asking(index));

@@ -72,8 +72,8 @@ void Toolboxes::addSubgroup(const FactorySettingsTracker::Service& service) {
         const auto added = [&] {
             const DefinesHere definesHere;
             const auto made = groupOfService(service);
-            for (LoadProblem& problem :
-                 addGroupsOfServices(made, path + '.' + name, FactorySettingsTracker::start()))
+            const std::string place = path + '.' + name;
+            for (LoadProblem& problem : addGroupsOfServices(made, place, FactorySettingsTracker::start()))
                 problems_.add(product->getName(), std::move(problem));
             return made;
         }();
