@@ -264,7 +264,7 @@ TEST_F(FileWriterFaults, ALogSinkMaySetWhatCouldNotBeSaved) {
         setSaveHook(
             [](SettingsFileAccess&, const std::filesystem::path&) { throw std::runtime_error("cause"); });
         {
-            const AtLine failed("settings::core::settingsFile", "cause", [&] {
+            const AtLine failed("settings::core::settingsFile", "Exception caught: ", [&] {
                 setSaveHook([](SettingsFileAccess& access, const std::filesystem::path& path) {
                     access.writeTo(path);
                 });

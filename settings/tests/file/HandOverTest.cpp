@@ -46,6 +46,7 @@ TEST_F(HandOver, WhatWasSkippedIsNotSavedLate) {
         const AtLine request("settings::core::settingsFile", "Request file update", [&] {
             next.keeper->inheritFrom(*tree.keeper);
             group(next, "g")->set("s", 7.0, "user");
+            queue.waitForAll();
         });
         other->set("s", 1.0, "user");
     }

@@ -13,6 +13,8 @@
 #include "spf/ServiceRuntime.hpp"
 #include "varnek/event/EventManager.hpp"
 
+#include <malloc.h>
+
 #include <atomic>
 #include <future>
 #include <mutex>
@@ -57,6 +59,8 @@ const Path& longPath() {
     return path;
 }
 
+constexpr int manyNames = 1000;
+
 struct HostileGroup : SharedPlace {
     void withProvider(Answers::Function answer,
                       const std::function<void(OtherProcess&, const Handle&)>& expectations) const {
@@ -82,6 +86,16 @@ struct HostileGroup : SharedPlace {
                      announce(longPath(), Array::scalar(1.0));
                      announce({std::string(5000, 'x')}, Array::scalar(1.0));
                      announce({"size"}, Array::scalar(1.0));
+                 });
+             }},
+            {"announce many names",
+             [] {
+                 return step([] {
+                     for (int i = 0; i < manyNames; ++i) {
+                         Path path(spf::mostSteps, std::string(50, 'x'));
+                         path.front() = "job" + std::to_string(i);
+                         announce(path, Array::scalar(1.0));
+                     }
                  });
              }},
             {"announce a large value",
@@ -181,6 +195,24 @@ TEST_F(HostileGroup, GroupsThatNeverEndEnd) {
         };
         EXPECT_EQ("fault 5: the path of a node is too long", objectOf(goDown));
         EXPECT_EQ(spf::mostSteps, deep);
+    });
+}
+
+TEST_F(HostileGroup, EverNewNamesAreLetGo) {
+    const auto nothing = [](const std::string&, const Value::List&) -> Value { return {}; };
+    withProvider(nothing, [](OtherProcess& provider, const Handle& editor) {
+        std::atomic<int> heard{0};
+        const varnek::event::ScopedConnection listening = varnek::event::EventManager::instance().subscribe(
+            u"settings::core::SettingsValueChangeEvent", [&](const auto&) { ++heard; });
+        EXPECT_EQ(nullptr, editor->getChild("x")); // now the provider knows who listens
+        const auto kept = [] {
+            ::malloc_trim(0);
+            return ::mallinfo2().uordblks;
+        };
+        const std::size_t before = kept();
+        ASSERT_EQ("", provider.run("announce many names"));
+        waitUntil([&] { return heard == manyNames; });
+        EXPECT_GT(before + (4U << 20), kept()); // 64,000 nodes
     });
 }
 
