@@ -429,10 +429,10 @@ TEST_F(PreferencesDirectory, ItsNameDrivesNoTerminal) {
                             "') is not supported \n"));
     makeRelease(folder / "R2024b", {});
     LogLines log("settings::core::settingsPathUtil");
-    for (const std::string directory : {"/made", "/file/made"}) {
+    for (const char* directory : {"made", "file/made"}) {
         start();
         writeBytes(folder / "file", "");
-        set("VARNEK_PREFDIR", folder.path().native() + directory + name);
+        set("VARNEK_PREFDIR", (folder / directory).concat(name));
         getPreferencesDirectoryUStr();
     }
     EXPECT_EQ(1U, linesOf(log, "Filling " + (folder / "made").native() + shown + " from").size());

@@ -147,6 +147,14 @@ std::vector<std::string> stepsIn(const std::filesystem::path& trace, const std::
     return steps;
 }
 
+/// As strace is told.
+std::string fault(const std::string& call, const std::string& kind, int number) {
+    return call + ':' + kind + ":when=" + std::to_string(number);
+}
+std::string injecting(const std::string& call, const std::string& what) {
+    return "-e trace=" + call + " -e inject=" + what;
+}
+
 TEST_F(SharedPass, EverythingIsFlushedBeforeItCounts) {
     for (const char* child : {"SavesMany", "SetsManyAndEnds"}) {
         if (run("-y -e trace=access,fsync,renameat", child) != saved) {
@@ -190,8 +198,8 @@ TEST_F(SharedPass, KilledAtAnyCallEachFileIsOldOrNew) {
         for (const auto& [name, number] : calls) {
             if (!faults.contains(name) || at++ % step != 0)
                 continue;
-            const std::string what = name + ":signal=SIGKILL:when=" + std::to_string(number);
-            kills += run("-e trace=" + name + " -e inject=" + what) == saved ? 0 : 1;
+            const std::string what = fault(name, "signal=SIGKILL", number);
+            kills += run(injecting(name, what)) == saved ? 0 : 1;
             const auto values = nextStart(what);
             const auto firstOld = std::find(values.begin(), values.end(), before);
             EXPECT_EQ(values.end() - firstOld, std::count(firstOld, values.end(), before))
@@ -218,11 +226,8 @@ TEST_F(SharedPass, WhenCallsFailTheNextSaveSucceeds) {
         for (const char* error : errors->second) {
             if (at++ % step != 0)
                 continue;
-            std::string what(name);
-            what.append(":error=").append(error).append(":when=").append(std::to_string(number));
-            std::string traced = "-e trace=";
-            traced.append(name).append(" -e inject=").append(what);
-            const int outcome = run(traced);
+            const std::string what = fault(name, std::string("error=") + error, number);
+            const int outcome = run(injecting(name, what));
             ++runs;
             const auto values = nextStart(what);
             failures += outcome == savedAtSecondTry || outcome == never;

@@ -56,7 +56,7 @@ std::string outcomeOf(const OtherProcess::Step& step) {
 
 } // namespace
 
-OtherProcess::OtherProcess(std::function<void()> start, Steps steps) : maker_(::getpid()) {
+OtherProcess::OtherProcess(const std::function<void()>& start, const Steps& steps) : maker_(::getpid()) {
     const auto commands = makePipe();
     const auto replies = makePipe();
     std::fflush(nullptr);

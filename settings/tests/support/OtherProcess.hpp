@@ -20,7 +20,7 @@ class OtherProcess {
     using Steps = std::map<std::string, Step>;
 
     /// `start` comes first.
-    OtherProcess(std::function<void()> start, Steps steps);
+    OtherProcess(const std::function<void()>& start, const Steps& steps);
     OtherProcess(const OtherProcess&) = delete;
     OtherProcess& operator=(const OtherProcess&) = delete;
     ~OtherProcess();
