@@ -199,7 +199,7 @@ TEST_F(FileWriterFaults, AChildThatGoesOnSavesItself) {
         access.writeTo(path);
     });
     g->set("s", 1.0, "user");
-    std::thread waiter([&] { awaitSave(*g, "user"); });
+    std::thread waiter(waitForSettingsSaves);
     inside.wait(); // a pass is at work: the fork waits for it
     Child child([&] {
         ::alarm(60);

@@ -8,7 +8,9 @@
 #include "settingscore/plugin/ServiceFramework.hpp"
 #include "settingscore/settings/node/SettingsAccess.hpp"
 #include "settingscore/settings/root/DeclaredGroup.hpp"
+#include "settingscore/spf/RemoteGroup.hpp"
 #include "settingscore/spf/RemoteMethods.hpp"
+#include "settingscore/spf/SettingsRemoteImpl.hpp"
 #include "settingscore/spf/TopLevelNodeClientTracker.hpp"
 #include "spf/ServiceRuntime.hpp"
 #include "varnek/event/EventManager.hpp"
@@ -205,6 +207,14 @@ TEST_F(HostileGroup, EverNewNamesAreLetGo) {
         const varnek::event::ScopedConnection listening = varnek::event::EventManager::instance().subscribe(
             u"settings::core::SettingsValueChangeEvent", [&](const auto&) { ++heard; });
         EXPECT_EQ(nullptr, editor->getChild("x")); // now the provider knows who listens
+        std::atomic<int> known{0};
+        const varnek::event::ScopedConnection one = varnek::event::EventManager::instance().subscribe(
+            detail::SettingsAccess::wrap(
+                dynamic_cast<spf::SettingsRemoteImpl&>(*detail::SettingsAccess::node(*editor))
+                    .group()
+                    .nodeAt({"size"}))
+                ->getListenerValueChangeEventType(),
+            [&](const auto&) { ++known; });
         const auto kept = [] {
             ::malloc_trim(0);
             return ::mallinfo2().uordblks;
@@ -213,6 +223,9 @@ TEST_F(HostileGroup, EverNewNamesAreLetGo) {
         ASSERT_EQ("", provider.run("announce many names"));
         waitUntil([&] { return heard == manyNames; });
         EXPECT_GT(before + (4U << 20), kept()); // 64,000 nodes
+        ASSERT_EQ("", provider.run("announce"));
+        waitUntil([&] { return heard == manyNames + 1; });
+        EXPECT_EQ(1, known); // of a node that nobody holds
     });
 }
 

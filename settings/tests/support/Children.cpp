@@ -35,7 +35,6 @@ constexpr int nobody = 65534;
 } // namespace
 
 Child::Child(const std::function<void()>& work) {
-    std::fflush(nullptr);
     id_ = ::fork();
     if (id_ == 0)
         workAndEnd(work);
@@ -51,6 +50,7 @@ int Child::wait() {
 }
 
 void inAnotherProcess(const std::function<void()>& work) {
+    std::fflush(nullptr);
     const int status = Child(work).wait();
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "status " << status;
 }

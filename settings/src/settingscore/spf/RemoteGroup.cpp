@@ -26,7 +26,7 @@ using varnek::spf::RemoteError;
 
 namespace {
 
-/// At least so many nodes that nobody holds are kept.
+/// Fewer nodes are not looked through for those that nobody holds.
 constexpr std::size_t fewNodes = 4096;
 
 /// Those of this process's nodes have another first half.
@@ -74,8 +74,17 @@ RemoteGroup::RemoteNode RemoteGroup::childOf(const RemoteNode& parent, const std
 void RemoteGroup::letGoOfSome() {
     if (nodes_.size() < mostNodes_)
         return;
-    std::erase_if(nodes_, [](const auto& known) { return known.second.node.expired(); });
+    std::erase_if(nodes_,
+                  [](const auto& known) { return !known.second.isKept && known.second.node.expired(); });
     mostNodes_ = std::max(fewNodes, 2 * nodes_.size());
+}
+
+/// Those above it are parts of its place.
+void RemoteGroup::keepIdentity(const SettingsRemoteImpl& node) {
+    const std::lock_guard lock(mutex_);
+    for (const SettingsRemoteImpl* at = &node; at->above() != nullptr; at = at->above())
+        if (const auto known = nodes_.find({at->above()->serial(), at->getName()}); known != nodes_.end())
+            known->second.isKept = true;
 }
 
 RemoteGroup::RemoteNode RemoteGroup::nodeAt(const Path& path) {
@@ -255,7 +264,7 @@ void RemoteGroup::valueChanged(const Value::List& announcement) {
     if (node == nullptr)
         return;
     place.complete([&] {
-        const auto id = node->identity();
+        const NodeIdentity id{0, node->serial()}; // which is not kept for that
         return boost::make_shared<core::SettingsValueChangeEvent>(
             node->getThisObject(),
             std::vector{eventType(valueChangeEventName, id), eventType(settingsEventName, id)},

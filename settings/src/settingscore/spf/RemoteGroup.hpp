@@ -44,6 +44,8 @@ class RemoteGroup : public std::enable_shared_from_this<RemoteGroup> {
     /// The node of a path, empty for the top-level node; null when that one is gone.
     RemoteNode nodeAt(const Path& path);
 
+    /// The node is the same one whenever it is asked for again, until it is gone.
+    void keepIdentity(const SettingsRemoteImpl& node);
     /// The child and what is below it are gone.
     void forgetTold(const SettingsRemoteImpl& parent, const std::string& child);
 
@@ -74,10 +76,11 @@ class RemoteGroup : public std::enable_shared_from_this<RemoteGroup> {
                 const core::detail::NodePtr& root);
 
     /// What is kept of a node that nobody may hold any more, so that it is the same one when it is asked for
-    /// again: by its parent and its name, as long as those that nobody holds are few.
+    /// again: by its parent and its name, unless they are many and nobody knows its identity.
     struct Known {
         std::uint64_t serial = 0;
         boost::weak_ptr<SettingsRemoteImpl> node;
+        bool isKept = false; // somebody knows its identity
     };
     using Place = std::pair<std::uint64_t, std::string>;
 
@@ -96,7 +99,7 @@ class RemoteGroup : public std::enable_shared_from_this<RemoteGroup> {
     std::atomic<bool> isAttached_{false};
     std::mutex mutex_;
     std::map<Place, Known> nodes_; // guarded by mutex_, as what follows
-    std::size_t mostNodes_;        // then those that nobody holds go
+    std::size_t mostNodes_;        // then those that nobody holds or knows go
     std::stop_source stop_;
     std::mutex listening_; // rank "remote nodes"; guards the rest
     int announced_ = 0;    // announcements that threads are at work on

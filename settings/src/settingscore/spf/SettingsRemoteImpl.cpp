@@ -30,6 +30,11 @@ SettingsRemoteImpl::SettingsRemoteImpl(std::shared_ptr<RemoteGroup> group,
     : group_(std::move(group)), parent_(std::move(parent)), name_(std::move(name)), serial_(serial) {}
 SettingsRemoteImpl::~SettingsRemoteImpl() = default;
 
+core::detail::NodeIdentity SettingsRemoteImpl::identity() const {
+    group_->keepIdentity(*this);
+    return {0, serial_};
+}
+
 Path SettingsRemoteImpl::path() const {
     Path path;
     for (const SettingsRemoteImpl* node = this; node->parent_ != nullptr; node = node->parent_.get())

@@ -54,6 +54,8 @@ class SettingsRemoteImpl final : public core::detail::SettingsNodeImpl,
     /// From the top-level group down, without its name.
     Path path() const;
     std::uint64_t serial() const noexcept { return serial_; }
+    /// Null for the top-level node.
+    const SettingsRemoteImpl* above() const noexcept { return parent_.get(); }
     RemoteGroup& group() const noexcept { return *group_; }
     /// What a reply has said of this node does not hold any more.
     void forgetTold() const noexcept;
@@ -85,7 +87,8 @@ class SettingsRemoteImpl final : public core::detail::SettingsNodeImpl,
     NodePtr getParent() const override;
     boost::shared_ptr<Settings> getThisObject() override;
     const std::string& getName() const override { return name_; }
-    core::detail::NodeIdentity identity() const override { return {0, serial_}; }
+    /// Keeps it: listeners may know it when nobody holds the node.
+    core::detail::NodeIdentity identity() const override;
     LevelIndex checkLevel(std::string_view level) const override;
     /// Nobody may remove from here what another process has defined.
     LevelIndex originLevel() const override { return LevelIndex::factory; }

@@ -52,7 +52,6 @@ LevelFileStatus LevelFileKeeper::statusOf(const Key& key, const FileState& state
     LevelFileStatus status = state.status;
     status.group = key.first;
     status.level = key.second;
-    status.readFrom = state.isOf;
     return status;
 }
 

@@ -49,7 +49,7 @@ struct LevelFileStatus {
     std::string group;
     LevelIndex level = LevelIndex::user;
     std::filesystem::path file;
-    std::filesystem::path readFrom; // where it was at the last reading; empty: nowhere
+    std::filesystem::path refused; // where it was when it could not be loaded
     LoadOutcome loaded = LoadOutcome::notRead;
     std::string loadMessage; // of a failure
     SaveOutcome saved = SaveOutcome::none;

@@ -181,10 +181,11 @@ void LevelFileKeeper::Operation::finish() {
     const SaveOutcome outcome = outcome_.value_or(SaveOutcome::failed);
     NodePtr finished; // let go without the lock
     NodePtr root;
-    bool isMore = false;
+    bool isMore = false, isHandedOver = false;
     {
         const std::lock_guard lock(keeper_.mutex_);
         FileState& state = keeper_.stateOf(key_);
+        isHandedOver = keeper_.isReplaced_; // while it was pending
         state.attempted = taken_;
         state.status.saved = outcome;
         state.status.saveMessage = std::move(message_);
@@ -208,7 +209,7 @@ void LevelFileKeeper::Operation::finish() {
     // Whoever looked for what was skipped since saving was turned on has not found this one.
     const bool isMissed = outcome == SaveOutcome::switchedOff && isSettingsSavingTurnedOn();
     if (isMore || isMissed)
-        keeper_.submitAgain(key_, isMore ? Again::due : Again::skipped);
+        keeper_.submitAgain(key_, isMore || isHandedOver ? Again::due : Again::skipped);
 }
 
 void LevelFileKeeper::Operation::tell() {

@@ -55,13 +55,15 @@ bool LevelFileKeeper::mustReadFirst(const Key& key, const varnek::files::FileSta
 }
 
 LoadOutcome LevelFileKeeper::refuse(const Key& key, LoadOutcome outcome, const std::string& cause) {
+    std::filesystem::path file = fileOf(key.first, key.second);
     if (outcome != LoadOutcome::absent)
-        VARNEK_LOG(fileLog, error) << "Cannot read settings file: " << fileOf(key.first, key.second).string()
+        VARNEK_LOG(fileLog, error) << "Cannot read settings file: " << file.string()
                                    << " at level: " << levelName(key.second) << "Exception caught: " << cause;
     const std::lock_guard lock(mutex_);
     LevelFileStatus& status = stateOf(key).status;
     status.loaded = outcome;
     status.loadMessage = cause;
+    status.refused = std::move(file);
     return outcome;
 }
 

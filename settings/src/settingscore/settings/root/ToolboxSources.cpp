@@ -129,12 +129,13 @@ void ToolboxSources::takeBack(const std::string& group, Change change) {
     auto [before, after] = std::move(change);
     const std::lock_guard lock(mutex_);
     const Declared now = declaredNow(group);
-    if (isFrom(before.files, after.files, now.files))
+    if (now.files == after.files) { // else the visibility came with other files, too
         files_[group].swap(before.files);
-    if (isFrom(before.isShown, after.isShown, now.isShown))
-        setMember(visible_, group, before.isShown);
-    if (isFrom(before.isShownByLoader, after.isShownByLoader, now.isShownByLoader))
-        setMember(visibleByLoader_, group, before.isShownByLoader);
+        if (isFrom(before.isShown, after.isShown, now.isShown))
+            setMember(visible_, group, before.isShown);
+        if (isFrom(before.isShownByLoader, after.isShownByLoader, now.isShownByLoader))
+            setMember(visibleByLoader_, group, before.isShownByLoader);
+    }
     if (isFrom(before.definition, after.definition, now.definition))
         definitions_[group].swap(before.definition);
     if (!before.isDeclared && found(files_, group).empty() && found(definitions_, group) == nullptr)

@@ -324,14 +324,13 @@ void Toolboxes::loadLevel(const NodePtr& group, LevelIndex level) {
 }
 
 void Toolboxes::noteFile(const LevelFileStatus& file) {
-    const std::filesystem::path& place = file.readFrom.empty() ? file.file : file.readFrom;
     const auto isGone = [&] {
         std::error_code ignored;
-        return symlink_status(place, ignored).type() == std::filesystem::file_type::not_found;
+        return symlink_status(file.refused, ignored).type() == std::filesystem::file_type::not_found;
     };
     std::optional<LoadProblem> problem;
     if ((file.loaded == LoadOutcome::damaged || file.loaded == LoadOutcome::unreadable) && !isGone())
-        problem = LoadProblem{place.string(), file.loadMessage};
+        problem = LoadProblem{file.refused.string(), file.loadMessage};
     problems_.setFile(file.group, file.level, std::move(problem));
 }
 
