@@ -70,10 +70,6 @@ std::chrono::milliseconds timeUntil(std::chrono::steady_clock::time_point end) {
     return std::max(left, std::chrono::milliseconds(0));
 }
 
-} // namespace
-
-namespace {
-
 /// Announces changes of a group's values. Other processes find the group before its publication is known
 /// here; what changes until then is announced afterwards, once for each setting: what it was before.
 class ChangeAnnouncer {

@@ -79,7 +79,7 @@ void readWhatWasSaved(const Tree& before, const Tree& after) {
     try {
         if (PrefdirFileWriterQueue* const writer = prefdirWriter())
             writer->whenAllIsTried([before, after] { readWhatWasSaved(before, after); });
-    } catch (const std::exception& failure) { // the process ends
+    } catch (const std::exception& failure) { // that thread has ended
         VARNEK_LOG(rootLog, error) << "Exception caught: " << failure.what();
     }
 }
